@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# Builds and runs the consumer in one of four ways:
+#
+#   consumer.sh installed|moved|subdirectory|pkgconfig BUILD SOURCE SCRATCH
+#
+# BUILD is a finished build of the tree SOURCE; SCRATCH is emptied first.
+set -euo pipefail
+
+way=$1 build=$2 source=$3 scratch=$4
+consumer=$source/tests/package/consumer
+rm -rf "$scratch"
+mkdir -p "$scratch"
+
+setting() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
+
+buildWithCMake() {
+    cmake -S "$consumer" -B "$scratch/build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
+        -DCMAKE_CXX_COMPILER="$(setting CMAKE_CXX_COMPILER)" "$@"
+    cmake --build "$scratch/build"
+    "$scratch/build/consumer"
+}
+
+buildWithPkgConfig() {
+    local library
+    library=$(dirname "$(find "$1" -name tiomipra.pc)")
+    export PKG_CONFIG_PATH=$library
+    # shellcheck disable=SC2046 # the flags are separate words
+    "$(setting CMAKE_CXX_COMPILER)" -std=c++17 "$consumer/main.cpp" -o "$scratch/consumer" \
+        $(pkg-config --cflags --libs tiomipra tevo)
+    LD_LIBRARY_PATH=$library/.. "$scratch/consumer"
+}
+
+install() { cmake --install "$build" --prefix "$1"; }
+
+case $way in
+    installed)
+        install "$scratch/tree"
+        buildWithCMake -DCMAKE_PREFIX_PATH="$scratch/tree"
+        ;;
+    moved)
+        install "$scratch/first"
+        mv "$scratch/first" "$scratch/tree"
+        buildWithCMake -DCMAKE_PREFIX_PATH="$scratch/tree"
+        ;;
+    subdirectory)
+        buildWithCMake -DTIOMIPRA_SOURCE="$source" \
+            -DBUILD_SHARED_LIBS="$(setting BUILD_SHARED_LIBS)"
+        ;;
+    pkgconfig)
+        install "$scratch/first"
+        mv "$scratch/first" "$scratch/tree"
+        buildWithPkgConfig "$scratch/tree"
+        ;;
+esac
