@@ -1,0 +1,54 @@
+// One pair or many: runs them through workers, reports progress and failures, resumes.
+//
+// Beside the outputs of pair NAME stands its report, NAME.json, written last: what the pair was
+// made with, which files were written and what was found. A pair whose report is there is whole.
+#ifndef TIOMIPRA_BATCH_HPP
+#define TIOMIPRA_BATCH_HPP
+
+#include <CLI/App.hpp>
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "frame_source.hpp"
+#include "status.hpp"
+
+namespace tiomipra {
+
+struct BatchOptions {
+    std::string output;
+    unsigned jobs = 0;  // 0: as many as there are processors
+    bool resume = false;
+    bool json = false;
+};
+
+// Adds --output (required), --jobs, --resume and --json.
+void addBatchOptions(CLI::App& command, BatchOptions& options);
+
+// What became of a pair.
+struct PairResult {
+    std::vector<std::string> files;  // what was written, by name within the output folder
+    nlohmann::ordered_json values;   // for the report and --json; null when there is nothing to say
+    std::string summary;             // the same for a person, a few words
+};
+
+// Makes all outputs of a pair but the report; throws what a failing pair shall be reported with.
+using ProcessPair = std::function<PairResult(const Frame&)>;
+
+// Runs all pairs of `frames`, several at once: each thread calls `makeWorker` once, so that a
+// worker may own a `Stereo`. Creates the output folder. Failures don't end the run: they are named
+// at its end, on standard error. Results go to standard output. SIGINT and SIGTERM end the run
+// after the pairs at hand.
+//
+// `madeWith` (see provenance.hpp) goes into every report. With `resume`, pairs are left out that
+// were made from the same files with the same `madeWith` and whose files are all there.
+//
+// The status is `partial` when some pairs failed; when all failed, that of the first failure.
+Status runBatch(FrameSource& frames, const BatchOptions& options,
+                const nlohmann::ordered_json& madeWith,
+                const std::function<ProcessPair()>& makeWorker);
+
+}  // namespace tiomipra
+
+#endif

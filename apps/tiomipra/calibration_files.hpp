@@ -1,0 +1,54 @@
+// The calibrations of a stereo pair: options, files, and whether they fit each other and an image.
+#ifndef TIOMIPRA_CALIBRATION_FILES_HPP
+#define TIOMIPRA_CALIBRATION_FILES_HPP
+
+#include <CLI/App.hpp>
+#include <opencv2/core/types.hpp>
+#include <string>
+#include <vision/calibration.hpp>
+#include <vision/stereo.hpp>
+
+namespace tiomipra {
+
+// Where the calibrations are: `directory` holds left.yml and right.yml, or each has its own file.
+struct CalibrationOptions {
+    std::string directory;
+    std::string left;
+    std::string right;
+};
+
+// Adds --calibration DIR, --left-calibration FILE and --right-calibration FILE.
+void addCalibrationOptions(CLI::App& command, CalibrationOptions& options);
+
+// Throws `InputError` that names the file when it can't be read, is malformed or lacks a key. Looks
+// no further: the matrices may have any shape and content.
+vision::Calibration readCalibration(const std::string& path);
+
+// The two calibrations of a pair and where they come from.
+struct Rig {
+    vision::Calibration left;
+    vision::Calibration right;
+    std::string leftFile;
+    std::string rightFile;
+    std::string hash;  // of both files: `cat LEFT RIGHT | sha256sum` prints the same
+};
+
+// Throws `UsageError` unless `options` name both calibrations, `InputError` as `readCalibration`.
+Rig readRig(const CalibrationOptions& options);
+
+// Gives the calibrations to `stereo`, whose maximum depth should be set by then. Throws
+// `InputError` that names the files and the reason when they can't be used: sizes that differ,
+// matrices of another type or shape, numbers that are not finite, cameras that are swapped or in
+// the same place.
+void setCalibrations(vision::Stereo& stereo, const Rig& rig);
+
+// Throws `InputError` that names `file` unless images of `size` have the rig's aspect ratio.
+void requireSameAspectRatio(const Rig& rig, const cv::Size& size, const std::string& file);
+
+// Writes a calibration, whole or not at all, and reads it back to be sure. Throws `InputError` that
+// names the file when it can't be written.
+void writeCalibration(const std::string& path, const vision::Calibration& calibration);
+
+}  // namespace tiomipra
+
+#endif

@@ -1,0 +1,71 @@
+// The pairs of images that a command works on, from files or videos.
+#ifndef TIOMIPRA_FRAME_SOURCE_HPP
+#define TIOMIPRA_FRAME_SOURCE_HPP
+
+#include <CLI/App.hpp>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <opencv2/core/mat.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "image_files.hpp"
+
+namespace tiomipra {
+
+// Either `left` and `right`, or `sideBySide`: arguments as `resolveImages` takes them, or one video
+// each.
+struct FrameOptions {
+    std::vector<std::string> left;
+    std::vector<std::string> right;
+    std::vector<std::string> sideBySide;
+};
+
+// Adds --left, --right and --side-by-side.
+void addFrameOptions(CLI::App& command, FrameOptions& options);
+
+struct StereoImages {
+    cv::Mat left;
+    cv::Mat right;
+};
+
+// One pair, not read yet.
+struct Frame {
+    std::string name;       // names the outputs; unique within its source
+    std::string leftFile;   // as in "left01.png" or "clip.avi, frame 12"
+    std::string rightFile;  // the same as `leftFile` for a side-by-side image
+    // Reads the pair, both of the same size. Throws `InputError` that names the file.
+    std::function<StereoImages()> read;
+};
+
+class FrameSource {
+  public:
+    FrameSource() = default;
+    FrameSource(const FrameSource&) = delete;
+    FrameSource& operator=(const FrameSource&) = delete;
+    virtual ~FrameSource() = default;
+
+    // How many pairs there are; 0 when a video does not say.
+    virtual std::size_t count() const = 0;
+
+    // The next pair, nothing at the end. For one thread at a time; frames that it gave may be read
+    // by others meanwhile.
+    virtual std::optional<Frame> next() = 0;
+};
+
+// Throws `UsageError` when an option is missing, `InputError` when nothing matches an argument, a
+// video can't be opened, or there are more images on one side than on the other.
+std::unique_ptr<FrameSource> openFrames(const FrameOptions& options,
+                                        Pixels pixels = Pixels::eightBit);
+
+// The image files that the arguments stand for, each of them a file, a folder (its images), a
+// pattern with * ? [...] or a printf-style one such as left%02d.png (all that exist, gaps are
+// fine). Those of one argument are sorted by name, numbers by value; the arguments keep their
+// order. Throws `InputError` that names an argument which matches nothing.
+std::vector<std::string> resolveImages(const std::vector<std::string>& arguments);
+
+}  // namespace tiomipra
+
+#endif

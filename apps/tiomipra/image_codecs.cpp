@@ -1,0 +1,35 @@
+#include "image_codecs.hpp"
+
+#include <opencv2/core/utils/logger.hpp>
+#include <opencv2/imgcodecs.hpp>
+
+#include "module.hpp"
+
+namespace tiomipra {
+namespace {
+
+// Decoders complain on standard error about files that are then reported by name anyway.
+void silenceOpenCv() {
+    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+}
+
+// Orientation tags are ignored: a calibration describes the pixels as the sensor delivered them.
+cv::Mat decode(const std::string& file, Pixels pixels) {
+    silenceOpenCv();
+    const int depth = pixels == Pixels::asStored ? cv::IMREAD_ANYDEPTH : 0;
+    const cv::Mat bytes(1, static_cast<int>(file.size()), CV_8UC1,
+                        const_cast<char*>(file.data()));  // NOLINT: cv::Mat knows no const data
+    return cv::imdecode(bytes, depth | cv::IMREAD_ANYCOLOR | cv::IMREAD_IGNORE_ORIENTATION);
+}
+
+std::vector<unsigned char> encode(const std::string& extension, const cv::Mat& image) {
+    std::vector<unsigned char> bytes;
+    cv::imencode(extension, image, bytes);
+    return bytes;
+}
+
+}  // namespace
+}  // namespace tiomipra
+
+TIOMIPRA_MODULE_EXPORT const tiomipra::ImageCodecs tiomipraImageCodecs;
+const tiomipra::ImageCodecs tiomipraImageCodecs{tiomipra::decode, tiomipra::encode};

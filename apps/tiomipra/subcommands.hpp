@@ -1,0 +1,19 @@
+// The subcommands, one source file each.
+//
+// `configureX` adds the options of subcommand X to `command`, bound to variables that the returned
+// function shares, and returns what to run once the command line has been parsed.
+#ifndef TIOMIPRA_SUBCOMMANDS_HPP
+#define TIOMIPRA_SUBCOMMANDS_HPP
+
+#include <CLI/App.hpp>
+#include <functional>
+
+#include "status.hpp"
+
+namespace tiomipra {
+
+using Run = std::function<Status()>;
+
+}  // namespace tiomipra
+
+#endif

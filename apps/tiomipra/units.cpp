@@ -1,0 +1,72 @@
+#include "units.hpp"
+
+#include <charconv>
+#include <cmath>
+#include <string_view>
+#include <utility>
+
+#include "status.hpp"
+
+namespace tiomipra {
+namespace {
+
+constexpr std::pair<std::string_view, double> metresPerUnit[] = {
+    {"mm", 0.001}, {"cm", 0.01}, {"m", 1}, {"in", 0.0254}};
+
+[[noreturn]] void refuse(const std::string& text, const std::string& rule) {
+    throw UsageError("'" + text + "' must be " + rule);
+}
+
+// Reads a number from the start of `text`, whatever the locale is, and takes it off.
+template <typename Number>
+bool takeNumber(std::string_view& text, Number& number) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc())
+        return false;
+    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+    return true;
+}
+
+}  // namespace
+
+Length parseLength(const std::string& text) {
+    constexpr auto rule = "a positive number, alone or with mm, cm, m or in";
+    std::string_view rest = text;
+    double number = 0;
+    if (!takeNumber(rest, number) || !std::isfinite(number) || number <= 0)
+        refuse(text, rule);
+    if (rest.empty())
+        return {number, ""};
+    for (const auto& [unit, metres] : metresPerUnit) {
+        if (rest == unit)
+            return {number * metres, "m"};
+    }
+    refuse(text, rule);
+}
+
+Range parseRange(const std::string& text) {
+    constexpr auto rule = "NEAR..FAR, two positive lengths, the nearer one first";
+    const auto dots = text.find("..");
+    if (dots == std::string::npos)
+        refuse(text, rule);
+    const Length nearest = parseLength(text.substr(0, dots));
+    const Length farthest = parseLength(text.substr(dots + 2));
+    if (nearest.unit != farthest.unit || nearest.value >= farthest.value)
+        refuse(text, rule);
+    return {nearest.value, farthest.value};
+}
+
+cv::Size parseSize(const std::string& text) {
+    std::string_view rest = text;
+    cv::Size size;
+    const bool hasWidth = takeNumber(rest, size.width);
+    const bool hasTimes = !rest.empty() && rest.front() == 'x';
+    rest.remove_prefix(hasTimes ? 1 : 0);
+    const bool hasHeight = takeNumber(rest, size.height);
+    const bool isWhole = hasWidth && hasTimes && hasHeight && rest.empty();
+    if (!isWhole || size.width <= 0 || size.height <= 0)
+        refuse(text, "WIDTHxHEIGHT, two positive whole numbers, as in 9x6");
+    return size;
+}
+
+}  // namespace tiomipra

@@ -1,0 +1,32 @@
+// Quantities as they are written on the command line. Every function throws `UsageError`, which
+// names the text and the rule, for a text that it does not understand.
+#ifndef TIOMIPRA_UNITS_HPP
+#define TIOMIPRA_UNITS_HPP
+
+#include <opencv2/core/types.hpp>
+#include <string>
+
+namespace tiomipra {
+
+struct Length {
+    double value = 0;
+    std::string unit;  // "m", or "" for the user's own unit
+};
+
+// "25mm", "3cm", "1.5m", "1in" in metres; a bare number stays in the user's own unit. Positive.
+Length parseLength(const std::string& text);
+
+struct Range {
+    double nearest = 0;
+    double farthest = 0;
+};
+
+// "0.4..3" or "40cm..3m": two lengths, the nearer one first.
+Range parseRange(const std::string& text);
+
+// "9x6": width times height, both positive.
+cv::Size parseSize(const std::string& text);
+
+}  // namespace tiomipra
+
+#endif

@@ -1,0 +1,103 @@
+#include "run_program.hpp"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace tiomipra::test {
+namespace {
+
+void redirect(int descriptor, const std::string& path) {
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (file < 0 || dup2(file, descriptor) < 0)
+        _exit(127);
+    close(file);
+}
+
+void limitFileSize(std::uint64_t bytes) {
+    // Ignored, so that writes fail instead of the program being killed.
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{bytes, bytes};
+    if (setrlimit(RLIMIT_FSIZE, &limit) != 0)
+        _exit(127);
+}
+
+std::vector<char*> asArgv(const std::vector<std::string>& arguments) {
+    static std::string program = TIOMIPRA_PROGRAM;
+    std::vector<char*> argv{program.data()};
+    for (const std::string& argument : arguments)
+        argv.push_back(const_cast<char*>(argument.c_str()));  // execv does not change them
+    argv.push_back(nullptr);
+    return argv;
+}
+
+}  // namespace
+
+ScratchFolder::ScratchFolder()
+    : _path((std::filesystem::temp_directory_path() / "tiomipra-XXXXXX").string()) {
+    if (mkdtemp(_path.data()) == nullptr)
+        throw std::runtime_error("can't create " + _path);
+}
+
+ScratchFolder::~ScratchFolder() {
+    std::error_code error;
+    std::filesystem::remove_all(_path, error);
+}
+
+RunningProgram::RunningProgram(const std::vector<std::string>& arguments,
+                               std::optional<std::uint64_t> fileSizeLimit) {
+    const std::string out = _capture / "out";
+    const std::string err = _capture / "err";
+    const std::vector<char*> argv = asArgv(arguments);
+    _process = fork();
+    if (_process < 0)
+        throw std::runtime_error("can't start another process");
+    if (_process > 0)
+        return;
+    redirect(STDOUT_FILENO, out);
+    redirect(STDERR_FILENO, err);
+    if (fileSizeLimit)
+        limitFileSize(*fileSizeLimit);
+    execv(argv.front(), argv.data());
+    _exit(127);
+}
+
+void RunningProgram::send(int signal) const {
+    kill(_process, signal);
+}
+
+RunResult RunningProgram::wait() {
+    int status = 0;
+    waitpid(_process, &status, 0);
+    const int exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return {exitStatus, contentOf(_capture / "out"), contentOf(_capture / "err")};
+}
+
+RunResult runTiomipra(const std::vector<std::string>& arguments) {
+    return RunningProgram(arguments).wait();
+}
+
+RunResult runTiomipraOnFullDisk(const std::vector<std::string>& arguments,
+                                std::uint64_t fileSizeLimit) {
+    return RunningProgram(arguments, fileSizeLimit).wait();
+}
+
+std::string photograph(const std::string& name) {
+    return TIOMIPRA_PHOTOGRAPHS "/" + name;
+}
+
+std::string contentOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_TRUE(file) << path << " can't be read";
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+}  // namespace tiomipra::test

@@ -1,0 +1,68 @@
+// Runs the built program as a user would.
+#ifndef TIOMIPRA_TESTS_RUN_PROGRAM_HPP
+#define TIOMIPRA_TESTS_RUN_PROGRAM_HPP
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tiomipra::test {
+
+// A folder that is removed, with all that is in it, when the object dies.
+class ScratchFolder {
+  public:
+    ScratchFolder();
+    ScratchFolder(const ScratchFolder&) = delete;
+    ScratchFolder& operator=(const ScratchFolder&) = delete;
+    ~ScratchFolder();
+
+    // The path of `name` in the folder.
+    std::string operator/(const std::string& name) const { return _path + "/" + name; }
+
+  private:
+    std::string _path;
+};
+
+struct RunResult {
+    int status = -1;  // the exit status; 128 + the signal's number when one ended the program
+    std::string out;
+    std::string err;
+};
+
+// A run of the program that goes on while the test does.
+class RunningProgram {
+  public:
+    // `fileSizeLimit` in bytes makes every write beyond it fail, as on a full disk.
+    explicit RunningProgram(const std::vector<std::string>& arguments,
+                            std::optional<std::uint64_t> fileSizeLimit = {});
+    RunningProgram(const RunningProgram&) = delete;
+    RunningProgram& operator=(const RunningProgram&) = delete;
+    ~RunningProgram() = default;
+
+    void send(int signal) const;
+    RunResult wait();
+
+  private:
+    ScratchFolder _capture;
+    pid_t _process;
+};
+
+// `tiomipra ARGUMENTS...`, to its end.
+RunResult runTiomipra(const std::vector<std::string>& arguments);
+
+// The same where no file can grow beyond `fileSizeLimit` bytes.
+RunResult runTiomipraOnFullDisk(const std::vector<std::string>& arguments,
+                                std::uint64_t fileSizeLimit);
+
+// The path of a photograph of Debian's package opencv-doc, as in "left01.jpg".
+std::string photograph(const std::string& name);
+
+// The content of a file; fails the test when there is none.
+std::string contentOf(const std::string& path);
+
+}  // namespace tiomipra::test
+
+#endif
