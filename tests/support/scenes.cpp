@@ -1,0 +1,96 @@
+#include "support/scenes.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <opencv2/calib3d.hpp>
+#include <opencv2/imgproc.hpp>
+
+namespace {
+
+// Wide enough for what only the right camera sees.
+constexpr int margin = 256;
+
+cv::Mat makeTexture(const cv::Size& size, unsigned seed) {
+    cv::Mat texture(size.height, size.width + margin, CV_8UC1);
+    cv::RNG(seed).fill(texture, cv::RNG::UNIFORM, 0, 256);
+    cv::GaussianBlur(texture, texture, {}, 1.2);
+    cv::normalize(texture, texture, 0, 255, cv::NORM_MINMAX);
+    return texture;
+}
+
+// The column of the left image that shows what the right one shows in column `x`.
+float leftColumn(const Plane& plane, float x) {
+    return (x + plane.disparity) / (1.F - plane.slope);
+}
+
+const Plane* planeInLeft(const std::vector<Plane>& planes, float x) {
+    const auto found = std::find_if(planes.begin(), planes.end(), [x](const Plane& plane) {
+        return x >= static_cast<float>(plane.begin) && x < static_cast<float>(plane.end);
+    });
+    return found == planes.end() ? nullptr : &*found;
+}
+
+// The nearest plane that shows in the right image's column `x`; the farthest fills what the left
+// camera does not see.
+const Plane& planeInRight(const std::vector<Plane>& planes, float x) {
+    const auto found = std::find_if(planes.begin(), planes.end(), [x](const Plane& plane) {
+        const float left = leftColumn(plane, x);
+        return left >= static_cast<float>(plane.begin) && left < static_cast<float>(plane.end);
+    });
+    return found == planes.end() ? planes.back() : *found;
+}
+
+}  // namespace
+
+Scene renderScene(const SceneOptions& options) {
+    const cv::Mat texture = makeTexture(options.size, options.seed);
+    cv::Mat columns(options.size, CV_32FC1);
+    cv::Mat rows(options.size, CV_32FC1);
+    Scene scene;
+    scene.left = texture.colRange(0, options.size.width).clone();
+    scene.disparity.create(options.size, CV_32FC1);
+    for (int y = 0; y < options.size.height; ++y) {
+        for (int x = 0; x < options.size.width; ++x) {
+            const auto column = static_cast<float>(x);
+            const Plane& plane = *planeInLeft(options.planes, column);
+            scene.disparity.at<float>(y, x) = plane.disparity + plane.slope * column;
+            columns.at<float>(y, x) = leftColumn(planeInRight(options.planes, column), column);
+            rows.at<float>(y, x) = static_cast<float>(y);
+        }
+    }
+    cv::remap(texture, scene.right, columns, rows, cv::INTER_CUBIC, cv::BORDER_REPLICATE);
+    return scene;
+}
+
+cv::Mat renderRawView(const cv::Mat& rectified, const vision::Calibration& camera) {
+    std::vector<cv::Point2f> rawPixels;
+    for (int y = 0; y < camera.height; ++y) {
+        for (int x = 0; x < camera.width; ++x)
+            rawPixels.emplace_back(static_cast<float>(x), static_cast<float>(y));
+    }
+    cv::Mat positions;
+    cv::undistortPoints(rawPixels, positions, camera.cameraMatrix, camera.distortion,
+                        camera.rectificationMatrix, camera.projectionMatrix);
+    cv::Mat raw;
+    cv::remap(rectified, raw, positions.reshape(2, camera.height), cv::noArray(), cv::INTER_CUBIC);
+    return raw;
+}
+
+DisparityError compareDisparity(const cv::Mat& disparity, const cv::Mat& truth,
+                                const cv::Rect& region, float minDisparity) {
+    std::vector<float> errors;
+    for (int y = region.y; y < region.br().y; ++y) {
+        for (int x = region.x; x < region.br().x; ++x) {
+            const float measured = disparity.at<float>(y, x);
+            if (measured >= minDisparity)
+                errors.push_back(std::abs(measured - truth.at<float>(y, x)));
+        }
+    }
+    if (errors.empty())
+        return {0, 0, 0};
+    std::sort(errors.begin(), errors.end());
+    const auto firstWrong = std::upper_bound(errors.begin(), errors.end(), 1.F);
+    const auto count = static_cast<double>(errors.size());
+    return {count / region.area(), errors[errors.size() / 2],
+            static_cast<double>(errors.end() - firstWrong) / count};
+}

@@ -1,0 +1,47 @@
+// Rendered stereo pairs of known disparity.
+#ifndef TIOMIPRA_TESTS_SCENES_HPP
+#define TIOMIPRA_TESTS_SCENES_HPP
+
+#include <opencv2/core.hpp>
+#include <vector>
+#include <vision/calibration.hpp>
+
+// A textured plane: in the left image's columns from `begin` to `end`, the disparity of pixel
+// (x, y) is `disparity` + `slope` * x.
+struct Plane {
+    float disparity;
+    float slope = 0.F;
+    int begin = 0;
+    int end = 1 << 20;
+};
+
+struct SceneOptions {
+    cv::Size size{640, 480};
+    std::vector<Plane> planes{{20.F}};  // together all columns of the left image, nearest first
+    unsigned seed = 1;
+};
+
+// A rectified pair, CV_8UC1, and the disparity of the left image, CV_32FC1.
+struct Scene {
+    cv::Mat left;
+    cv::Mat right;
+    cv::Mat disparity;
+};
+
+Scene renderScene(const SceneOptions& options);
+
+// What the raw camera sees of the rectified image `rectified`.
+cv::Mat renderRawView(const cv::Mat& rectified, const vision::Calibration& camera);
+
+// How a disparity image compares with the truth.
+struct DisparityError {
+    double matched;  // share of the compared pixels that have a disparity
+    double median;   // of the absolute errors of those, pixels
+    double wrong;    // share of those that are off by more than a pixel
+};
+
+// Compares within `region`; disparities below `minDisparity` mean "no match".
+DisparityError compareDisparity(const cv::Mat& disparity, const cv::Mat& truth,
+                                const cv::Rect& region, float minDisparity);
+
+#endif
