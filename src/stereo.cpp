@@ -102,7 +102,7 @@ AdaptedParameters adapt(const Stereo& stereo, int reductionFactor) {
     const int level = static_cast<int>(std::round(std::log2(static_cast<double>(reductionFactor))));
     const int disparityNumber = stereo.getDisparityNumber() - 16 * level;
 
-    AdaptedParameters adapted;
+    AdaptedParameters adapted{};
     adapted.minDisparity = stereo.getMinDisparity() / reductionFactor;
     adapted.disparityNumber = std::max(disparityNumber, smallestDisparityNumber);
     adapted.windowSize =

@@ -79,7 +79,7 @@ thread_local bool isInsideSink = false;
 class Registry {
   public:
     static Registry& instance() {
-        static Registry* const registry = new Registry;
+        static auto* const registry = new Registry;
         return *registry;
     }
 
