@@ -33,15 +33,17 @@ std::size_t bigEndian(std::string_view file, std::size_t offset, std::size_t cou
 bool isWholeJpeg(std::string_view file) {
     constexpr unsigned restart0 = 0xD0, restart7 = 0xD7, endOfImage = 0xD9, stuffed = 0;
     std::size_t offset = 2;
-    while (offset + 4 <= file.size() || offset + 2 == file.size()) {
+    while (offset + 2 <= file.size()) {
         const unsigned marker = byteAt(file, offset + 1);
         const bool isMarker = byteAt(file, offset) == 0xFF && marker != stuffed && marker != 0xFF;
         if (isMarker && marker == endOfImage)
             return true;
         if (!isMarker || (marker >= restart0 && marker <= restart7))
             ++offset;  // within the pixels
-        else
+        else if (offset + 4 <= file.size())
             offset += 2 + bigEndian(file, offset + 2, 2);
+        else
+            return false;
     }
     return false;
 }

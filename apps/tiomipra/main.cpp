@@ -2,10 +2,12 @@
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <tevo/log.hpp>
 #include <vector>
 
+#include "help_formatter.hpp"
 #include "provenance.hpp"
 #include "status.hpp"
 #include "subcommands.hpp"
@@ -17,25 +19,38 @@ using namespace tiomipra;
 struct Subcommand {
     const char* name;
     const char* summary;
+    const char* example;
     Run (*configure)(CLI::App& command);
 };
 
-const std::vector<Subcommand> subcommands = {};
+const std::vector<Subcommand> subcommands = {
+    {"rectify", "Warp pairs so that matching points share a row",
+     "tiomipra rectify --calibration rig --left a.png --right b.png --output result",
+     configureRectify},
+};
 
-constexpr auto footer =
-    "Exit status: 0 done; 1 the answer is no (a check, gate or calibration failed);\n"
-    "2 wrong usage; 3 an input can't be read or does not fit; 4 some of many pairs failed.";
+constexpr auto exitStatuses =
+    "Exit status:\n"
+    "  0  done\n"
+    "  1  the answer is no: a check, a gate or a calibration failed\n"
+    "  2  wrong usage\n"
+    "  3  an input can't be read or does not fit, or an output can't be written\n"
+    "  4  some of many pairs failed";
 
 int toExitStatus(Status status) {
     return static_cast<int>(status);
 }
 
 void configure(CLI::App& app, Run& run) {
-    app.set_version_flag("--version", "tiomipra " + programVersion());
+    app.formatter(std::make_shared<HelpFormatter>());
+    app.set_help_flag("-h,--help", "Print this help and exit");
+    app.set_version_flag("--version", "tiomipra " + programVersion(), "Print the version and exit");
     app.require_subcommand(1);
-    app.footer(footer);
-    for (const auto& [name, summary, configureSubcommand] : subcommands) {
+    app.footer(std::string("tiomipra SUBCOMMAND --help describes each of them.\n\n") +
+               exitStatuses);
+    for (const auto& [name, summary, example, configureSubcommand] : subcommands) {
         auto* const command = app.add_subcommand(name, summary);
+        command->footer(std::string("Example:\n  ") + example + "\n\n" + exitStatuses);
         command->callback([&run, chosen = configureSubcommand(*command)] { run = chosen; });
     }
 }
@@ -70,7 +85,10 @@ int main(int argc, char** argv) {
     configure(app, run);
     try {
         app.parse(argc, argv);
-        return toExitStatus(run());
+        const Status status = run();
+        std::cout.flush();
+        return std::cout ? toExitStatus(status)
+                         : fail(app, Status::input, "can't write to standard output");
     } catch (const CLI::ParseError& error) {
         return reportParseError(app, error);
     } catch (const CommandError& error) {

@@ -22,8 +22,9 @@ nlohmann::ordered_json provenance(const std::string& command,
                                   const std::string& calibrationHash) {
     nlohmann::ordered_json made{{"program", "tiomipra " + programVersion()},
                                 {"opencv", cv::getVersionString()},
-                                {"command", command},
-                                {"parameters", parameters}};
+                                {"command", command}};
+    if (!parameters.is_null())
+        made["parameters"] = parameters;
     if (!calibrationHash.empty())
         made["calibrationSha256"] = calibrationHash;
     return made;

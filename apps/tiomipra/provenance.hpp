@@ -14,8 +14,8 @@ std::string programVersion();
 std::string sha256(const std::string& bytes);
 
 // {"program": "tiomipra 1.0.0", "opencv": "4.6.0", "command": ..., "parameters": {...},
-//  "calibrationSha256": ...}, the last one only if `calibrationHash` is not empty. Holds nothing
-// that changes from run to run: the same inputs make the same files, bit for bit.
+//  "calibrationSha256": ...}, without what is null or empty. Holds nothing that changes from run to
+//  run: the same inputs make the same files, bit for bit.
 nlohmann::ordered_json provenance(const std::string& command,
                                   const nlohmann::ordered_json& parameters,
                                   const std::string& calibrationHash);

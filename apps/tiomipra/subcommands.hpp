@@ -14,6 +14,8 @@ namespace tiomipra {
 
 using Run = std::function<Status()>;
 
+Run configureRectify(CLI::App& command);
+
 }  // namespace tiomipra
 
 #endif

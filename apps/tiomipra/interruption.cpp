@@ -1,0 +1,42 @@
+#include "interruption.hpp"
+
+#include <atomic>
+#include <cstdlib>
+
+namespace tiomipra {
+namespace {
+
+std::atomic<int> notedSignal{0};
+static_assert(std::atomic<int>::is_always_lock_free, "a signal handler must not wait");
+
+void note(int signal) {
+    notedSignal = signal;
+}
+
+}  // namespace
+
+InterruptionWatch::InterruptionWatch() {
+    notedSignal = 0;
+    struct sigaction action {};
+    action.sa_handler = note;
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
+    sigaction(SIGINT, &action, &_previousInterrupt);
+    sigaction(SIGTERM, &action, &_previousTerminate);
+}
+
+InterruptionWatch::~InterruptionWatch() {
+    sigaction(SIGINT, &_previousInterrupt, nullptr);
+    sigaction(SIGTERM, &_previousTerminate, nullptr);
+}
+
+bool InterruptionWatch::isInterrupted() const {
+    return notedSignal != 0;
+}
+
+void InterruptionWatch::die() {
+    std::signal(notedSignal, SIG_DFL);
+    std::raise(notedSignal);
+    std::abort();  // not reached: the signals' default is to end the process
+}
+
+}  // namespace tiomipra

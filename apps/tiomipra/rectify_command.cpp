@@ -1,0 +1,77 @@
+// Rectified images, and a picture that shows whether they are.
+#include <limits>
+#include <memory>
+#include <opencv2/core.hpp>
+
+#include "batch.hpp"
+#include "calibration_files.hpp"
+#include "frame_source.hpp"
+#include "image_files.hpp"
+#include "output_files.hpp"
+#include "pictures.hpp"
+#include "provenance.hpp"
+#include "subcommands.hpp"
+
+namespace tiomipra {
+namespace {
+
+struct RectifyOptions {
+    CalibrationOptions calibration;
+    FrameOptions frames;
+    BatchOptions batch;
+};
+
+// 8 bits, as pictures for people are drawn with; brightest becomes white.
+cv::Mat toEightBit(const cv::Mat& image) {
+    if (image.depth() == CV_8U)
+        return image;
+    cv::Mat converted;
+    cv::normalize(image, converted, 0, 255, cv::NORM_MINMAX, CV_8U);
+    return converted;
+}
+
+PairResult rectify(const Frame& frame, const vision::Stereo& stereo, const Rig& rig,
+                   const std::string& output) {
+    const StereoImages images = frame.read();
+    requireSameAspectRatio(rig, images.left.size(), frame.leftFile);
+    const auto [left, right] = stereo.rectifyImages(images.left, images.right);
+    const std::string extension = left.depth() <= CV_16U ? ".png" : ".tiff";
+    PairResult result;
+    const auto write = [&](const std::string& suffix, const cv::Mat& image) {
+        result.files.push_back(frame.name + suffix);
+        writeImage(pathIn(output, result.files.back()), image);
+    };
+    write("_left" + extension, left);
+    write("_right" + extension, right);
+    write("_rows.png", drawRowLines(toEightBit(left), toEightBit(right)));
+    result.values = {{"width", left.cols}, {"height", left.rows}};
+    result.summary = std::to_string(left.cols) + "x" + std::to_string(left.rows);
+    return result;
+}
+
+Status runRectify(const RectifyOptions& options) {
+    const Rig rig = readRig(options.calibration);
+    const auto makeWorker = [&]() -> ProcessPair {
+        const auto stereo = std::make_shared<vision::Stereo>();
+        // Depth plays no part, in whatever unit the calibrations are.
+        stereo->setMaxDepth(std::numeric_limits<float>::infinity());
+        setCalibrations(*stereo, rig);
+        return [stereo, &rig, &options](const Frame& frame) {
+            return rectify(frame, *stereo, rig, options.batch.output);
+        };
+    };
+    const auto frames = openFrames(options.frames, Pixels::asStored);
+    return runBatch(*frames, options.batch, provenance("rectify", nullptr, rig.hash), makeWorker);
+}
+
+}  // namespace
+
+Run configureRectify(CLI::App& command) {
+    const auto options = std::make_shared<RectifyOptions>();
+    addCalibrationOptions(command, options->calibration);
+    addFrameOptions(command, options->frames);
+    addBatchOptions(command, options->batch);
+    return [options] { return runRectify(*options); };
+}
+
+}  // namespace tiomipra
