@@ -1,0 +1,274 @@
+#include <gmock/gmock.h>
+
+#include <opencv2/calib3d.hpp>
+#include <set>
+
+#include "support/log_capture.hpp"
+#include "support/matrices.hpp"
+#include "support/rigs.hpp"
+#include "support/scenes.hpp"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+using vision::Stereo;
+
+// What the matchers are given.
+struct MatcherSettings {
+    int minDisparity = 1;
+    int disparities = 80;
+    int window = 21;
+    int speckleWindow = 400;
+    int speckleRange = 10;
+    int P1 = 3528;
+    int P2 = 14112;
+    int preFilterCap = 45;
+    int preFilterSize = 25;
+    int textureThreshold = 1;
+    int uniquenessRatio = 2;
+    int disp12MaxDiff = 0;
+    int mode = cv::StereoSGBM::MODE_SGBM;
+};
+
+cv::Ptr<cv::StereoMatcher> makeMatcher(Stereo::StereoAlgorithm algorithm,
+                                       const MatcherSettings& s) {
+    if (algorithm == Stereo::SGBM)
+        return cv::StereoSGBM::create(s.minDisparity, s.disparities, s.window, s.P1, s.P2,
+                                      s.disp12MaxDiff, s.preFilterCap, s.uniquenessRatio,
+                                      s.speckleWindow, s.speckleRange, s.mode);
+    const auto matcher = cv::StereoBM::create(s.disparities, s.window);
+    matcher->setMinDisparity(s.minDisparity);
+    matcher->setPreFilterCap(s.preFilterCap);
+    matcher->setPreFilterSize(s.preFilterSize);
+    matcher->setTextureThreshold(s.textureThreshold);
+    matcher->setUniquenessRatio(s.uniquenessRatio);
+    matcher->setSpeckleWindowSize(s.speckleWindow);
+    matcher->setSpeckleRange(s.speckleRange);
+    return matcher;
+}
+
+cv::Mat matchDirectly(Stereo::StereoAlgorithm algorithm, const MatcherSettings& settings,
+                      const Scene& scene) {
+    cv::Mat sixteenths;
+    makeMatcher(algorithm, settings)->compute(scene.left, scene.right, sixteenths);
+    cv::Mat pixels(sixteenths.size(), CV_32FC1);
+    for (int row = 0; row < pixels.rows; ++row) {
+        for (int column = 0; column < pixels.cols; ++column)
+            pixels.at<float>(row, column) =
+                static_cast<float>(sixteenths.at<short>(row, column)) / 16.F;
+    }
+    return pixels;
+}
+
+// Two walls and a noisy right image, so that every parameter of the matchers makes a difference.
+Scene makeDifficultScene(const cv::Size& size) {
+    const float scale = static_cast<float>(size.width) / 640.F;
+    SceneOptions options;
+    options.size = size;
+    options.planes = {{56 * scale, 0, size.width / 3, size.width * 2 / 3}, {14 * scale, .03F}};
+    Scene scene = renderScene(options);
+    cv::Mat noise(size, CV_16SC1);
+    cv::RNG(3).fill(noise, cv::RNG::NORMAL, 0, 14);
+    cv::add(scene.right, noise, scene.right, cv::noArray(), CV_8U);
+    for (cv::Mat* image : {&scene.left, &scene.right})
+        (*image)(cv::Rect(0, 0, size.width, size.height / 4))
+            .convertTo((*image)(cv::Rect(0, 0, size.width, size.height / 4)), -1, 0.08, 100);
+    return scene;
+}
+
+struct Resolution {
+    cv::Size size;
+    MatcherSettings adapted;  // from default parameters and a calibrated width of 640
+};
+
+const Resolution resolutions[] = {{{640, 480}, {1, 80, 21, 400, 10, 3528, 14112}},
+                                  {{480, 360}, {1, 80, 21, 400, 10, 3528, 14112}},
+                                  {{320, 240}, {0, 64, 19, 200, 5, 2888, 11552}},
+                                  {{213, 160}, {0, 48, 18, 133, 3, 2592, 10368}},
+                                  {{160, 120}, {0, 48, 17, 100, 2, 2312, 9248}},
+                                  {{80, 60}, {0, 32, 13, 50, 1, 1352, 5408}}};
+
+const std::set<Stereo::StereoAlgorithm> both = {Stereo::BM, Stereo::SGBM};
+
+class Disparity : public testing::TestWithParam<Stereo::StereoAlgorithm> {
+  protected:
+    Disparity() : _stereo(makeRig()) {
+        _stereo.setMinDisparity(1);
+        _stereo.setStereoAlgorithm(GetParam());
+    }
+
+    cv::Mat match(const Scene& scene) const {
+        return _stereo.computeDisparity(scene.left, scene.right);
+    }
+
+    OpenStereo _stereo;
+};
+
+INSTANTIATE_TEST_SUITE_P(Matchers, Disparity, testing::Values(Stereo::BM, Stereo::SGBM),
+                         [](const auto& algorithm) {
+                             return algorithm.param == Stereo::BM ? "BM" : "SGBM";
+                         });
+
+TEST_P(Disparity, IsThatOfTheMatcherWithAdaptedParameters) {
+    for (const auto& [size, adapted] : resolutions) {
+        SCOPED_TRACE(size.width);
+        const Scene scene = makeDifficultScene(size);
+        if (GetParam() == Stereo::BM && adapted.window % 2 == 0)
+            EXPECT_THROW(match(scene), cv::Exception);
+        else
+            EXPECT_THAT(match(scene), IsSameMatrix(matchDirectly(GetParam(), adapted, scene)));
+    }
+}
+
+// A parameter at another value than the default, at half the calibrated width.
+struct Variation {
+    const char* name;
+    std::set<Stereo::StereoAlgorithm> matchers;  // that use it
+    void (*change)(Stereo&);
+    void (*changeAdapted)(MatcherSettings&);
+};
+
+const Variation variations[] = {
+    {"minDisparity", both, [](Stereo& s) { s.setMinDisparity(-5); },
+     [](MatcherSettings& m) { m.minDisparity = -2; }},
+    {"disparityNumber", both, [](Stereo& s) { s.setDisparityNumber(48); },
+     [](MatcherSettings& m) { m.disparities = 32; }},
+    {"disparityNumber at least 16", both, [](Stereo& s) { s.setDisparityNumber(16); },
+     [](MatcherSettings& m) { m.disparities = 16; }},
+    {"windowSize", both, [](Stereo& s) { s.setWindowSize(9); },
+     [](MatcherSettings& m) { m.window = 7, m.P1 = 2134, m.P2 = 8536; }},
+    {"speckleWindowSize", both, [](Stereo& s) { s.setSpeckleWindowSize(41); },
+     [](MatcherSettings& m) { m.speckleWindow = 20; }},
+    {"speckleRange", both, [](Stereo& s) { s.setSpeckleRange(1); },
+     [](MatcherSettings& m) { m.speckleRange = 0; }},
+    {"preFilterCap", both, [](Stereo& s) { s.setPreFilterCap(9); },
+     [](MatcherSettings& m) { m.preFilterCap = 9; }},
+    {"uniquenessRatio", both, [](Stereo& s) { s.setUniquenessRatio(30); },
+     [](MatcherSettings& m) { m.uniquenessRatio = 30; }},
+    {"preFilterSize",
+     {},  // not looked at by the default pre-filter
+
+     [](Stereo& s) { s.setPreFilterSize(5); },
+     [](MatcherSettings& m) { m.preFilterSize = 5; }},
+    {"textureThreshold",
+     {Stereo::BM},
+     [](Stereo& s) { s.setTextureThreshold(9000); },
+     [](MatcherSettings& m) { m.textureThreshold = 9000; }},
+    {"P1", {Stereo::SGBM}, [](Stereo& s) { s.setP1(100); }, [](MatcherSettings& m) { m.P1 = 81; }},
+    {"P2",
+     {Stereo::SGBM},
+     [](Stereo& s) { s.setP2(4000); },
+     [](MatcherSettings& m) { m.P2 = 3274; }},
+    {"disp12MaxDiff",
+     {Stereo::SGBM},
+     [](Stereo& s) { s.setDisp12MaxDiff(1000); },
+     [](MatcherSettings& m) { m.disp12MaxDiff = 1000; }},
+    {"fullDP",
+     {Stereo::SGBM},
+     [](Stereo& s) { s.setFullDP(true); },
+     [](MatcherSettings& m) { m.mode = cv::StereoSGBM::MODE_HH; }}};
+
+TEST_P(Disparity, TakesEveryParameter) {
+    const Scene scene = makeDifficultScene({320, 240});
+    const cv::Mat byDefault = match(scene);
+    for (const Variation& variation : variations) {
+        SCOPED_TRACE(variation.name);
+        _stereo.resetAllParameters();
+        variation.change(_stereo);
+        MatcherSettings adapted = resolutions[2].adapted;
+        variation.changeAdapted(adapted);
+        const cv::Mat disparity = match(scene);
+        EXPECT_THAT(disparity, IsSameMatrix(matchDirectly(GetParam(), adapted, scene)));
+        EXPECT_EQ(firstDifference(disparity, byDefault).empty(),
+                  variation.matchers.count(GetParam()) == 0);
+    }
+}
+
+TEST_P(Disparity, FindsRenderedSurfaces) {
+    const std::vector<Plane> scenes[] = {
+        {{20.F}}, {{23.4F}}, {{12.F, .05F}}, {{40.F, 0.F, 250, 420}, {15.F}}};
+    for (const auto& planes : scenes) {
+        SceneOptions options;
+        options.planes = planes;
+        const Scene scene = renderScene(options);
+        const auto error = compareDisparity(match(scene), scene.disparity, {100, 20, 520, 440}, 1);
+        EXPECT_GT(error.matched, 0.9);
+        // Semi-global matching favours whole pixels, the more so on a slope.
+        EXPECT_LT(error.median, GetParam() == Stereo::BM ? 0.1 : 0.4);
+        EXPECT_LT(error.wrong, planes.size() == 1 ? 0.001 : 0.05);
+    }
+}
+
+TEST_P(Disparity, LogsThatItRuns) {
+    const Scene scene = makeDifficultScene({80, 60});
+    LogCapture log;
+    match(scene);
+    EXPECT_THAT(log.takeLines(),
+                ElementsAre(GetParam() == Stereo::BM
+                                ? "verbose vision.stereo computeDisparity: Compute block matcher..."
+                                : "verbose vision.stereo computeDisparity: Compute block matcher "
+                                  "(SGBM)..."));
+    EXPECT_THAT(_stereo._transforms, IsEmpty());
+}
+
+TEST_P(Disparity, RefusesImagesThatDoNotFit) {
+    const auto grey = [](int width, int height) { return cv::Mat::zeros(height, width, CV_8UC1); };
+    const cv::Mat colour = cv::Mat::zeros(480, 640, CV_8UC3);
+    const cv::Mat deep = cv::Mat::zeros(480, 640, CV_16UC1);
+    const char* const size = "Both image don't have the same size.";
+    const char* const type = "Wrong rectify type, need CV_8UC1 rectify.";
+    const std::string wide =
+        "left image is 641 pixels wide, must be at most as wide as the calibration, which is 640 "
+        "pixels wide";
+    const std::string narrow = "left image is 0 pixels wide, must be at least 1 pixel wide";
+    const std::tuple<cv::Mat, cv::Mat, std::string, std::string> cases[] = {
+        {grey(640, 480), grey(640, 479), size, "Both images must have the same size."},
+        {grey(640, 480), grey(480, 640), size, "Both images must have the same size."},
+        {colour, grey(640, 479), size, "Both images must have the same size."},
+        {grey(640, 480), colour, type, ""},
+        {colour, grey(640, 480), type, ""},
+        {deep, deep, type, ""},
+        {grey(641, 480), grey(641, 480), wide, wide},
+        {grey(0, 480), grey(0, 480), narrow, narrow},
+        {{}, {}, narrow, narrow}};
+    LogCapture log(tevo::LogLevel::error);
+    for (const auto& [left, right, exceptionText, logText] : cases) {
+        const Scene scene{left, right, {}};
+        EXPECT_THAT([&] { (void)match(scene); }, Refuses<std::invalid_argument>(exceptionText));
+        const auto lines = log.takeLines();
+        if (logText.empty())
+            EXPECT_THAT(lines, IsEmpty());
+        else
+            EXPECT_THAT(lines, ElementsAre("error vision.stereo computeDisparity: " + logText));
+    }
+    EXPECT_THROW((void)Stereo().computeDisparity(grey(4, 3), grey(4, 3)), std::invalid_argument);
+}
+
+TEST(DisparityFailure, OfTheMatcherIsLoggedAndPassedOn) {
+    const OpenStereo stereo(makeRig());
+    const cv::Mat image = cv::Mat::zeros(160, 213, CV_8UC1);
+    LogCapture log;
+    try {
+        (void)stereo.computeDisparity(image, image);
+        FAIL() << "an even window was accepted";
+    } catch (const cv::Exception& exception) {
+        EXPECT_THAT(log.takeLines(),
+                    ElementsAre(StartsWith("verbose "),
+                                std::string("error vision.stereo computeDisparity: Error in block "
+                                            "matching algorithm: ") +
+                                    exception.what()));
+    }
+}
+
+TEST(DisparityFailure, UnknownAlgorithmGivesAnEmptyImage) {
+    LogCapture log;
+    Stereo uncalibrated;
+    uncalibrated.setStereoAlgorithm(static_cast<Stereo::StereoAlgorithm>(2));
+    const cv::Mat image = cv::Mat::zeros(480, 640, CV_8UC1);
+    EXPECT_TRUE(uncalibrated.computeDisparity(image, image).empty());
+    EXPECT_THAT(log.takeLines(), IsEmpty());
+}
+
+}  // namespace

@@ -1,0 +1,201 @@
+#include <gmock/gmock.h>
+
+#include <opencv2/calib3d.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include "support/log_capture.hpp"
+#include "support/matrices.hpp"
+#include "support/rigs.hpp"
+#include "support/scenes.hpp"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+using vision::Stereo;
+
+std::string computeLine(const char* function, const char* size) {
+    return std::string("verbose vision.stereo ") + function +
+           ": Compute transforms for resolution " + size;
+}
+
+// Focal lengths and centres that differ, so that none can stand for another.
+Rig makeUnevenRig() {
+    RigOptions options;
+    options.rightCentreX = 311.5F;
+    Rig rig = makeRig(options);
+    rig.left.projectionMatrix.at<float>(1, 1) = 503.F;
+    rig.right.projectionMatrix.at<float>(0, 0) = 510.F;
+    return rig;
+}
+
+struct Maps {
+    cv::Mat x;
+    cv::Mat y;
+};
+
+Maps computeMaps(const vision::Calibration& camera, const cv::Size& size) {
+    Maps maps;
+    cv::initUndistortRectifyMap(camera.cameraMatrix, camera.distortion, camera.rectificationMatrix,
+                                camera.projectionMatrix.colRange(0, 3), size, CV_32FC1, maps.x,
+                                maps.y);
+    return maps;
+}
+
+cv::Mat rectify(const cv::Mat& image, const Maps& maps) {
+    cv::Mat rectified;
+    cv::remap(image, rectified, maps.x, maps.y, cv::INTER_LINEAR, cv::BORDER_CONSTANT, {});
+    return rectified;
+}
+
+TEST(ImageTransforms, AreThoseOfTheScaledCalibrations) {
+    const Rig rig = makeUnevenRig();
+    const OpenStereo stereo(rig);
+    for (const cv::Size size : {cv::Size(640, 480), cv::Size(320, 240), cv::Size(1280, 960)}) {
+        const auto transform = stereo.computeImageTransforms(size);
+        const Maps left = computeMaps(rig.left.scaleTo(size.width, size.height), size);
+        const Maps right = computeMaps(rig.right.scaleTo(size.width, size.height), size);
+        EXPECT_THAT(transform.leftMapX, IsSameMatrix(left.x));
+        EXPECT_THAT(transform.leftMapY, IsSameMatrix(left.y));
+        EXPECT_THAT(transform.rightMapX, IsSameMatrix(right.x));
+        EXPECT_THAT(transform.rightMapY, IsSameMatrix(right.y));
+
+        const float scale = static_cast<float>(size.width) / 640.F;
+        const float translation = 500.F * -.125F * scale / (500.F * scale);  // by the left f
+        const float offset = (320.25F * scale - 311.5F * scale) / translation;
+        const cv::Mat reprojection = (cv::Mat_<float>(4, 4) << 1, 0, 0, -320.25F * scale,  //
+                                      0, 1, 0, -236.5F * scale,                            //
+                                      0, 0, 0, 500.F * scale,                              //
+                                      0, 0, -1.F / translation, offset);
+        EXPECT_THAT(transform.reprojectionMatrix, IsSameMatrix(reprojection));
+        EXPECT_TRUE(transform.reprojectionMatrix.isContinuous());
+    }
+    EXPECT_THAT(stereo._transforms, IsEmpty());
+}
+
+TEST(ImageTransforms, NeedCalibrationsOfTheAspectRatio) {
+    LogCapture log;
+    const std::string complaint =
+        "calibrations are 0x0, must be set before images of [640 x 480] are processed";
+    EXPECT_THAT(
+        [] {
+            (void)Stereo().computeImageTransforms({640, 480});
+        },
+        Refuses<std::invalid_argument>(complaint));
+    EXPECT_THAT(log.takeLines(),
+                ElementsAre("error vision.stereo computeImageTransforms: " + complaint));
+    EXPECT_THAT(
+        [] {
+            (void)OpenStereo(makeRig()).computeImageTransforms({640, 400});
+        },
+        Refuses<std::invalid_argument>("Invalid aspect ratio for new calibration"));
+}
+
+TEST(Rectification, RemapsAnyTypeOfImage) {
+    const Rig rig = makeUnevenRig();
+    const OpenStereo stereo(rig);
+    const cv::Size size(320, 240);
+    const Maps left = computeMaps(rig.left.scaleTo(320, 240), size);
+    const Maps right = computeMaps(rig.right.scaleTo(320, 240), size);
+    for (const int type : {CV_8UC1, CV_8UC3, CV_16UC1, CV_32FC1}) {
+        const cv::Mat leftImage = makeNoise(size, type, 1);
+        const cv::Mat rightImage = withRowStep(makeNoise(size, type, 2));
+        const auto pair = stereo.rectifyImages(leftImage, rightImage);
+        EXPECT_THAT(pair.first, IsSameMatrix(rectify(leftImage, left)));
+        EXPECT_THAT(pair.second, IsSameMatrix(rectify(rightImage, right)));
+        EXPECT_THAT(stereo.rectifyImageLeft(leftImage), IsSameMatrix(pair.first));
+        EXPECT_THAT(stereo.rectifyImageRight(rightImage), IsSameMatrix(pair.second));
+        const auto unknown = static_cast<Stereo::ImageIndex>(7);
+        EXPECT_THAT(stereo._rectifyImage(rightImage, unknown), IsSameMatrix(pair.second));
+    }
+    EXPECT_THAT(stereo._transforms, SizeIs(1));
+}
+
+TEST(Rectification, TurnsRawViewsIntoTheRectifiedScene) {
+    const Rig rig = makeRig();
+    const Scene scene = renderScene({});
+    const auto [left, right] = OpenStereo(rig).rectifyImages(renderRawView(scene.left, rig.left),
+                                                             renderRawView(scene.right, rig.right));
+    const cv::Rect inside(60, 60, 520, 360);
+    // Interpolating twice costs contrast; a shift by a pixel would cost 20 grey levels.
+    const double pixels = inside.area();
+    EXPECT_LT(cv::norm(left(inside), scene.left(inside), cv::NORM_L1) / pixels, 5);
+    EXPECT_LT(cv::norm(right(inside), scene.right(inside), cv::NORM_L1) / pixels, 5);
+}
+
+TEST(Rectification, BuildsTheTransformOncePerPixelCount) {
+    LogCapture log;
+    const OpenStereo stereo(makeRig());
+    const cv::Mat landscape = makeNoise({320, 240}, CV_8UC1, 1);
+    const cv::Mat portrait = makeNoise({240, 320}, CV_8UC1, 2);
+    stereo.rectifyImages(landscape, landscape);
+    EXPECT_THAT(log.takeLines(), ElementsAre(computeLine("_rectifyImage", "[320 x 240]")));
+
+    const auto& transform = stereo._transforms.begin()->second;
+    EXPECT_THAT(stereo.rectifyImageLeft(portrait),
+                IsSameMatrix(rectify(portrait, {transform.leftMapX, transform.leftMapY})));
+    EXPECT_EQ(stereo.rectifyImageRight(cv::Mat::zeros(120, 640, CV_8UC1)).size(),
+              cv::Size(320, 240));
+    EXPECT_THAT(log.takeLines(), IsEmpty());
+    EXPECT_THAT(stereo._transforms, SizeIs(1));
+
+    stereo.rectifyImageRight(cv::Mat::zeros(60, 80, CV_8UC1));
+    EXPECT_THAT(log.takeLines(), ElementsAre(computeLine("_rectifyImage", "[80 x 60]")));
+    EXPECT_EQ(stereo._transforms.begin()->first, cv::Size(80, 60));
+    EXPECT_THAT(stereo._transforms, SizeIs(2));
+}
+
+TEST(Rectification, OrdersSizesByWrappingPixelCount) {
+    const auto precedes = OpenStereo()._transforms.key_comp();
+    EXPECT_TRUE(precedes({65536, 65536}, {1, 1}));  // 2^32 wraps to 0
+    EXPECT_TRUE(precedes({46341, 46341}, {1, 1}));  // beyond 2^31: negative
+    EXPECT_FALSE(precedes({320, 240}, {240, 320}));
+    EXPECT_FALSE(precedes({240, 320}, {320, 240}));
+}
+
+TEST(Rectification, RefusesImagesThatDoNotMatch) {
+    LogCapture log;
+    const OpenStereo stereo(makeRig());
+    const cv::Mat grey = cv::Mat::zeros(480, 640, CV_8UC1);
+    const std::string error = "error vision.stereo rectifyImages: ";
+    for (const cv::Mat& other : std::vector<cv::Mat>{cv::Mat::zeros(640, 480, CV_8UC1),
+                                                     cv::Mat::zeros(479, 640, CV_8UC3)}) {
+        EXPECT_THAT([&] { stereo.rectifyImages(grey, other); },
+                    Refuses<std::invalid_argument>("Both image don't have the same size."));
+        EXPECT_THAT(log.takeLines(), ElementsAre(error + "Both images must have the same size."));
+    }
+    for (const int type : {CV_8UC3, CV_8SC1}) {
+        EXPECT_THAT([&] { stereo.rectifyImages(grey, cv::Mat::zeros(480, 640, type)); },
+                    Refuses<std::invalid_argument>("Both images don't have the same type."));
+        EXPECT_THAT(log.takeLines(), ElementsAre(error + "Both images must have the same type."));
+    }
+    EXPECT_THAT(stereo._transforms, IsEmpty());
+}
+
+TEST(Rectification, CachesNothingForImagesItCannotRectify) {
+    LogCapture log;
+    const OpenStereo calibrated(makeRig());
+    const OpenStereo uncalibrated;
+    const cv::Mat image = cv::Mat::zeros(400, 640, CV_8UC1);
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        EXPECT_THAT([&] { calibrated.rectifyImages(image, image); },
+                    Refuses<std::invalid_argument>("Invalid aspect ratio for new calibration"));
+        EXPECT_THAT(log.takeLines(),
+                    ElementsAre(computeLine("_rectifyImage", "[640 x 400]"),
+                                "error vision.stereo.calibration scaleTo: Invalid aspect ratio "
+                                "for new calibration"));
+        EXPECT_THROW(uncalibrated.rectifyImageLeft(image), std::invalid_argument);
+        EXPECT_THAT(log.takeLines(), SizeIs(2));
+    }
+    EXPECT_ANY_THROW(calibrated.rectifyImages({}, {}));
+    Rig rig = makeRig();
+    rig.right.rectificationMatrix = cv::Mat::eye(2, 2, CV_32F);
+    const OpenStereo halfBroken(rig);
+    EXPECT_THROW(halfBroken.rectifyImageLeft(cv::Mat::zeros(480, 640, CV_8UC1)), cv::Exception);
+    EXPECT_THAT(halfBroken._transforms, IsEmpty());
+    EXPECT_THAT(calibrated._transforms.count({640, 400}), 0);
+    EXPECT_THAT(uncalibrated._transforms, IsEmpty());
+}
+
+}  // namespace

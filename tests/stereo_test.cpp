@@ -1,0 +1,154 @@
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <limits>
+#include <type_traits>
+
+#include "support/log_capture.hpp"
+#include "support/matrices.hpp"
+#include "support/rigs.hpp"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using vision::Calibration;
+using vision::Stereo;
+
+static_assert(!std::is_copy_constructible_v<Stereo> && !std::is_copy_assignable_v<Stereo>);
+static_assert(std::has_virtual_destructor_v<Stereo>);
+
+constexpr float infinity = std::numeric_limits<float>::infinity();
+
+// Keeps in the cache what the calibrations of `makeRig()` give for 64x48.
+class StereoCalibrations : public testing::Test {
+  protected:
+    StereoCalibrations() : _stereo(makeRig()) {
+        _stereo._findOrComputeTransform({64, 48}, "");
+        _log.takeLines();
+    }
+
+    // Nothing was stored, nothing forgotten.
+    void expectUnchanged() const {
+        EXPECT_EQ(_stereo.getCalibrations(), std::pair(makeRig().left, makeRig().right));
+        EXPECT_EQ(_stereo.getMinDisparity(), 12);  // floor(500 * 0.125 / 5)
+        EXPECT_EQ(_stereo._transforms.size(), 1U);
+    }
+
+    OpenStereo _stereo;
+    LogCapture _log;
+};
+
+TEST_F(StereoCalibrations, AreEmptyAtFirst) {
+    EXPECT_EQ(Stereo().getCalibrations(), std::pair(Calibration(), Calibration()));
+}
+
+TEST_F(StereoCalibrations, AreCopiedInAndOut) {
+    expectUnchanged();
+    Rig rig = makeRig();
+    OpenStereo stereo(rig);
+    rig.left.projectionMatrix.setTo(0);
+    rig.right.cameraMatrix.setTo(0);
+    stereo.getCalibrations().first.distortion.setTo(7);
+    EXPECT_EQ(stereo.getCalibrations(), std::pair(makeRig().left, makeRig().right));
+}
+
+TEST_F(StereoCalibrations, ReplacementEmptiesTheCache) {
+    const Rig wider = makeRig({{800, 600}});
+    _stereo.setCalibrations(wider.left, wider.right);
+    EXPECT_THAT(_stereo._transforms, IsEmpty());
+    EXPECT_EQ(_stereo.getCalibrations(), std::pair(wider.left, wider.right));
+    EXPECT_THAT(_log.takeLines(), IsEmpty());
+}
+
+TEST_F(StereoCalibrations, OfDifferentSizesAreRefused) {
+    const std::pair<cv::Size, const char*> cases[] = {
+        {{480, 640}, "480x640"}, {{640, 481}, "640x481"}, {{641, 480}, "641x480"}};
+    for (const auto& [size, text] : cases) {
+        EXPECT_THAT([&] { _stereo.setCalibrations(makeRig({size}).left, makeRig().right); },
+                    Refuses<std::invalid_argument>("Calibrations don't have the same size."));
+        EXPECT_THAT(_log.takeLines(),
+                    ElementsAre(std::string("error vision.stereo setCalibrations: Left and Right "
+                                            "calibration don't have the same size. left: ") +
+                                text + " right: 640x480"));
+        expectUnchanged();
+    }
+}
+
+TEST_F(StereoCalibrations, WithUnreadableProjectionsAreRefused) {
+    const std::pair<cv::Mat, const char*> cases[] = {{cv::Mat(), "0x0 CV_8UC1"},
+                                                     {cv::Mat::eye(3, 4, CV_64F), "3x4 CV_64FC1"},
+                                                     {cv::Mat::eye(3, 3, CV_32F), "3x3 CV_32FC1"}};
+    for (const auto& [matrix, description] : cases) {
+        for (const bool isLeft : {true, false}) {
+            Rig rig = makeRig({{800, 600}});
+            (isLeft ? rig.left : rig.right).projectionMatrix = matrix;
+            const auto complaint = std::string(isLeft ? "left" : "right") +
+                                   " projectionMatrix is " + description +
+                                   ", must be at least 1x4 CV_32FC1";
+            EXPECT_THAT([&] { _stereo.setCalibrations(rig.left, rig.right); },
+                        Refuses<std::invalid_argument>(complaint));
+            EXPECT_THAT(_log.takeLines(),
+                        ElementsAre("error vision.stereo setCalibrations: " + complaint));
+            expectUnchanged();
+        }
+    }
+}
+
+// Calibrations that hold nothing but what the minimum disparity is derived from.
+Rig makeBareRig(float leftCentre, float rightCentre, float translation) {
+    Rig rig;
+    rig.left.width = rig.right.width = 640;
+    rig.left.projectionMatrix = (cv::Mat_<float>(1, 4) << 0, 0, leftCentre, 0);
+    rig.right.projectionMatrix = (cv::Mat_<float>(1, 4) << 0, 0, rightCentre, translation);
+    return rig;
+}
+
+TEST_F(StereoCalibrations, MinDisparityIsThatOfThePointsAtTheMaximumDepth) {
+    const std::tuple<float, float, float, float, int> cases[] = {
+        {320, 310, -30, 5, 16},       {300, 310, -30, 4, -3},  // rounded down, not towards zero
+        {320, 320, -30, infinity, 0}, {0, 0, -.3F, .1F, 3},    // 2.99... in double precision
+        {640, 0, 0, 5, 640},          {0, 640, 0, 5, -640}};
+    for (const auto& [leftCentre, rightCentre, translation, maxDepth, expected] : cases) {
+        const Rig rig = makeBareRig(leftCentre, rightCentre, translation);
+        _stereo.setMaxDepth(maxDepth);
+        _stereo.setCalibrations(rig.left, rig.right);
+        EXPECT_EQ(_stereo.getMinDisparity(), expected);
+        _stereo.setMaxDepth(1);
+        EXPECT_EQ(_stereo.getMinDisparity(), expected);
+    }
+}
+
+TEST_F(StereoCalibrations, StayStoredWhenTheMinDisparityIsOutOfRange) {
+    const std::tuple<float, float, const char*> cases[] = {{-700, 1, "700"},
+                                                           {641, 1, "-641"},
+                                                           {-1e12F, 1, "-2147483648"},
+                                                           {2147483648.F, 1, "-2147483648"},
+                                                           {-2147483648.F, 1, "-2147483648"},
+                                                           {-infinity, 1, "-2147483648"},
+                                                           {-30, std::nanf(""), "-2147483648"}};
+    for (const auto& [translation, maxDepth, value] : cases) {
+        OpenStereo stereo(makeRig());
+        stereo._findOrComputeTransform({64, 48}, "");
+        _log.takeLines();
+        stereo.setMaxDepth(maxDepth);
+        const Rig rig = makeBareRig(0, 0, translation);
+        EXPECT_THAT([&] { stereo.setCalibrations(rig.left, rig.right); },
+                    Refuses<std::range_error>("Invalid min disparity."));
+        EXPECT_THAT(_log.takeLines(),
+                    ElementsAre(std::string("error vision.stereo setMinDisparity: Invalid min "
+                                            "disparity (") +
+                                value + ")."));
+        EXPECT_EQ(stereo.getMinDisparity(), 12);
+        EXPECT_EQ(stereo.getCalibrations(), std::pair(rig.left, rig.right));
+        EXPECT_THAT(stereo._transforms, IsEmpty());
+    }
+}
+
+TEST_F(StereoCalibrations, OfAnyWidthBoundTheMinDisparityWithoutOverflow) {
+    Rig rig = makeBareRig(0, 0, -30);
+    rig.left.width = rig.right.width = std::numeric_limits<int>::min();
+    EXPECT_THROW(_stereo.setCalibrations(rig.left, rig.right), std::range_error);
+}
+
+}  // namespace
