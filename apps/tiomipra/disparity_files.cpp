@@ -1,9 +1,35 @@
 #include "disparity_files.hpp"
 
+#include <cmath>
 #include <cstdint>
 #include <limits>
+#include <sstream>
+
+#include "image_files.hpp"
+#include "input_files.hpp"
+#include "status.hpp"
 
 namespace tiomipra {
+namespace {
+
+// The decoder divides by the scale in the file's header, whose size has no meaning for disparities.
+cv::Mat undoPfmScale(const cv::Mat& image, const std::string& file) {
+    std::istringstream header(file);
+    std::string type;
+    int width = 0, height = 0;
+    double scale = 1;
+    header >> type >> width >> height >> scale;
+    return image * std::abs(scale);
+}
+
+cv::Mat fromFixedPoint(const cv::Mat& image, double scale) {
+    cv::Mat disparity;
+    image.convertTo(disparity, CV_32F, 1 / scale);
+    disparity.setTo(std::numeric_limits<float>::quiet_NaN(), image == 0);
+    return disparity;
+}
+
+}  // namespace
 
 cv::Mat markUnmeasured(const cv::Mat& values, const cv::Mat& measured, float mark) {
     cv::Mat marked(values.size(), CV_32FC1, cv::Scalar(mark));
@@ -21,6 +47,25 @@ FixedPointImage toFixedPoint(const cv::Mat& values, const cv::Mat& measured, dou
     scaled.convertTo(image.pixels, CV_16U);
     image.outOfRange = cv::countNonZero(measured) - cv::countNonZero(fits);
     return image;
+}
+
+cv::Mat readDisparity(const std::string& path, std::optional<double> scale) {
+    const cv::Mat image = readImage(path, Pixels::asStored);
+    switch (image.type()) {
+        case CV_32FC1:
+            return extensionOf(path) == ".pfm" ? undoPfmScale(image, readFile(path)) : image;
+        case CV_16UC1:
+            return fromFixedPoint(image, scale.value_or(256));
+        case CV_8UC1:
+            if (!scale)
+                throw UsageError("'" + path + "' holds 8-bit numbers; say what one pixel of " +
+                                 "disparity is in them with --ground-truth-scale");
+            return fromFixedPoint(image, *scale);
+        default:
+            throw InputError("'" + path + "' holds " + cv::typeToString(image.type()) +
+                             ", must be a disparity image with one channel of 32-bit floats or " +
+                             "16-bit or 8-bit whole numbers");
+    }
 }
 
 }  // namespace tiomipra

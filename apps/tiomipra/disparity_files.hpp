@@ -4,6 +4,8 @@
 #define TIOMIPRA_DISPARITY_FILES_HPP
 
 #include <opencv2/core.hpp>
+#include <optional>
+#include <string>
 
 namespace tiomipra {
 
@@ -18,6 +20,12 @@ struct FixedPointImage {
 
 // `values` (`CV_32FC1`) times `factor` where `measured` is not 0.
 FixedPointImage toFixedPoint(const cv::Mat& values, const cv::Mat& measured, double factor);
+
+// Reads a disparity image, in pixels, as `CV_32FC1`: floating-point TIFF and PFM as they are, whole
+// numbers divided by `scale`, with NaN for 0, which stands for unknown. Without a `scale` that is
+// 256 for 16 bits; for 8 bits there is no convention, so that it must be given. Throws `UsageError`
+// when it is not, `InputError` that names the file when that is no such image.
+cv::Mat readDisparity(const std::string& path, std::optional<double> scale = {});
 
 }  // namespace tiomipra
 

@@ -27,6 +27,9 @@ const std::vector<Subcommand> subcommands = {
     {"rectify", "Warp pairs so that matching points share a row",
      "tiomipra rectify --calibration rig --left a.png --right b.png --output result",
      configureRectify},
+    {"evaluate", "Compare disparity images with ground truth",
+     "tiomipra evaluate --disparity result/a_disparity.tiff --ground-truth truth.pfm",
+     configureEvaluate},
 };
 
 constexpr auto exitStatuses =

@@ -14,6 +14,7 @@ namespace tiomipra {
 
 using Run = std::function<Status()>;
 
+Run configureEvaluate(CLI::App& command);
 Run configureRectify(CLI::App& command);
 
 }  // namespace tiomipra
