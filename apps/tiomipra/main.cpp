@@ -24,6 +24,8 @@ struct Subcommand {
 };
 
 const std::vector<Subcommand> subcommands = {
+    {"inspect", "Tell what a pair of calibrations says and whether it is usable",
+     "tiomipra inspect --calibration rig", configureInspect},
     {"rectify", "Warp pairs so that matching points share a row",
      "tiomipra rectify --calibration rig --left a.png --right b.png --output result",
      configureRectify},

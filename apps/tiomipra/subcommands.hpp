@@ -16,6 +16,7 @@ using Run = std::function<Status()>;
 
 Run configureEvaluate(CLI::App& command);
 Run configureRectify(CLI::App& command);
+Run configureInspect(CLI::App& command);
 
 }  // namespace tiomipra
 
