@@ -19,7 +19,6 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
   ${PROJECT_BINARY_DIR}/src ${PROJECT_BINARY_DIR}/tevo)
 
@@ -27,21 +26,29 @@ set(CPACK_COMPONENTS_ALL libraries development command)
 
 set(CPACK_DEBIAN_LIBRARIES_PACKAGE_NAME libtiomipra${PROJECT_VERSION_MAJOR})
 set(CPACK_DEBIAN_LIBRARIES_PACKAGE_SECTION libs)
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/debian/triggers "activate-noawait ldconfig\n")
+foreach(library tevo tiomipra)
+  string(APPEND shlibs "lib${library} ${PROJECT_VERSION_MAJOR} "
+    "${CPACK_DEBIAN_LIBRARIES_PACKAGE_NAME} (>= ${PROJECT_VERSION})\n")
+endforeach()
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/debian/shlibs ${shlibs})
+set(CPACK_DEBIAN_LIBRARIES_PACKAGE_CONTROL_EXTRA
+  ${CMAKE_CURRENT_BINARY_DIR}/debian/triggers ${CMAKE_CURRENT_BINARY_DIR}/debian/shlibs)
 set(CPACK_COMPONENT_LIBRARIES_DESCRIPTION
-  "${PROJECT_DESCRIPTION}\nShared libraries: calibration, rectification, disparity, depth, logging.")
+  "Shared libraries: calibration, rectification, disparity, depth, logging.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libtiomipra-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS libopencv-dev)
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS libraries)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
-  "${PROJECT_DESCRIPTION} (development)\nHeaders, CMake package and pkg-config files.")
+  "Headers, CMake package and pkg-config files.")
 
 set(CPACK_DEBIAN_COMMAND_PACKAGE_NAME tiomipra)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_SECTION science)
 set(CPACK_COMPONENT_COMMAND_DEPENDS libraries)
 set(CPACK_COMPONENT_COMMAND_DESCRIPTION
-  "${PROJECT_DESCRIPTION} (command)\nCalibrates a stereo rig and turns its images into depth.")
+  "Calibrates a stereo rig and turns its images into depth.")
 
 # Debian wants the copyright of each package in that package's own folder. The files have no place
 # in a plain installation.
