@@ -6,11 +6,18 @@
 
 namespace vision {
 
+// What the pass is compiled for, the slowest first; machines that aren't x86 have `baseline` alone.
+enum class InstructionSet { baseline, avx2, avx512 };
+
+// The fastest that this processor has and OpenCV is allowed to use.
+InstructionSet findInstructionSet();
+
 // The points of `disparity` (CV_32FC1, pixels) as CV_32FC3 of the same size: to the last bit what
 // `cv::reprojectImageTo3D` gives with the 4x4 CV_32FC1 matrix `reprojectionMatrix`, where points
 // with Z > `maxDepth` or Z < 0, and those with a disparity below `minDisparity`, become (0, 0, 0).
+// The processor must have `instructionSet`. Throws what OpenCV throws, for an empty disparity too.
 cv::Mat reproject(const cv::Mat& disparity, const cv::Mat& reprojectionMatrix, float maxDepth,
-                  float minDisparity);
+                  float minDisparity, InstructionSet instructionSet = findInstructionSet());
 
 }  // namespace vision
 

@@ -1,0 +1,142 @@
+#include "reprojection.hpp"
+
+#include <cfloat>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <opencv2/calib3d.hpp>
+#include <random>
+#include <vision/stereo.hpp>
+
+#include "support/matrices.hpp"
+#include "support/rigs.hpp"
+#include "support/scenes.hpp"
+
+namespace {
+
+using vision::InstructionSet;
+
+constexpr float infinity = std::numeric_limits<float>::infinity();
+constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
+
+cv::Mat reprojectByOpenCv(const cv::Mat& disparity, const cv::Mat& matrix, float maxDepth,
+                          float minDisparity) {
+    cv::Mat points(disparity.rows, disparity.cols, CV_32FC3);
+    cv::reprojectImageTo3D(disparity, points, matrix, false, CV_32F);
+    for (auto& point : cv::Mat_<cv::Vec3f>(points)) {
+        if (point[2] > maxDepth || point[2] < 0)
+            point = cv::Vec3f(0, 0, 0);
+    }
+    points.setTo(cv::Scalar::all(0), disparity < static_cast<double>(minDisparity));
+    return points;
+}
+
+// Disparities as matchers give them, and any bits that a float may have.
+cv::Mat makeDisparity(const cv::Size& size, std::mt19937& random) {
+    cv::Mat_<float> disparity(size);
+    const float special[] = {0.F,        -0.F,          infinity, -infinity, FLT_MAX, -FLT_MAX,
+                             notANumber, FLT_MIN / 3.F, FLT_MIN,  1.F,       -1.F,    0.75F};
+    for (float& value : disparity) {
+        const std::uint32_t bits = random();
+        if (bits % 4 == 0)
+            std::memcpy(&value, &bits, sizeof value);
+        else
+            value = bits % 64 == 1 ? special[bits / 64 % std::size(special)]
+                                   : static_cast<float>(bits % 1360) / 16.F - 5.F;
+    }
+    return disparity;
+}
+
+// As a rectified pair has it, scaled anyhow; with signed zeros at times.
+cv::Mat makeRectifiedMatrix(std::mt19937& random) {
+    std::normal_distribution<float> normal;
+    const float zero = random() % 2 == 0 ? 0.F : -0.F;
+    const float offset = random() % 3 == 0 ? zero : normal(random);
+    return (cv::Mat_<float>(4, 4) << 1, zero, 0, -300.F * normal(random),  //
+            zero, normal(random), zero, 300.F * normal(random),            //
+            0, zero, 0, 500.F * normal(random),                            //
+            zero, 0, 9.F * normal(random), offset);
+}
+
+void expectWhatOpenCvGives(const cv::Mat& disparity, const cv::Mat& matrix, float maxDepth,
+                           float minDisparity, InstructionSet instructionSet) {
+    ASSERT_THAT(vision::reproject(disparity, matrix, maxDepth, minDisparity, instructionSet),
+                IsSameMatrix(reprojectByOpenCv(disparity, matrix, maxDepth, minDisparity)))
+        << disparity.size() << ", limits " << maxDepth << " and " << minDisparity << "\n"
+        << matrix;
+}
+
+class Reprojection : public testing::TestWithParam<InstructionSet> {
+  protected:
+    void SetUp() override {
+        if (GetParam() > vision::findInstructionSet())
+            GTEST_SKIP() << "this processor lacks the instruction set";
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(, Reprojection,
+                         testing::Values(InstructionSet::baseline, InstructionSet::avx2,
+                                         InstructionSet::avx512));
+
+TEST_P(Reprojection, GivesTheBitsOfOpenCv) {
+    std::mt19937 random(1);
+    for (const float maxDepth : {5.F, 300.F, 20000.F, infinity, notANumber}) {
+        for (const float minDisparity : {1.F, 0.F, -0.75F, infinity, -infinity, notANumber}) {
+            for (const cv::Size size : {cv::Size(1, 1), {3, 2}, {9, 70}, {640, 37}, {1023, 11}}) {
+                const cv::Mat disparity = makeDisparity(size, random);
+                const cv::Mat matrix = makeRectifiedMatrix(random);
+                expectWhatOpenCvGives(disparity, matrix, maxDepth, minDisparity, GetParam());
+                expectWhatOpenCvGives(withRowStep(disparity), matrix, maxDepth, minDisparity,
+                                      GetParam());
+            }
+        }
+    }
+}
+
+// Each element of the matrix in turn is made what a rectified pair never has.
+TEST_P(Reprojection, GivesTheBitsOfOpenCvForAnyMatrix) {
+    std::mt19937 random(2);
+    const cv::Mat disparity = makeDisparity({75, 13}, random);
+    for (const float strange : {0.F, 0.01F, -3.F, 1e30F, infinity, notANumber}) {
+        for (int element = 0; element < 16; ++element) {
+            cv::Mat matrix = makeRectifiedMatrix(random);
+            matrix.at<float>(element / 4, element % 4) = strange;
+            expectWhatOpenCvGives(disparity, matrix, 1000.F, -2.F, GetParam());
+        }
+    }
+}
+
+TEST_P(Reprojection, RefusesAnEmptyDisparityAsOpenCvDoes) {
+    const cv::Mat matrix = cv::Mat::eye(4, 4, CV_32F);
+    for (const cv::Size size : {cv::Size(0, 0), {0, 3}, {3, 0}}) {
+        const cv::Mat disparity(size, CV_32FC1);
+        EXPECT_THROW(vision::reproject(disparity, matrix, 5.F, 1.F, GetParam()), cv::Exception);
+    }
+}
+
+TEST(Depth, IsTheBitsOfOpenCvForARenderedScene) {
+    RigOptions options;
+    options.leftCentre = {97.3F, 211.7F};
+    options.rightCentreX = 97.3F;
+    const Rig rig = makeRig(options);
+    OpenStereo stereo(rig);
+    stereo.setMaxDepth(4.F);
+    stereo.setMinDisparity(14);
+    for (const cv::Size size : {cv::Size(640, 480), {320, 240}, {480, 360}}) {
+        const float scale = static_cast<float>(size.width) / 640.F;
+        const Plane foreground{25.F * scale, 0.01F, 0, size.width / 2};
+        const Plane background{13.F * scale, 0.006F};
+        const cv::Mat disparity = renderScene({size, {foreground, background}}).disparity;
+        const cv::Mat matrix = stereo.computeImageTransforms(size).reprojectionMatrix;
+        const cv::Mat expected = reprojectByOpenCv(disparity, matrix, 4.F, 14.F * scale);
+        EXPECT_THAT(stereo.computeDepth(disparity), IsSameMatrix(expected)) << size;
+
+        // The limits are at work: some points are blank, others are not.
+        cv::Mat depth;
+        cv::extractChannel(expected, depth, 2);
+        EXPECT_GT(cv::countNonZero(depth), 0);
+        EXPECT_LT(cv::countNonZero(depth), size.area());
+    }
+}
+
+}  // namespace
