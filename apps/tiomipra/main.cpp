@@ -29,6 +29,13 @@ const std::vector<Subcommand> subcommands = {
     {"rectify", "Warp pairs so that matching points share a row",
      "tiomipra rectify --calibration rig --left a.png --right b.png --output result",
      configureRectify},
+    {"disparity", "Match pairs: disparity images",
+     "tiomipra disparity --calibration rig --left a.png --right b.png --preset balanced --output "
+     "result",
+     configureDisparity},
+    {"depth", "Measure pairs: coloured point clouds and depth images",
+     "tiomipra depth --calibration rig --left a.png --right b.png --max-depth 3 --output result",
+     configureDepth},
     {"evaluate", "Compare disparity images with ground truth",
      "tiomipra evaluate --disparity result/a_disparity.tiff --ground-truth truth.pfm",
      configureEvaluate},

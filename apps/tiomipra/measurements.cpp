@@ -58,8 +58,8 @@ Statistics summarise(const cv::Mat& values, const cv::Mat& measured) {
     if (sorted.empty())
         return {};
     std::sort(sorted.begin(), sorted.end());
-    return {sorted.size(),          percentile(sorted, 0),  percentile(sorted, 5),
-            percentile(sorted, 50), percentile(sorted, 95), percentile(sorted, 100)};
+    const auto at = [&](int percent) { return percentile(sorted, percent); };
+    return {sorted.size(), at(0), at(1), at(5), at(50), at(95), at(99), at(100)};
 }
 
 }  // namespace tiomipra

@@ -26,7 +26,8 @@ cv::Mat findPoints(const cv::Mat& points);
 struct Statistics {
     std::size_t count = 0;
     // Of nothing, all are 0.
-    double smallest = 0, percentile5 = 0, median = 0, percentile95 = 0, largest = 0;
+    double smallest = 0, percentile1 = 0, percentile5 = 0, median = 0;
+    double percentile95 = 0, percentile99 = 0, largest = 0;
 };
 
 // Of the values (`CV_32FC1`) where `measured` is not 0.

@@ -15,6 +15,8 @@ namespace tiomipra {
 using Run = std::function<Status()>;
 
 Run configureEvaluate(CLI::App& command);
+Run configureDepth(CLI::App& command);
+Run configureDisparity(CLI::App& command);
 Run configureRectify(CLI::App& command);
 Run configureInspect(CLI::App& command);
 

@@ -1,0 +1,113 @@
+// Point clouds and depth images.
+#include <memory>
+
+#include "cloud_files.hpp"
+#include "disparity_files.hpp"
+#include "output_files.hpp"
+#include "pair_matcher.hpp"
+#include "provenance.hpp"
+#include "subcommands.hpp"
+
+namespace tiomipra {
+namespace {
+
+// What was measured, of which the depth is within the maximum.
+struct DepthMap {
+    cv::Mat points;    // `CV_32FC3`
+    cv::Mat depth;     // `CV_32FC1`
+    cv::Mat measured;  // `CV_8UC1`
+};
+
+DepthMap computeDepthMap(const Match& match, const vision::Stereo& stereo) {
+    DepthMap map;
+    map.points = stereo.computeDepth(match.disparity);
+    map.measured = match.measured & findPoints(map.points);
+    cv::extractChannel(map.points, map.depth, 2);
+    return map;
+}
+
+struct CloudFile {
+    const char* format;
+    const char* extension;
+    CloudFormat encoding;
+};
+
+constexpr CloudFile cloudFiles[] = {{"ply", ".ply", CloudFormat::plyBinary},
+                                    {"ply-text", ".ply", CloudFormat::plyText},
+                                    {"pcd", ".pcd", CloudFormat::pcd}};
+
+void writeClouds(const Frame& frame, const DepthMap& map, const cv::Mat& image,
+                 const MatchingOptions& options, const nlohmann::ordered_json& madeWith,
+                 PairResult& result) {
+    for (const auto& [format, extension, encoding] : cloudFiles) {
+        if (!wants(options, format))
+            continue;
+        const std::string file = frame.name + extension;
+        const auto cloud = collectCloud(map.points, map.measured, image);
+        writeFile(pathIn(options.batch.output, file),
+                  encodeCloud(cloud, encoding, asLines(madeWith)));
+        result.files.push_back(file);
+    }
+}
+
+void writeDepthImage(const Frame& frame, const DepthMap& map, const MatchingOptions& options,
+                     PairResult& result) {
+    const FixedPointImage image = toFixedPoint(map.depth, map.measured, 1000);
+    writeImageOf(frame, "_depth.png", image.pixels, options, result);
+    result.values["outOfRangeOfPng"] = image.outOfRange;
+    if (image.outOfRange > 0)
+        result.summary += ", " + std::to_string(image.outOfRange) +
+                          " outside of what the 16-bit PNG holds (0.001 to 65.535)";
+}
+
+void writePictures(const Frame& frame, const Match& match, const DepthMap& map,
+                   const MatchingOptions& options, PairResult& result) {
+    ColourScale depthScale =
+        chooseScale("depth of " + frame.name + " (units of the calibration), warm is near",
+                    summarise(map.depth, map.measured));
+    depthScale.warmIsLow = true;
+    if (const auto& range = options.matcher.settings.range) {
+        depthScale.low = range->nearest;
+        depthScale.high = range->farthest;
+    }
+    writeImageOf(frame, "_depth_picture.png",
+                 drawColourPicture(map.depth, map.measured, depthScale), options, result);
+    const ColourScale disparityScale = chooseScale("disparity of " + frame.name + " (pixels)",
+                                                   summarise(match.disparity, match.measured));
+    writeImageOf(frame, "_disparity_picture.png",
+                 drawColourPicture(match.disparity, match.measured, disparityScale), options,
+                 result);
+}
+
+PairResult writeDepth(const Frame& frame, const Match& match, const vision::Stereo& stereo,
+                      const MatchingOptions& options, const nlohmann::ordered_json& madeWith) {
+    const DepthMap map = computeDepthMap(match, stereo);
+    PairResult result = describeMeasured(map.measured, "depth", summarise(map.depth, map.measured));
+    writeClouds(frame, map, match.left, options, madeWith, result);
+    if (wants(options, "png"))
+        writeDepthImage(frame, map, options, result);
+    if (wants(options, "picture"))
+        writePictures(frame, match, map, options, result);
+    return result;
+}
+
+}  // namespace
+
+Run configureDepth(CLI::App& command) {
+    const auto options = std::make_shared<MatchingOptions>();
+    options->formats = {"ply", "png", "picture"};
+    addMatchingOptions(command, *options, {"ply", "ply-text", "pcd", "png", "picture"});
+    return [options] {
+        if (wants(*options, "ply") && wants(*options, "ply-text"))
+            throw UsageError(
+                "--formats: ply and ply-text have the same file name, must not be "
+                "asked for together");
+        return runMatching("depth", *options,
+                           [&](const Frame& frame, const Match& match, const vision::Stereo& stereo,
+                               const nlohmann::ordered_json& madeWith) {
+                               return writeDepth(frame, match, stereo, *options, madeWith);
+                           });
+    };
+}
+
+}  // namespace tiomipra

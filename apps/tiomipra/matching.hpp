@@ -1,0 +1,70 @@
+// From a pair of images to the disparities and points that were really measured.
+#ifndef TIOMIPRA_MATCHING_HPP
+#define TIOMIPRA_MATCHING_HPP
+
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <opencv2/core.hpp>
+#include <string>
+#include <vector>
+
+#include "calibration_files.hpp"
+#include "frame_source.hpp"
+#include "matcher_options.hpp"
+
+namespace tiomipra {
+
+// Disparity in pixels of the calibrated size of a point at `depth`, and the other way round.
+double disparityAt(const Rig& rig, double depth);
+double depthAt(const Rig& rig, double disparity);
+
+// A stereo object with the rig's calibrations and all parameters of `settings`. Throws `InputError`
+// for a rig that can't be used, `UsageError` for settings that the library refuses or that the rig
+// can't measure.
+std::unique_ptr<vision::Stereo> makeStereo(const MatcherSettings& settings, const Rig& rig);
+
+// The same without a rig, for rectified images of `size`: there are disparities, but no depth.
+// Throws `UsageError` for settings that hold a depth.
+std::unique_ptr<vision::Stereo> makeStereo(const MatcherSettings& settings, const cv::Size& size);
+
+// What `makeStereo` chose for a depth range, and how finely depth is resolved at its ends.
+std::string explainRange(const vision::Stereo& stereo, const Rig& rig, const Range& range,
+                         int scale);
+
+// The parameters that the matcher gets for images narrower than the calibration; see
+// `vision::Stereo::computeDisparity`.
+struct AdaptedParameters {
+    int minDisparity;
+    int disparityNumber;
+    int windowSize;
+    int P2;
+};
+
+AdaptedParameters adaptParameters(const vision::Stereo& stereo, int imageWidth);
+
+// Changes what the matcher would refuse, or be useless with, at the width at which images are
+// matched: windows that get too small or even. Returns what was changed and why, one sentence each.
+std::vector<std::string> fitToWidth(vision::Stereo& stereo, int imageWidth);
+
+// Throws `UsageError` when no result is possible in images of this width: disparities that leave no
+// column to match, or that the matcher's 16-bit fixed-point numbers can't hold.
+void requireMatchable(const vision::Stereo& stereo, int imageWidth);
+
+// What may be wrong with results in images of this width, one sentence each.
+std::vector<std::string> findDoubts(const vision::Stereo& stereo, int imageWidth);
+
+// What matching a pair gave. All images have the same size.
+struct Match {
+    cv::Mat left;       // the left image that was matched, `CV_8UC1` or `CV_8UC3`
+    cv::Mat disparity;  // `CV_32FC1`, pixels of `left`
+    cv::Mat measured;   // `CV_8UC1`, 255 where there is a disparity
+};
+
+// Matches a rectified pair at 1 / `scale` of its size. Not measured is what has no match, no
+// texture, or no value in `seen` (`CV_8UC1`, as large as the images; empty: all of it).
+Match matchPair(const vision::Stereo& stereo, const StereoImages& rectified, const cv::Mat& seen,
+                int scale);
+
+}  // namespace tiomipra
+
+#endif

@@ -1,0 +1,209 @@
+#include "pair_matcher.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <iostream>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <utility>
+
+#include "image_files.hpp"
+#include "output_files.hpp"
+#include "provenance.hpp"
+
+namespace tiomipra {
+namespace {
+
+// Messages to the user on standard error, each of them once however many threads say it.
+class Notices {
+  public:
+    void say(const std::string& message) {
+        const std::lock_guard lock(_mutex);
+        if (_said.insert(message).second)
+            std::cerr << message << std::endl;
+    }
+
+  private:
+    std::mutex _mutex;
+    std::set<std::string> _said;
+};
+
+std::string format(const cv::Size& size) {
+    return std::to_string(size.width) + "x" + std::to_string(size.height);
+}
+
+void requireUsableSize(const std::optional<Rig>& rig, const cv::Size& size, int scale,
+                       const std::string& file) {
+    const std::string image = "'" + file + "' is " + format(size);
+    if (rig)
+        requireSameAspectRatio(*rig, size, file);
+    if (rig && size.width > rig->left.width)
+        throw InputError(image + ", must be at most as wide as the calibration, " +
+                         std::to_string(rig->left.width));
+    if (size.width % scale != 0 || size.height % scale != 0)
+        throw InputError(image + ", must be a multiple of " + std::to_string(scale) +
+                         " both ways for --scale " + std::to_string(scale));
+}
+
+// Without a rig, the stereo object is for frames of `size`.
+std::unique_ptr<vision::Stereo> makeStereo(const MatcherSettings& settings,
+                                           const std::optional<Rig>& rig, const cv::Size& size) {
+    return rig ? makeStereo(settings, *rig) : makeStereo(settings, size);
+}
+
+// Reads, rectifies and matches frames, with a `Stereo` fitted to their size. For one thread.
+class PairMatcher {
+  public:
+    // Without a rig, the frames are rectified already.
+    PairMatcher(const MatcherSettings& settings, const std::optional<Rig>& rig, Notices& notices)
+        : _settings(settings), _rig(rig), _notices(notices) {}
+
+    // Throws `InputError` that names the file when the pair does not fit.
+    Match match(const Frame& frame) {
+        StereoImages images = frame.read();
+        if (images.left.size() != _size)
+            fitTo(images.left.size(), frame);
+        if (_rig) {
+            auto rectified = _stereo->rectifyImages(images.left, images.right);
+            images = {std::move(rectified.first), std::move(rectified.second)};
+        }
+        return matchPair(*_stereo, images, _seen, scale());
+    }
+
+    // As it was used for the latest pair.
+    const vision::Stereo& stereo() const { return *_stereo; }
+
+  private:
+    int scale() const { return _settings.scale.value_or(1); }
+
+    void fitTo(const cv::Size& size, const Frame& frame) {
+        requireUsableSize(_rig, size, scale(), frame.leftFile);
+        _stereo = makeStereo(_settings, _rig, size);
+        const int matchedWidth = size.width / scale();
+        for (const std::string& change : fitToWidth(*_stereo, matchedWidth))
+            _notices.say("note: " + change);
+        for (const std::string& doubt : findDoubts(*_stereo, matchedWidth))
+            _notices.say("warning: " + doubt);
+        requireMatchable(*_stereo, matchedWidth);
+        if (_rig)
+            _seen = _stereo->rectifyImageLeft(cv::Mat(size, CV_8UC1, cv::Scalar(255)));
+        _size = size;
+    }
+
+    const MatcherSettings& _settings;
+    const std::optional<Rig>& _rig;
+    Notices& _notices;
+    cv::Size _size;
+    std::unique_ptr<vision::Stereo> _stereo;
+    cv::Mat _seen;  // what the raw left image shows of the rectified one
+};
+
+// Larger than any disparity that can be searched, so that only the images limit these.
+const cv::Size anySize(1 << 15, 1 << 15);
+
+nlohmann::ordered_json describeRun(const std::string& name, const MatchingOptions& options,
+                                   const vision::Stereo& stereo, const MatcherSettings& settings,
+                                   const std::optional<Rig>& rig) {
+    auto parameters = describeParameters(stereo, settings);
+    parameters["rectified"] = options.isRectified;
+    parameters["formats"] = options.formats;
+    return provenance(name, parameters, rig ? rig->hash : "");
+}
+
+}  // namespace
+
+void addMatchingOptions(CLI::App& command, MatchingOptions& options,
+                        const std::vector<std::string>& formats) {
+    addCalibrationOptions(command, options.calibration);
+    addFrameOptions(command, options.frames);
+    addBatchOptions(command, options.batch);
+    std::string help = "What to write, separated by commas:\n";
+    for (const std::string& format : formats)
+        help += (format == formats.front() ? "" : ", ") + format;
+    command.add_option("--formats", options.formats, help)
+        ->delimiter(',')
+        ->check(CLI::IsMember(formats))
+        ->type_name("LIST")
+        ->capture_default_str()
+        ->group("Output");
+    addMatcherOptions(command, options.matcher);
+}
+
+bool wants(const MatchingOptions& options, const std::string& format) {
+    return std::find(options.formats.begin(), options.formats.end(), format) !=
+           options.formats.end();
+}
+
+Status runMatching(const std::string& name, const MatchingOptions& options,
+                   const WriteMatch& write) {
+    const MatcherSettings settings = resolveSettings(options.matcher);
+    std::optional<Rig> rig;
+    if (!options.isRectified)
+        rig = readRig(options.calibration);
+    const auto stereo = makeStereo(settings, rig, anySize);
+    Notices notices;
+    if (settings.range && rig)
+        notices.say(explainRange(*stereo, *rig, *settings.range, settings.scale.value_or(1)));
+    if (!options.matcher.saveParametersFile.empty())
+        writeFile(options.matcher.saveParametersFile, encodeParameters(*stereo, settings));
+
+    const auto madeWith = describeRun(name, options, *stereo, settings, rig);
+    const auto frames = openFrames(options.frames);
+    const auto makeWorker = [&]() -> ProcessPair {
+        const auto matcher = std::make_shared<PairMatcher>(settings, rig, notices);
+        return [&, matcher](const Frame& frame) {
+            const Match match = matcher->match(frame);
+            return write(frame, match, matcher->stereo(), madeWith);
+        };
+    };
+    return runBatch(*frames, options.batch, madeWith, makeWorker);
+}
+
+ColourScale chooseScale(const std::string& title, const Statistics& statistics) {
+    ColourScale scale;
+    scale.title = title;
+    scale.low = statistics.percentile1;
+    scale.high = statistics.percentile99;
+    if (scale.high <= scale.low) {
+        scale.low -= 0.5;
+        scale.high += 0.5;
+    }
+    return scale;
+}
+
+PairResult describeMeasured(const cv::Mat& measured, const std::string& quantity,
+                            const Statistics& statistics) {
+    const double share = double(statistics.count) / double(measured.total());
+    PairResult result;
+    result.values = {{"width", measured.cols},
+                     {"height", measured.rows},
+                     {"measuredPixels", statistics.count},
+                     {"measuredShare", share}};
+    result.values[quantity] = {{"smallest", statistics.smallest},
+                               {"percentile1", statistics.percentile1},
+                               {"percentile5", statistics.percentile5},
+                               {"median", statistics.median},
+                               {"percentile95", statistics.percentile95},
+                               {"percentile99", statistics.percentile99},
+                               {"largest", statistics.largest}};
+    char text[200];
+    std::snprintf(text, sizeof text, "%zu of %zu pixels measured (%.1f %%)", statistics.count,
+                  measured.total(), 100 * share);
+    result.summary = text;
+    if (statistics.count == 0)
+        return result;
+    std::snprintf(text, sizeof text, ", %s %.4g to %.4g, median %.4g", quantity.c_str(),
+                  statistics.smallest, statistics.largest, statistics.median);
+    result.summary += text;
+    return result;
+}
+
+void writeImageOf(const Frame& frame, const std::string& suffix, const cv::Mat& image,
+                  const MatchingOptions& options, PairResult& result) {
+    const std::string file = frame.name + suffix;
+    writeImage(pathIn(options.batch.output, file), image);
+    result.files.push_back(file);
+}
+
+}  // namespace tiomipra
