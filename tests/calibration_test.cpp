@@ -1,11 +1,9 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
-#include <filesystem>
 #include <functional>
 #include <limits>
 #include <sstream>
-#include <vision/calibration.hpp>
 
 #include "support/log_capture.hpp"
 #include "support/matrices.hpp"
@@ -15,17 +13,15 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::StartsWith;
 using vision::Calibration;
 using Change = std::function<void(Calibration&)>;
 
+constexpr const char* keys[] = {"cameraMatrix", "distortion", "rectificationMatrix",
+                                "projectionMatrix"};
 constexpr cv::Mat Calibration::*matrices[] = {&Calibration::cameraMatrix, &Calibration::distortion,
                                               &Calibration::rectificationMatrix,
                                               &Calibration::projectionMatrix};
-
-constexpr const char* names[] = {"cameraMatrix", "distortion", "rectificationMatrix",
-                                 "projectionMatrix"};
 
 Calibration makeCalibration() {
     return makeRig().right;
@@ -36,58 +32,59 @@ Calibration changed(Calibration calibration, const Change& change) {
     return calibration;
 }
 
+Calibration withSize(Calibration calibration, int width, int height) {
+    calibration.width = width;
+    calibration.height = height;
+    return calibration;
+}
+
 void expectSame(const Calibration& actual, const Calibration& expected) {
     EXPECT_EQ(actual.width, expected.width);
     EXPECT_EQ(actual.height, expected.height);
     for (int i = 0; i < 4; ++i)
-        EXPECT_THAT(actual.*matrices[i], IsSameMatrix(expected.*matrices[i])) << names[i];
+        EXPECT_THAT(actual.*matrices[i], IsSameMatrix(expected.*matrices[i])) << keys[i];
 }
 
 TEST(Calibration, IsEmptyAtFirst) {
     const Calibration calibration;
-    expectSame(calibration, changed(makeCalibration(), [](Calibration& c) {
-                   c.width = c.height = 0;
-                   for (const auto matrix : matrices)
-                       c.*matrix = cv::Mat();
-               }));
+    EXPECT_EQ(cv::Size(calibration.width, calibration.height), cv::Size());
+    for (const auto matrix : matrices)
+        EXPECT_TRUE((calibration.*matrix).empty());
     EXPECT_TRUE(calibration == Calibration());
 }
 
 TEST(Calibration, CopiesShareNoBuffer) {
     Calibration source = makeCalibration();
-    const Calibration original = makeCalibration();
     Calibration assigned = makeRig({{320, 240}}).left;
     EXPECT_EQ(&(assigned = source), &assigned);
     const Calibration copied(source);
     const Calibration moved(std::move(source));
-    for (const Calibration* copy : {&std::as_const(assigned), &copied, &moved}) {
-        expectSame(*copy, original);
+    for (const Calibration& copy : {std::cref(assigned), std::cref(copied), std::cref(moved)}) {
+        expectSame(copy, makeCalibration());
         for (const auto matrix : matrices)
-            EXPECT_NE((copy->*matrix).data, (source.*matrix).data);
+            EXPECT_NE((copy.*matrix).data, (source.*matrix).data);
     }
-    expectSame(source, original);
+    expectSame(source, makeCalibration());
 }
 
 TEST(Calibration, AssignmentToItselfGivesNewBuffers) {
     Calibration calibration = makeCalibration();
-    const cv::Mat before[] = {calibration.cameraMatrix, calibration.distortion,
-                              calibration.rectificationMatrix, calibration.projectionMatrix};
-    const Calibration& itself = calibration;
-    calibration = itself;
-    for (int i = 0; i < 4; ++i) {
-        EXPECT_THAT(calibration.*matrices[i], IsSameMatrix(before[i]));
-        EXPECT_NE((calibration.*matrices[i]).data, before[i].data);
+    for (const auto matrix : matrices) {
+        const cv::Mat before = calibration.*matrix;
+        const Calibration& itself = calibration;
+        calibration = itself;
+        EXPECT_THAT(calibration.*matrix, IsSameMatrix(before));
+        EXPECT_NE((calibration.*matrix).data, before.data);
     }
 }
 
 TEST(Calibration, EqualityIsExactAndStopsAtTheFirstDifference) {
-    const auto shorter = [](Calibration& c) { c.distortion = c.distortion.colRange(0, 4); };
     const Calibration reference = makeCalibration();
+    const auto shorten = [](Calibration& c) { c.distortion = c.distortion.colRange(0, 4); };
     EXPECT_TRUE(reference == makeCalibration());
     EXPECT_FALSE(reference != makeCalibration());
-
-    std::vector<Change> changes = {[](Calibration& c) { c.width = 641; },
-                                   [](Calibration& c) { c.height = 481; }};
+    std::vector<Change> changes = {[](Calibration& c) { ++c.width; },
+                                   [](Calibration& c) { ++c.height; }};
     for (const auto matrix : matrices)
         changes.push_back([matrix](Calibration& c) {
             float& element = (c.*matrix).at<float>(0, 0);
@@ -97,209 +94,156 @@ TEST(Calibration, EqualityIsExactAndStopsAtTheFirstDifference) {
         Calibration different = changed(reference, changes[i]);
         // What comes after the first difference is not looked at, comparable or not.
         if (i < 3)
-            shorter(different);
+            shorten(different);
         EXPECT_TRUE(reference != different) << i;
         EXPECT_FALSE(reference == different) << i;
     }
-    EXPECT_THROW((void)(reference == changed(reference, shorter)), cv::Exception);
+    EXPECT_THROW((void)(reference == changed(reference, shorten)), cv::Exception);
 }
 
 TEST(Calibration, EqualityOfUnusualMatrices) {
-    const auto with = [](const cv::Mat& matrix) {
-        return changed(makeCalibration(), [&matrix](Calibration& c) { c.distortion = matrix; });
+    const auto with = [](const cv::Mat& distortion) {
+        return changed(makeCalibration(), [&](Calibration& c) { c.distortion = distortion; });
     };
-    const cv::Mat floats = cv::Mat::ones(1, 5, CV_32F);
-    EXPECT_TRUE(with({}) == with(cv::Mat(0, 3, CV_32F)));
     const cv::Mat notANumber(1, 5, CV_32F, cv::Scalar(std::nanf("")));
+    EXPECT_TRUE(with({}) == with(cv::Mat(0, 3, CV_32F)));
     EXPECT_TRUE(with(notANumber) != with(notANumber));
-    const std::vector<std::pair<cv::Mat, cv::Mat>> incomparable = {
-        {floats, {}},
-        {{}, floats},
-        {floats, cv::Mat::ones(1, 4, CV_32F)},
-        {floats, cv::Mat::ones(1, 5, CV_64F)},
-        {cv::Mat::ones(1, 5, CV_32FC2), cv::Mat::ones(1, 5, CV_32FC2)}};
-    for (const auto& [a, b] : incomparable) {
-        EXPECT_THROW((void)(with(a) == with(b)), cv::Exception) << a << " " << b;
-        EXPECT_THROW((void)(with(a) != with(b)), cv::Exception) << a << " " << b;
+    const cv::Mat floats = cv::Mat::ones(1, 5, CV_32F);
+    const cv::Mat pairs = cv::Mat::ones(1, 5, CV_32FC2);
+    for (const auto& [a, b] :
+         {std::pair(floats, cv::Mat()), std::pair(cv::Mat(), floats),
+          std::pair(floats, cv::Mat(cv::Mat::ones(1, 5, CV_64F))), std::pair(pairs, pairs)}) {
+        EXPECT_THROW((void)(with(a) == with(b)), cv::Exception) << a << b;
+        EXPECT_THROW((void)(with(a) != with(b)), cv::Exception) << a << b;
     }
 }
 
-struct Syntax {
-    const char* name;
-    const char* beginning;
-};
-
-void PrintTo(const Syntax& syntax, std::ostream* out) {
-    *out << syntax.name;
-}
-
-class CalibrationFile : public testing::TestWithParam<Syntax> {
+class CalibrationFile : public testing::Test {
   protected:
-    const ScratchFolder _folder;
-};
-
-TEST_P(CalibrationFile, RoundTripKeepsEveryField) {
-    const std::string path = _folder.path(GetParam().name);
-    const Calibration saved = changed(makeCalibration(), [](Calibration& c) {
-        c.cameraMatrix.convertTo(c.cameraMatrix, CV_64F);
-        c.distortion = cv::Mat();
-    });
-    _folder.write(GetParam().name, "what was there");
-    saved.save(path);
-    EXPECT_THAT(readFile(path), StartsWith(GetParam().beginning));
-    Calibration loaded = makeRig({{320, 240}}).left;
-    loaded.load(path);
-    expectSame(loaded, saved);
-
-    std::vector<std::string> keys;
-    const cv::FileStorage storage(path, cv::FileStorage::READ);
-    for (const cv::FileNode& node : storage.root())
-        keys.push_back(node.name());
-    EXPECT_THAT(keys, ElementsAre("width", "height", "cameraMatrix", "distortion",
-                                  "rectificationMatrix", "projectionMatrix"));
-}
-
-INSTANTIATE_TEST_SUITE_P(Syntaxes, CalibrationFile,
-                         testing::Values(Syntax{"rig.yml", "%YAML"}, Syntax{"rig.xml", "<?xml"},
-                                         Syntax{"rig.json", "{"}, Syntax{"rig", "%YAML"}));
-
-class CalibrationDocument : public testing::Test {
-  protected:
-    // Loads a YAML document into a record that holds something already.
-    Calibration load(const std::string& content) {
+    // What a YAML document leaves of a record that was full.
+    Calibration load(const std::string& content) const {
         Calibration calibration = makeRig({{320, 240}}).left;
         calibration.load(_folder.write("rig.yml", "%YAML:1.0\n---\n" + content));
         return calibration;
     }
 
     const ScratchFolder _folder;
+    const std::string _path = _folder.path("rig.yml");
+    LogCapture _log;
 };
 
-TEST_F(CalibrationDocument, SizesAreConvertedToInt) {
-    const std::pair<const char*, int> cases[] = {{"width: 640\n", 640},
-                                                 {"width: -3\n", -3},
-                                                 {"width: 639.5\n", 640},
-                                                 {"width: 640.5\n", 640},
-                                                 {"width: 640.51\n", 641},
-                                                 {"other: 1\n", 0},
-                                                 {"width: wide\n", 2147483647},
-                                                 {"width: [ 1, 2 ]\n", 2147483647},
-                                                 {"width: { a: 1 }\n", 2147483647}};
-    for (const auto& [content, expected] : cases) {
-        EXPECT_EQ(load(content).width, expected) << content;
-        const std::string height = std::string(content).replace(0, 5, "height");
-        if (expected != 0) {
-            EXPECT_EQ(load(height).height, expected) << height;
-        }
+TEST_F(CalibrationFile, RoundTripKeepsEveryFieldInEverySyntax) {
+    const Calibration saved = changed(makeCalibration(), [](Calibration& c) {
+        c.cameraMatrix.convertTo(c.cameraMatrix, CV_64F);
+        c.distortion = cv::Mat();
+    });
+    for (const auto& [name, beginning] : {std::pair("a.yml", "%YAML"), std::pair("a.xml", "<?xml"),
+                                          std::pair("a.json", "{"), std::pair("a", "%YAML")}) {
+        const std::string path = _folder.write(name, "what was there");
+        saved.save(path);
+        EXPECT_THAT(readFile(path), StartsWith(beginning));
+        Calibration loaded = makeRig({{320, 240}}).left;
+        loaded.load(path);
+        expectSame(loaded, saved);
+
+        std::vector<std::string> written;
+        const cv::FileStorage storage(path, cv::FileStorage::READ);
+        for (const cv::FileNode& node : storage.root())
+            written.push_back(node.name());
+        EXPECT_THAT(written, ElementsAre("width", "height", keys[0], keys[1], keys[2], keys[3]));
     }
 }
 
-TEST_F(CalibrationDocument, MissingKeysGiveEmptyMatrices) {
-    expectSame(load("height: 480\nwidth: 640\nunknown: 3\n"), changed({}, [](Calibration& c) {
-                   c.width = 640;
-                   c.height = 480;
-               }));
+TEST_F(CalibrationFile, SizesAreConvertedToInt) {
+    const std::pair<std::string, int> cases[] = {
+        {"640", 640},    {"-3", -3},           {"639.5", 640},           {"640.5", 640},
+        {"640.51", 641}, {"wide", 2147483647}, {"[ 1, 2 ]", 2147483647}, {"{ a: 1 }", 2147483647}};
+    for (const auto& [text, value] : cases)
+        expectSame(load("height: " + text + "\nother: 7\nwidth: " + text + "\n"),
+                   withSize({}, value, value));
+    expectSame(load("other: 7\n"), {});
 }
 
-TEST_F(CalibrationDocument, FileThatDoesNotExistGivesAnEmptyRecord) {
-    LogCapture log;
+TEST_F(CalibrationFile, ThatDoesNotExistGivesAnEmptyRecord) {
     Calibration calibration = makeCalibration();
-    calibration.load(_folder.path("nothing.yml"));
-    expectSame(calibration, Calibration());
-    EXPECT_THAT(log.takeLines(),
+    calibration.load(_path);
+    expectSame(calibration, {});
+    EXPECT_THAT(_log.takeLines(),
                 ElementsAre(StartsWith("verbose vision.stereo.calibration load: Load calibration "
                                        "file: \"" +
-                                       _folder.path("nothing.yml") + "\"\nWidth: 0")));
+                                       _path + "\"\nWidth: 0\nHeight: 0\n")));
 }
 
-TEST_F(CalibrationDocument, LoadLeavesMatricesTakenEarlierAlone) {
-    const std::string path = _folder.path("rig.yml");
-    makeRig().left.save(path);
+TEST_F(CalibrationFile, LeavesMatricesTakenEarlierAlone) {
+    makeRig().left.save(_path);
     Calibration calibration = makeCalibration();
     const cv::Mat taken = calibration.projectionMatrix;
-    calibration.load(path);
+    calibration.load(_path);
     EXPECT_THAT(taken, IsSameMatrix(makeCalibration().projectionMatrix));
 }
 
-TEST_F(CalibrationDocument, FailureKeepsTheFieldsReadBefore) {
-    const std::string matrix =
-        "cameraMatrix: !!opencv-matrix\n   rows: 1\n   cols: 2\n   dt: f\n   data: [ 7., 8. ]\n";
-    const std::string path = _folder.write(
-        "rig.yml", "%YAML:1.0\n---\nwidth: 64\nheight: 48\n" + matrix + "distortion: 5\n");
-    const Calibration before = makeCalibration();
-    Calibration calibration = before;
-    LogCapture log;
+TEST_F(CalibrationFile, ThatIsMalformedKeepsTheFieldsReadBefore) {
+    _folder.write("rig.yml",
+                  "%YAML:1.0\n---\nwidth: 64\nheight: 48\ncameraMatrix: !!opencv-matrix\n"
+                  "   rows: 1\n   cols: 2\n   dt: f\n   data: [ 7., 8. ]\ndistortion: 5\n");
+    Calibration calibration = makeCalibration();
     try {
-        calibration.load(path);
-        FAIL() << "loaded";
+        calibration.load(_path);
+        ADD_FAILURE() << "loaded";
     } catch (const cv::Exception& exception) {
-        EXPECT_THAT(log.takeLines(),
+        EXPECT_THAT(_log.takeLines(),
                     ElementsAre("error vision.stereo.calibration load: Cannot read calibration "
                                 "file \"" +
-                                path + "\": " + exception.what()));
+                                _path + "\": " + exception.what()));
     }
-    expectSame(calibration, changed(before, [](Calibration& c) {
-                   c.width = 64;
-                   c.height = 48;
-                   c.cameraMatrix = (cv::Mat_<float>(1, 2) << 7, 8);
-               }));
-}
-
-TEST_F(CalibrationDocument, MalformedDocumentThrows) {
-    LogCapture log;
-    Calibration calibration;
+    Calibration expected = withSize(makeCalibration(), 64, 48);
+    expected.cameraMatrix = (cv::Mat_<float>(1, 2) << 7, 8);
+    expectSame(calibration, expected);
     EXPECT_THROW(calibration.load(_folder.write("rig.xml", "not XML")), cv::Exception);
-    EXPECT_THAT(log.takeLines(),
-                ElementsAre(StartsWith("error vision.stereo.calibration load: Cannot read ")));
 }
 
-TEST_F(CalibrationDocument, LoadAndSaveLogWhatTheyDo) {
+TEST_F(CalibrationFile, LoadAndSaveLogWhatTheyDo) {
     const Calibration calibration = makeCalibration();
-    const std::string path = _folder.path("rig.yml");
-    LogCapture log;
-    calibration.save(path);
-    const std::string save = "verbose vision.stereo.calibration save: ";
-    EXPECT_THAT(
-        log.takeLines(),
-        ElementsAre(save + "Write calibration width.", save + "Write calibration height.",
-                    save + "Write camera matrix.", save + "Write distortion matrix.",
-                    save + "Write rectification matrix.", save + "Write projection matrix."));
-    Calibration().load(path);
-    std::ostringstream expected;
-    expected << "verbose vision.stereo.calibration load: Load calibration file: \"" << path
-             << "\"\nWidth: 640\nHeight: 480\nCamera matrix: " << calibration.cameraMatrix
-             << "\nDistortion: " << calibration.distortion
-             << "\nRectification matrix: " << calibration.rectificationMatrix
-             << "\nProjection matrix: " << calibration.projectionMatrix;
-    EXPECT_THAT(log.takeLines(), ElementsAre(expected.str()));
+    calibration.save(_path);
+    std::vector<std::string> expected;
+    for (const char* const item :
+         {"calibration width", "calibration height", "camera matrix", "distortion matrix",
+          "rectification matrix", "projection matrix"})
+        expected.push_back(std::string("verbose vision.stereo.calibration save: Write ") + item +
+                           ".");
+    EXPECT_EQ(_log.takeLines(), expected);
+
+    Calibration().load(_path);
+    std::ostringstream dump;
+    dump << "verbose vision.stereo.calibration load: Load calibration file: \"" << _path
+         << "\"\nWidth: 640\nHeight: 480\nCamera matrix: " << calibration.cameraMatrix
+         << "\nDistortion: " << calibration.distortion
+         << "\nRectification matrix: " << calibration.rectificationMatrix
+         << "\nProjection matrix: " << calibration.projectionMatrix;
+    EXPECT_THAT(_log.takeLines(), ElementsAre(dump.str()));
 }
 
-TEST_F(CalibrationDocument, EmptyNamesAreRefused) {
-    LogCapture log;
+TEST_F(CalibrationFile, NeedsAName) {
     Calibration calibration = makeCalibration();
     EXPECT_THAT([&] { calibration.load(""); },
                 Refuses<std::invalid_argument>("Invalid calibration file: \"\"."));
     EXPECT_THAT([&] { calibration.save(""); },
                 Refuses<std::invalid_argument>("Invalid calibration save file: "));
-    EXPECT_THAT(log.takeLines(),
-                ElementsAre("error vision.stereo.calibration load: Invalid calibration file: "
-                            "\"\".",
-                            "error vision.stereo.calibration save: Invalid calibration save "
-                            "file: "));
+    const std::string error = "error vision.stereo.calibration ";
+    EXPECT_THAT(_log.takeLines(), ElementsAre(error + "load: Invalid calibration file: \"\".",
+                                              error + "save: Invalid calibration save file: "));
     expectSame(calibration, makeCalibration());
 }
 
-TEST_F(CalibrationDocument, SaveIntoAMissingFolderCreatesNothing) {
+TEST_F(CalibrationFile, InAMissingFolderIsNotSaved) {
     EXPECT_NO_THROW(makeCalibration().save(_folder.path("missing/rig.yml")));
-    EXPECT_FALSE(std::filesystem::exists(_folder.path("missing")));
+    EXPECT_EQ(readFile(_folder.path("missing/rig.yml")), "");
 }
 
-// The record scaled by `s`, element by element.
+// The record with what is in pixels multiplied by `s`.
 Calibration scaled(Calibration calibration, int width, int height, float s) {
-    calibration.width = width;
-    calibration.height = height;
-    const std::pair<int, int> elements[] = {{0, 0}, {1, 1}, {0, 2}, {1, 2}, {0, 3}, {1, 3}};
-    for (const auto& [row, column] : elements) {
+    calibration = withSize(calibration, width, height);
+    for (const auto& [row, column] : {std::pair(0, 0), {1, 1}, {0, 2}, {1, 2}, {0, 3}, {1, 3}}) {
         if (column < 3)
             calibration.cameraMatrix.at<float>(row, column) *= s;
         calibration.projectionMatrix.at<float>(row, column) *= s;
@@ -307,7 +251,7 @@ Calibration scaled(Calibration calibration, int width, int height, float s) {
     return calibration;
 }
 
-TEST(CalibrationScaling, MultipliesThePixelQuantities) {
+TEST(CalibrationScaling, MultipliesWhatIsInPixels) {
     const Calibration source = changed(makeCalibration(), [](Calibration& c) {
         for (const auto matrix : matrices)
             cv::randu(c.*matrix, -1000, 1000);
@@ -316,53 +260,45 @@ TEST(CalibrationScaling, MultipliesThePixelQuantities) {
     const std::tuple<int, int, float> cases[] = {
         {320, 240, 0.5F}, {1280, 960, 2.F},   {640, 480, 1.F},          {4, 3, 0.00625F},
         {0, 0, 0.F},      {-640, -480, -1.F}, {212, 159, 212.F / 640.F}};
-    for (const auto& [width, height, scale] : cases) {
-        SCOPED_TRACE(width);
+    for (const auto& [width, height, scale] : cases)
         expectSame(source.scaleTo(width, height), scaled(source, width, height, scale));
-    }
     EXPECT_THROW(source.scaleTo(1, 1), std::invalid_argument);
     expectSame(source, copy);
 }
 
-TEST(CalibrationScaling, AspectRatioIsComparedByProductsThatWrap) {
-    const Calibration square =
-        changed(makeCalibration(), [](Calibration& c) { c.width = c.height = 65536; });
+TEST(CalibrationScaling, ComparesAspectRatiosByProductsThatWrap) {
+    const Calibration square = withSize(makeCalibration(), 65536, 65536);
     expectSame(square.scaleTo(1, 65537), scaled(square, 1, 65537, 1.F / 65536.F));
     EXPECT_THROW(square.scaleTo(1, 65538), std::invalid_argument);
-    const Calibration largest = changed(makeCalibration(), [](Calibration& c) {
-        c.width = c.height = std::numeric_limits<int>::max();
-    });
-    EXPECT_EQ(largest.scaleTo(-2, -2).height, -2);
+    constexpr int largest = std::numeric_limits<int>::max();
+    EXPECT_EQ(withSize(square, largest, largest).scaleTo(-2, -2).height, -2);
 }
 
 TEST(CalibrationScaling, RefusesWhatItCannotScale) {
-    const auto set = [](cv::Mat Calibration::*matrix, const cv::Mat& value) {
-        return [matrix, value](Calibration& c) { c.*matrix = value; };
+    const auto with = [](cv::Mat Calibration::*matrix, const cv::Mat& value) {
+        return changed(makeCalibration(), [&](Calibration& c) { c.*matrix = value; });
     };
     const auto camera = &Calibration::cameraMatrix;
     const auto projection = &Calibration::projectionMatrix;
-    const std::pair<Change, std::string> cases[] = {
-        {[](Calibration& c) { c.height = 481; }, "Invalid aspect ratio for new calibration"},
-        {[](Calibration& c) { c.width = c.height = 0; },
+    const std::pair<Calibration, std::string> cases[] = {
+        {withSize({}, 640, 481), "Invalid aspect ratio for new calibration"},
+        {withSize(makeCalibration(), 0, 0),
          "width of the calibration is 0, must not be 0 to be scaled"},
-        {set(camera, {}), "cameraMatrix is 0x0 CV_8UC1, must be at least 2x3 CV_32FC1"},
-        {set(camera, cv::Mat::eye(3, 3, CV_64F)),
+        {with(camera, {}), "cameraMatrix is 0x0 CV_8UC1, must be at least 2x3 CV_32FC1"},
+        {with(camera, cv::Mat::eye(3, 3, CV_64F)),
          "cameraMatrix is 3x3 CV_64FC1, must be at least 2x3 CV_32FC1"},
-        {set(camera, cv::Mat::eye(1, 3, CV_32F)),
+        {with(camera, cv::Mat::eye(1, 3, CV_32F)),
          "cameraMatrix is 1x3 CV_32FC1, must be at least 2x3 CV_32FC1"},
-        {set(projection, cv::Mat::eye(3, 3, CV_32F)),
+        {with(projection, cv::Mat::eye(3, 3, CV_32F)),
          "projectionMatrix is 3x3 CV_32FC1, must be at least 2x4 CV_32FC1"},
-        {set(projection, cv::Mat::zeros(3, 4, CV_32FC2)),
-         "projectionMatrix is 3x4 CV_32FC2, must be at least 2x4 CV_32FC1"},
-        {set(projection, cv::Mat(std::vector<int>{2, 4, 2}, CV_32F, cv::Scalar(0))),
+        {with(projection, cv::Mat(std::vector<int>{2, 4, 2}, CV_32F, cv::Scalar(0))),
          "projectionMatrix is 3-dimensional CV_32FC1, must be at least 2x4 CV_32FC1"}};
     LogCapture log;
-    for (const auto& [change, complaint] : cases) {
-        const Calibration calibration = changed(makeCalibration(), change);
-        EXPECT_THAT([&] { (void)calibration.scaleTo(320, 240); },
-                    Refuses<std::invalid_argument>(complaint));
+    for (const auto& refused : cases) {
+        EXPECT_THAT([&] { (void)refused.first.scaleTo(320, 240); },
+                    Refuses<std::invalid_argument>(refused.second));
         EXPECT_THAT(log.takeLines(),
-                    ElementsAre("error vision.stereo.calibration scaleTo: " + complaint));
+                    ElementsAre("error vision.stereo.calibration scaleTo: " + refused.second));
     }
     const Calibration smallest = changed(makeCalibration(), [](Calibration& c) {
         c.cameraMatrix = c.cameraMatrix.rowRange(0, 2);

@@ -93,6 +93,14 @@ TEST(Depth, MaximumDepthItselfStays) {
     EXPECT_THAT(depths(stereo, {0, -4, 0x1p-10F}), ElementsAre(infinity, 0, 65536));
 }
 
+TEST(Depth, OfZeroStays) {
+    // So short a focal length that the depth of a large disparity is less than any float, while X
+    // and Y are not.
+    const OpenStereo stereo(makeRig({{64, 48}, 1e-40F, {32, 24}, 32, 1.F, false}));
+    const cv::Mat points = stereo.computeDepth(cv::Mat(48, 64, CV_32FC1, cv::Scalar(1e10)));
+    EXPECT_EQ(points.at<cv::Vec3f>(0, 0), cv::Vec3f(-32e-10F, -24e-10F, 0));
+}
+
 TEST(Depth, MinDisparityIsScaledByTheExactRatioOfWidths) {
     OpenStereo stereo(makeRoundRig());
     stereo.setMaxDepth(1024);

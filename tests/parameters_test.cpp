@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -10,13 +9,13 @@
 
 namespace {
 
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using vision::Stereo;
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double tiny = std::numeric_limits<float>::denorm_min();
+constexpr double smallest = std::numeric_limits<int>::min();
 
 // A parameter of any type as a number.
 struct Parameter {
@@ -34,82 +33,39 @@ struct Parameter {
 #name, [](const Stereo& s) { return static_cast<double>(s.get##name()); }, \
         [](Stereo& s, double value) { s.set##name(static_cast<type>(value)); }
 
+// clang-format off
 const std::vector<Parameter> parameters = {
-    {TIOMIPRA_PARAMETER(MaxDepth, float),
-     5,
-     {tiny, 2.5, infinity, std::nan("")},
-     {0., -0., -tiny, -infinity},
-     "Distance must be positive.",
-     "Invalid distance."},
-    {TIOMIPRA_PARAMETER(WindowSize, int),
-     21,
-     {5, 7, 253, 255},
-     {3, 4, 6, 254, 256, 257, -5},
-     "Invalid window size ({}).",
-     "Invalid window size."},
-    {TIOMIPRA_PARAMETER(MinDisparity, int),
-     1,
-     {-640, 0, 640},
-     {-641, 641, -2147483648.},
-     "Invalid min disparity ({}).",
-     "Invalid min disparity."},
-    {TIOMIPRA_PARAMETER(DisparityNumber, int),
-     80,
-     {16, 32, 1600},
-     {0, 8, 20, 81, -16},
+    {TIOMIPRA_PARAMETER(MaxDepth, float), 5, {tiny, 2.5, infinity, std::nan("")},
+     {0., -0., -tiny, -infinity}, "Distance must be positive.", "Invalid distance."},
+    {TIOMIPRA_PARAMETER(WindowSize, int), 21, {5, 7, 253, 255}, {3, 4, 6, 254, 256, 257, -5},
+     "Invalid window size ({}).", "Invalid window size."},
+    {TIOMIPRA_PARAMETER(MinDisparity, int), 1, {-640, 0, 640}, {-641, 641, smallest},
+     "Invalid min disparity ({}).", "Invalid min disparity."},
+    {TIOMIPRA_PARAMETER(DisparityNumber, int), 80, {16, 32, 1600}, {0, 8, 20, 81, -16},
      "Invalid disparity number ({}), must be multiple of 16 and strictly positive.",
      "Invalid disparity number."},
-    {TIOMIPRA_PARAMETER(PreFilterCap, int),
-     45,
-     {1, 63},
-     {0, 64, -1},
-     "Invalid Prefilter cap ({}).",
-     "Invalid prefilter cap."},
-    {TIOMIPRA_PARAMETER(PreFilterSize, int),
-     25,
-     {5, 7, 253, 255},
-     {3, 4, 6, 254, 256, 257, -5},
-     "Invalid Prefilter size ({}).",
-     "Invalid prefilter size."},
-    {TIOMIPRA_PARAMETER(SpeckleRange, int),
-     10,
-     {0, 31},
-     {-1, 32},
-     "Invalid Speckle range ({}).",
-     "Invalid speckle range."},
-    {TIOMIPRA_PARAMETER(SpeckleWindowSize, int),
-     400,
-     {0, 1000},
-     {-1, 1001},
-     "Invalid Speckle window size ({}).",
-     "Invalid speckle window size."},
-    {TIOMIPRA_PARAMETER(TextureThreshold, int),
-     1,
-     {0, 10000},
-     {-1, 10001},
-     "Invalid Texture threshold ({}).",
-     "Invalid texture threshold."},
-    {TIOMIPRA_PARAMETER(UniquenessRatio, int),
-     2,
-     {0, 100},
-     {-1, 101},
-     "Invalid Uniqueness ratio ({}).",
-     "Invalid uniqueness ratio."},
-    {TIOMIPRA_PARAMETER(P1, int),
-     3528,
-     {0, 2147483647},
-     {-1, -2147483648.},
-     "Invalid value for P1 ({}).",
-     "Invalid P1."},
-    {TIOMIPRA_PARAMETER(P2, int),
-     14112,
-     {0, 2147483647},
-     {-1, -2147483648.},
-     "Invalid value for P2 ({}).",
-     "Invalid P2."},
+    {TIOMIPRA_PARAMETER(PreFilterCap, int), 45, {1, 63}, {0, 64, -1},
+     "Invalid Prefilter cap ({}).", "Invalid prefilter cap."},
+    {TIOMIPRA_PARAMETER(PreFilterSize, int), 25, {5, 7, 253, 255}, {3, 4, 6, 254, 256, 257, -5},
+     "Invalid Prefilter size ({}).", "Invalid prefilter size."},
+    {TIOMIPRA_PARAMETER(SpeckleRange, int), 10, {0, 31}, {-1, 32},
+     "Invalid Speckle range ({}).", "Invalid speckle range."},
+    {TIOMIPRA_PARAMETER(SpeckleWindowSize, int), 400, {0, 1000}, {-1, 1001},
+     "Invalid Speckle window size ({}).", "Invalid speckle window size."},
+    {TIOMIPRA_PARAMETER(TextureThreshold, int), 1, {0, 10000}, {-1, 10001},
+     "Invalid Texture threshold ({}).", "Invalid texture threshold."},
+    {TIOMIPRA_PARAMETER(UniquenessRatio, int), 2, {0, 100}, {-1, 101},
+     "Invalid Uniqueness ratio ({}).", "Invalid uniqueness ratio."},
+    {TIOMIPRA_PARAMETER(P1, int), 3528, {0, 2147483647}, {-1, smallest},
+     "Invalid value for P1 ({}).", "Invalid P1."},
+    {TIOMIPRA_PARAMETER(P2, int), 14112, {0, 2147483647}, {-1, smallest},
+     "Invalid value for P2 ({}).", "Invalid P2."},
     {TIOMIPRA_PARAMETER(StereoAlgorithm, Stereo::StereoAlgorithm), 0, {0, 1, 7}, {}, "", ""},
     {TIOMIPRA_PARAMETER(Disp12MaxDiff, int), 0, {-5, 7}, {}, "", ""},
     {TIOMIPRA_PARAMETER(FullDP, bool), 0, {0, 1}, {}, "", ""}};
+// clang-format on
+
+#undef TIOMIPRA_PARAMETER
 
 std::vector<double> readAll(const Stereo& stereo) {
     std::vector<double> values;

@@ -18,23 +18,15 @@ using Corners = std::vector<cv::Point2f>;
 
 const cv::Size imageSize(640, 480);
 const cv::Size board(9, 6);
+constexpr int sides = 2;  // left, right
 
-struct View {
-    std::string name;
-    cv::Mat left;
-    cv::Mat right;
-    Corners leftCorners;
-    Corners rightCorners;
-};
+// One photograph of each camera per view; there is no view 10.
+const std::vector<std::string> views = {"01", "02", "03", "04", "05", "06", "07",
+                                        "08", "09", "11", "12", "13", "14"};
 
-struct CalibratedRig {
-    vision::Calibration left;
-    vision::Calibration right;
-    double reprojectionError;
-};
-
-cv::Mat readPhotograph(const std::string& name) {
-    const auto path = std::filesystem::path(TIOMIPRA_PHOTOGRAPHS) / (name + ".jpg");
+cv::Mat readPhotograph(int side, const std::string& view) {
+    const auto path = std::filesystem::path(TIOMIPRA_PHOTOGRAPHS) /
+                      ((side == 0 ? "left" : "right") + view + ".jpg");
     cv::Mat image = cv::imread(path.string(), cv::IMREAD_GRAYSCALE);
     if (image.empty())
         throw std::runtime_error(path.string() +
@@ -43,82 +35,67 @@ cv::Mat readPhotograph(const std::string& name) {
     return image;
 }
 
-// Calls `visit` with the indices of every two corners that are one square apart.
-template <typename Visitor>
-void forNeighbours(const Visitor& visit) {
+// The distances between `points` that are one square apart; those without depth left out.
+template <typename Point>
+std::vector<double> neighbourDistances(const std::vector<Point>& points) {
+    std::vector<double> distances;
+    const auto measure = [&](const Point& a, const Point& b) {
+        if (a != Point() && b != Point())
+            distances.push_back(cv::norm(a - b));
+    };
     for (int i = 0; i < board.area(); ++i) {
         if (i % board.width + 1 < board.width)
-            visit(i, i + 1);
+            measure(points[i], points[i + 1]);
         if (i + board.width < board.area())
-            visit(i, i + board.width);
+            measure(points[i], points[i + board.width]);
     }
+    return distances;
 }
 
 Corners findCorners(const cv::Mat& image) {
     Corners corners;
     if (!cv::findChessboardCorners(image, board, corners))
         throw std::runtime_error("no board found");
-    double spacing = image.cols;
-    forNeighbours(
-        [&](int i, int j) { spacing = std::min(spacing, cv::norm(corners[i] - corners[j])); });
+    const auto distances = neighbourDistances(corners);
     // A larger window would reach the neighbouring corners of the boards seen from afar.
-    const int window = cvRound(0.35 * spacing);
+    const int window = cvRound(0.35 * *std::min_element(distances.begin(), distances.end()));
     cv::cornerSubPix(image, corners, {window, window}, {-1, -1}, {3, 100, 1e-4});
     return corners;
 }
 
-std::vector<View> readViews() {
-    std::vector<View> views;
-    for (const char* name : {"01", "02", "03", "04", "05", "06", "07", "08", "09", "11", "12", "13",
-                             "14"}) {  // there is no 10
-        View view{name,
-                  readPhotograph(std::string("left") + name),
-                  readPhotograph(std::string("right") + name),
-                  {},
-                  {}};
-        view.leftCorners = findCorners(view.left);
-        view.rightCorners = findCorners(view.right);
-        views.push_back(view);
-    }
-    return views;
-}
+struct CalibratedRig {
+    vision::Calibration cameras[sides];
+    double reprojectionError;
+};
 
-vision::Calibration makeCalibration(const cv::Mat& camera, const cv::Mat& distortion,
-                                    const cv::Mat& rotation, const cv::Mat& projection) {
-    vision::Calibration calibration;
-    calibration.width = imageSize.width;
-    calibration.height = imageSize.height;
-    camera.convertTo(calibration.cameraMatrix, CV_32F);
-    distortion.convertTo(calibration.distortion, CV_32F);
-    rotation.convertTo(calibration.rectificationMatrix, CV_32F);
-    projection.convertTo(calibration.projectionMatrix, CV_32F);
-    return calibration;
-}
-
-CalibratedRig calibrate(const std::vector<View>& views) {
+CalibratedRig calibrate(const std::vector<Corners> (&corners)[sides]) {
     std::vector<cv::Point3f> squares;
     for (int i = 0; i < board.area(); ++i)
         squares.emplace_back(i % board.width, i / board.width, 0);
     const std::vector<std::vector<cv::Point3f>> boards(views.size(), squares);
-    std::vector<Corners> left;
-    std::vector<Corners> right;
-    for (const View& view : views) {
-        left.push_back(view.leftCorners);
-        right.push_back(view.rightCorners);
-    }
-    cv::Mat leftCamera, leftDistortion, rightCamera, rightDistortion, rotation, translation;
-    std::vector<cv::Mat> unused;
-    cv::calibrateCamera(boards, left, imageSize, leftCamera, leftDistortion, unused, unused);
-    cv::calibrateCamera(boards, right, imageSize, rightCamera, rightDistortion, unused, unused);
-    const double error = cv::stereoCalibrate(
-        boards, left, right, leftCamera, leftDistortion, rightCamera, rightDistortion, imageSize,
-        rotation, translation, cv::noArray(), cv::noArray(), cv::CALIB_USE_INTRINSIC_GUESS);
-    cv::Mat leftRotation, rightRotation, leftProjection, rightProjection, reprojection;
-    cv::stereoRectify(leftCamera, leftDistortion, rightCamera, rightDistortion, imageSize, rotation,
-                      translation, leftRotation, rightRotation, leftProjection, rightProjection,
+    cv::Mat camera[sides], distortion[sides], rectification[sides], projection[sides];
+    for (int side = 0; side < sides; ++side)
+        cv::calibrateCamera(boards, corners[side], imageSize, camera[side], distortion[side],
+                            cv::noArray(), cv::noArray());
+    CalibratedRig rig;
+    cv::Mat rotation, translation, reprojection;
+    rig.reprojectionError =
+        cv::stereoCalibrate(boards, corners[0], corners[1], camera[0], distortion[0], camera[1],
+                            distortion[1], imageSize, rotation, translation, cv::noArray(),
+                            cv::noArray(), cv::CALIB_USE_INTRINSIC_GUESS);
+    cv::stereoRectify(camera[0], distortion[0], camera[1], distortion[1], imageSize, rotation,
+                      translation, rectification[0], rectification[1], projection[0], projection[1],
                       reprojection, cv::CALIB_ZERO_DISPARITY, 0);
-    return {makeCalibration(leftCamera, leftDistortion, leftRotation, leftProjection),
-            makeCalibration(rightCamera, rightDistortion, rightRotation, rightProjection), error};
+    for (int side = 0; side < sides; ++side) {
+        vision::Calibration& calibration = rig.cameras[side];
+        calibration.width = imageSize.width;
+        calibration.height = imageSize.height;
+        camera[side].convertTo(calibration.cameraMatrix, CV_32F);
+        distortion[side].convertTo(calibration.distortion, CV_32F);
+        rectification[side].convertTo(calibration.rectificationMatrix, CV_32F);
+        projection[side].convertTo(calibration.projectionMatrix, CV_32F);
+    }
+    return rig;
 }
 
 Corners rectify(const Corners& corners, const vision::Calibration& camera) {
@@ -128,60 +105,55 @@ Corners rectify(const Corners& corners, const vision::Calibration& camera) {
     return rectified;
 }
 
-double meanRowDifference(const std::vector<View>& views, const CalibratedRig& rig) {
-    double sum = 0;
-    for (const View& view : views) {
-        const Corners left = rectify(view.leftCorners, rig.left);
-        const Corners right = rectify(view.rightCorners, rig.right);
-        for (int i = 0; i < board.area(); ++i)
-            sum += std::abs(left[i].y - right[i].y);
+// The points of the rectified left image's `corners`; (0, 0, 0) where there is no depth.
+std::vector<cv::Point3f> locate(const Corners& corners, const cv::Mat& points,
+                                const cv::Matx34f& projection) {
+    std::vector<cv::Point3f> located;
+    for (const cv::Point2f& corner : corners) {
+        const float depth = points.at<cv::Vec3f>(cv::Point(corner))[2];
+        located.emplace_back((corner.x - projection(0, 2)) / projection(0, 0) * depth,
+                             (corner.y - projection(1, 2)) / projection(1, 1) * depth, depth);
     }
-    return sum / static_cast<double>(views.size()) / board.area();
-}
-
-// The points of the corners in the frame of the rectified left camera; (0, 0, 0) without depth.
-std::vector<cv::Vec3f> measureCorners(const vision::Stereo& stereo, const View& view) {
-    const auto [left, right] = stereo.rectifyImages(view.left, view.right);
-    const cv::Mat points = stereo.computeDepth(stereo.computeDisparity(left, right));
-    const vision::Calibration camera = stereo.getCalibrations().first;
-    const auto projection = cv::Matx34f(camera.projectionMatrix);
-    std::vector<cv::Vec3f> measured;
-    for (const cv::Point2f& corner : rectify(view.leftCorners, camera)) {
-        const cv::Point pixel(corner);
-        const float depth = points.at<cv::Vec3f>(pixel)[2];
-        measured.emplace_back((corner.x - projection(0, 2)) / projection(0, 0) * depth,
-                              (corner.y - projection(1, 2)) / projection(1, 1) * depth, depth);
-    }
-    return measured;
+    return located;
 }
 
 TEST(Photographs, GiveMetricDepthOfTheBoard) {
-    const std::vector<View> views = readViews();
-    const CalibratedRig rig = calibrate(views);
-    const double rowDifference = meanRowDifference(views, rig);
+    std::vector<cv::Mat> images[sides];
+    std::vector<Corners> corners[sides];
+    for (int side = 0; side < sides; ++side) {
+        for (const std::string& view : views) {
+            images[side].push_back(readPhotograph(side, view));
+            corners[side].push_back(findCorners(images[side].back()));
+        }
+    }
+    const CalibratedRig rig = calibrate(corners);
     vision::Stereo stereo;
     stereo.setMaxDepth(20);
-    stereo.setCalibrations(rig.left, rig.right);
+    stereo.setCalibrations(rig.cameras[0], rig.cameras[1]);
 
+    double rowDifferences = 0;
     std::vector<double> distances;
-    for (const View& view : views) {
+    for (std::size_t view = 0; view < views.size(); ++view) {
+        const Corners left = rectify(corners[0][view], rig.cameras[0]);
+        const Corners right = rectify(corners[1][view], rig.cameras[1]);
+        for (int i = 0; i < board.area(); ++i)
+            rowDifferences += std::abs(left[i].y - right[i].y);
         // The boards of the others are closer than the disparities searched, or cut off.
-        if (std::string("01 06 09 11 13 14").find(view.name) == std::string::npos)
+        if (std::string("01 06 09 11 13 14").find(views[view]) == std::string::npos)
             continue;
-        const auto corners = measureCorners(stereo, view);
-        const auto found = std::count_if(corners.begin(), corners.end(),
-                                         [](const cv::Vec3f& corner) { return corner[2] > 0; });
-        EXPECT_GE(static_cast<double>(found) / board.area(), 0.94) << view.name;
-        forNeighbours([&](int i, int j) {
-            if (corners[i][2] > 0 && corners[j][2] > 0)
-                distances.push_back(cv::norm(corners[i] - corners[j]));
-        });
+        const auto pair = stereo.rectifyImages(images[0][view], images[1][view]);
+        const cv::Mat points =
+            stereo.computeDepth(stereo.computeDisparity(pair.first, pair.second));
+        const auto located = locate(left, points, rig.cameras[0].projectionMatrix);
+        EXPECT_LE(std::count(located.begin(), located.end(), cv::Point3f()), 0.06 * board.area())
+            << views[view];
+        const auto ofView = neighbourDistances(located);
+        distances.insert(distances.end(), ofView.begin(), ofView.end());
     }
     ASSERT_FALSE(distances.empty());
     std::sort(distances.begin(), distances.end());
-    const auto percentile = [&](std::size_t percent) {
-        return distances[(distances.size() - 1) * percent / 100];
-    };
+    const auto percentile = [&](std::size_t p) { return distances[distances.size() * p / 100]; };
+    const double rowDifference = rowDifferences / static_cast<double>(views.size()) / board.area();
     std::cout << "reprojection error " << rig.reprojectionError << ", mean row difference "
               << rowDifference << ", minimum disparity " << stereo.getMinDisparity()
               << ", distances of neighbouring corners " << percentile(10) << ", " << percentile(50)

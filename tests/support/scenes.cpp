@@ -1,7 +1,6 @@
 #include "support/scenes.hpp"
 
 #include <algorithm>
-#include <cmath>
 #include <opencv2/calib3d.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -74,23 +73,4 @@ cv::Mat renderRawView(const cv::Mat& rectified, const vision::Calibration& camer
     cv::Mat raw;
     cv::remap(rectified, raw, positions.reshape(2, camera.height), cv::noArray(), cv::INTER_CUBIC);
     return raw;
-}
-
-DisparityError compareDisparity(const cv::Mat& disparity, const cv::Mat& truth,
-                                const cv::Rect& region, float minDisparity) {
-    std::vector<float> errors;
-    for (int y = region.y; y < region.br().y; ++y) {
-        for (int x = region.x; x < region.br().x; ++x) {
-            const float measured = disparity.at<float>(y, x);
-            if (measured >= minDisparity)
-                errors.push_back(std::abs(measured - truth.at<float>(y, x)));
-        }
-    }
-    if (errors.empty())
-        return {0, 0, 0};
-    std::sort(errors.begin(), errors.end());
-    const auto firstWrong = std::upper_bound(errors.begin(), errors.end(), 1.F);
-    const auto count = static_cast<double>(errors.size());
-    return {count / region.area(), errors[errors.size() / 2],
-            static_cast<double>(errors.end() - firstWrong) / count};
 }

@@ -33,15 +33,4 @@ Scene renderScene(const SceneOptions& options);
 // What the raw camera sees of the rectified image `rectified`.
 cv::Mat renderRawView(const cv::Mat& rectified, const vision::Calibration& camera);
 
-// How a disparity image compares with the truth.
-struct DisparityError {
-    double matched;  // share of the compared pixels that have a disparity
-    double median;   // of the absolute errors of those, pixels
-    double wrong;    // share of those that are off by more than a pixel
-};
-
-// Compares within `region`; disparities below `minDisparity` mean "no match".
-DisparityError compareDisparity(const cv::Mat& disparity, const cv::Mat& truth,
-                                const cv::Rect& region, float minDisparity);
-
 #endif
