@@ -87,8 +87,9 @@ struct AdaptedParameters {
 // Calibrated width / image width, at least 1.
 int computeReductionFactor(int calibratedWidth, int imageWidth) {
     constexpr auto function = "computeDisparity";
-    if (imageWidth == 0)
-        refuse(function, "left image is 0 pixels wide, must be at least 1 pixel wide");
+    if (imageWidth < 1)
+        refuse(function, "left image is " + std::to_string(imageWidth) +
+                             " pixels wide, must be at least 1 pixel wide");
     const int factor = calibratedWidth / imageWidth;
     if (factor < 1)
         refuse(function, "left image is " + std::to_string(imageWidth) +
