@@ -297,12 +297,35 @@ std::unique_ptr<Sequence> openSequence(const std::vector<std::string>& arguments
     return std::make_unique<ImageFiles>(resolveImages(arguments), pixels);
 }
 
-// A video may be wrong about its length; images are counted.
-void requireEqualCounts(const Sequence& left, const Sequence& right) {
-    if (left.count() != right.count())
-        throw InputError("--left stands for " + std::to_string(left.count()) +
-                         " images, --right for " + std::to_string(right.count()) +
-                         "; each needs its partner");
+// The last number in a file's name without leading zeros: by it people tell who belongs together.
+std::string numberIn(const std::string& path) {
+    constexpr auto digits = "0123456789";
+    const std::string name = fs::path(path).stem().string();
+    const auto last = name.find_last_of(digits);
+    if (last == std::string::npos)
+        return "";
+    const auto before = name.find_last_not_of(digits, last);
+    const auto first = name.find_first_not_of('0', before == std::string::npos ? 0 : before + 1);
+    return name.substr(std::min(first, last), last + 1 - std::min(first, last));
+}
+
+const std::string& findSingle(const Paths& more, const Paths& fewer) {
+    std::set<std::string> numbers;
+    for (const std::string& path : fewer)
+        numbers.insert(numberIn(path));
+    const auto single = std::find_if(more.begin(), more.end(), [&](const std::string& path) {
+        return numbers.count(numberIn(path)) == 0;
+    });
+    return single == more.end() ? more.back() : *single;
+}
+
+void requirePartners(const Paths& left, const Paths& right) {
+    if (left.size() == right.size())
+        return;
+    const std::string& single =
+        left.size() > right.size() ? findSingle(left, right) : findSingle(right, left);
+    throw InputError("--left stands for " + std::to_string(left.size()) + " images, --right for " +
+                     std::to_string(right.size()) + "; " + quote(single) + " has no partner");
 }
 
 }  // namespace
@@ -327,11 +350,10 @@ std::unique_ptr<FrameSource> openFrames(const FrameOptions& options, Pixels pixe
         return std::make_unique<SplitFrames>(openSequence(options.sideBySide, pixels));
     if (options.left.empty() || options.right.empty())
         throw UsageError("--left and --right are required, or --side-by-side");
-    auto left = openSequence(options.left, pixels);
-    auto right = openSequence(options.right, pixels);
     if (!isVideo(options.left) && !isVideo(options.right))
-        requireEqualCounts(*left, *right);
-    return std::make_unique<PairedFrames>(std::move(left), std::move(right));
+        requirePartners(resolveImages(options.left), resolveImages(options.right));
+    return std::make_unique<PairedFrames>(openSequence(options.left, pixels),
+                                          openSequence(options.right, pixels));
 }
 
 std::vector<std::string> resolveImages(const std::vector<std::string>& arguments) {

@@ -1,15 +1,11 @@
 #include "run_program.hpp"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 namespace tiomipra::test {
@@ -41,17 +37,6 @@ std::vector<char*> asArgv(const std::vector<std::string>& arguments) {
 
 }  // namespace
 
-ScratchFolder::ScratchFolder()
-    : _path((std::filesystem::temp_directory_path() / "tiomipra-XXXXXX").string()) {
-    if (mkdtemp(_path.data()) == nullptr)
-        throw std::runtime_error("can't create " + _path);
-}
-
-ScratchFolder::~ScratchFolder() {
-    std::error_code error;
-    std::filesystem::remove_all(_path, error);
-}
-
 RunningProgram::RunningProgram(const std::vector<std::string>& arguments,
                                std::optional<std::uint64_t> fileSizeLimit) {
     const std::string out = _capture / "out";
@@ -78,7 +63,7 @@ RunResult RunningProgram::wait() {
     int status = 0;
     waitpid(_process, &status, 0);
     const int exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    return {exitStatus, contentOf(_capture / "out"), contentOf(_capture / "err")};
+    return {exitStatus, ::readFile(_capture / "out"), ::readFile(_capture / "err")};
 }
 
 RunResult runTiomipra(const std::vector<std::string>& arguments) {
@@ -92,12 +77,6 @@ RunResult runTiomipraOnFullDisk(const std::vector<std::string>& arguments,
 
 std::string photograph(const std::string& name) {
     return TIOMIPRA_PHOTOGRAPHS "/" + name;
-}
-
-std::string contentOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    EXPECT_TRUE(file) << path << " can't be read";
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 }  // namespace tiomipra::test

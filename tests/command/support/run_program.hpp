@@ -9,22 +9,14 @@
 #include <string>
 #include <vector>
 
+#include "support/scratch_folder.hpp"
+
 namespace tiomipra::test {
 
-// A folder that is removed, with all that is in it, when the object dies.
-class ScratchFolder {
-  public:
-    ScratchFolder();
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
-    ~ScratchFolder();
-
-    // The path of `name` in the folder.
-    std::string operator/(const std::string& name) const { return _path + "/" + name; }
-
-  private:
-    std::string _path;
-};
+// The path of `name` in `folder`.
+inline std::string operator/(const ScratchFolder& folder, const std::string& name) {
+    return folder.path(name);
+}
 
 struct RunResult {
     int status = -1;  // the exit status; 128 + the signal's number when one ended the program
@@ -59,9 +51,6 @@ RunResult runTiomipraOnFullDisk(const std::vector<std::string>& arguments,
 
 // The path of a photograph of Debian's package opencv-doc, as in "left01.jpg".
 std::string photograph(const std::string& name);
-
-// The content of a file; fails the test when there is none.
-std::string contentOf(const std::string& path);
 
 }  // namespace tiomipra::test
 

@@ -1,0 +1,168 @@
+// tiomipra evaluate and the measures that it prints.
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <nlohmann/json.hpp>
+
+#include "evaluation.hpp"
+#include "image_files.hpp"
+#include "support/run_program.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+constexpr float infinity = std::numeric_limits<float>::infinity();
+const float nan = std::nanf("");
+
+// Ten pixels. Errors of the measured ones: 0, 0.5, 0.75, 1.5, 3.5 (of 100), 4 (of 64), 8.
+const cv::Mat truth =
+    (cv::Mat_<float>(2, 6) << 10, 10, 10, 10, 100, 64, 20, 10, 10, 0, infinity, nan);
+const cv::Mat disparity =
+    (cv::Mat_<float>(2, 6) << 10, 10.5F, 9.25F, 11.5F, 96.5F, 68, 12, nan, 0, 5, 5, 5);
+
+TEST(Evaluation, AgreesWithAComputationByHand) {
+    const Evaluation result = evaluate(disparity, truth);
+    EXPECT_EQ(result.known, 9U);
+    EXPECT_EQ(result.measured, 7U);
+    EXPECT_DOUBLE_EQ(result.density, 7. / 9);
+    EXPECT_THAT(result.amongMeasured.above, testing::ElementsAre(5. / 7, 4. / 7, 3. / 7, 1. / 7));
+    EXPECT_THAT(result.amongKnown.above, testing::ElementsAre(7. / 9, 6. / 9, 5. / 9, 3. / 9));
+    // 3.5 of 100 is less than 5 %, 4 of 64 and 8 of 20 are more.
+    EXPECT_DOUBLE_EQ(result.amongMeasured.d1, 2. / 7);
+    EXPECT_DOUBLE_EQ(result.amongKnown.d1, 4. / 9);
+    EXPECT_DOUBLE_EQ(result.averageError, (0.5 + 0.75 + 1.5 + 3.5 + 4 + 8) / 7);
+    EXPECT_DOUBLE_EQ(result.rootMeanSquareError,
+                     std::sqrt((0.25 + 0.5625 + 2.25 + 12.25 + 16 + 64) / 7));
+}
+
+TEST(Evaluation, MaskChoosesPixels) {
+    cv::Mat mask = cv::Mat::zeros(truth.size(), CV_8UC1);
+    mask.at<unsigned char>(0, 4) = 1;
+    mask.at<unsigned char>(1, 1) = 255;
+    mask.at<unsigned char>(1, 3) = 255;
+    const Evaluation result = evaluate(disparity, truth, mask);
+    EXPECT_EQ(result.known, 2U);
+    EXPECT_DOUBLE_EQ(result.averageError, 3.5);
+    EXPECT_TRUE(std::isnan(evaluate(disparity, truth, mask * 0).density));
+}
+
+// A little-endian PFM file, whose rows go from bottom to top.
+std::string encodePfm(const cv::Mat& image, const std::string& scale) {
+    std::string file = "Pf\n" + std::to_string(image.cols) + " " + std::to_string(image.rows) +
+                       "\n" + scale + "\n";
+    for (int y = image.rows - 1; y >= 0; --y)
+        file.append(image.ptr<char>(y), static_cast<std::size_t>(image.cols) * sizeof(float));
+    return file;
+}
+
+json evaluateFiles(const std::vector<std::string>& arguments) {
+    std::vector<std::string> all{"evaluate", "--json"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    const RunResult run = runTiomipra(all);
+    EXPECT_EQ(run.status, 0) << run.err;
+    return json::parse(run.out)["evaluations"][0];
+}
+
+// The same numbers whatever the files that hold them.
+TEST(Evaluate, ReadsEveryFormat) {
+    const ScratchFolder folder;
+    cv::Mat known = truth.clone();
+    known.setTo(0, known != known);
+    known.setTo(0, known == infinity);
+    writeImage(folder / "truth.tiff", truth);
+    // The size of the scale says nothing about disparities.
+    folder.write("truth.pfm", encodePfm(truth, "-0.00390625"));
+    cv::Mat fixed;
+    known.convertTo(fixed, CV_16U, 256);
+    writeImage(folder / "truth256.png", fixed);
+    known.convertTo(fixed, CV_8U, 2);
+    writeImage(folder / "truth2.png", fixed);
+    folder.write("disparity.pfm", encodePfm(disparity, "-1"));
+
+    const std::string found = folder / "disparity.pfm";
+    const json reference =
+        evaluateFiles({"--disparity", found, "--ground-truth", folder / "truth.tiff"})["all"];
+    EXPECT_EQ(reference["known"], 9);
+    EXPECT_NEAR(reference["percentOfMeasured"]["bad2"], 300. / 7, 1e-9);
+    EXPECT_NEAR(reference["percentOfKnown"]["d1"], 400. / 9, 1e-9);
+    for (const auto& [name, scale] : {std::pair{"truth.pfm", ""},
+                                      {"truth256.png", ""},
+                                      {"truth256.png", "256"},
+                                      {"truth2.png", "2"}}) {
+        std::vector<std::string> arguments{"--disparity", found, "--ground-truth", folder / name};
+        if (std::strlen(scale) > 0)
+            arguments.insert(arguments.end(), {"--ground-truth-scale", scale});
+        EXPECT_EQ(evaluateFiles(arguments)["all"], reference) << name;
+    }
+}
+
+TEST(Evaluate, ReportsNonOccludedPixelsApart) {
+    const ScratchFolder folder;
+    writeImage(folder / "truth.tiff", truth);
+    writeImage(folder / "found.tiff", disparity);
+    // White: not occluded; grey: occluded; black: unknown.
+    writeImage(folder / "mask.png", (cv::Mat_<unsigned char>(2, 6) << 255, 255, 128, 128, 128, 128,
+                                     0, 255, 0, 255, 0, 0));
+    const json result = evaluateFiles({"--disparity", folder / "found.tiff", "--ground-truth",
+                                       folder / "truth.tiff", "--mask", folder / "mask.png"});
+    EXPECT_EQ(result["all"]["known"], 9);
+    EXPECT_EQ(result["nonOccluded"]["known"], 3);
+    EXPECT_EQ(result["nonOccluded"]["averageError"], 0.25);
+}
+
+TEST(Evaluate, IsAGateWhenAskedTo) {
+    const ScratchFolder folder;
+    writeImage(folder / "truth.tiff", truth);
+    writeImage(folder / "found.tiff", disparity);
+    writeImage(folder / "nothing.tiff", disparity * 0);
+    const auto run = [&](const std::string& found, const std::string& bound) {
+        return runTiomipra({"evaluate", "--disparity", folder / found, "--ground-truth",
+                            folder / "truth.tiff", "--max-bad2", bound});
+    };
+    EXPECT_EQ(run("found.tiff", "42.9").status, 0);
+    const RunResult refused = run("found.tiff", "42.8");
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.out, HasSubstr("42.86"));
+    EXPECT_THAT(refused.err, HasSubstr("found.tiff"));
+    EXPECT_EQ(run("nothing.tiff", "100").status, 1);
+}
+
+TEST(Evaluate, NamesWhatDoesNotFit) {
+    const ScratchFolder folder;
+    writeImage(folder / "truth.tiff", truth);
+    writeImage(folder / "small.tiff", truth.colRange(0, 3));
+    writeImage(folder / "bytes.png", cv::Mat(truth == truth));
+    writeImage(folder / "colours.png", cv::Mat(2, 6, CV_8UC3));
+    folder.write("text.pfm", "Pf\n6 2\n-1\nshort");
+    struct Case {
+        std::vector<std::string> arguments;
+        int status;
+        std::string message;
+    };
+    const Case cases[] = {
+        {{folder / "none.tiff"}, 3, "none.tiff': No such file"},
+        {{folder / "small.tiff"}, 3, "small.tiff' is 3x2"},
+        {{folder / "colours.png"}, 3, "colours.png' holds CV_8UC3"},
+        {{folder / "text.pfm"}, 3, "text.pfm' is not an image"},
+        {{folder / "bytes.png"}, 2, "bytes.png' holds 8-bit"},
+        {{folder / "truth.tiff", folder / "truth.tiff"}, 3, "2 images"},
+        {{folder / "truth.tiff", "--mask", folder / "colours.png"}, 3, "grey mask"},
+        {{folder / "truth.tiff", "--max-bad2", "101"}, 2, "--max-bad2"}};
+    for (const Case& wrong : cases) {
+        std::vector<std::string> arguments{"evaluate", "--ground-truth", folder / "truth.tiff",
+                                           "--disparity"};
+        arguments.insert(arguments.end(), wrong.arguments.begin(), wrong.arguments.end());
+        const RunResult run = runTiomipra(arguments);
+        EXPECT_EQ(run.status, wrong.status) << wrong.message;
+        EXPECT_THAT(run.err, HasSubstr(wrong.message));
+        EXPECT_EQ(run.out, "");
+    }
+}
+
+}  // namespace
+}  // namespace tiomipra::test

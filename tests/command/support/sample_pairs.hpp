@@ -1,0 +1,36 @@
+// A calibrated rig and pairs of images for it, as files.
+#ifndef TIOMIPRA_TESTS_SAMPLE_PAIRS_HPP
+#define TIOMIPRA_TESTS_SAMPLE_PAIRS_HPP
+
+#include <opencv2/core.hpp>
+#include <string>
+#include <vector>
+
+#include "support/rigs.hpp"
+#include "support/run_program.hpp"
+
+namespace tiomipra::test {
+
+// rig/left.yml and rig/right.yml, left/1.png ... and right/1.png ..., all of random content.
+struct SamplePairs {
+    explicit SamplePairs(int count, const RigOptions& options = {{160, 120}});
+
+    std::string operator/(const std::string& name) const { return folder.path(name); }
+
+    // `command`, the rig, all pairs, --output out, and `more`.
+    std::vector<std::string> arguments(const std::string& command,
+                                       const std::vector<std::string>& more = {}) const;
+
+    ScratchFolder folder;
+    ::Rig rig;
+};
+
+// Writes left.yml and right.yml to the folder `path`.
+void saveRig(const std::string& path, const ::Rig& rig);
+
+// Cuts a file to its first `size` bytes.
+void truncate(const std::string& path, std::size_t size);
+
+}  // namespace tiomipra::test
+
+#endif
