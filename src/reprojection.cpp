@@ -56,15 +56,19 @@ struct Vectors {
     using Doubles __attribute__((vector_size(lanes * sizeof(double)))) = double;
 };
 
+template <typename Floats>
+TIOMIPRA_INLINE void store(const Floats& vector, float* destination) {
+    std::memcpy(destination, &vector, sizeof vector);
+}
+
 TIOMIPRA_INLINE void storeInterleaved(const Vectors<4>::Floats& x, const Vectors<4>::Floats& y,
                                       const Vectors<4>::Floats& z, float* points) {
     const auto xy = __builtin_shufflevector(x, y, 0, 4, 1, 5);
     const auto yz = __builtin_shufflevector(y, z, 1, 5, 2, 6);
     const auto zx = __builtin_shufflevector(z, x, 2, 7, 3, 3);
-    const Vectors<4>::Floats interleaved[] = {__builtin_shufflevector(xy, z, 0, 1, 4, 2),
-                                              __builtin_shufflevector(yz, x, 0, 1, 6, 2),
-                                              __builtin_shufflevector(zx, y, 0, 1, 7, 2)};
-    std::memcpy(points, interleaved, sizeof interleaved);
+    store(__builtin_shufflevector(xy, z, 0, 1, 4, 2), points);
+    store(__builtin_shufflevector(yz, x, 0, 1, 6, 2), points + 4);
+    store(__builtin_shufflevector(zx, y, 0, 1, 7, 2), points + 8);
 }
 
 TIOMIPRA_INLINE void storeInterleaved(const Vectors<8>::Floats& x, const Vectors<8>::Floats& y,
@@ -73,11 +77,9 @@ TIOMIPRA_INLINE void storeInterleaved(const Vectors<8>::Floats& x, const Vectors
     const auto first = __builtin_shufflevector(x, y, 0, 8, 0, 1, 9, 0, 2, 10);
     const auto second = __builtin_shufflevector(x, y, 0, 3, 11, 0, 4, 12, 0, 5);
     const auto third = __builtin_shufflevector(x, y, 13, 0, 6, 14, 0, 7, 15, 0);
-    const Vectors<8>::Floats interleaved[] = {
-        __builtin_shufflevector(first, z, 0, 1, 8, 3, 4, 9, 6, 7),
-        __builtin_shufflevector(second, z, 10, 1, 2, 11, 4, 5, 12, 7),
-        __builtin_shufflevector(third, z, 0, 13, 2, 3, 14, 5, 6, 15)};
-    std::memcpy(points, interleaved, sizeof interleaved);
+    store(__builtin_shufflevector(first, z, 0, 1, 8, 3, 4, 9, 6, 7), points);
+    store(__builtin_shufflevector(second, z, 10, 1, 2, 11, 4, 5, 12, 7), points + 8);
+    store(__builtin_shufflevector(third, z, 0, 13, 2, 3, 14, 5, 6, 15), points + 16);
 }
 
 // The points of `lanes` pixels side by side.

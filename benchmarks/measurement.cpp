@@ -1,0 +1,59 @@
+#include "measurement.hpp"
+
+#include <malloc.h>
+
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <stdexcept>
+
+namespace {
+
+// A value in kB out of /proc/self/status.
+double readStatus(const std::string& name) {
+    std::ifstream status("/proc/self/status");
+    std::string word;
+    double value = 0;
+    while (status >> word) {
+        if (word == name + ":" && status >> value)
+            return value;
+    }
+    throw std::runtime_error("/proc/self/status has no " + name);
+}
+
+void resetPeak() {
+    std::ofstream file("/proc/self/clear_refs");
+    file << "5" << std::flush;
+    if (!file)
+        throw std::runtime_error("/proc/self/clear_refs can't be written");
+}
+
+bool areSame(const cv::Mat& a, const cv::Mat& b) {
+    return a.size() == b.size() && a.type() == b.type() && a.isContinuous() && b.isContinuous() &&
+           std::memcmp(a.data, b.data, a.total() * a.elemSize()) == 0;
+}
+
+}  // namespace
+
+double measureSeconds(const std::function<Images()>& run) {
+    const auto start = std::chrono::steady_clock::now();
+    const Images images = run();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+double measurePeakMegabytes(const std::function<Images()>& run) {
+    malloc_trim(0);
+    resetPeak();
+    const double before = readStatus("VmRSS");
+    run();
+    return (readStatus("VmHWM") - before) * 1024 / 1e6;
+}
+
+void checkResult(const Stage& stage) {
+    const Images own = stage.run();
+    const Images reference = stage.runReference();
+    for (std::size_t image = 0; image < own.size(); ++image) {
+        if (stage.givesSameImages && !areSame(own[image], reference[image]))
+            throw std::runtime_error(stage.name + " differs from what OpenCV gives");
+    }
+}
