@@ -23,7 +23,7 @@ std::string computeLine(const char* function, const char* size) {
 // Focal lengths and centres that differ, so that none can stand for another.
 Rig makeUnevenRig() {
     RigOptions options;
-    options.rightCentreX = 311.7F;
+    options.rightCentreX = 300.F;
     options.baseline = 0.12F;
     Rig rig = makeRig(options);
     rig.left.projectionMatrix.at<float>(1, 1) = 503.F;
@@ -64,7 +64,7 @@ TEST(ImageTransforms, AreThoseOfTheScaledCalibrations) {
 
         const float scale = static_cast<float>(size.width) / 640.F;
         const float translation = 500.F * -.12F * scale / (500.F * scale);  // by the left f
-        const float offset = (320.25F * scale - 311.7F * scale) / translation;
+        const float offset = (320.25F * scale - 300.F * scale) / translation;
         const cv::Mat reprojection = (cv::Mat_<float>(4, 4) << 1, 0, 0, -320.25F * scale,  //
                                       0, 1, 0, -236.5F * scale,                            //
                                       0, 0, 0, 500.F * scale,                              //

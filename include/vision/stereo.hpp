@@ -16,8 +16,7 @@
 ///
 /// auto [rectifiedLeft, rectifiedRight] = stereo.rectifyImages(leftImage, rightImage);
 /// cv::Mat disparity = stereo.computeDisparity(rectifiedLeft, rectifiedRight);
-/// cv::Mat points = stereo.computeDepth(disparity);  // CV_32FC3, (0, 0, 0) where nothing was
-/// measured
+/// cv::Mat points = stereo.computeDepth(disparity);  // CV_32FC3, (0, 0, 0): nothing was measured
 /// @endcode
 ///
 /// Images may have the calibrated size or any other size of the same aspect ratio.
@@ -115,7 +114,7 @@ class TIOMIPRA_EXPORT Stereo {
     ///               size or another of the same aspect ratio
     /// @param right  raw image of the right camera, of the same size and type
     /// @return the rectified left and right image, of the type of the inputs, in buffers of their
-    /// own
+    ///         own
     /// @throws std::invalid_argument when sizes or types differ, when the aspect ratio is not the
     ///         calibrations', or when the calibrations can't be scaled (`Calibration::scaleTo`)
     /// @throws cv::Exception when OpenCV refuses the calibrations' matrices or the image
@@ -139,9 +138,8 @@ class TIOMIPRA_EXPORT Stereo {
     /// @param left   rectified left image, `CV_8UC1`, at most as wide as the calibration
     /// @param right  rectified right image, same size and type
     /// @return `CV_32FC1` of the same size: disparities of the left image's pixels in pixels of
-    /// this
-    ///         image, in steps of 1/16; below the (adapted) minimum disparity where there is no
-    ///         match. Empty when the algorithm is neither `BM` nor `SGBM`.
+    ///         this image, in steps of 1/16; below the (adapted) minimum disparity where there is
+    ///         no match. Empty when the algorithm is neither `BM` nor `SGBM`.
     /// @throws std::invalid_argument when sizes differ, an image is not `CV_8UC1`, the image has no
     ///         columns or is wider than the calibration, or no calibrations are set
     /// @throws cv::Exception when the matcher refuses the adapted parameters
@@ -157,10 +155,9 @@ class TIOMIPRA_EXPORT Stereo {
     /// @param disparity  `CV_32FC1`, pixels, of the calibrated size or another of the same aspect
     ///                   ratio, as `computeDisparity` gives it
     /// @return `CV_32FC3` of the same size: X right, Y down, Z forward, in the unit of the
-    /// projection
-    ///         matrices; (0, 0, 0) where nothing was measured
+    ///         projection matrices; (0, 0, 0) where nothing was measured
     /// @throws std::invalid_argument for another type, another aspect ratio, or without
-    /// calibrations
+    ///         calibrations
     /// @throws cv::Exception when OpenCV refuses the calibrations' matrices
     cv::Mat computeDepth(const cv::Mat& disparity) const;
 
@@ -188,8 +185,7 @@ class TIOMIPRA_EXPORT Stereo {
     /// Puts the matcher's parameters back to their defaults; maximum depth, algorithm and
     /// calibrations stay.
     /// @throws std::range_error before calibrations are set, as the default minimum disparity of 1
-    /// is
-    ///         then refused; only the window size has been reset by then.
+    ///         is then refused; only the window size has been reset by then.
     void resetAllParameters();
 
     /// Points farther away than this are removed, in the unit of the calibrations; default 5.
@@ -211,8 +207,7 @@ class TIOMIPRA_EXPORT Stereo {
     /// Smallest disparity searched, in pixels; default 1, set anew by `setCalibrations`.
     int getMinDisparity() const;
     /// @throws std::range_error unless `minDisparity` lies within minus and plus the calibrated
-    /// width
-    ///         (0 before calibrations are set).
+    ///         width (0 before calibrations are set).
     void setMinDisparity(int minDisparity);
 
     /// How many disparities are searched, from the minimum up; default 80.
@@ -225,7 +220,8 @@ class TIOMIPRA_EXPORT Stereo {
     /// @throws std::range_error unless `preFilterCap` is from 1 to 63.
     void setPreFilterCap(int preFilterCap);
 
-    /// Window of the pre-filter, block matching only; default 25.
+    /// Window of block matching's other pre-filter, the normalised response; default 25. Passed on,
+    /// but without effect: OpenCV's default pre-filter is the horizontal gradient.
     int getPreFilterSize() const;
     /// @throws std::range_error unless `preFilterSize` is odd and from 5 to 255.
     void setPreFilterSize(int preFilterSize);
@@ -262,8 +258,9 @@ class TIOMIPRA_EXPORT Stereo {
     /// @throws std::range_error unless `P2` is 0 or more.
     void setP2(int P2);
 
-    /// Largest accepted difference between left-right and right-left disparity, semi-global only;
-    /// negative turns the check off; default 0.
+    /// Largest accepted difference between left-right and right-left disparity in pixels,
+    /// semi-global only; default 0. OpenCV takes whatever is below 1 as 1; a number as large as the
+    /// disparities searched turns the check off.
     int getDisp12MaxDiff() const;
     /// Accepts anything.
     void setDisp12MaxDiff(int disp12MaxDiff);
