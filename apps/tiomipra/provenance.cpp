@@ -12,7 +12,7 @@ std::string programVersion() {
 }
 
 std::string sha256(const std::string& bytes) {
-    std::array<char, SHA256_DIGEST_STRING_LENGTH> digest;
+    std::array<char, SHA256_DIGEST_STRING_LENGTH> digest{};
     SHA256Data(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size(), digest.data());
     return digest.data();
 }

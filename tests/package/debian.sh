@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # Makes the Debian packages, looks into them, and runs the command from them:
 #
-#   debian.sh BUILD SOURCE SCRATCH
+#   debian.sh BUILD SOURCE PHOTOGRAPHS SCRATCH
 #
 # BUILD is a finished build of the tree SOURCE; SCRATCH is emptied first.
 set -euo pipefail
 
-build=$1 source=$2 scratch=$3
+build=$1 source=$2 photographs=$3 scratch=$4
 version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$build/CMakeCache.txt")
 compiler=$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$build/CMakeCache.txt")
 rm -rf "$scratch"
@@ -36,26 +36,27 @@ expectDependencies() {
     done
 }
 
-# The command as a user meets it: alone, and with what it loads on demand.
-runCommand() {
-    "$@" tiomipra --version | grep -x "tiomipra $version"
-}
-
+# Without a system around them, as far as a machine where nothing may be installed allows.
 runUnpacked() {
     local package
-    for package in "$scratch"/packages/*.deb; do dpkg-deb --extract "$package" "$scratch/unpacked"; done
-    runCommand env PATH="$scratch/unpacked/usr/bin:$PATH"
+    for package in "$scratch"/packages/*.deb; do
+        dpkg-deb --extract "$package" "$scratch/unpacked"
+    done
+    "$source/tests/package/command.sh" "$scratch/unpacked/usr/bin/tiomipra" "$version" \
+        "$photographs" "$scratch/results"
 }
 
+# In a fresh Debian, where nothing but the packages' own dependencies can help them.
 runInstalled() {
     local root=$scratch/root
     debootstrap --variant=minbase bookworm "$root"
-    mkdir "$root/packages"
-    cp "$scratch"/packages/*.deb "$root/packages"
+    mkdir "$root/test"
+    cp "$scratch"/packages/*.deb "$source/tests/package/command.sh" \
+        "$photographs"/{left,right}[01]*.jpg "$photographs/tree.avi" "$root/test"
     chroot "$root" apt-get update -qq
     chroot "$root" sh -c 'DEBIAN_FRONTEND=noninteractive \
-        apt-get install -y -qq --no-install-recommends /packages/*.deb' >/dev/null
-    runCommand chroot "$root"
+        apt-get install -y -qq --no-install-recommends /test/*.deb' >/dev/null
+    chroot "$root" /test/command.sh tiomipra "$version" /test /test/results
     rm -rf "$root"
 }
 
