@@ -24,6 +24,10 @@ struct Subcommand {
 };
 
 const std::vector<Subcommand> subcommands = {
+    {"calibrate", "Calibrate two cameras with pictures of a board",
+     "tiomipra calibrate --corners 9x6 --square 25mm --left 'left*.jpg' --right 'right*.jpg' "
+     "--output rig",
+     configureCalibrate},
     {"inspect", "Tell what a pair of calibrations says and whether it is usable",
      "tiomipra inspect --calibration rig", configureInspect},
     {"rectify", "Warp pairs so that matching points share a row",

@@ -14,11 +14,12 @@ namespace tiomipra {
 
 using Run = std::function<Status()>;
 
-Run configureEvaluate(CLI::App& command);
-Run configureDepth(CLI::App& command);
-Run configureDisparity(CLI::App& command);
-Run configureRectify(CLI::App& command);
+Run configureCalibrate(CLI::App& command);
 Run configureInspect(CLI::App& command);
+Run configureRectify(CLI::App& command);
+Run configureDisparity(CLI::App& command);
+Run configureDepth(CLI::App& command);
+Run configureEvaluate(CLI::App& command);
 
 }  // namespace tiomipra
 

@@ -1,0 +1,355 @@
+// tiomipra calibrate: from pictures of a board to the calibrations of both cameras.
+#include <CLI/App.hpp>
+#include <CLI/Validators.hpp>
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <opencv2/core.hpp>
+#include <opencv2/core/utility.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include "board_detection.hpp"
+#include "calibration_files.hpp"
+#include "calibration_report.hpp"
+#include "frame_source.hpp"
+#include "image_files.hpp"
+#include "json_text.hpp"
+#include "number_text.hpp"
+#include "output_files.hpp"
+#include "pictures.hpp"
+#include "progress.hpp"
+#include "provenance.hpp"
+#include "subcommands.hpp"
+#include "units.hpp"
+
+namespace tiomipra {
+namespace {
+
+struct CalibrateOptions {
+    FrameOptions frames;
+    std::string pattern = nameOf(Board().pattern);
+    std::string corners;
+    std::string square;
+    std::string marker;
+    std::string dictionary = Board().dictionary;
+    std::vector<std::string> fixedIntrinsics;  // none, or the files of the left and right camera
+    RigCalibrationOptions calibration;
+    std::string output;
+    bool json = false;
+};
+
+// What the search for the board in all pairs came to.
+struct Search {
+    cv::Size imageSize;
+    std::vector<PairDetection> detections;
+    std::vector<PairNames> names;     // of `detections`
+    std::vector<std::size_t> frames;  // of `detections`: their numbers within the source
+    std::vector<SkippedPair> skipped;
+};
+
+struct SearchedPair {
+    cv::Size imageSize;
+    PairDetection detection;
+};
+
+Board makeBoard(const CalibrateOptions& options) {
+    Board board;
+    board.pattern = patternNames().at(options.pattern);
+    board.corners = parseSize(options.corners);
+    board.square = parseLength(options.square).value;
+    board.dictionary = options.dictionary;
+    if (board.pattern == Pattern::charuco) {
+        if (options.marker.empty())
+            throw UsageError("--pattern charuco needs --marker, the side of the markers");
+        const Length marker = parseLength(options.marker);
+        if (marker.unit != parseLength(options.square).unit)
+            throw UsageError("--square " + options.square + " and --marker " + options.marker +
+                             " must both have a suffix or both have none");
+        board.marker = marker.value;
+    }
+    checkBoard(board);
+    return board;
+}
+
+cv::Mat toGrey(const cv::Mat& image) {
+    if (image.channels() == 1)
+        return image;
+    cv::Mat grey;
+    cv::cvtColor(image, grey, cv::COLOR_BGR2GRAY);
+    return grey;
+}
+
+SearchedPair searchPair(const Frame& frame, const Board& board) {
+    const StereoImages images = frame.read();
+    SearchedPair pair;
+    pair.imageSize = images.left.size();
+    pair.detection.left = detectBoard(toGrey(images.left), board);
+    pair.detection.right = detectBoard(toGrey(images.right), board);
+    alignNumbering(pair.detection.right, pair.detection.left, board);
+    return pair;
+}
+
+// Why a pair can't be used; empty if it can.
+std::string whyUnusable(const Frame& frame, const PairDetection& detection, const Board& board) {
+    if (detection.left.empty() && detection.right.empty())
+        return "no board in either image";
+    if (detection.left.empty())
+        return "no board in " + frame.leftFile;
+    if (detection.right.empty())
+        return "no board in " + frame.rightFile;
+    const SharedPoints shared = sharedPoints(detection.left, detection.right);
+    if (!determinePose(shared.ids, board))
+        return "the images share only " + std::to_string(shared.ids.size()) +
+               " corners, too few or all on one line";
+    return "";
+}
+
+void requireSize(const cv::Size& size, const Frame& frame, const Search& search,
+                 const std::string& firstFile) {
+    if (size != search.imageSize)
+        throw InputError("'" + frame.leftFile + "' is " + sizeText(size) + ", '" + firstFile +
+                         "' is " + sizeText(search.imageSize) +
+                         "; all images must have the same size");
+}
+
+std::vector<Frame> takeFrames(FrameSource& source, std::size_t count) {
+    std::vector<Frame> frames;
+    while (frames.size() < count) {
+        auto frame = source.next();
+        if (!frame)
+            break;
+        frames.push_back(std::move(*frame));
+    }
+    return frames;
+}
+
+std::vector<SearchedPair> searchAtOnce(const std::vector<Frame>& frames, const Board& board) {
+    std::vector<SearchedPair> pairs(frames.size());
+    cv::parallel_for_({0, int(frames.size())}, [&](const cv::Range& range) {
+        for (int i = range.start; i < range.end; ++i)
+            pairs[std::size_t(i)] = searchPair(frames[std::size_t(i)], board);
+    });
+    return pairs;
+}
+
+void record(Search& search, const Frame& frame, SearchedPair pair, std::size_t number,
+            const Board& board) {
+    const PairNames names{frame.leftFile, frame.rightFile};
+    const std::string reason = whyUnusable(frame, pair.detection, board);
+    if (!reason.empty()) {
+        search.skipped.push_back({names, reason});
+        return;
+    }
+    search.detections.push_back(std::move(pair.detection));
+    search.names.push_back(names);
+    search.frames.push_back(number);
+}
+
+// As many pairs as there are processors are in memory at a time.
+Search searchBoards(FrameSource& source, const Board& board) {
+    Search search;
+    Progress progress(chooseProgressOutput(true, source.count()), source.count());
+    std::string firstFile;
+    std::size_t number = 0;
+    const auto together = std::size_t(std::max(1, cv::getNumThreads()));
+    for (auto frames = takeFrames(source, together); !frames.empty();
+         frames = takeFrames(source, together)) {
+        std::vector<SearchedPair> pairs = searchAtOnce(frames, board);
+        if (number == 0) {
+            search.imageSize = pairs.front().imageSize;
+            firstFile = frames.front().leftFile;
+        }
+        for (std::size_t i = 0; i < frames.size(); ++i) {
+            requireSize(pairs[i].imageSize, frames[i], search, firstFile);
+            record(search, frames[i], std::move(pairs[i]), number++, board);
+            progress.advance(frames[i].name);
+        }
+    }
+    progress.finish();
+    return search;
+}
+
+void requirePairs(const Search& search, const Board& board) {
+    if (search.detections.size() >= minimumPairs)
+        return;
+    std::string message =
+        "the board was found in both images of only " + std::to_string(search.detections.size()) +
+        " of " + std::to_string(search.detections.size() + search.skipped.size()) +
+        " pairs, at least " + std::to_string(minimumPairs) + " are needed; does it have " +
+        sizeText(board.corners) + " points (--corners) and this --pattern?";
+    for (const SkippedPair& pair : search.skipped)
+        message += "\n  " + pair.names.left + "  " + pair.names.right + ": " + pair.reason;
+    throw InputError(message);
+}
+
+Intrinsics readIntrinsics(const std::string& path, const cv::Size& imageSize) {
+    vision::Calibration calibration;
+    try {
+        calibration = readCalibration(path).scaleTo(imageSize.width, imageSize.height);
+    } catch (const std::invalid_argument& error) {
+        throw InputError("'" + path + "' can't be used for images of " + sizeText(imageSize) +
+                         ": " + error.what());
+    }
+    Intrinsics intrinsics;
+    calibration.cameraMatrix.convertTo(intrinsics.cameraMatrix, CV_64F);
+    calibration.distortion.convertTo(intrinsics.distortion, CV_64F);
+    return intrinsics;
+}
+
+void checkAlpha(double alpha) {
+    if (alpha != -1 && !(alpha >= 0 && alpha <= 1))
+        throw UsageError("--alpha is " + significant(alpha, 6) + ", must be from 0 to 1, or -1");
+}
+
+RigCalibrationOptions calibrationOptions(const CalibrateOptions& options,
+                                         const cv::Size& imageSize) {
+    RigCalibrationOptions result = options.calibration;
+    if (!options.fixedIntrinsics.empty()) {
+        result.fixedIntrinsics.emplace(readIntrinsics(options.fixedIntrinsics[0], imageSize),
+                                       readIntrinsics(options.fixedIntrinsics[1], imageSize));
+    }
+    return result;
+}
+
+cv::Mat drawRectifiedPair(const CalibrateOptions& options, const RigSolution& solution,
+                          std::size_t frameNumber) {
+    const auto source = openFrames(options.frames);
+    const StereoImages images = takeFrames(*source, frameNumber + 1).back().read();
+    vision::Stereo stereo;
+    stereo.setMaxDepth(std::numeric_limits<float>::infinity());
+    stereo.setCalibrations(solution.leftCalibration, solution.rightCalibration);
+    const auto [left, right] = stereo.rectifyImages(images.left, images.right);
+    return drawRowLines(left, right);
+}
+
+nlohmann::ordered_json parameters(const CalibrateOptions& options) {
+    nlohmann::ordered_json result{
+        {"pattern", options.pattern}, {"corners", options.corners}, {"square", options.square}};
+    if (options.pattern == nameOf(Pattern::charuco)) {
+        result["marker"] = options.marker;
+        result["dictionary"] = options.dictionary;
+    }
+    if (!options.fixedIntrinsics.empty())
+        result["fixIntrinsics"] = options.fixedIntrinsics;
+    result["alpha"] = options.calibration.alpha;
+    result["rejectAbove"] = options.calibration.rejectAbove;
+    return result;
+}
+
+// The calibrations last: where they are, all the rest is.
+void writeResults(const CalibrateOptions& options, const CalibrationReport& report,
+                  const nlohmann::ordered_json& json, const cv::Mat& rectifiedPair) {
+    createFolder(options.output);
+    writeImage(pathIn(options.output, "coverage.png"), drawCoverage(report));
+    writeImage(pathIn(options.output, "rectified.png"), rectifiedPair);
+    writeFile(pathIn(options.output, "report.json"), dumpJson(json));
+    writeCalibration(pathIn(options.output, "left.yml"), report.solution.leftCalibration);
+    writeCalibration(pathIn(options.output, "right.yml"), report.solution.rightCalibration);
+}
+
+Status calibrate(const CalibrateOptions& options) {
+    const Board board = makeBoard(options);
+    checkAlpha(options.calibration.alpha);
+    const auto source = openFrames(options.frames);
+    Search search = searchBoards(*source, board);
+    requirePairs(search, board);
+    RigSolution solution = calibrateRig(search.detections, board, search.imageSize,
+                                        calibrationOptions(options, search.imageSize));
+    const std::size_t best = search.frames[solution.used.front()];
+    const cv::Mat rectifiedPair = drawRectifiedPair(options, solution, best);
+    const CalibrationReport report =
+        makeReport(std::move(solution), search.detections, std::move(search.names),
+                   std::move(search.skipped), parseLength(options.square).unit);
+    nlohmann::ordered_json json = provenance("calibrate", parameters(options), "");
+    json.update(toJson(report));
+    writeResults(options, report, json, rectifiedPair);
+    std::cout << (options.json ? dumpJson(json) : toText(report));
+    return report.verdict == Grade::redo ? Status::no : Status::done;
+}
+
+void addBoardOptions(CLI::App& command, CalibrateOptions& options) {
+    constexpr auto group = "Board";
+    command
+        .add_option("--pattern", options.pattern,
+                    "chessboard, circles, asymmetric-circles or charuco")
+        ->check(CLI::IsMember(patternNames()).description(""))
+        ->type_name("NAME")
+        ->capture_default_str()
+        ->group(group);
+    command
+        .add_option("--corners", options.corners,
+                    "Points per row and rows: inner corners (squares\n"
+                    "minus one) or circles, as in 9x6")
+        ->type_name("WxH")
+        ->required()
+        ->group(group);
+    command
+        .add_option("--square", options.square,
+                    "Side of a square, or distance of neighbouring\n"
+                    "circles (of rows, if asymmetric). With a suffix mm,\n"
+                    "cm, m or in, all results are in metres; a bare\n"
+                    "number is in your own unit, and so are all results")
+        ->type_name("LENGTH")
+        ->required()
+        ->group(group);
+    command
+        .add_option("--marker", options.marker,
+                    "Side of the markers of a ChArUco board, with a\n"
+                    "suffix if --square has one")
+        ->type_name("LENGTH")
+        ->group(group);
+    command
+        .add_option("--dictionary", options.dictionary,
+                    "Markers of a ChArUco board: 4x4_50, 5x5_100,\n"
+                    "6x6_250, 7x7_1000, original, apriltag_36h11, ...")
+        ->check(CLI::IsMember(dictionaryNames()).description(""))
+        ->type_name("NAME")
+        ->capture_default_str()
+        ->group(group);
+}
+
+void addSolverOptions(CLI::App& command, CalibrateOptions& options) {
+    constexpr auto group = "Calibration";
+    command
+        .add_option("--fix-intrinsics", options.fixedIntrinsics,
+                    "Keep focal lengths, centres and distortion of these\n"
+                    "two files; find only how the cameras stand to each\n"
+                    "other")
+        ->type_name("LEFT RIGHT")
+        ->expected(2)
+        ->group(group);
+    command
+        .add_option("--alpha", options.calibration.alpha,
+                    "0: rectified images without empty pixels; 1: with\n"
+                    "all pixels of the raw ones; between: a blend; -1:\n"
+                    "left to OpenCV")
+        ->type_name("NUMBER")
+        ->capture_default_str()
+        ->group(group);
+    command
+        .add_option("--reject-above", options.calibration.rejectAbove,
+                    "Leave out pairs whose reprojection error is larger,\n"
+                    "the worst first")
+        ->check(CLI::PositiveNumber)
+        ->type_name("PIXELS")
+        ->group(group);
+}
+
+}  // namespace
+
+Run configureCalibrate(CLI::App& command) {
+    auto options = std::make_shared<CalibrateOptions>();
+    addFrameOptions(command, options->frames);
+    addBoardOptions(command, *options);
+    addSolverOptions(command, *options);
+    command
+        .add_option("--output", options->output,
+                    "Folder for left.yml, right.yml, report.json,\n"
+                    "coverage.png and rectified.png")
+        ->type_name("DIR")
+        ->required();
+    command.add_flag("--json", options->json, "Print the report as JSON");
+    return [options] { return calibrate(*options); };
+}
+
+}  // namespace tiomipra

@@ -1,0 +1,124 @@
+#include "support/rendered_boards.hpp"
+
+#include <cmath>
+#include <opencv2/aruco/charuco.hpp>
+#include <opencv2/calib3d.hpp>
+#include <opencv2/imgproc.hpp>
+
+namespace tiomipra::test {
+namespace {
+
+constexpr int pixelsPerSquare = 80;
+constexpr int margin = 2;  // squares around the outermost points
+
+cv::Rect squareAt(int column, int row) {
+    return {column * pixelsPerSquare, row * pixelsPerSquare, pixelsPerSquare, pixelsPerSquare};
+}
+
+cv::Mat drawChessboard(const Board& board) {
+    const cv::Size squares = board.corners + cv::Size(1, 1);
+    cv::Mat picture((squares.height + 2) * pixelsPerSquare, (squares.width + 2) * pixelsPerSquare,
+                    CV_8UC1, cv::Scalar(255));
+    for (int row = 0; row < squares.height; ++row) {
+        for (int column = row % 2; column < squares.width; column += 2)
+            picture(squareAt(column + 1, row + 1)).setTo(0);
+    }
+    return picture;
+}
+
+cv::Mat drawCharuco(const Board& board) {
+    const cv::Size squares = board.corners + cv::Size(1, 1);
+    const auto charuco = cv::aruco::CharucoBoard::create(
+        squares.width, squares.height, float(board.square), float(board.marker),
+        cv::aruco::getPredefinedDictionary(dictionaryNames().at(board.dictionary)));
+    cv::Mat picture;
+    charuco->draw(squares * pixelsPerSquare, picture);
+    cv::copyMakeBorder(picture, picture, pixelsPerSquare, pixelsPerSquare, pixelsPerSquare,
+                       pixelsPerSquare, cv::BORDER_CONSTANT, cv::Scalar(255));
+    return picture;
+}
+
+cv::Mat drawCircles(const Board& board) {
+    const int steps = board.pattern == Pattern::asymmetricCircles ? 2 : 1;
+    cv::Mat picture((board.corners.height - 1 + 2 * margin) * pixelsPerSquare,
+                    (board.corners.width * steps - 1 + 2 * margin) * pixelsPerSquare, CV_8UC1,
+                    cv::Scalar(255));
+    for (const cv::Point3f& point : boardPoints(board)) {
+        const cv::Point2d centre =
+            (cv::Point2d(point.x, point.y) / board.square + cv::Point2d(margin, margin)) *
+            pixelsPerSquare;
+        // An even diameter around the corner of four pixels, which is where the point lies.
+        constexpr int shift = 4;
+        constexpr int one = 1 << shift;
+        cv::circle(picture, cv::Point((centre - cv::Point2d(0.5, 0.5)) * one),
+                   pixelsPerSquare * one * steps / 4, cv::Scalar(0), cv::FILLED, cv::LINE_AA,
+                   shift);
+    }
+    return picture;
+}
+
+cv::Mat drawBoard(const Board& board) {
+    if (board.pattern == Pattern::chessboard)
+        return drawChessboard(board);
+    return board.pattern == Pattern::charuco ? drawCharuco(board) : drawCircles(board);
+}
+
+cv::Matx33d rotation(const cv::Vec3d& vector) {
+    cv::Matx33d matrix;
+    cv::Rodrigues(vector, matrix);
+    return matrix;
+}
+
+cv::Matx33d scaling(double factor) {
+    // Pixel centres are whole numbers before and after.
+    const double shift = (factor - 1) / 2;
+    return {factor, 0, shift, 0, factor, shift, 0, 0, 1};
+}
+
+// The picture of a plane: `pose` takes (x, y, 1) on the plane into the camera's frame.
+cv::Mat renderPlane(const cv::Mat& picture, const cv::Matx33d& pose, const RenderedRig& rig) {
+    const cv::Matx33d camera(rig.focalLength, 0, (rig.imageSize.width - 1) / 2., 0, rig.focalLength,
+                             (rig.imageSize.height - 1) / 2., 0, 0, 1);
+    constexpr int oversampling = 4;
+    cv::Mat large;
+    cv::warpPerspective(picture, large, scaling(oversampling) * camera * pose,
+                        rig.imageSize * oversampling, cv::INTER_LINEAR, cv::BORDER_CONSTANT,
+                        cv::Scalar(128));
+    cv::Mat image;
+    cv::resize(large, image, rig.imageSize, 0, 0, cv::INTER_AREA);
+    return image;
+}
+
+}  // namespace
+
+std::vector<RenderedPair> renderViews(const Board& board, const RenderedRig& rig, int count,
+                                      double overhang) {
+    const cv::Mat picture = drawBoard(board);
+    const double unit = board.square / pixelsPerSquare;
+    const cv::Matx33d centred(unit, 0, -unit * (picture.cols - 1) / 2., 0, unit,
+                              -unit * (picture.rows - 1) / 2., 0, 0, 1);
+    const cv::Matx33d turn = rotation(rig.turn);
+    std::vector<RenderedPair> views;
+    for (int i = 0; i < count; ++i) {
+        const double angle = 2.4 * i;
+        const double distance =
+            rig.focalLength * unit * picture.cols / (0.4 * rig.imageSize.width) * (1 + 0.03 * i);
+        const double reach = (0.2 + overhang) * rig.imageSize.width / rig.focalLength * distance;
+        const cv::Vec3d place(reach * std::cos(1.7 * i) + rig.baseline / 2,
+                              0.7 * reach * std::sin(1.7 * i), distance);
+        const cv::Matx33d tilt =
+            rotation({0.45 * std::sin(angle), 0.45 * std::cos(angle), 0.1 * std::sin(i)});
+        const auto pose = [&](const cv::Matx33d& camera, const cv::Vec3d& offset) {
+            const cv::Matx33d turned = camera * tilt;
+            const cv::Vec3d shift = camera * (place - offset);
+            return cv::Matx33d(turned(0, 0), turned(0, 1), shift[0], turned(1, 0), turned(1, 1),
+                               shift[1], turned(2, 0), turned(2, 1), shift[2]) *
+                   centred;
+        };
+        views.push_back({renderPlane(picture, pose(cv::Matx33d::eye(), {}), rig),
+                         renderPlane(picture, pose(turn, {rig.baseline, 0, 0}), rig)});
+    }
+    return views;
+}
+
+}  // namespace tiomipra::test
