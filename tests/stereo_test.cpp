@@ -62,7 +62,8 @@ TEST_F(StereoCalibrations, OfDifferentSizesAreRefused) {
     const std::pair<cv::Size, std::string> cases[] = {
         {{480, 640}, "480x640"}, {{640, 481}, "640x481"}, {{641, 480}, "641x480"}};
     for (const auto& [size, text] : cases) {
-        EXPECT_THAT([&] { _stereo.setCalibrations(makeRig({size}).left, makeRig().right); },
+        const Calibration left = makeRig({size}).left;
+        EXPECT_THAT([&] { _stereo.setCalibrations(left, makeRig().right); },
                     Refuses<std::invalid_argument>("Calibrations don't have the same size."));
         EXPECT_THAT(_log.takeLines(),
                     ElementsAre("error vision.stereo setCalibrations: Left and Right calibration "
