@@ -202,6 +202,20 @@ TEST_F(CalibrationFile, ThatIsMalformedKeepsTheFieldsReadBefore) {
     EXPECT_THROW(calibration.load(_folder.write("rig.xml", "not XML")), cv::Exception);
 }
 
+TEST_F(CalibrationFile, ThatCannotHoldAMatrixThrows) {
+    // OpenCV writes no half-precision matrices in its Base64 variant, which the name asks for.
+    Calibration calibration = makeCalibration();
+    calibration.cameraMatrix = cv::Mat::ones(3, 3, CV_16F);
+    try {
+        calibration.save(_path + "?base64");
+        ADD_FAILURE() << "saved";
+    } catch (const cv::Exception& exception) {
+        EXPECT_EQ(_log.takeLines().back(),
+                  "error vision.stereo.calibration save: Cannot write calibration file \"" + _path +
+                      "?base64\": " + exception.what());
+    }
+}
+
 TEST_F(CalibrationFile, LoadAndSaveLogWhatTheyDo) {
     const Calibration calibration = makeCalibration();
     calibration.save(_path);
