@@ -154,16 +154,27 @@ void addParameter(CLI::App& command, const Parameter& parameter, MatcherSettings
             ->group(group);
         return;
     }
-    CLI::Option* option = command.add_option_function<int>(
-        optionName(parameter), [&settings, name](int value) { settings.values[name] = value; },
-        parameter.help);
-    option->group(group);
-    if (name == algorithmName)
-        option->transform(CLI::CheckedTransformer(algorithms))
+    if (name == algorithmName) {
+        command
+            .add_option_function<std::string>(
+                optionName(parameter),
+                [&settings](const std::string& text) {
+                    settings.values[algorithmName] = algorithms.at(text);
+                },
+                parameter.help)
+            ->check(CLI::IsMember(&algorithms))
             ->type_name("NAME")
-            ->default_str(nameOfAlgorithm(defaultValue));
-    else
-        option->type_name("N")->default_str(std::to_string(defaultValue));
+            ->default_str(nameOfAlgorithm(defaultValue))
+            ->group(group);
+        return;
+    }
+    command
+        .add_option_function<int>(
+            optionName(parameter), [&settings, name](int value) { settings.values[name] = value; },
+            parameter.help)
+        ->type_name("N")
+        ->default_str(std::to_string(defaultValue))
+        ->group(group);
 }
 
 std::string presetHelp() {
@@ -213,8 +224,13 @@ MatcherOptions readParametersFile(const std::string& path) {
     CLI::App file;
     addParameters(file, options);
     file.set_config("--parameters", path, "", true);
-    file.allow_config_extras(CLI::config_extras_mode::error);
     try {
+        for (const CLI::ConfigItem& item : CLI::ConfigTOML().from_file(path)) {
+            if (!item.parents.empty())
+                throw UsageError("[" + item.parents.front() + "]: there must be no sections");
+            if (file.get_option_no_throw("--" + item.name) == nullptr)
+                throw UsageError("'" + item.name + "' is not a parameter of the matcher");
+        }
         file.parse(std::vector<std::string>{});
     } catch (const CLI::ParseError& error) {
         throw InputError("parameters '" + path + "': " + error.what());
