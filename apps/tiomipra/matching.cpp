@@ -267,7 +267,7 @@ Match matchPair(const Stereo& stereo, const StereoImages& rectified, const cv::M
     const AdaptedParameters adapted = adaptParameters(stereo, left.cols);
     match.measured = findMatched(match.disparity, adapted.minDisparity) &
                      findTextured(left, adapted.windowSize, stereo.getPreFilterCap(),
-                                  stereo.getTextureThreshold());
+                                  std::max(1, stereo.getTextureThreshold()));
     if (!seen.empty())
         match.measured &= reduce(seen, scale) == 255;
     return match;

@@ -49,8 +49,11 @@ void createFolder(const std::string& path) {
 
 void writeAtomically(const std::string& path,
                      const std::function<void(const std::string& temporary)>& write) {
-    const std::string temporary = temporaryName(path);
     std::error_code error;
+    // A device or pipe, as in /dev/stdout, must be written itself, not replaced by a file.
+    if (fs::exists(path, error) && !fs::is_regular_file(path, error))
+        return write(path);
+    const std::string temporary = temporaryName(path);
     try {
         write(temporary);
     } catch (...) {

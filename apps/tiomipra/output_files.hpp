@@ -17,7 +17,8 @@ namespace tiomipra {
 void createFolder(const std::string& path);
 
 // Calls `write` with the temporary name, then renames the file. When `write` throws, the temporary
-// file is removed and `path` stays as it was.
+// file is removed and `path` stays as it was. What exists and is no file, a device say, is written
+// itself.
 void writeAtomically(const std::string& path,
                      const std::function<void(const std::string& temporary)>& write);
 

@@ -1,0 +1,191 @@
+// Parameters from the command line to the matcher, and which pixels count as measured.
+#include "matching.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <CLI/App.hpp>
+#include <opencv2/core.hpp>
+
+#include "measurements.hpp"
+#include "output_files.hpp"
+#include "status.hpp"
+#include "support/rigs.hpp"
+#include "support/run_program.hpp"
+#include "support/scenes.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using vision::Stereo;
+
+// Focal length times baseline is 62.5, both principal points are the same.
+Rig simpleRig(const cv::Size& size = {640, 480}) {
+    RigOptions options;
+    options.size = size;
+    options.isDistorted = false;
+    const ::Rig rig = makeRig(options);
+    return {rig.left, rig.right, "left.yml", "right.yml", ""};
+}
+
+MatcherSettings parse(const std::vector<std::string>& arguments) {
+    CLI::App app;
+    MatcherOptions options;
+    addMatcherOptions(app, options);
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    return resolveSettings(options);
+}
+
+std::unique_ptr<Stereo> stereoFor(const std::vector<std::string>& arguments) {
+    return makeStereo(parse(arguments), simpleRig());
+}
+
+TEST(MatcherOptions, LayPresetFileAndOptionsOverEachOther) {
+    const ScratchFolder folder;
+    const std::string file = folder / "tuning.toml";
+    writeFile(file, "preset = \"accurate\"\nwindow-size = 9\np2 = 777\nrange = \"1..5\"\n");
+    const auto stereo = stereoFor({"--parameters", file, "--window-size", "11", "--algorithm", "bm",
+                                   "--full-dp=false", "--max-depth", "10"});
+    EXPECT_EQ(stereo->getStereoAlgorithm(), Stereo::BM);
+    EXPECT_EQ(stereo->getWindowSize(), 11);
+    EXPECT_EQ(stereo->getP2(), 777);
+    EXPECT_EQ(stereo->getUniquenessRatio(), 20) << "of the preset";
+    EXPECT_EQ(stereo->getPreFilterSize(), Stereo().getPreFilterSize()) << "given by nobody";
+    EXPECT_FALSE(stereo->getFullDP());
+    EXPECT_EQ(stereo->getMaxDepth(), 10.F);
+    EXPECT_EQ(stereo->getMinDisparity(), 6) << "62.5 / 10";
+    EXPECT_EQ(stereo->getDisparityNumber(), 64) << "6 to at least 62.5 / 1";
+}
+
+TEST(MatcherOptions, RangeCoversItsEndsUnlessOverridden) {
+    const auto stereo = stereoFor({"--range", "1..5"});
+    EXPECT_EQ(stereo->getMaxDepth(), 5.F);
+    EXPECT_EQ(stereo->getMinDisparity(), 12);  // floor(62.5 / 5)
+    EXPECT_EQ(stereo->getDisparityNumber(), 64);
+    EXPECT_THAT(explainRange(*stereo, simpleRig(), {1, 5}, 1),
+                HasSubstr("is 0.000999 at 1, 0.02488 at 5"));  // Z - 62.5 / (62.5 / Z + 1 / 16)
+    EXPECT_EQ(stereoFor({"--range", "1..5", "--min-disparity", "-3"})->getMinDisparity(), -3);
+}
+
+TEST(MatcherOptions, SavedParametersGiveTheSameMatcher) {
+    const ScratchFolder folder;
+    const MatcherSettings settings =
+        parse({"--preset", "balanced", "--range", "1.25..4.5", "--scale", "2", "--p1", "90"});
+    const auto saved = makeStereo(settings, simpleRig());
+    writeFile(folder / "saved.toml", encodeParameters(*saved, settings));
+    const MatcherSettings read = parse({"--parameters", folder / "saved.toml"});
+    const auto again = makeStereo(read, simpleRig());
+    EXPECT_EQ(describeParameters(*again, read), describeParameters(*saved, settings));
+}
+
+TEST(MatcherOptions, WarnOfCostsThatCanOverflowSixteenBits) {
+    struct Case {
+        std::vector<std::string> arguments;
+        const char* sum;  // "" when it fits
+    };
+    // A pixel costs at most 2 * cap + 63; the sum of a window and p2 must stay within 32767.
+    const Case cases[] = {
+        {{"--window-size", "15", "--pre-filter-cap", "31", "--p2", "4642"}, ""},
+        {{"--window-size", "15", "--pre-filter-cap", "31", "--p2", "4643"}, "32768"},
+        {{"--window-size", "17", "--pre-filter-cap", "1", "--p2", "5890"}, ""},  // counts as 15
+        {{"--window-size", "17", "--pre-filter-cap", "1", "--p2", "5891"}, "32768"},
+        {{}, "81585"},  // the library's defaults
+        {{"--preset", "balanced"}, ""},
+        {{"--preset", "accurate"}, ""}};
+    for (const auto& [arguments, sum] : cases) {
+        auto settings = parse(arguments);
+        settings.values["algorithm"] = Stereo::SGBM;
+        const auto doubts = findDoubts(*makeStereo(settings, simpleRig()), 640);
+        if (std::string(sum).empty())
+            EXPECT_THAT(doubts, IsEmpty());
+        else
+            EXPECT_THAT(doubts, ElementsAre(HasSubstr(" = " + std::string(sum) + ",")));
+    }
+    EXPECT_THAT(findDoubts(*stereoFor({"--algorithm", "bm"}), 640), IsEmpty());
+}
+
+TEST(Matching, RefusesDisparitiesThatTheResultCannotHold) {
+    const Rig wide = simpleRig({8192, 6144});
+    const auto stereoWith = [&](int minDisparity, int disparityNumber) {
+        MatcherSettings settings;
+        settings.values = {{"min-disparity", minDisparity}, {"disparity-number", disparityNumber}};
+        return makeStereo(settings, wide);
+    };
+    EXPECT_NO_THROW(requireMatchable(*stereoWith(0, 2048), 8192));
+    EXPECT_THROW(requireMatchable(*stereoWith(1, 2048), 8192), UsageError);
+    EXPECT_NO_THROW(requireMatchable(*stereoWith(-2047, 16), 8192));
+    EXPECT_THROW(requireMatchable(*stereoWith(-2048, 16), 8192), UsageError);
+    EXPECT_NO_THROW(requireMatchable(*stereoWith(1, 2048), 4096)) << "halved by the library";
+    EXPECT_THROW(requireMatchable(*stereoFor({"--disparity-number", "640"}), 640), UsageError);
+}
+
+class ReducedMatching : public testing::TestWithParam<std::tuple<std::string, int>> {};
+
+// At every reduction, with windows that would come down to nothing or to even numbers.
+TEST_P(ReducedMatching, FindsTheDisparity) {
+    const auto [algorithm, factor] = GetParam();
+    const cv::Size size(240, 180);
+    const auto stereo = makeStereo(
+        parse({"--algorithm", algorithm, "--window-size", "5", "--p1", "100", "--p2", "400",
+               "--speckle-range", "1", "--min-disparity", "7", "--uniqueness-ratio", "5"}),
+        simpleRig(size * factor));
+    const auto changes = fitToWidth(*stereo, size.width);
+    EXPECT_EQ(changes.empty(), factor == 1);
+
+    SceneOptions options;
+    options.size = size;
+    options.planes = {{9.F}};
+    const Scene scene = renderScene(options);
+    const Match match = matchPair(*stereo, {scene.left, scene.right}, {}, 1);
+    // The first columns have no match in the right image.
+    const cv::Rect inner(100, 20, 120, 140);
+    EXPECT_GT(cv::countNonZero(match.measured(inner)), inner.area() * 9 / 10);
+    EXPECT_NEAR(summarise(match.disparity(inner), match.measured(inner)).median, 9, 0.25);
+    // What has no match lies just below the first disparity that was searched.
+    double smallest = 0;
+    cv::minMaxLoc(match.disparity, &smallest);
+    EXPECT_EQ(smallest, adaptParameters(*stereo, size.width).minDisparity - 1);
+    EXPECT_EQ(cv::countNonZero(match.measured & (match.disparity == smallest)), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Factors, ReducedMatching,
+                         testing::Combine(testing::Values("bm", "sgbm"),
+                                          testing::Values(1, 2, 3, 4, 5, 8)));
+
+// Scaled calibrations put pixel (x, y) at (x / 2, y / 2): so must the scaled images.
+TEST(Matching, ReducedImagesKeepTheirGeometry) {
+    cv::Mat left(96, 128, CV_8UC1);
+    for (int y = 0; y < left.rows; ++y)
+        for (int x = 0; x < left.cols; ++x)
+            left.at<uchar>(y, x) = static_cast<uchar>(x + y);
+    const auto stereo = makeStereo(parse({"--scale", "2"}), left.size());
+    const Match match = matchPair(*stereo, {left, left}, {}, 2);
+    EXPECT_EQ(match.left.size(), cv::Size(64, 48));
+    EXPECT_EQ(match.left.at<uchar>(20, 30), left.at<uchar>(40, 60));
+}
+
+TEST(Matching, UniformImagesAndUnseenPixelsAreNotMeasured) {
+    const cv::Size size(320, 240);
+    SceneOptions options;
+    options.size = size;
+    const Scene scene = renderScene(options);
+    const cv::Mat uniform(size, CV_8UC1, cv::Scalar(90));
+    const cv::Mat unseen = cv::Mat::zeros(size, CV_8UC1);
+    for (const char* algorithm : {"bm", "sgbm"}) {
+        const auto stereo =
+            makeStereo(parse({"--algorithm", algorithm, "--texture-threshold", "0",
+                              "--uniqueness-ratio", "0", "--speckle-window-size", "0"}),
+                       size);
+        EXPECT_EQ(cv::countNonZero(matchPair(*stereo, {uniform, uniform}, {}, 1).measured), 0);
+        EXPECT_GT(cv::countNonZero(matchPair(*stereo, {scene.left, scene.right}, {}, 1).measured),
+                  size.area() / 2);
+        EXPECT_EQ(
+            cv::countNonZero(matchPair(*stereo, {scene.left, scene.right}, unseen, 1).measured), 0);
+    }
+}
+
+}  // namespace
+}  // namespace tiomipra::test
