@@ -1,0 +1,325 @@
+// `tiomipra disparity` and `tiomipra depth`, run as a user would.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <opencv2/core.hpp>
+#include <sstream>
+
+#include "calibration_files.hpp"
+#include "image_files.hpp"
+#include "output_files.hpp"
+#include "support/rigs.hpp"
+#include "support/run_program.hpp"
+#include "support/sample_pairs.hpp"
+#include "support/scenes.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+
+struct Point {
+    float x, y, z;
+    int red, green, blue;
+};
+
+// A reader of both formats from their definitions: the header's lines up to `lastKeyword`, then
+// `count` records.
+struct CloudReader {
+    explicit CloudReader(const std::string& path) : file(::readFile(path)) {}
+
+    std::string readHeader(const std::string& countKeyword, const std::string& lastKeyword) {
+        std::string line;
+        while (std::getline(file, line) && line.rfind(lastKeyword, 0) != 0) {
+            header += line + "\n";
+            if (line.rfind(countKeyword, 0) == 0)
+                count = std::stoul(line.substr(countKeyword.size()));
+        }
+        return line;
+    }
+
+    template <typename Value>
+    Value read() {
+        Value value;
+        file.read(reinterpret_cast<char*>(&value), sizeof value);
+        return value;
+    }
+
+    void expectEnd() {
+        EXPECT_TRUE(file) << "cut off";
+        file >> std::ws;
+        EXPECT_EQ(file.peek(), EOF) << "more than " << count << " points";
+    }
+
+    std::istringstream file;
+    std::string header;
+    std::size_t count = 0;
+};
+
+std::vector<Point> readPly(const std::string& path) {
+    CloudReader reader(path);
+    reader.readHeader("element vertex ", "end_header");
+    EXPECT_THAT(reader.header,
+                HasSubstr("property float x\nproperty float y\nproperty float z\nproperty uchar "
+                          "red\nproperty uchar green\nproperty uchar blue\n"));
+    EXPECT_THAT(reader.header,
+                AllOf(HasSubstr("comment program: tiomipra "), HasSubstr("\"window-size\":"),
+                      HasSubstr("calibrationSha256")));
+    const bool isText = reader.header.rfind("ply\nformat ascii 1.0\n", 0) == 0;
+    EXPECT_TRUE(isText || reader.header.rfind("ply\nformat binary_little_endian 1.0\n", 0) == 0);
+    std::vector<Point> points(reader.count);
+    for (auto& [x, y, z, red, green, blue] : points) {
+        if (isText) {
+            reader.file >> x >> y >> z >> red >> green >> blue;
+            continue;
+        }
+        for (float* coordinate : {&x, &y, &z})
+            *coordinate = reader.read<float>();
+        for (int* channel : {&red, &green, &blue})
+            *channel = reader.read<unsigned char>();
+    }
+    reader.expectEnd();
+    return points;
+}
+
+std::vector<Point> readPcd(const std::string& path) {
+    CloudReader reader(path);
+    EXPECT_EQ(reader.readHeader("POINTS ", "DATA"), "DATA binary");
+    EXPECT_THAT(reader.header,
+                AllOf(HasSubstr("\n# program: tiomipra "),
+                      HasSubstr("\nFIELDS x y z rgb\nSIZE 4 4 4 4\nTYPE F F F F\n")));
+    EXPECT_THAT(reader.header,
+                HasSubstr("\nWIDTH " + std::to_string(reader.count) + "\nHEIGHT 1\n"));
+    std::vector<Point> points(reader.count);
+    for (auto& [x, y, z, red, green, blue] : points) {
+        for (float* coordinate : {&x, &y, &z})
+            *coordinate = reader.read<float>();
+        const auto colour = reader.read<std::uint32_t>();
+        red = colour >> 16 & 255;
+        green = colour >> 8 & 255;
+        blue = colour & 255;
+    }
+    reader.expectEnd();
+    return points;
+}
+
+void expectSamePoints(const std::vector<Point>& points, const std::vector<Point>& expected) {
+    ASSERT_EQ(points.size(), expected.size());
+    const auto asTuple = [](const Point& p) {
+        return std::make_tuple(p.x, p.y, p.z, p.red, p.green, p.blue);
+    };
+    for (std::size_t i = 0; i < points.size(); ++i)
+        ASSERT_EQ(asTuple(points[i]), asTuple(expected[i])) << "point " << i;
+}
+
+// A rig and a rendered pair of a plane on disk: its disparity of 25 pixels is a depth of 2.5, as
+// focal length times baseline is 62.5.
+class DepthCommand : public testing::Test {
+  protected:
+    DepthCommand() {
+        const ::Rig rig = makeRig();
+        saveRig(folder / "rig", rig);
+        SceneOptions options;
+        options.planes = {{25.F}};
+        const Scene scene = renderScene(options);
+        left = scene.left;
+        writeImage(folder / "left.png", renderRawView(scene.left, rig.left));
+        writeImage(folder / "right.png", renderRawView(scene.right, rig.right));
+    }
+
+    std::vector<std::string> arguments(const std::string& subcommand,
+                                       const std::vector<std::string>& more = {}) const {
+        std::vector<std::string> all{
+            subcommand, "--calibration",      folder / "rig", "--left",      folder / "left.png",
+            "--right",  folder / "right.png", "--output",     folder / "out"};
+        all.insert(all.end(), more.begin(), more.end());
+        return all;
+    }
+
+    cv::Mat read(const std::string& name) const {
+        return readImage(folder / ("out/" + name), Pixels::asStored);
+    }
+
+    nlohmann::json report() const {
+        return nlohmann::json::parse(::readFile(folder / "out/left.json"));
+    }
+
+    ScratchFolder folder;
+    cv::Mat left;  // rectified
+};
+
+TEST_F(DepthCommand, MeasuresARenderedPlaneInEveryFormat) {
+    const std::vector<std::string> matching{"--preset", "balanced", "--range", "1..5", "--formats"};
+    const auto runWith = [&](const std::string& formats) {
+        auto more = matching;
+        more.push_back(formats);
+        const RunResult run = runTiomipra(arguments("depth", more));
+        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_THAT(run.err, HasSubstr("min-disparity 12, disparity-number 64"));
+    };
+    runWith("ply-text");
+    const std::vector<Point> text = readPly(folder / "out/left.ply");
+    runWith("ply,pcd,png,picture");
+    const std::vector<Point> points = readPly(folder / "out/left.ply");
+    expectSamePoints(text, points);
+    expectSamePoints(readPcd(folder / "out/left.pcd"), points);
+
+    EXPECT_GT(points.size(), left.total() * 8 / 10);
+    EXPECT_EQ(points.size(), report().at("result").at("measuredPixels"));
+    std::size_t offPlane = 0, offColour = 0;
+    for (const Point& point : points) {
+        // f B / Z is the disparity; back in the image, the pixel has the point's colour.
+        offPlane += std::abs(62.5F / point.z - 25.F) > 0.5F;
+        const cv::Point pixel(cvRound(point.x / point.z * 500.F + 320.25F),
+                              cvRound(point.y / point.z * 500.F + 236.5F));
+        ASSERT_TRUE(cv::Rect({}, left.size()).contains(pixel));
+        offColour += std::abs(left.at<uchar>(pixel) - point.green) > 25;
+    }
+    EXPECT_LT(offPlane, points.size() / 100);
+    EXPECT_LT(offColour, points.size() / 100);
+
+    const cv::Mat depth = read("left_depth.png");
+    ASSERT_EQ(depth.type(), CV_16UC1);
+    EXPECT_EQ(std::size_t(cv::countNonZero(depth)), points.size());
+    EXPECT_NEAR(cv::mean(depth, depth != 0)[0], 2500, 10);
+    for (const char* picture : {"left_depth_picture.png", "left_disparity_picture.png"})
+        EXPECT_GT(read(picture).rows, left.rows) << "image and colour bar";
+}
+
+TEST_F(DepthCommand, PngOmitsWhatItCannotHold) {
+    // In thousandths of the unit, a unit that is 40 times smaller goes beyond 16 bits.
+    for (const char* side : {"rig/left.yml", "rig/right.yml"}) {
+        vision::Calibration camera = readCalibration(folder / side);
+        camera.projectionMatrix.at<float>(0, 3) *= 40;
+        writeCalibration(folder / side, camera);
+    }
+    const RunResult run = runTiomipra(
+        arguments("depth", {"--preset", "balanced", "--max-depth", "200", "--formats", "png"}));
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_GT(report().at("result").at("outOfRangeOfPng"), 200000);
+    EXPECT_THAT(run.out, HasSubstr("outside of what the 16-bit PNG holds"));
+    EXPECT_LT(cv::countNonZero(read("left_depth.png")), 5000);
+}
+
+TEST_F(DepthCommand, DisparityFilesAgree) {
+    const RunResult run =
+        runTiomipra(arguments("disparity", {"--preset", "fast", "--max-depth", "5", "--formats",
+                                            "tiff,pfm,png,picture", "--json"}));
+    EXPECT_EQ(run.status, 0) << run.err;
+    const cv::Mat tiff = read("left_disparity.tiff");
+    const cv::Mat pfm = read("left_disparity.pfm");
+    const cv::Mat png = read("left_disparity.png");
+    ASSERT_EQ(tiff.type(), CV_32FC1);
+    ASSERT_EQ(png.type(), CV_16UC1);
+    std::size_t measured = 0, off = 0;
+    for (int y = 0; y < tiff.rows; ++y)
+        for (int x = 0; x < tiff.cols; ++x) {
+            const float value = tiff.at<float>(y, x);
+            const bool isMeasured = !std::isnan(value);
+            ASSERT_EQ(pfm.at<float>(y, x), isMeasured ? value : INFINITY);
+            ASSERT_EQ(png.at<std::uint16_t>(y, x), isMeasured ? cvRound(value * 256) : 0);
+            measured += isMeasured;
+            off += isMeasured && std::abs(value - 25.F) > 0.5F;
+        }
+    EXPECT_GT(measured, tiff.total() / 2);
+    EXPECT_LT(off, measured / 100);
+    const auto printed = nlohmann::json::parse(run.out);
+    EXPECT_EQ(printed.at("pairs").at(0).at("result").at("measuredPixels"), measured);
+}
+
+TEST_F(DepthCommand, ReducedScaleMeasuresTheSamePlane) {
+    const RunResult run = runTiomipra(arguments(
+        "depth", {"--preset", "fast", "--scale", "4", "--range", "1..5", "--formats", "png"}));
+    EXPECT_EQ(run.status, 0) << run.err;
+    const cv::Mat depth = read("left_depth.png");
+    EXPECT_EQ(depth.size(), left.size() / 4);
+    EXPECT_GT(cv::countNonZero(depth), int(depth.total()) / 2);
+    EXPECT_NEAR(cv::mean(depth, depth != 0)[0], 2500, 25);
+}
+
+TEST_F(DepthCommand, MatchesRectifiedPhotographsWithoutCalibrations) {
+    const RunResult run =
+        runTiomipra({"disparity", "--rectified", "--left", photograph("aloeL.jpg"), "--right",
+                     photograph("aloeR.jpg"), "--preset", "fast", "--disparity-number", "224",
+                     "--output", folder / "out", "--formats", "pfm"});
+    ASSERT_EQ(run.status, 0) << run.err;
+    const cv::Mat disparity = read("aloeL_disparity.pfm");
+    const cv::Mat truth = readImage(photograph("aloeGT.png"), Pixels::eightBit);
+    const cv::Mat compared = (truth > 0) & (disparity < INFINITY);
+    cv::Mat error;
+    cv::absdiff(disparity, cv::Mat_<float>(truth), error);
+    EXPECT_GT(cv::countNonZero(compared), int(truth.total()) / 2);
+    EXPECT_LT(cv::countNonZero(compared & (error > 2)), cv::countNonZero(compared) / 20);
+}
+
+// Each kind of bad input, with the status and the words that name it.
+TEST_F(DepthCommand, RefusesBadInput) {
+    struct Case {
+        std::vector<std::string> changes;  // options that replace those of a good call
+        int status;
+        std::string message;
+    };
+    const ::Rig rig = makeRig();
+    saveRig(folder / "swapped", {rig.right, rig.left});
+    vision::Calibration doubles = rig.right;
+    doubles.projectionMatrix.convertTo(doubles.projectionMatrix, CV_64F);
+    saveRig(folder / "doubles", {rig.left, doubles});
+    createFolder(folder / "empty");
+    writeFile(folder / "truncated.png", ::readFile(folder / "left.png").substr(0, 5000));
+    writeFile(folder / "text.png", "not an image");
+    writeImage(folder / "small.png", left(cv::Rect(0, 0, 320, 240)));
+    writeImage(folder / "narrow.png", left(cv::Rect(0, 0, 320, 480)));
+    writeImage(folder / "large.png", cv::Mat(960, 1280, CV_8UC1));
+    writeFile(folder / "unknown.toml", "window-sise = 5\n");
+    const auto both = [&](const std::string& name) {
+        return std::vector<std::string>{"--left", folder / name, "--right", folder / name};
+    };
+    const Case cases[] = {
+        {{"--left", folder / "nosuch.png"}, 3, "nosuch.png"},
+        {{"--left", folder / "text.png"}, 3, "text.png' is not an image"},
+        {{"--left", folder / "truncated.png"}, 3, "truncated.png' is cut off"},
+        {{"--left", folder / "small.png"}, 3, "small.png"},
+        {both("narrow.png"), 3, "is 320x480, "},
+        {both("large.png"), 3, "is 1280x960, must be at most as wide as the calibration, 640"},
+        {{"--calibration", folder / "empty"}, 3, "empty/left.yml"},
+        {{"--calibration", folder / "swapped"}, 3, "projectionMatrix(0,3)"},
+        {{"--calibration", folder / "doubles"}, 3, "64FC1"},
+        {{"--output", folder / "left.png"}, 3, "left.png"},
+        {{"--window-size", "4"}, 2, "--window-size 4: Invalid window size."},
+        {{"--min-disparity", "641"}, 2, "--min-disparity 641: Invalid min disparity."},
+        {{"--disparity-number", "17"}, 2, "Invalid disparity number."},
+        {{"--range", "0.01..3"}, 2, "the nearest depth possible is 0.09781"},  // 62.5 / 639
+        {{"--max-depth", "0.01"}, 2, "--max-depth 0.01"},
+        {{"--preset", "best"}, 2, "best not in {fast,balanced,accurate}"},
+        {{"--parameters", folder / "unknown.toml"}, 3, "'window-sise' is not a parameter"},
+        {{"--parameters", folder / "nosuch.toml"}, 3, "nosuch.toml"},
+        {{"--save-parameters", "/dev/full"}, 3, "'/dev/full': No space left on device"},
+    };
+    for (const std::string subcommand : {"disparity", "depth"}) {
+        for (const auto& [changes, status, message] : cases) {
+            std::map<std::string, std::string> options{{"--calibration", folder / "rig"},
+                                                       {"--left", folder / "left.png"},
+                                                       {"--right", folder / "right.png"},
+                                                       {"--output", folder / "out"}};
+            for (std::size_t i = 0; i < changes.size(); i += 2)
+                options[changes[i]] = changes[i + 1];
+            std::vector<std::string> call{subcommand};
+            for (const auto& [name, value] : options)
+                call.insert(call.end(), {name, value});
+            const RunResult run = runTiomipra(call);
+            EXPECT_EQ(run.status, status) << subcommand << " " << changes.front();
+            EXPECT_THAT(run.err,
+                        AllOf(HasSubstr("tiomipra " + subcommand + ": "), HasSubstr(message)));
+        }
+        const RunResult full = runTiomipraOnFullDisk(arguments(subcommand), 5000);
+        EXPECT_EQ(full.status, 3);
+        EXPECT_THAT(full.err, HasSubstr("can't write '" + folder / "out/left"));
+    }
+}
+
+}  // namespace
+}  // namespace tiomipra::test
