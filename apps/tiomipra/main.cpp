@@ -11,6 +11,7 @@
 #include "provenance.hpp"
 #include "status.hpp"
 #include "subcommands.hpp"
+#include "suggestions.hpp"
 
 namespace {
 
@@ -82,11 +83,35 @@ int fail(const CLI::App& app, Status status, const std::string& message) {
     return toExitStatus(status);
 }
 
+// All that may stand where `app` found a word that it does not know.
+std::vector<std::string> knownWords(const CLI::App& app) {
+    std::vector<std::string> words;
+    for (const CLI::App* command : app.get_subcommands({}))
+        words.push_back(command->get_name());
+    for (const CLI::Option* option : app.get_options()) {
+        for (const std::string& name : option->get_lnames())
+            words.push_back("--" + name);
+    }
+    return words;
+}
+
+// A word that nobody knows is often the reason for what else is wrong, so it goes first.
+std::string describe(const CLI::App& app, const CLI::ParseError& error) {
+    const auto chosen = app.get_subcommands();
+    const CLI::App& command = chosen.empty() ? app : *chosen.front();
+    const auto unknown = command.remaining();
+    if (unknown.empty())
+        return error.what();
+    const auto similar = findSimilar(unknown.front(), knownWords(command));
+    return "'" + unknown.front() + "' is not known here" +
+           (similar ? "; did you mean '" + *similar + "'?" : "");
+}
+
 int reportParseError(const CLI::App& app, const CLI::ParseError& error) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
         return app.exit(error);  // --help and --version
     const std::string hint = "\nRun '" + calledAs(app) + " --help' for its options.";
-    return fail(app, Status::usage, error.what() + hint);
+    return fail(app, Status::usage, describe(app, error) + hint);
 }
 
 }  // namespace

@@ -1,10 +1,16 @@
 // What all subcommands share: the help, the version, wrong usage.
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
 
 #include "support/run_program.hpp"
+#include "support/sample_pairs.hpp"
 
 namespace tiomipra::test {
 namespace {
+
+using testing::HasSubstr;
 
 TEST(Program, ExplainsItself) {
     const RunResult help = runTiomipra({"--help"});
@@ -21,6 +27,24 @@ TEST(Program, RefusesWrongUsage) {
         EXPECT_EQ(refused.out, "");
         EXPECT_EQ(refused.err.rfind("tiomipra: ", 0), 0U) << refused.err;
     }
+}
+
+TEST(Program, GuessesWhatWasMeant) {
+    const auto refusal = [](const std::vector<std::string>& arguments) {
+        return runTiomipra(arguments).err;
+    };
+    EXPECT_THAT(refusal({"dept"}), HasSubstr("tiomipra: 'dept' is not known here; did you mean "
+                                             "'depth'?"));
+    EXPECT_THAT(refusal({"rectify", "--colibration", "rig"}),
+                HasSubstr("tiomipra rectify: '--colibration' is not known here; did you mean "
+                          "'--calibration'?"));
+    EXPECT_THAT(refusal({"rectify", "--zzz"}), testing::Not(HasSubstr("did you mean")));
+}
+
+TEST(Program, FindsOutThatOutputIsLost) {
+    const SamplePairs pairs(0);
+    const std::string shell = TIOMIPRA_PROGRAM " inspect --calibration " + pairs / "rig";
+    EXPECT_EQ(WEXITSTATUS(std::system((shell + " > /dev/full 2> /dev/null").c_str())), 3);
 }
 
 }  // namespace
