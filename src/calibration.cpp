@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "calibration_file.hpp"
 #include "log_message.hpp"
 #include "matrix_checks.hpp"
 
@@ -78,14 +79,17 @@ void Calibration::load(const std::string& filename) {
     if (filename.empty())
         refuse("load", "Invalid calibration file: \"" + filename + "\".");
     try {
-        cv::FileStorage storage(filename, cv::FileStorage::READ, "");
+        checkDocument(filename);
+        const cv::FileStorage storage(filename, cv::FileStorage::READ, "");
         cv::read(storage["width"], width, 0);
         cv::read(storage["height"], height, 0);
         // Each matrix is read into a new buffer: one that the host took from this record earlier
         // must not change with it.
-        const auto readMatrix = [&storage](const char* key) {
+        const auto readMatrix = [&storage, &filename](const char* key) {
+            const cv::FileNode node = storage[key];
+            checkMatrixNode(node, key, filename);
             cv::Mat matrix;
-            cv::read(storage[key], matrix, cv::Mat());
+            cv::read(node, matrix, cv::Mat());
             return matrix;
         };
         cameraMatrix = readMatrix("cameraMatrix");
@@ -107,7 +111,11 @@ void Calibration::save(const std::string& filename) const {
     if (filename.empty())
         refuse("save", "Invalid calibration save file: " + filename);
     try {
-        cv::FileStorage storage(filename, cv::FileStorage::WRITE, "");
+        checkTarget(filename);
+        // Composed in memory first, as cv::FileStorage does not notice when a disk is full.
+        const bool inMemory = !isCompressed(filename);
+        cv::FileStorage storage(
+            filename, cv::FileStorage::WRITE | (inMemory ? cv::FileStorage::MEMORY : 0), "");
         writeEntry(storage, "Write calibration width.", "width", width);
         writeEntry(storage, "Write calibration height.", "height", height);
         writeEntry(storage, "Write camera matrix.", "cameraMatrix", cameraMatrix);
@@ -115,7 +123,9 @@ void Calibration::save(const std::string& filename) const {
         writeEntry(storage, "Write rectification matrix.", "rectificationMatrix",
                    rectificationMatrix);
         writeEntry(storage, "Write projection matrix.", "projectionMatrix", projectionMatrix);
-        storage.release();
+        const std::string document = storage.releaseAndGetString();
+        if (inMemory)
+            writeDocument(filename, document);
     } catch (const std::exception& exception) {
         logError(category, "save", "Cannot write calibration file \"", filename,
                  "\": ", exception.what());

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "log_message.hpp"
+#include "matcher_limits.hpp"
 #include "matrix_checks.hpp"
 #include "reprojection.hpp"
 
@@ -75,18 +76,10 @@ template <typename... Pieces>
     throw std::range_error(message);
 }
 
-// The matcher's parameters that depend on the resolution.
-struct AdaptedParameters {
-    int minDisparity;
-    int disparityNumber;
-    int windowSize;
-    int speckleWindowSize;
-    int speckleRange;
-};
-
 // Calibrated width / image width, at least 1.
 int computeReductionFactor(int calibratedWidth, int imageWidth) {
     constexpr auto function = "computeDisparity";
+    // That of a matrix with more than two dimensions is -1.
     if (imageWidth < 1)
         refuse(function, "left image is " + std::to_string(imageWidth) +
                              " pixels wide, must be at least 1 pixel wide");
@@ -146,13 +139,20 @@ void configure(cv::StereoSGBM& matcher, const Stereo& stereo, const AdaptedParam
     matcher.setMode(stereo.getFullDP() ? cv::StereoSGBM::MODE_HH : cv::StereoSGBM::MODE_SGBM);
 }
 
+void checkLimits(const std::string& complaint) {
+    if (!complaint.empty())
+        refuse("computeDisparity", complaint);
+}
+
 // Runs `matcher` and converts its fixed-point result to pixels.
 //
 // Block matching could write floats itself, but OpenCV 4 then refuses the speckle filter and works
 // with 8 fractional bits instead of 4.
 cv::Mat match(cv::StereoMatcher& matcher, const cv::Mat& left, const cv::Mat& right) {
     try {
-        cv::Mat fixedPoint;
+        // Block matching leaves a result untouched when its window fits nowhere.
+        const int invalid = (matcher.getMinDisparity() - 1) * cv::StereoMatcher::DISP_SCALE;
+        cv::Mat fixedPoint(left.size(), CV_16SC1, cv::Scalar::all(invalid));
         matcher.compute(left, right, fixedPoint);
         cv::Mat disparity;
         fixedPoint.convertTo(disparity, CV_32F, 1. / cv::StereoMatcher::DISP_SCALE);
@@ -267,11 +267,13 @@ cv::Mat Stereo::computeDisparity(const cv::Mat& left, const cv::Mat& right) cons
     const AdaptedParameters adapted =
         adapt(*this, computeReductionFactor(_leftCalibration.width, left.cols));
     if (_stereoAlgorithm == SGBM) {
+        checkLimits(complaintAboutSemiGlobalMatching(adapted, left.size()));
         const auto matcher = cv::StereoSGBM::create();
         logVerbose(category, function, "Compute block matcher (SGBM)...");
         configure(*matcher, *this, adapted);
         return match(*matcher, left, right);
     }
+    checkLimits(complaintAboutBlockMatching(adapted, left.size()));
     const auto matcher = cv::StereoBM::create(0, defaultWindowSize);
     logVerbose(category, function, "Compute block matcher...");
     configure(*matcher, *this, adapted);
@@ -318,6 +320,8 @@ cv::Mat Stereo::_rectifyImage(const cv::Mat& image, ImageIndex index) const {
 
 const Stereo::ImageTransform& Stereo::_findOrComputeTransform(const cv::Size& size,
                                                               const char* function) const {
+    if (size.width < 0)  // As that of a matrix with more than two dimensions.
+        refuse(function, "image has more than two dimensions, must have two");
     const auto found = _transforms.find(size);
     if (found != _transforms.end())
         return found->second;

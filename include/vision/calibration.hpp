@@ -73,9 +73,15 @@ class TIOMIPRA_EXPORT Calibration {
     /// A file that does not exist or can't be opened is *not* an error: the record is then empty
     /// (0x0), and a caller who needs a calibration checks for that.
     ///
+    /// Any file may be handed in, a hostile one included: what OpenCV's parser does not survive or
+    /// would take without bound is refused beforehand. Of a compressed file (`.gz`) only the length
+    /// is checked, so don't load one from a source that you don't trust.
+    ///
     /// @throws std::invalid_argument when `filename` is empty; the record is unchanged.
     /// @throws cv::Exception when the document is malformed or a node under a matrix key is no
-    ///         matrix. Fields read before the failure keep their new values.
+    ///         matrix; fields read before the failure keep their new values. Also, with the record
+    ///         unchanged, when the name is that of a directory, FIFO or device, when the document is
+    ///         longer than 16 MiB (compressed: 15 KiB), or when it may nest deeper than 1000 levels.
     void load(const std::string& filename);
 
     /// Writes the six fields to a calibration file, replacing what was there.
@@ -85,7 +91,9 @@ class TIOMIPRA_EXPORT Calibration {
     /// written.
     ///
     /// @throws std::invalid_argument when `filename` is empty.
-    /// @throws cv::Exception when OpenCV can't write the document; a partial file may remain.
+    /// @throws cv::Exception when OpenCV can't write the document, when the name is that of a FIFO or
+    ///         device, or when not all could be written, as on a full disk; a partial file may
+    ///         remain. For a compressed file (`.gz`) a full disk goes unnoticed.
     void save(const std::string& filename) const;
 
     /// The record of the same camera at another resolution of the same aspect ratio.

@@ -1,0 +1,298 @@
+#include "calibration_file.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string_view>
+
+namespace vision {
+namespace {
+
+// A calibration takes some kilobytes; files that keep the corners of all views stay far below.
+constexpr std::size_t largestDocument = std::size_t{16} << 20;
+// What OpenCV decompresses can't be looked into; only its length is bounded.
+constexpr std::size_t largestExpansion = 1032;
+constexpr std::size_t largestCompressed = largestDocument / largestExpansion;
+// A calibration nests three deep. The parser takes up to half a kilobyte of stack for each level.
+constexpr int deepestNesting = 1000;
+// Of any cv::Mat; cv::read puts the sizes into an array of that length.
+constexpr std::size_t mostDimensions = 32;
+
+constexpr std::string_view blanks = " \t\r\n";
+
+[[noreturn]] void refuse(const std::string& filename, const std::string& complaint) {
+    throw cv::Exception(cv::Error::StsParseError, complaint, "", filename, 0);
+}
+
+enum class Format { xml, yaml, json };
+
+bool startsWith(std::string_view text, std::string_view prefix) {
+    return text.substr(0, prefix.size()) == prefix;
+}
+
+bool endsWith(std::string_view text, std::string_view suffix) {
+    return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
+}
+
+Format formatOf(std::string_view text) {
+    if (startsWith(text, "<"))
+        return Format::xml;
+    return startsWith(text, "{") ? Format::json : Format::yaml;
+}
+
+// What OpenCV opens under a name: options may follow the last '?', a level of compression ".gz".
+struct Target {
+    std::string path;
+    bool isCompressed;
+};
+
+Target targetOf(const std::string& filename) {
+    std::string path = filename.substr(0, filename.find_last_of('?'));
+    if (path.size() > 4 && path.compare(path.size() - 4, 3, ".gz") == 0 &&
+        std::isdigit(static_cast<unsigned char>(path.back())) != 0)
+        path.pop_back();
+    return {path, endsWith(path, ".gz")};
+}
+
+// Opening a FIFO waits for its other end, and a device may never end.
+void checkRegular(const std::string& filename, const std::string& path) {
+    std::error_code error;
+    const auto status = std::filesystem::status(path, error);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
+        refuse(filename, "not a regular file");
+}
+
+// At most one byte more than `longest`.
+std::string readBeginning(std::istream& stream, std::size_t longest) {
+    std::string text;
+    std::array<char, 16384> piece;
+    while (text.size() <= longest && stream.read(piece.data(), piece.size()).gcount() > 0)
+        text.append(piece.data(), static_cast<std::size_t>(stream.gcount()));
+    return text;
+}
+
+bool isGzip(std::string_view bytes) {
+    return startsWith(bytes, "\x1f\x8b");
+}
+
+// True when the end of a gzip file can't be one: it states the length of the text.
+bool isCutGzip(std::string_view bytes) {
+    constexpr std::size_t shortest = 18;
+    if (bytes.size() < shortest)
+        return true;
+    std::size_t stated = 0;
+    for (std::size_t i = 1; i <= 4; ++i)
+        stated = stated << 8 | static_cast<unsigned char>(bytes[bytes.size() - i]);
+    return stated > bytes.size() * largestExpansion;
+}
+
+// An upper bound of the levels that brackets and tags nest: all that are opened, less the sequences
+// and elements that hold nothing but words and numbers. No other end is trusted, as only the parser
+// itself can tell it from one within a string, a key or a comment.
+int boundNesting(std::string_view text) {
+    constexpr std::string_view plain =
+        "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ.,+-_> \t\r\n";
+    int levels = 0;
+    char opened = '\0';
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char character = text[i];
+        const bool endsTag = character == '<' && startsWith(text.substr(i), "</");
+        if ((character == ']' && opened == '[') || (endsTag && opened == '<'))
+            --levels;
+        const bool opens = (character == '[' || character == '{' || character == '<') && !endsTag;
+        levels += opens ? 1 : 0;
+        if (opens)
+            opened = character;
+        else if (plain.find(character) == plain.npos)
+            opened = '\0';
+    }
+    return levels;
+}
+
+// An upper bound of the levels that YAML nests by indentation. Each starts in a column of its own,
+// behind blanks, a dash or a key, and several may start in one line, as in "- - a: b: 1".
+int boundIndentation(std::string_view text) {
+    std::size_t deepest = 0;
+    while (!text.empty()) {
+        const auto line = text.substr(0, text.find('\n'));
+        std::size_t levels = std::min(line.find_first_not_of(' '), line.size());
+        for (std::size_t i = 0; i < line.size(); ++i) {
+            const char next = i + 1 < line.size() ? line[i + 1] : ' ';
+            const bool isSign = next == '.' || (next >= '0' && next <= '9');
+            levels += line[i] == ':' || (line[i] == '-' && !isSign) ? 1 : 0;
+        }
+        deepest = std::max(deepest, levels);
+        text.remove_prefix(std::min(line.size() + 1, text.size()));
+    }
+    return static_cast<int>(deepest);
+}
+
+// The parser looks for the end of a key before the line when nothing but blanks precede a colon.
+bool hasEmptyKey(std::string_view text) {
+    for (auto colon = text.find(':'); colon != text.npos; colon = text.find(':', colon + 1)) {
+        const auto before = text.substr(0, colon).find_last_not_of(' ');
+        if (before == text.npos || text[before] == '\n')
+            return true;
+    }
+    return false;
+}
+
+int base64Value(char character) {
+    constexpr std::string_view alphabet =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    const auto index = alphabet.find(character);
+    return index == alphabet.npos ? -1 : static_cast<int>(index);
+}
+
+// True when base64 `data` starts with an element type, as in "3f": a count, if any, and a letter.
+bool startsWithElementType(std::string_view data) {
+    constexpr std::size_t longest = 16;
+    unsigned bits = 0;
+    for (std::size_t i = 0; i < std::min(data.size(), longest); ++i) {
+        const int value = base64Value(data[i]);
+        if (value < 0)
+            return false;
+        bits = bits << 6 | static_cast<unsigned>(value);
+        if (i % 4 == 0)
+            continue;
+        const auto decoded = static_cast<unsigned char>(bits >> (6 - 2 * (i % 4)));
+        if (std::isdigit(decoded) == 0)
+            return std::isalpha(decoded) != 0;
+    }
+    return false;
+}
+
+// How a format announces base64 data.
+struct Base64Mark {
+    std::string_view before;  // One of these characters precedes the word where it is a mark.
+    std::string_view word;
+    std::string_view after;    // Follows the word as OpenCV writes it.
+    std::string_view skipped;  // Then any of these before the data.
+};
+
+Base64Mark base64MarkOf(Format format) {
+    switch (format) {
+        case Format::json:
+            return {"\"", "$base64$", "", ""};
+        case Format::xml:
+            return {"\"'", "binary", "\">", blanks};
+        default:
+            return {"!^:", "binary", " |", blanks};
+    }
+}
+
+// OpenCV's parser never ends with base64 data that lack an element type.
+bool hasSoundBase64(std::string_view text, Format format) {
+    const Base64Mark mark = base64MarkOf(format);
+    for (auto found = text.find(mark.word); found != text.npos;
+         found = text.find(mark.word, found + 1)) {
+        if (found == 0 || mark.before.find(text[found - 1]) == mark.before.npos)
+            continue;
+        auto rest = text.substr(found + mark.word.size());
+        if (!startsWith(rest, mark.after))
+            return false;
+        rest.remove_prefix(mark.after.size());
+        rest.remove_prefix(std::min(rest.find_first_not_of(mark.skipped), rest.size()));
+        if (!startsWithElementType(rest))
+            return false;
+    }
+    return true;
+}
+
+// What the parser does not survive in a document that is not compressed.
+void checkText(const std::string& filename, std::string_view text) {
+    if (startsWith(text, "\xEF\xBB\xBF"))
+        text.remove_prefix(3);
+    if (text.find('\0') != text.npos)
+        refuse(filename, "not a text: holds a byte 0");
+    const Format format = formatOf(text);
+    if (format == Format::xml && text[text.find_last_not_of(blanks)] != '>')
+        refuse(filename, "ends within a tag or a text");
+    if (boundNesting(text) > deepestNesting ||
+        (format == Format::yaml && boundIndentation(text) > deepestNesting))
+        refuse(filename, "may nest deeper than " + std::to_string(deepestNesting) + " levels");
+    if (format == Format::yaml && hasEmptyKey(text))
+        refuse(filename, "holds an empty key");
+    if (!hasSoundBase64(text, format))
+        refuse(filename, "base64 data must start with an element type");
+}
+
+}  // namespace
+
+void checkDocument(const std::string& filename) {
+    const Target target = targetOf(filename);
+    checkRegular(filename, target.path);
+    std::ifstream file(target.path, std::ios::binary);
+    if (!file)
+        return;
+    const std::string document = readBeginning(file, largestDocument);
+    const bool isOpaque = target.isCompressed && isGzip(document);
+    const std::size_t longest = isOpaque ? largestCompressed : largestDocument;
+    if (document.size() > longest)
+        refuse(filename, std::string(isOpaque ? "compressed and " : "") + "longer than " +
+                             std::to_string(longest) + " bytes");
+    if (isOpaque && isCutGzip(document))
+        refuse(filename, "compressed, but not complete");
+    if (!isOpaque)
+        checkText(filename, document);
+}
+
+void checkMatrixNode(const cv::FileNode& node, const char* key, const std::string& filename) {
+    if (!node.isMap())
+        return;
+    constexpr std::size_t longestType = 8;
+    const std::string type = node["dt"].isString() ? node["dt"].string() : "";
+    if (type.size() > longestType)
+        refuse(filename, std::string(key) + " has an element type of " +
+                             std::to_string(type.size()) + " characters, must have at most " +
+                             std::to_string(longestType));
+
+    const cv::FileNode sizes = node["sizes"];
+    if (sizes.size() > mostDimensions)
+        refuse(filename, std::string(key) + " has " + std::to_string(sizes.size()) +
+                             " dimensions, must have at most " + std::to_string(mostDimensions));
+
+    int rows = 0;
+    int columns = 0;
+    cv::read(node["rows"], rows, -1);
+    cv::read(node["cols"], columns, -1);
+    double claimed = std::max(1, std::atoi(type.c_str()));
+    if (rows >= 0) {
+        claimed *= static_cast<double>(rows) * columns;
+    } else {
+        for (const cv::FileNode& size : sizes)
+            claimed *= static_cast<int>(size);
+    }
+    const std::size_t held = node["data"].size();
+    if (claimed > static_cast<double>(held))
+        refuse(filename, std::string(key) + " claims " + cv::format("%.0f", claimed) +
+                             " elements, but holds " + std::to_string(held));
+}
+
+bool isCompressed(const std::string& filename) {
+    return targetOf(filename).isCompressed;
+}
+
+void checkTarget(const std::string& filename) {
+    const std::string path = targetOf(filename).path;
+    std::error_code error;
+    if (!std::filesystem::is_directory(path, error))
+        checkRegular(filename, path);
+}
+
+void writeDocument(const std::string& filename, const std::string& text) {
+    std::ofstream file(targetOf(filename).path, std::ios::binary);
+    if (!file)
+        return;
+    file << text;
+    file.close();
+    if (!file)
+        refuse(filename, std::string("not written completely: ") + std::strerror(errno));
+}
+
+}  // namespace vision
