@@ -1,0 +1,208 @@
+// Drives a whole `Stereo` from bytes: parameters, calibrations, frames, disparities.
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include <cstring>
+#include <limits>
+#include <opencv2/core/utils/logger.hpp>
+#include <tevo/log.hpp>
+#include <vision/stereo.hpp>
+
+namespace {
+
+using Bytes = FuzzedDataProvider;
+
+// Stops the fuzzer: a result that the documentation rules out.
+void require(bool holds) {
+    if (!holds)
+        __builtin_trap();
+}
+
+template <typename Operation>
+void tolerateRefusal(Operation operation) {
+    try {
+        operation();
+    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): a refusal is a fine answer.
+    }
+}
+
+// Mostly a plausible number, else any bit pattern: NaN, infinities, denormals.
+float takeFloat(Bytes& bytes) {
+    if (bytes.ConsumeIntegralInRange(0, 7) != 0)
+        return bytes.ConsumeFloatingPointInRange(-100.F, 100.F);
+    const auto bits = bytes.ConsumeIntegral<std::uint32_t>();
+    float value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+// Fills `matrix`, of any type and shape, with raw bytes, repeated if they don't suffice.
+void fill(Bytes& bytes, cv::Mat& matrix) {
+    const auto pattern = bytes.ConsumeBytes<std::uint8_t>(64);
+    const std::size_t size = matrix.total() * matrix.elemSize();
+    for (std::size_t i = 0; i < size && !pattern.empty(); ++i)
+        matrix.data[i] = pattern[i % pattern.size()] + static_cast<std::uint8_t>(i / 64);
+}
+
+cv::Mat takeOddMatrix(Bytes& bytes) {
+    const int type =
+        CV_MAKETYPE(bytes.ConsumeIntegralInRange(0, CV_16F), bytes.ConsumeIntegralInRange(1, 6));
+    const int dimensions = bytes.ConsumeIntegralInRange(0, 4);
+    if (dimensions == 0)
+        return {};
+    std::vector<int> sizes(static_cast<std::size_t>(dimensions));
+    for (int& size : sizes)
+        size = bytes.ConsumeIntegralInRange(0, 15);
+    cv::Mat matrix(dimensions, sizes.data(), type);
+    fill(bytes, matrix);
+    return matrix;
+}
+
+// `usual`, unless the bytes want another element, type or shape.
+cv::Mat takeMatrix(Bytes& bytes, cv::Mat usual) {
+    const int choice = bytes.ConsumeIntegralInRange(0, 15);
+    if (choice == 0)
+        return takeOddMatrix(bytes);
+    if (choice == 1)
+        usual.convertTo(usual, CV_64F);
+    if (choice > 8 && !usual.empty())
+        usual.at<float>(bytes.ConsumeIntegralInRange(0, usual.rows - 1),
+                        bytes.ConsumeIntegralInRange(0, usual.cols - 1)) = takeFloat(bytes);
+    return usual;
+}
+
+vision::Calibration takeCalibration(Bytes& bytes, const cv::Size& size, float baseline) {
+    constexpr int coefficientCounts[] = {0, 4, 5, 8, 12, 14};
+    const int coefficients = bytes.PickValueInArray(coefficientCounts);
+    const float cx = 0.5F * static_cast<float>(size.width);
+    const float cy = 0.5F * static_cast<float>(size.height);
+    vision::Calibration calibration;
+    calibration.width = size.width;
+    calibration.height = size.height;
+    calibration.cameraMatrix =
+        takeMatrix(bytes, (cv::Mat_<float>(3, 3) << 50, 0, cx, 0, 50, cy, 0, 0, 1));
+    calibration.distortion =
+        takeMatrix(bytes, bytes.ConsumeBool() ? cv::Mat::zeros(1, coefficients, CV_32F)
+                                              : cv::Mat::zeros(coefficients, 1, CV_32F));
+    calibration.rectificationMatrix = takeMatrix(bytes, cv::Mat::eye(3, 3, CV_32F));
+    calibration.projectionMatrix = takeMatrix(
+        bytes, (cv::Mat_<float>(3, 4) << 50, 0, cx, -50 * baseline, 0, 50, cy, 0, 0, 0, 1, 0));
+    return calibration;
+}
+
+// Mostly small, sometimes any 32-bit number.
+int takeInt(Bytes& bytes, int low, int high) {
+    return bytes.ConsumeIntegralInRange(0, 15) == 0 ? bytes.ConsumeIntegral<int>()
+                                                    : bytes.ConsumeIntegralInRange(low, high);
+}
+
+void setParameters(Bytes& bytes, vision::Stereo& stereo) {
+    using vision::Stereo;
+    tolerateRefusal([&] { stereo.setMaxDepth(takeFloat(bytes)); });
+    stereo.setStereoAlgorithm(
+        static_cast<Stereo::StereoAlgorithm>(bytes.ConsumeIntegralInRange(0, 2)));
+    tolerateRefusal([&] { stereo.setWindowSize(takeInt(bytes, 4, 41) | 1); });
+    tolerateRefusal([&] { stereo.setMinDisparity(takeInt(bytes, -70, 70)); });
+    tolerateRefusal([&] { stereo.setDisparityNumber(takeInt(bytes, 16, 95) & ~15); });
+    tolerateRefusal([&] { stereo.setPreFilterCap(takeInt(bytes, 1, 63)); });
+    tolerateRefusal([&] { stereo.setPreFilterSize(takeInt(bytes, 5, 255)); });
+    tolerateRefusal([&] { stereo.setSpeckleRange(takeInt(bytes, 0, 31)); });
+    tolerateRefusal([&] { stereo.setSpeckleWindowSize(takeInt(bytes, 0, 1000)); });
+    tolerateRefusal([&] { stereo.setTextureThreshold(takeInt(bytes, 0, 10000)); });
+    tolerateRefusal([&] { stereo.setUniquenessRatio(takeInt(bytes, 0, 100)); });
+    tolerateRefusal([&] { stereo.setP1(takeInt(bytes, 0, 5000)); });
+    tolerateRefusal([&] { stereo.setP2(takeInt(bytes, 0, 20000)); });
+    stereo.setDisp12MaxDiff(takeInt(bytes, -1, 3));
+    stereo.setFullDP(bytes.ConsumeBool());
+}
+
+cv::Mat takeImage(Bytes& bytes, const cv::Size& size, int type) {
+    if (bytes.ConsumeIntegralInRange(0, 31) == 0)
+        return takeOddMatrix(bytes);
+    cv::Mat image(size, type);
+    fill(bytes, image);
+    return image;
+}
+
+void rectify(Bytes& bytes, const vision::Stereo& stereo, const cv::Size& size) {
+    const int type =
+        CV_MAKETYPE(bytes.ConsumeIntegralInRange(0, CV_16F), bytes.ConsumeIntegralInRange(1, 5));
+    const cv::Mat left = takeImage(bytes, size, type);
+    const cv::Mat right = takeImage(bytes, size, type);
+    const auto [rectifiedLeft, rectifiedRight] = stereo.rectifyImages(left, right);
+    require(rectifiedLeft.type() == left.type() && rectifiedRight.size == rectifiedLeft.size);
+}
+
+void match(Bytes& bytes, const vision::Stereo& stereo, const cv::Size& size) {
+    const cv::Mat left = takeImage(bytes, size, CV_8UC1);
+    const cv::Mat right = takeImage(bytes, size, CV_8UC1);
+    const cv::Mat disparity = stereo.computeDisparity(left, right);
+    require(disparity.empty() || (disparity.type() == CV_32FC1 && disparity.size == left.size));
+    // Nothing of it may come from outside of the images.
+    const cv::Mat again = stereo.computeDisparity(left, right);
+    require(again.size == disparity.size &&
+            (disparity.empty() || cv::norm(disparity, again, cv::NORM_INF) == 0));
+}
+
+void measure(Bytes& bytes, const vision::Stereo& stereo, const cv::Size& size) {
+    const cv::Mat disparity = takeImage(bytes, size, CV_32FC1);
+    const cv::Mat points = stereo.computeDepth(disparity);
+    require(points.type() == CV_32FC3 && points.size == disparity.size);
+    for (const auto& point : cv::Mat_<cv::Vec3f>(points))
+        require(!(point[2] > stereo.getMaxDepth()) && !(point[2] < 0));
+}
+
+cv::Size takeSize(Bytes& bytes) {
+    return {bytes.ConsumeIntegralInRange(0, 120), bytes.ConsumeIntegralInRange(0, 40)};
+}
+
+// The calibrated size, an eighth to the double of it, or any other.
+cv::Size takeFrameSize(Bytes& bytes, const cv::Size& calibrated) {
+    const int eighths = bytes.ConsumeIntegralInRange(0, 16);
+    return eighths == 0 ? takeSize(bytes)
+                        : cv::Size(calibrated.width * eighths / 8, calibrated.height * eighths / 8);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+    cv::redirectError([](int, const char*, const char*, const char*, int, void*) { return 0; });
+    cv::setNumThreads(1);
+    tevo::log::setSink([](const tevo::log::Record&) {});
+    tevo::log::setLevel(tevo::LogLevel::debug);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    Bytes bytes(data, size);
+    vision::Stereo stereo;
+    cv::Size calibrated(64, 32);
+    while (bytes.remaining_bytes() > 0) {
+        tolerateRefusal([&] {
+            switch (bytes.ConsumeIntegralInRange(0, 5)) {
+                case 0: {
+                    const cv::Size size(takeInt(bytes, calibrated.width, calibrated.width),
+                                        takeInt(bytes, calibrated.height, calibrated.height));
+                    const auto left = takeCalibration(bytes, size, 0);
+                    stereo.setCalibrations(left, takeCalibration(bytes, size, 0.5F));
+                    break;
+                }
+                case 1:
+                    setParameters(bytes, stereo);
+                    break;
+                case 2:
+                    rectify(bytes, stereo, takeFrameSize(bytes, calibrated));
+                    break;
+                case 3:
+                    match(bytes, stereo, takeFrameSize(bytes, calibrated));
+                    break;
+                case 4:
+                    measure(bytes, stereo, takeFrameSize(bytes, calibrated));
+                    break;
+                default:
+                    calibrated = takeSize(bytes);
+            }
+        });
+    }
+    return 0;
+}
