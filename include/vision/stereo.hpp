@@ -142,10 +142,10 @@ class TIOMIPRA_EXPORT Stereo {
     ///         no match. Empty when the algorithm is neither `BM` nor `SGBM`.
     /// @throws std::invalid_argument when sizes differ, an image is not `CV_8UC1`, the image has no
     ///         columns or is wider than the calibration, or no calibrations are set; also when the
-    ///         adapted parameters go beyond what the matcher can compute without overflow or reading
-    ///         outside of the image: disparities beyond -2047 and 2047, a semi-global window twice as
-    ///         wide as the columns that all disparities reach, images of more than 32767 rows or
-    ///         columns with the speckle filter
+    ///         adapted parameters go beyond what the matcher can compute without overflow or
+    ///         reading outside of the image: disparities beyond -2047 and 2047, a semi-global
+    ///         window twice as wide as the columns that all disparities reach, images of more than
+    ///         32767 rows or columns with the speckle filter
     /// @throws cv::Exception when the matcher refuses the adapted parameters
     cv::Mat computeDisparity(const cv::Mat& left, const cv::Mat& right) const;
 
