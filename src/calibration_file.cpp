@@ -132,6 +132,15 @@ int boundIndentation(std::string_view text) {
     return static_cast<int>(deepest);
 }
 
+// The parser takes a carriage return for the end of a line, but reads on behind the line feed.
+bool hasStrayReturn(std::string_view text) {
+    for (auto found = text.find('\r'); found != text.npos; found = text.find('\r', found + 1)) {
+        if (!startsWith(text.substr(found), "\r\n"))
+            return true;
+    }
+    return false;
+}
+
 // The parser looks for the end of a key before the line when nothing but blanks precede a colon.
 bool hasEmptyKey(std::string_view text) {
     for (auto colon = text.find(':'); colon != text.npos; colon = text.find(':', colon + 1)) {
@@ -140,6 +149,30 @@ bool hasEmptyKey(std::string_view text) {
             return true;
     }
     return false;
+}
+
+// True when each YAML stream is a mapping that starts in the first column, and "..." is followed by
+// nothing but further streams. The parser never ends with some of what may stand elsewhere.
+bool hasSoundStreams(std::string_view text) {
+    bool isWithinStream = false;
+    while (!text.empty()) {
+        auto line = text.substr(0, text.find('\n'));
+        text.remove_prefix(std::min(line.size() + 1, text.size()));
+        if (startsWith(line, "---") && !isWithinStream)
+            line.remove_prefix(3);
+        else if (startsWith(line, "...")) {
+            isWithinStream = false;
+            line.remove_prefix(3);
+        } else if (!line.empty() && (std::isalnum(static_cast<unsigned char>(line[0])) != 0 ||
+                                     line[0] == '_' || (line[0] == '%' && !isWithinStream))) {
+            isWithinStream = line[0] != '%';
+            continue;
+        }
+        const auto content = line.find_first_not_of(blanks);
+        if (!isWithinStream && content != line.npos && line[content] != '#')
+            return false;
+    }
+    return true;
 }
 
 int base64Value(char character) {
@@ -210,12 +243,16 @@ void checkText(const std::string& filename, std::string_view text) {
         text.remove_prefix(3);
     if (text.find('\0') != text.npos)
         refuse(filename, "not a text: holds a byte 0");
+    if (hasStrayReturn(text))
+        refuse(filename, "holds a carriage return within a line");
     const Format format = formatOf(text);
     if (format == Format::xml && text[text.find_last_not_of(blanks)] != '>')
         refuse(filename, "ends within a tag or a text");
     if (boundNesting(text) > deepestNesting ||
         (format == Format::yaml && boundIndentation(text) > deepestNesting))
         refuse(filename, "may nest deeper than " + std::to_string(deepestNesting) + " levels");
+    if (format == Format::yaml && !hasSoundStreams(text))
+        refuse(filename, "YAML must be a mapping that starts in the first column");
     if (format == Format::yaml && hasEmptyKey(text))
         refuse(filename, "holds an empty key");
     if (!hasSoundBase64(text, format))

@@ -62,6 +62,16 @@ std::string format(const cv::Size& size) {
     return "[" + std::to_string(size.width) + " x " + std::to_string(size.height) + "]";
 }
 
+// Unlike std::swap, copies nothing.
+void swap(Calibration& a, Calibration& b) {
+    std::swap(a.width, b.width);
+    std::swap(a.height, b.height);
+    cv::swap(a.cameraMatrix, b.cameraMatrix);
+    cv::swap(a.distortion, b.distortion);
+    cv::swap(a.rectificationMatrix, b.rectificationMatrix);
+    cv::swap(a.projectionMatrix, b.projectionMatrix);
+}
+
 void checkSameSize(const cv::Mat& left, const cv::Mat& right, const char* function) {
     if (left.size == right.size)
         return;
@@ -222,8 +232,11 @@ void Stereo::setCalibrations(const Calibration& left, const Calibration& right) 
     if (!holdsFloats(right.projectionMatrix, 1, 4))
         refuse(function, complaint("right projectionMatrix", right.projectionMatrix, 1, 4));
 
-    _leftCalibration = left;
-    _rightCalibration = right;
+    // Copied before anything is stored: without memory, the object stays as it was.
+    Calibration leftCopy(left);
+    Calibration rightCopy(right);
+    swap(_leftCalibration, leftCopy);
+    swap(_rightCalibration, rightCopy);
     _transforms.clear();
 
     const auto* leftRow = _leftCalibration.projectionMatrix.ptr<float>();

@@ -97,8 +97,15 @@ INSTANTIATE_TEST_SUITE_P(
         HostileText{"base64 without a type in XML",
                     xml("<width type_id=\"binary\">\n  AAAA</width>"),
                     "must start with an element type"},
+        HostileText{"base64 behind a carriage return",
+                    yaml("width: !!binary |\n  \rMWYg\n  AAAAAAAA"),
+                    "holds a carriage return within a line"},
         HostileText{"XML that ends in an attribute", "<?xml version=", "ends within a tag"},
         HostileText{"byte 0", std::string("<?xml version=\0>", 16), "holds a byte 0"},
+        HostileText{"YAML stream that is no mapping", yaml("width: 1\n...\n- 2"),
+                    "must be a mapping that starts in the first column"},
+        HostileText{"YAML with more after its root", yaml("[ 1 ]\nabc- 2"),
+                    "must be a mapping that starts in the first column"},
         HostileText{"empty key", yaml("width: 1\n : 2"), "empty key"},
         HostileText{"long", yaml("width: 1\n#" + std::string(std::size_t{17} << 20, ' ')),
                     "longer than 16777216 bytes"},
@@ -110,7 +117,9 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(HostileFiles, LargeSoundDocumentsAreRead) {
     const std::string points = repeat("[ 1.5, -2. ], ", 5000) + "[ 3., 4. ]";
     EXPECT_EQ(loadText("{\"width\": 640, \"corners\": [ " + points + " ]}").width, 640);
-    EXPECT_EQ(loadText(yaml("# a binary: [[[\nwidth: 640\ncorners: [ " + points + " ]")).width,
+    EXPECT_EQ(loadText(yaml("# a binary: [[[\nwidth: 640\ncorners: [ " + points +
+                            " ]\n...\n---\nsecond: 1\n..."))
+                  .width,
               640);
     EXPECT_EQ(loadText(xml("<width>640</width><c>" + repeat("<_>1. 2.</_>", 5000) + "</c>")).width,
               640);

@@ -1,0 +1,169 @@
+// Every allocation fails once: what was promised holds, and nothing leaks.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <functional>
+#include <new>
+#include <vision/stereo.hpp>
+
+#include "support/log_capture.hpp"
+#include "support/matrices.hpp"
+#include "support/rigs.hpp"
+#include "support/scratch_folder.hpp"
+
+namespace {
+
+// Allocations until one fails; negative: none does.
+thread_local long allocationsLeft = -1;
+
+bool isToFail() {
+    return allocationsLeft >= 0 && allocationsLeft-- == 0;
+}
+
+// Fails the buffers of matrices, otherwise those of OpenCV's own allocator.
+class FailingAllocator : public cv::MatAllocator {
+  public:
+    cv::UMatData* allocate(int dimensions, const int* sizes, int type, void* data,
+                           std::size_t* steps, cv::AccessFlag flags,
+                           cv::UMatUsageFlags usage) const override {
+        if (isToFail())
+            throw cv::Exception(cv::Error::StsNoMem, "no memory", "", "", 0);
+        return cv::Mat::getStdAllocator()->allocate(dimensions, sizes, type, data, steps, flags,
+                                                    usage);
+    }
+    bool allocate(cv::UMatData* data, cv::AccessFlag flags,
+                  cv::UMatUsageFlags usage) const override {
+        return cv::Mat::getStdAllocator()->allocate(data, flags, usage);
+    }
+    void deallocate(cv::UMatData* data) const override {
+        cv::Mat::getStdAllocator()->deallocate(data);
+    }
+};
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    void* const memory = isToFail() ? nullptr : std::malloc(size);
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    return memory;
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+namespace {
+
+class Allocations : public testing::Test {
+  protected:
+    void SetUp() override {
+        cv::setNumThreads(1);
+        // Lives on: OpenCV may keep matrices for itself.
+        static FailingAllocator* const allocator = new FailingAllocator;
+        cv::Mat::setDefaultAllocator(allocator);
+    }
+    void TearDown() override { cv::Mat::setDefaultAllocator(cv::Mat::getStdAllocator()); }
+
+    // Calls `operation` until no allocation of it fails, `check` after each failure.
+    void failEach(const std::function<void()>& operation, const std::function<void()>& check) {
+        operation();  // What is allocated once and for all.
+        int failures = 0;
+        for (bool isDone = false; !isDone; ++failures) {
+            allocationsLeft = failures;
+            try {
+                operation();
+                isDone = allocationsLeft >= 0;  // Else an allocation failed without harm.
+            } catch (const std::exception&) {
+                isDone = false;
+            }
+            allocationsLeft = -1;
+            check();
+        }
+        EXPECT_GT(failures, 3);
+    }
+
+    const Rig _rig = makeRig([] {
+        RigOptions options;
+        options.size = {64, 48};
+        options.leftCentre = {32.F, 24.F};
+        options.rightCentreX = 32.F;
+        options.focalLength = 50.F;
+        return options;
+    }());
+    LogCapture _log;
+};
+
+TEST_F(Allocations, OfConstructingLeaveNothing) {
+    failEach([this] { OpenStereo stereo(_rig); }, [] {});
+}
+
+TEST_F(Allocations, OfScalingLeaveNothing) {
+    failEach([this] { _rig.left.scaleTo(32, 24); }, [] {});
+}
+
+TEST_F(Allocations, OfSetCalibrationsLeaveTheOldOnes) {
+    OpenStereo stereo(_rig);
+    Rig other = _rig;
+    for (vision::Calibration* calibration : {&other.left, &other.right})
+        calibration->cameraMatrix *= 2;
+    bool isOther = false;
+    failEach(
+        [&] {
+            stereo.setCalibrations(_rig.left, _rig.right);
+            isOther = false;
+            stereo.computeImageTransforms({64, 48});
+            stereo.setCalibrations(other.left, other.right);
+            isOther = true;
+        },
+        [&] {
+            const auto [left, right] = stereo.getCalibrations();
+            EXPECT_EQ(left == other.left, right == other.right);
+            EXPECT_EQ(left == _rig.left, right == _rig.right);
+            EXPECT_TRUE(!isOther || left == other.left);
+        });
+}
+
+TEST_F(Allocations, OfTransformsLeaveTheCache) {
+    OpenStereo stereo(_rig);
+    const cv::Mat frame = makeNoise({64, 48}, CV_8UC1, 1);
+    const auto expected = stereo.rectifyImages(frame, frame);
+    failEach(
+        [&] {
+            stereo._transforms.clear();
+            stereo.rectifyImages(frame, frame);
+        },
+        [&] {
+            EXPECT_LE(stereo._transforms.size(), 1);
+            EXPECT_THAT(stereo.rectifyImageRight(frame), IsSameMatrix(expected.second));
+        });
+}
+
+TEST_F(Allocations, OfDepthLeaveNothing) {
+    OpenStereo stereo(_rig);
+    const cv::Mat disparity(48, 64, CV_32FC1, cv::Scalar(7));
+    const cv::Mat expected = stereo.computeDepth(disparity);
+    failEach([&] { stereo.computeDepth(disparity); },
+             [&] { EXPECT_THAT(stereo.computeDepth(disparity), IsSameMatrix(expected)); });
+}
+
+TEST_F(Allocations, OfLoadAndSaveLeaveAUsableRecord) {
+    const ScratchFolder folder;
+    _rig.left.save(folder.path("a.yml"));
+    failEach(
+        [&] {
+            vision::Calibration record;
+            record.load(folder.path("a.yml"));
+            record.save(folder.path("b.yml"));
+        },
+        [] {});
+    vision::Calibration record;
+    record.load(folder.path("b.yml"));
+    EXPECT_EQ(record, _rig.left);
+}
+
+}  // namespace
