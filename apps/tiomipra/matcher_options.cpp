@@ -81,7 +81,7 @@ const std::vector<Parameter> parameters{
      set<&Stereo::setP2>},
     {"disp12-max-diff",
      "Largest difference between left-right and right-left\n"
-     "disparity, sgbm only: any number, below 1 counts as 1",
+     "disparity, sgbm only: any number, less than 1 counts as 1",
      get<&Stereo::getDisp12MaxDiff>, set<&Stereo::setDisp12MaxDiff>},
     {fullDpName,
      "Optimise over eight directions instead of five: slower,\n"
