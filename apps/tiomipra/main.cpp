@@ -31,6 +31,8 @@ const std::vector<Subcommand> subcommands = {
      configureCalibrate},
     {"inspect", "Tell what a pair of calibrations says and whether it is usable",
      "tiomipra inspect --calibration rig", configureInspect},
+    {"check", "Tell, without a board, whether a rig is still calibrated",
+     "tiomipra check --calibration rig --left a.png --right b.png", configureCheck},
     {"rectify", "Warp pairs so that matching points share a row",
      "tiomipra rectify --calibration rig --left a.png --right b.png --output result",
      configureRectify},

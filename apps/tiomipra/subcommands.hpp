@@ -16,6 +16,7 @@ using Run = std::function<Status()>;
 
 Run configureCalibrate(CLI::App& command);
 Run configureInspect(CLI::App& command);
+Run configureCheck(CLI::App& command);
 Run configureRectify(CLI::App& command);
 Run configureDisparity(CLI::App& command);
 Run configureDepth(CLI::App& command);

@@ -1,0 +1,156 @@
+// tiomipra check, on photographs and the calibration made of them.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <opencv2/calib3d.hpp>
+#include <opencv2/imgproc.hpp>
+#include <vision/calibration.hpp>
+
+#include "image_files.hpp"
+#include "support/run_program.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+using testing::HasSubstr;
+using Arguments = std::vector<std::string>;
+
+class Check : public testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        folder = std::make_unique<ScratchFolder>();
+        rig = *folder / "rig";
+        const RunResult result = runTiomipra({"calibrate", "--corners", "9x6", "--square", "1",
+                                              "--left", photograph("left[01]?.jpg"), "--right",
+                                              photograph("right[01]?.jpg"), "--output", rig});
+        ASSERT_EQ(result.status, 0) << result.err;
+    }
+
+    static void TearDownTestSuite() { folder.reset(); }
+
+    // The rig with the right camera's rectification turned about x.
+    static std::string turnedRig(double degrees) {
+        const std::string turned = *folder / ("turned" + std::to_string(degrees));
+        std::filesystem::create_directory(turned);
+        std::filesystem::copy(rig + "/left.yml", turned + "/left.yml");
+        vision::Calibration right;
+        right.load(rig + "/right.yml");
+        cv::Mat turn;
+        cv::Rodrigues(cv::Vec3d(degrees * CV_PI / 180, 0, 0), turn);
+        turn.convertTo(turn, CV_32F);
+        right.rectificationMatrix = turn * right.rectificationMatrix;
+        right.save(turned + "/right.yml");
+        return turned;
+    }
+
+    static RunResult check(const std::string& calibration, const std::string& left,
+                           const std::string& right, const Arguments& options = {}) {
+        Arguments arguments{"check", "--calibration", calibration, "--left",
+                            left,    "--right",       right};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return runTiomipra(arguments);
+    }
+
+    static std::unique_ptr<ScratchFolder> folder;
+    static std::string rig;
+};
+
+std::unique_ptr<ScratchFolder> Check::folder;
+std::string Check::rig;
+
+TEST_F(Check, AcceptsRigOnItsPhotographs) {
+    const std::string output = *folder / "check";
+    const RunResult result = check(rig, photograph("left01.jpg"), photograph("right01.jpg"),
+                                   {"--json", "--output", output});
+    EXPECT_EQ(result.status, 0) << result.out << result.err;
+    const auto report = nlohmann::json::parse(result.out);
+    EXPECT_EQ(report["verdict"], "calibrated");
+    EXPECT_LT(report["rowDifference"]["median"], 0.5);
+    EXPECT_EQ(readFile(output + "/report.json"), result.out);
+    EXPECT_EQ(readImage(output + "/row_differences.png").cols, 640);
+
+    const RunResult several =
+        check(rig, photograph("left0[1-4].jpg"), photograph("right0[1-4].jpg"));
+    EXPECT_EQ(several.status, 0) << several.out << several.err;
+}
+
+TEST_F(Check, AcceptsReducedImages) {
+    for (const std::string side : {"left", "right"}) {
+        cv::Mat reduced;
+        cv::resize(readImage(photograph(side + "01.jpg")), reduced, {320, 240}, 0, 0,
+                   cv::INTER_AREA);
+        writeImage(*folder / (side + ".png"), reduced);
+    }
+    const RunResult result = check(rig, *folder / "left.png", *folder / "right.png");
+    EXPECT_EQ(result.status, 0) << result.out << result.err;
+}
+
+TEST_F(Check, RejectsSwappedImages) {
+    for (const std::string number : {"01", "07", "14"}) {
+        const RunResult result =
+            check(rig, photograph("right" + number + ".jpg"), photograph("left" + number + ".jpg"));
+        EXPECT_EQ(result.status, 1) << result.err;
+        EXPECT_THAT(result.out, HasSubstr("Verdict: swapped"));
+    }
+}
+
+TEST_F(Check, RejectsTurnedCamera) {
+    for (const double degrees : {0.5, -0.5, 0.2, 10.}) {
+        const RunResult result = check(turnedRig(degrees), photograph("left01.jpg"),
+                                       photograph("right01.jpg"), {"--json"});
+        EXPECT_EQ(result.status, 1) << degrees << result.err;
+        const auto report = nlohmann::json::parse(result.out);
+        EXPECT_EQ(report["verdict"], "not calibrated");
+        EXPECT_NEAR(report["turnDegrees"], std::abs(degrees), 0.1 + 0.1 * std::abs(degrees));
+    }
+}
+
+TEST_F(Check, NamesInputsThatGiveNoAnswer) {
+    const std::string blank = *folder / "blank.png";
+    writeImage(blank, cv::Mat::zeros(480, 640, CV_8UC1));
+    const std::string wide = *folder / "wide.png";
+    writeImage(wide, cv::Mat::zeros(360, 640, CV_8UC1));
+    const std::string broken = *folder / "broken.jpg";
+    std::filesystem::copy(photograph("left01.jpg"), broken);
+    std::filesystem::resize_file(broken, 5000);
+    const std::string text = *folder / "text.png";
+    std::ofstream(text) << "no image";
+    const std::string left = photograph("left01.jpg");
+    const std::string right = photograph("right01.jpg");
+    const std::string swapped = *folder / "swapped";
+    std::filesystem::create_directory(swapped);
+    std::filesystem::copy(rig + "/left.yml", swapped + "/right.yml");
+    std::filesystem::copy(rig + "/right.yml", swapped + "/left.yml");
+    const std::string doubles = turnedRig(0);
+    vision::Calibration calibration;
+    calibration.load(doubles + "/left.yml");
+    calibration.projectionMatrix.convertTo(calibration.projectionMatrix, CV_64F);
+    calibration.save(doubles + "/left.yml");
+
+    const struct {
+        std::string calibration, left, right, message;
+    } cases[] = {{rig, blank, blank, "only 0 of 0 matches"},
+                 {rig, left, photograph("fruits.jpg"), "both must have the same size"},
+                 {rig, wide, wide, "aspect ratio must be the same"},
+                 {rig, broken, right, "broken.jpg"},
+                 {rig, text, right, "text.png"},
+                 {rig, *folder / "missing.png", right, "missing.png"},
+                 {*folder / "nowhere", left, right, "nowhere/left.yml"},
+                 {swapped, left, right, "left and right are swapped"},
+                 {doubles, left, right, "left projectionMatrix is 3x4 CV_64FC1"}};
+    for (const auto& [calibrationFolder, leftFile, rightFile, message] : cases) {
+        const RunResult result = check(calibrationFolder, leftFile, rightFile);
+        EXPECT_EQ(result.status, 3) << message;
+        EXPECT_THAT(result.err, HasSubstr(message));
+        EXPECT_EQ(result.out, "");
+    }
+    EXPECT_EQ(check(rig, left, right, {"--output", text}).status, 3);
+    EXPECT_EQ(check(rig, left, right, {"--max-row-difference", "0"}).status, 2);
+}
+
+}  // namespace
+}  // namespace tiomipra::test
