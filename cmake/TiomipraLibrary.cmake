@@ -32,6 +32,9 @@ function(tiomipra_configure_library target)
     target_compile_definitions(${target} PUBLIC ${upper}_STATIC_DEFINE)
   endif()
 
+  if(NOT TIOMIPRA_INSTALL)
+    return()
+  endif()
   install(DIRECTORY ${arg_HEADERS}/${namespace} ${generated}/${namespace}
     TYPE INCLUDE COMPONENT development FILES_MATCHING PATTERN "*.hpp")
   install(TARGETS ${target} EXPORT ${target}Targets
@@ -44,6 +47,9 @@ endfunction()
 # The library's pkg-config file. HEADERS_REQUIRE names packages whose headers the public headers
 # include; the STATIC_ parts are only needed to link a static build.
 function(tiomipra_install_pkgconfig target)
+  if(NOT TIOMIPRA_INSTALL)
+    return()
+  endif()
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "DESCRIPTION;HEADERS_REQUIRE;STATIC_REQUIRE"
     "LIBS;STATIC_LIBS")
   set(libs ${arg_LIBS})
