@@ -154,16 +154,18 @@ void writeInMiddle(cv::Mat& cell, const std::string& text) {
 }  // namespace
 
 std::vector<double> roundTicks(double low, double high, int maxCount) {
-    const double smallestStep = (high - low) / (maxCount - 1);
-    const double power = std::pow(10, std::floor(std::log10(smallestStep)));
-    double step = 10 * power;
-    for (const double factor : {5, 2, 1})
-        if (factor * power >= smallestStep)
-            step = factor * power;
+    const double power = std::pow(10, std::floor(std::log10((high - low) / (maxCount + 1))));
+    double step = 0;
+    for (const double factor : {1, 2, 5, 10, 20, 50}) {
+        step = factor * power;
+        if (std::floor(high / step) - std::ceil(low / step) < maxCount)
+            break;
+    }
     std::vector<double> ticks;
-    // Whole numbers of steps, as sums of steps would drift off the round values.
+    // Whole numbers of steps, as sums of steps would drift off the round values; plus 0, as there
+    // would be a negative zero else.
     for (double count = std::ceil(low / step); count * step <= high; ++count)
-        ticks.push_back(count * step);
+        ticks.push_back(count * step + 0);
     return ticks;
 }
 

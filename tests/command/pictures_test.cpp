@@ -1,0 +1,97 @@
+// The pictures for people.
+#include "pictures.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <opencv2/core.hpp>
+
+namespace tiomipra::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::Pointwise;
+
+TEST(Pictures, TicksAreRound) {
+    EXPECT_THAT(roundTicks(8, 20, 5), ElementsAre(10, 15, 20));
+    EXPECT_THAT(roundTicks(8, 20, 8), ElementsAre(8, 10, 12, 14, 16, 18, 20));
+    EXPECT_THAT(roundTicks(-0.31, 0.32, 4), Pointwise(testing::DoubleEq(), {-0.2, 0.0, 0.2}));
+    EXPECT_THAT(roundTicks(0.00012, 0.00019, 3), Pointwise(testing::DoubleNear(1e-12), {0.00015}));
+    EXPECT_THAT(roundTicks(1e6, 3e6, 3), ElementsAre(1e6, 2e6, 3e6));
+}
+
+const cv::Vec3b darkGrey(48, 48, 48);
+
+bool isWarm(const cv::Vec3b& colour) {
+    return colour[2] > colour[0];
+}
+
+TEST(Pictures, ColoursShowWhatWasMeasured) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    cv::Mat values = cv::repeat((cv::Mat_<float>(1, 4) << 1, 9, 5, nan), 300, 80);
+    cv::Mat measured = cv::repeat((cv::Mat_<uchar>(1, 4) << 255, 255, 0, 0), 300, 80);
+    for (const bool warmIsLow : {false, true}) {
+        const ColourScale scale{"anything", 1, 9, warmIsLow};
+        const cv::Mat picture = drawColourPicture(values, measured, scale);
+        ASSERT_EQ(picture.type(), CV_8UC3);
+        ASSERT_EQ(picture.cols, 320);
+        ASSERT_GT(picture.rows, 300);
+        const auto* row = picture.ptr<cv::Vec3b>(150);
+        EXPECT_EQ(isWarm(row[0]), warmIsLow);
+        EXPECT_EQ(isWarm(row[1]), !warmIsLow);
+        EXPECT_EQ(row[2], darkGrey);
+        EXPECT_EQ(row[3], darkGrey);
+        // The bar runs from the colour of 1 to that of 9.
+        const cv::Mat below = picture.rowRange(300, picture.rows);
+        for (const cv::Vec3b& end : {row[0], row[1]}) {
+            cv::Mat same;
+            cv::inRange(below, cv::Scalar(end) - cv::Scalar::all(12),
+                        cv::Scalar(end) + cv::Scalar::all(12), same);
+            EXPECT_GT(cv::countNonZero(same), 5) << end;
+        }
+    }
+}
+
+TEST(Pictures, FitImagesOfAnySize) {
+    const ColourScale scale{"a title that is longer than a small picture is wide", 0, 1, false};
+    for (const cv::Size size : {cv::Size(1, 1), cv::Size(33, 400), cv::Size(2000, 20)}) {
+        const cv::Mat picture =
+            drawColourPicture(cv::Mat(size, CV_32FC1, 0.5F), cv::Mat(size, CV_8UC1, 255), scale);
+        EXPECT_GE(picture.cols, size.width);
+        EXPECT_GT(picture.rows, size.height);
+    }
+}
+
+TEST(Pictures, GridCellsHaveTheirValuesColours) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const cv::Mat cells = (cv::Mat_<float>(2, 2) << 0, 10, nan, 10);
+    const cv::Mat picture = drawGrid(cells, {400, 300}, {"corners", 0, 10, false}, 0);
+    const auto cornerOf = [&](int row, int column) {
+        return picture.at<cv::Vec3b>(row * 150 + 4, column * 200 + 4);
+    };
+    EXPECT_FALSE(isWarm(cornerOf(0, 0)));
+    EXPECT_TRUE(isWarm(cornerOf(0, 1)));
+    EXPECT_EQ(cornerOf(1, 0), darkGrey);
+    EXPECT_EQ(cornerOf(1, 1), cornerOf(0, 1));
+    // The value is written in the middle.
+    EXPECT_NE(picture.at<cv::Vec3b>(75, 300), picture.at<cv::Vec3b>(10, 300));
+}
+
+TEST(Pictures, RowLinesCrossBothImagesAtTheSameHeight) {
+    const cv::Mat left(240, 320, CV_8UC1, cv::Scalar(100));
+    const cv::Mat right(240, 320, CV_8UC3, cv::Scalar(100, 100, 100));
+    const cv::Mat picture = drawRowLines(left, right);
+    ASSERT_EQ(picture.size(), cv::Size(640, 240));
+    int lines = 0;
+    for (int y = 0; y < picture.rows; ++y) {
+        const auto& onLeft = picture.at<cv::Vec3b>(y, 10);
+        EXPECT_EQ(onLeft, picture.at<cv::Vec3b>(y, 630)) << "row " << y;
+        lines += onLeft != cv::Vec3b(100, 100, 100);
+    }
+    EXPECT_GT(lines, 10);
+    EXPECT_LT(lines, 80);
+}
+
+}  // namespace
+}  // namespace tiomipra::test
