@@ -74,7 +74,7 @@ class Reprojection : public testing::TestWithParam<InstructionSet> {
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(, Reprojection,
+INSTANTIATE_TEST_SUITE_P(InstructionSets, Reprojection,
                          testing::Values(InstructionSet::baseline, InstructionSet::avx2,
                                          InstructionSet::avx512));
 

@@ -36,6 +36,7 @@ bool InterruptionWatch::isInterrupted() const {
 void InterruptionWatch::die() {
     std::signal(notedSignal, SIG_DFL);
     std::raise(notedSignal);
+    // cppcheck-suppress unreachableCode; only the compiler does not know
     std::abort();  // not reached: the signals' default is to end the process
 }
 

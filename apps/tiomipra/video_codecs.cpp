@@ -11,7 +11,7 @@ namespace {
 
 class CapturedVideo : public Video {
   public:
-    explicit CapturedVideo(cv::VideoCapture capture) : _capture(std::move(capture)) {}
+    explicit CapturedVideo(const cv::VideoCapture& capture) : _capture(capture) {}
 
     std::size_t frameCount() const override {
         return static_cast<std::size_t>(std::max(0., _capture.get(cv::CAP_PROP_FRAME_COUNT)));
