@@ -1,0 +1,137 @@
+// Long use and use from many threads.
+#include <gtest/gtest.h>
+#include <malloc.h>
+
+#include <atomic>
+#include <opencv2/core/utility.hpp>
+#include <tevo/log.hpp>
+#include <thread>
+#include <vision/stereo.hpp>
+
+#include "support/matrices.hpp"
+#include "support/rigs.hpp"
+
+namespace {
+
+using vision::Stereo;
+
+Rig makeSmallRig(float focalLength) {
+    RigOptions options;
+    options.size = {96, 64};
+    options.leftCentre = {48.F, 32.F};
+    options.rightCentreX = 48.F;
+    options.focalLength = focalLength;
+    return makeRig(options);
+}
+
+void configure(Stereo& stereo, const Rig& rig, Stereo::StereoAlgorithm algorithm) {
+    stereo.setCalibrations(rig.left, rig.right);
+    stereo.setStereoAlgorithm(algorithm);
+    stereo.setWindowSize(7);
+    stereo.setDisparityNumber(16);
+    stereo.setSpeckleWindowSize(30);
+}
+
+cv::Mat process(const Stereo& stereo, const cv::Size& size, unsigned seed) {
+    const cv::Mat frame = makeNoise(size, CV_8UC1, seed);
+    const auto [left, right] = stereo.rectifyImages(frame, frame);
+    return stereo.computeDepth(stereo.computeDisparity(left, right));
+}
+
+cv::Mat processAfresh(const Rig& rig, Stereo::StereoAlgorithm algorithm, const cv::Size& size,
+                      unsigned seed) {
+    Stereo stereo;
+    configure(stereo, rig, algorithm);
+    return process(stereo, size, seed);
+}
+
+std::size_t countBytesInUse() {
+    const auto info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
+class Soak : public testing::Test {
+  protected:
+    // OpenCV's own threads are no part of this, and the thread sanitizer can't see into them.
+    void SetUp() override { cv::setNumThreads(1); }
+    void TearDown() override {
+        tevo::log::setSink({});
+        tevo::log::setLevel(tevo::LogLevel::warning);
+    }
+};
+
+TEST_F(Soak, TenThousandFramesLeaveMemoryAndResultsAsTheyWere) {
+    constexpr int rounds = 50;
+    constexpr int framesPerRound = 200;
+    const cv::Size sizes[] = {{96, 64}, {48, 32}, {72, 48}, {60, 40}};
+    Stereo stereo;
+    std::size_t afterFirstRound = 0;
+    for (int round = 0; round < rounds; ++round) {
+        const Rig rig = makeSmallRig(round % 2 == 0 ? 60.F : 80.F);
+        const auto algorithm = round % 3 == 0 ? Stereo::SGBM : Stereo::BM;
+        configure(stereo, rig, algorithm);
+        for (unsigned frame = 0; frame < framesPerRound; ++frame) {
+            const cv::Size& size = sizes[frame % 4];
+            const cv::Mat points = process(stereo, size, frame);
+            if (frame < 4) {
+                ASSERT_THAT(points, IsSameMatrix(processAfresh(rig, algorithm, size, frame)));
+            }
+        }
+        if (round == 0)
+            afterFirstRound = countBytesInUse();
+    }
+    EXPECT_LT(countBytesInUse(), afterFirstRound + 16384);
+}
+
+// Calls `work` with 0, 1, ... in threads of their own, while the sink and the level change.
+template <typename Work>
+void runInThreads(int count, Work work) {
+    std::atomic<bool> isDone{false};
+    std::atomic<int> records{0};
+    std::thread switcher([&] {
+        while (!isDone) {
+            tevo::log::setSink([&records](const tevo::log::Record&) { ++records; });
+            tevo::log::setLevel(tevo::LogLevel::debug);
+            std::this_thread::yield();
+            tevo::log::setSink([](const tevo::log::Record&) {});
+            tevo::log::setLevel(tevo::LogLevel::error);
+        }
+    });
+    std::vector<std::thread> threads;
+    for (int i = 0; i < count; ++i)
+        threads.emplace_back(work, i);
+    for (std::thread& thread : threads)
+        thread.join();
+    isDone = true;
+    switcher.join();
+    tevo::log::setSink({});
+}
+
+TEST_F(Soak, EightObjectsInEightThreadsDoNotMeet) {
+    const Rig rigs[] = {makeSmallRig(60.F), makeSmallRig(80.F)};
+    runInThreads(8, [&rigs](int index) {
+        const Rig& rig = rigs[index % 2];
+        const auto algorithm = index % 3 == 0 ? Stereo::SGBM : Stereo::BM;
+        Stereo stereo;
+        configure(stereo, rig, algorithm);
+        for (unsigned frame = 0; frame < 40; ++frame) {
+            const cv::Size size = frame % 2 == 0 ? cv::Size(96, 64) : cv::Size(48, 32);
+            EXPECT_THAT(process(stereo, size, frame),
+                        IsSameMatrix(processAfresh(rig, algorithm, size, frame)));
+        }
+    });
+}
+
+TEST_F(Soak, FourThreadsMatchWithOneObject) {
+    Stereo stereo;
+    configure(stereo, makeSmallRig(60.F), Stereo::SGBM);
+    const cv::Mat left = makeNoise({96, 64}, CV_8UC1, 1);
+    const cv::Mat right = makeNoise({96, 64}, CV_8UC1, 2);
+    const cv::Mat expected = stereo.computeDisparity(left, right);
+    runInThreads(4, [&](int) {
+        for (int i = 0; i < 50; ++i)
+            EXPECT_THAT(stereo.computeDisparity(left, right), IsSameMatrix(expected));
+    });
+}
+
+}  // namespace
