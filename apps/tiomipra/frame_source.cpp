@@ -250,9 +250,10 @@ class PairedFrames : public FrameSource {
 
     // Only videos are found to be of different length as late as this.
     static Frame withoutPartner(const Picture& picture) {
-        return {picture.name, picture.file, "", [picture]() -> StereoImages {
-                    throw InputError(quote(picture.file) + " has no partner: the other video ends");
-                }};
+        return {
+            picture.name, picture.file, "", [picture]() -> StereoImages {
+                throw InputError(quote(picture.file) + " has no partner: the other side has ended");
+            }};
     }
 
     std::unique_ptr<Sequence> _left;
