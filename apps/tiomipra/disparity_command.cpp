@@ -48,6 +48,8 @@ Run configureDisparity(CLI::App& command) {
     command
         .add_flag("--rectified", options->isRectified,
                   "The images are rectified already; no calibration is needed")
+        ->excludes("--calibration")
+        ->excludes("--left-calibration")
         ->group("Calibration");
     return [options] {
         return runMatching(

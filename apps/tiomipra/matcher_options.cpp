@@ -3,6 +3,8 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <charconv>
+#include <cstdlib>
 #include <vector>
 
 #include "status.hpp"
@@ -247,6 +249,13 @@ std::map<std::string, int> valuesOfPreset(const std::string& name) {
     return {};
 }
 
+// The shortest decimal number that is `value` in single precision: 0.3, not 0.300000012.
+double asWritten(float value) {
+    char text[32] = {};
+    std::to_chars(text, text + sizeof text - 1, value);
+    return std::strtod(text, nullptr);
+}
+
 void overlay(MatcherSettings& settings, const MatcherSettings& above) {
     if (above.range || above.maxDepth)
         settings.values.erase(minDisparityName);
@@ -318,7 +327,7 @@ nlohmann::ordered_json describeParameters(const Stereo& stereo, const MatcherSet
         else
             description[parameter.name] = value;
     }
-    description["max-depth"] = stereo.getMaxDepth();
+    description["max-depth"] = asWritten(stereo.getMaxDepth());
     description["scale"] = settings.scale.value_or(1);
     return description;
 }

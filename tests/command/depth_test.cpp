@@ -241,6 +241,17 @@ TEST_F(DepthCommand, ReducedScaleMeasuresTheSamePlane) {
     EXPECT_NEAR(cv::mean(depth, depth != 0)[0], 2500, 25);
 }
 
+TEST_F(DepthCommand, RectifiedImagesHaveNoCalibrationsAndNoDepth) {
+    const RunResult both = runTiomipra(arguments("disparity", {"--rectified"}));
+    EXPECT_EQ(both.status, 2);
+    EXPECT_THAT(both.err, AllOf(HasSubstr("--rectified"), HasSubstr("--calibration")));
+    const RunResult depth =
+        runTiomipra({"disparity", "--rectified", "--left", folder / "left.png", "--right",
+                     folder / "right.png", "--range", "1..5", "--output", folder / "out"});
+    EXPECT_EQ(depth.status, 2);
+    EXPECT_THAT(depth.err, HasSubstr("--range and --max-depth need calibrations"));
+}
+
 TEST_F(DepthCommand, MatchesRectifiedPhotographsWithoutCalibrations) {
     const RunResult run =
         runTiomipra({"disparity", "--rectified", "--left", photograph("aloeL.jpg"), "--right",

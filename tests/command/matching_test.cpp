@@ -73,8 +73,9 @@ TEST(MatcherOptions, RangeCoversItsEndsUnlessOverridden) {
 TEST(MatcherOptions, SavedParametersGiveTheSameMatcher) {
     const ScratchFolder folder;
     const MatcherSettings settings =
-        parse({"--preset", "balanced", "--range", "1.25..4.5", "--scale", "2", "--p1", "90"});
+        parse({"--preset", "balanced", "--range", "1.25..4.3", "--scale", "2", "--p1", "90"});
     const auto saved = makeStereo(settings, simpleRig());
+    EXPECT_EQ(describeParameters(*saved, settings).at("max-depth").dump(), "4.3");
     writeFile(folder / "saved.toml", encodeParameters(*saved, settings));
     const MatcherSettings read = parse({"--parameters", folder / "saved.toml"});
     const auto again = makeStereo(read, simpleRig());
