@@ -70,7 +70,7 @@ void checkRegular(const std::string& filename, const std::string& path) {
 // At most one byte more than `longest`.
 std::string readBeginning(std::istream& stream, std::size_t longest) {
     std::string text;
-    std::array<char, 16384> piece;
+    std::array<char, 16384> piece{};
     while (text.size() <= longest && stream.read(piece.data(), piece.size()).gcount() > 0)
         text.append(piece.data(), static_cast<std::size_t>(stream.gcount()));
     return text;

@@ -73,7 +73,7 @@ std::string complaintAboutBlockMatching(const AdaptedParameters& parameters, con
 
     // A table of costs for a stripe of the image is indexed by 32-bit numbers.
     const std::int64_t stripe =
-        std::min<std::int64_t>(size.height, 10 * (parameters.windowSize - 1)) + 1;
+        std::min<std::int64_t>(size.height, std::int64_t{10} * (parameters.windowSize - 1)) + 1;
     const std::int64_t costs = (stripe + parameters.windowSize + 1) * (parameters.windowSize + 1) *
                                parameters.disparityNumber;
     if (costs > largestInt)

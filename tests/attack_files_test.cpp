@@ -181,7 +181,7 @@ TEST(HostileFiles, OneWithoutPermissionGivesAnEmptyRecord) {
 TEST(HostileFiles, FullDiskIsNoticed) {
     const ScratchFolder folder;
     std::signal(SIGXFSZ, SIG_IGN);
-    rlimit limit;
+    rlimit limit{};
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
     const rlimit smallest{100, limit.rlim_max};
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &smallest), 0);
