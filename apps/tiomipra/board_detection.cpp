@@ -317,16 +317,10 @@ std::vector<cv::Point3f> boardPoints(const Board& board) {
 }
 
 Detection detectBoard(const cv::Mat& image, const Board& board) {
-    switch (board.pattern) {
-        case Pattern::chessboard:
-            return allPoints(detectChessboard(image, board));
-        case Pattern::circles:
-        case Pattern::asymmetricCircles:
-            return allPoints(detectCircles(image, board));
-        case Pattern::charuco:
-            break;
-    }
-    return detectCharuco(image, board);
+    if (board.pattern == Pattern::charuco)
+        return detectCharuco(image, board);
+    return allPoints(board.pattern == Pattern::chessboard ? detectChessboard(image, board)
+                                                          : detectCircles(image, board));
 }
 
 void alignNumbering(Detection& detection, const Detection& reference, const Board& board) {

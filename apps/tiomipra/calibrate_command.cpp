@@ -6,7 +6,6 @@
 #include <memory>
 #include <opencv2/core.hpp>
 #include <opencv2/core/utility.hpp>
-#include <opencv2/imgproc.hpp>
 
 #include "board_detection.hpp"
 #include "calibration_files.hpp"
@@ -69,14 +68,6 @@ Board makeBoard(const CalibrateOptions& options) {
     }
     checkBoard(board);
     return board;
-}
-
-cv::Mat toGrey(const cv::Mat& image) {
-    if (image.channels() == 1)
-        return image;
-    cv::Mat grey;
-    cv::cvtColor(image, grey, cv::COLOR_BGR2GRAY);
-    return grey;
 }
 
 SearchedPair searchPair(const Frame& frame, const Board& board) {

@@ -4,7 +4,6 @@
 #include <iostream>
 #include <memory>
 #include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
 
 #include "calibration_files.hpp"
 #include "frame_source.hpp"
@@ -42,14 +41,6 @@ void requireUsable(const Rig& rig) {
     if (!faults.empty())
         throw InputError("'" + rig.leftFile + "' and '" + rig.rightFile + "' can't be used: " +
                          faults.front().problem + "; what to do: " + faults.front().remedy);
-}
-
-cv::Mat toGrey(const cv::Mat& image) {
-    if (image.channels() == 1)
-        return image;
-    cv::Mat grey;
-    cv::cvtColor(image, grey, cv::COLOR_BGR2GRAY);
-    return grey;
 }
 
 void add(MatchedPairs& result, const Frame& frame, const Rig& rig) {

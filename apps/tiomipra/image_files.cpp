@@ -1,6 +1,7 @@
 #include "image_files.hpp"
 
 #include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
 #include <string_view>
 
 #include "input_files.hpp"
@@ -88,6 +89,14 @@ cv::Mat readImage(const std::string& path, Pixels pixels) {
 void writeImage(const std::string& path, const cv::Mat& image) {
     const auto bytes = codecs().encode(extensionOf(path), image);
     writeFile(path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+cv::Mat toGrey(const cv::Mat& image) {
+    if (image.channels() == 1)
+        return image;
+    cv::Mat grey;
+    cv::cvtColor(image, grey, cv::COLOR_BGR2GRAY);
+    return grey;
 }
 
 }  // namespace tiomipra

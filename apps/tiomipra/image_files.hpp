@@ -17,6 +17,9 @@ cv::Mat readImage(const std::string& path, Pixels pixels = Pixels::eightBit);
 // or 32 bits as TIFF. Throws `InputError` that names the file when it can't be written.
 void writeImage(const std::string& path, const cv::Mat& image);
 
+// An image as `readImage` gives it in grey; shares its pixels if it has one channel.
+cv::Mat toGrey(const cv::Mat& image);
+
 }  // namespace tiomipra
 
 #endif

@@ -8,6 +8,7 @@
 #include <opencv2/imgproc.hpp>
 #include <sstream>
 
+#include "image_files.hpp"
 #include "measurements.hpp"
 #include "status.hpp"
 
@@ -106,14 +107,6 @@ cv::Mat reduce(const cv::Mat& image, int scale) {
     cv::Mat reduced;
     cv::resize(smooth, reduced, image.size() / scale, 0, 0, cv::INTER_NEAREST);
     return reduced;
-}
-
-cv::Mat toGrey(const cv::Mat& image) {
-    if (image.channels() == 1)
-        return image;
-    cv::Mat grey;
-    cv::cvtColor(image, grey, cv::COLOR_BGR2GRAY);
-    return grey;
 }
 
 }  // namespace

@@ -151,16 +151,18 @@ void judge(RigCheck& check, bool fitsExchanged, double maxRowDifference) {
     const double median = check.rowDifferences.median;
     const double worstRegion = largestMagnitude(check.regionMedians);
     const auto pixels = [](double value) { return significant(value, 3) + " pixels"; };
-    if (check.behindShare >= 0.5 || median > maxRowDifference)
+    // Written such that numbers that are not finite never pass.
+    const bool isMedianGood = median <= maxRowDifference;
+    if (check.behindShare >= 0.5 || !isMedianGood)
         check.state = fitsExchanged ? RigState::swapped : RigState::notCalibrated;
-    else if (worstRegion > 2 * maxRowDifference)
+    else if (!(worstRegion <= 2 * maxRowDifference))
         check.state = RigState::notCalibrated;
     else
         check.state = RigState::calibrated;
 
     if (check.state == RigState::swapped)
         check.reason = "with left and right exchanged the images fit the calibrations";
-    else if (median > maxRowDifference)
+    else if (!isMedianGood)
         check.reason = "the median row difference is " + pixels(median) + ", may be " +
                        pixels(maxRowDifference) + " at most";
     else if (check.behindShare >= 0.5)
