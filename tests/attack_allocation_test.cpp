@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <utility>
 #include <vision/stereo.hpp>
 
 #include "support/failing_new.hpp"
@@ -20,8 +21,12 @@ class FailingAllocator : public cv::MatAllocator {
                            cv::UMatUsageFlags usage) const override {
         if (isToFail())
             throw cv::Exception(cv::Error::StsNoMem, "no memory", "", "", 0);
-        return cv::Mat::getStdAllocator()->allocate(dimensions, sizes, type, data, steps, flags,
-                                                    usage);
+        // OpenCV's allocator leaks the buffer when the description of it can't be allocated.
+        const long left = std::exchange(allocationsLeft, -1);
+        cv::UMatData* const buffer = cv::Mat::getStdAllocator()->allocate(
+            dimensions, sizes, type, data, steps, flags, usage);
+        allocationsLeft = left;
+        return buffer;
     }
     bool allocate(cv::UMatData* data, cv::AccessFlag flags,
                   cv::UMatUsageFlags usage) const override {
