@@ -7,7 +7,7 @@
 namespace tiomipra {
 
 void* findInModule(const std::string& name, const char* symbol) {
-    // The path of the program's modules is in its RUNPATH.
+    // The path of the program's modules is in its RPATH.
     void* module = dlopen(("libtiomipra-" + name + ".so").c_str(), RTLD_LAZY | RTLD_LOCAL);
     void* address = module == nullptr ? nullptr : dlsym(module, symbol);
     if (address == nullptr)
