@@ -34,7 +34,7 @@ class Check : public testing::Test {
 
     // The rig with the right camera's rectification turned about x.
     static std::string turnedRig(double degrees) {
-        const std::string turned = *folder / ("turned" + std::to_string(degrees));
+        std::string turned = *folder / ("turned" + std::to_string(degrees));
         std::filesystem::create_directory(turned);
         std::filesystem::copy(rig + "/left.yml", turned + "/left.yml");
         vision::Calibration right;
