@@ -8,7 +8,7 @@ int main() {
     right.load("rig/right.yml");
 
     vision::Stereo stereo;
-    stereo.setMaxDepth(20.F);  // first: the calibrations derive the nearest disparity from it
+    stereo.setMaxDepth(20.F);  // first: the calibrations derive the search range from it
     stereo.setCalibrations(left, right);
 
     const auto [rectifiedLeft, rectifiedRight] =

@@ -18,12 +18,6 @@ bool differ(const cv::Mat& a, const cv::Mat& b) {
     return cv::countNonZero(a != b) != 0;
 }
 
-// Logs `message` as an error of `function`, then throws it.
-[[noreturn]] void refuse(const char* function, const std::string& message) {
-    logError(category, function, message);
-    throw std::invalid_argument(message);
-}
-
 // 32-bit products that wrap instead of overflowing.
 bool haveSameAspectRatio(int width, int height, int newWidth, int newHeight) {
     const auto wrap = [](int a, int b) {
@@ -77,7 +71,7 @@ bool Calibration::operator!=(const Calibration& other) const {
 
 void Calibration::load(const std::string& filename) {
     if (filename.empty())
-        refuse("load", "Invalid calibration file: \"" + filename + "\".");
+        refuse(category, "load", "Invalid calibration file: \"" + filename + "\".");
     try {
         checkDocument(filename);
         const cv::FileStorage storage(filename, cv::FileStorage::READ, "");
@@ -109,7 +103,7 @@ void Calibration::load(const std::string& filename) {
 
 void Calibration::save(const std::string& filename) const {
     if (filename.empty())
-        refuse("save", "Invalid calibration save file: " + filename);
+        refuse(category, "save", "Invalid calibration save file: " + filename);
     try {
         checkTarget(filename);
         // Composed in memory first, as cv::FileStorage does not notice when a disk is full.
@@ -135,13 +129,13 @@ void Calibration::save(const std::string& filename) const {
 
 Calibration Calibration::scaleTo(int newWidth, int newHeight) const {
     if (!haveSameAspectRatio(width, height, newWidth, newHeight))
-        refuse("scaleTo", "Invalid aspect ratio for new calibration");
+        refuse(category, "scaleTo", "Invalid aspect ratio for new calibration");
     if (width == 0)
-        refuse("scaleTo", "width of the calibration is 0, must not be 0 to be scaled");
+        refuse(category, "scaleTo", "width of the calibration is 0, must not be 0 to be scaled");
     if (!holdsFloats(cameraMatrix, 2, 3))
-        refuse("scaleTo", complaint("cameraMatrix", cameraMatrix, 2, 3));
+        refuse(category, "scaleTo", complaint("cameraMatrix", cameraMatrix, 2, 3));
     if (!holdsFloats(projectionMatrix, 2, 4))
-        refuse("scaleTo", complaint("projectionMatrix", projectionMatrix, 2, 4));
+        refuse(category, "scaleTo", complaint("projectionMatrix", projectionMatrix, 2, 4));
 
     const float scale = static_cast<float>(newWidth) / static_cast<float>(width);
     Calibration scaled(*this);

@@ -18,8 +18,9 @@ constexpr std::size_t largestDocument = std::size_t{16} << 20;
 // What OpenCV decompresses can't be looked into; only its length is bounded.
 constexpr std::size_t largestExpansion = 1032;
 constexpr std::size_t largestCompressed = largestDocument / largestExpansion;
-// A calibration nests three deep. The parser takes up to half a kilobyte of stack for each level.
-constexpr int deepestNesting = 1000;
+// A calibration nests three deep. The parser takes up to half a kilobyte of stack for each level,
+// so that these take half of the usual 8 MiB.
+constexpr int deepestNesting = 8000;
 // Of any cv::Mat; cv::read puts the sizes into an array of that length.
 constexpr std::size_t mostDimensions = 32;
 
@@ -151,6 +152,12 @@ bool hasEmptyKey(std::string_view text) {
     return false;
 }
 
+// Any byte of a character beyond ASCII may start a key.
+bool startsKey(char character) {
+    const auto byte = static_cast<unsigned char>(character);
+    return byte >= 0x80 || std::isalnum(byte) != 0 || character == '_';
+}
+
 // True when each YAML stream is a mapping that starts in the first column, and "..." is followed by
 // nothing but further streams. The parser never ends with some of what may stand elsewhere.
 bool hasSoundStreams(std::string_view text) {
@@ -163,8 +170,7 @@ bool hasSoundStreams(std::string_view text) {
         else if (startsWith(line, "...")) {
             isWithinStream = false;
             line.remove_prefix(3);
-        } else if (!line.empty() && (std::isalnum(static_cast<unsigned char>(line[0])) != 0 ||
-                                     line[0] == '_' || (line[0] == '%' && !isWithinStream))) {
+        } else if (!line.empty() && (startsKey(line[0]) || (line[0] == '%' && !isWithinStream))) {
             isWithinStream = line[0] != '%';
             continue;
         }
@@ -202,7 +208,6 @@ bool startsWithElementType(std::string_view data) {
 
 // How a format announces base64 data.
 struct Base64Mark {
-    std::string_view before;  // One of these characters precedes the word where it is a mark.
     std::string_view word;
     std::string_view after;    // Follows the word as OpenCV writes it.
     std::string_view skipped;  // Then any of these before the data.
@@ -211,12 +216,27 @@ struct Base64Mark {
 Base64Mark base64MarkOf(Format format) {
     switch (format) {
         case Format::json:
-            return {"\"", "$base64$", "", ""};
+            return {"\"$base64$", "", ""};
         case Format::xml:
-            return {"\"'", "binary", "\">", blanks};
+            return {"binary", "\">", blanks};
         default:
-            return {"!^:", "binary", " |", blanks};
+            return {"binary", " |", blanks};
     }
+}
+
+// True when the word behind `text` announces base64 data: in XML as an attribute's value, in YAML
+// as a tag such as "!!" or "!<tag:yaml.org,2002:".
+bool precedesBase64Mark(std::string_view text, Format format) {
+    constexpr std::string_view tag =
+        "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ.,:/<^-_";
+    if (format == Format::json)
+        return true;
+    if (format == Format::yaml) {
+        const auto start = text.find_last_not_of(tag);
+        return start != text.npos && text[start] == '!';
+    }
+    const auto equals = text.find_last_not_of("\"' \t\r\n");
+    return equals != text.npos && text[equals] == '=';
 }
 
 // OpenCV's parser never ends with base64 data that lack an element type.
@@ -224,7 +244,7 @@ bool hasSoundBase64(std::string_view text, Format format) {
     const Base64Mark mark = base64MarkOf(format);
     for (auto found = text.find(mark.word); found != text.npos;
          found = text.find(mark.word, found + 1)) {
-        if (found == 0 || mark.before.find(text[found - 1]) == mark.before.npos)
+        if (!precedesBase64Mark(text.substr(0, found), format))
             continue;
         auto rest = text.substr(found + mark.word.size());
         if (!startsWith(rest, mark.after))
@@ -324,8 +344,11 @@ void checkTarget(const std::string& filename) {
 
 void writeDocument(const std::string& filename, const std::string& text) {
     std::ofstream file(targetOf(filename).path, std::ios::binary);
-    if (!file)
+    if (!file) {
+        // Says on standard error that it can't open the file either.
+        const cv::FileStorage storage(filename, cv::FileStorage::WRITE);
         return;
+    }
     file << text;
     file.close();
     if (!file)

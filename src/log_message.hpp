@@ -1,7 +1,9 @@
-// One line in a log category, built only if the category admits it.
+// One line in a log category, built only if the category admits it, and refusals, which write one.
 #ifndef VISION_LOG_MESSAGE_HPP
 #define VISION_LOG_MESSAGE_HPP
 
+#include <stdexcept>
+#include <string>
 #include <tevo/log.hpp>
 
 namespace vision {
@@ -25,6 +27,13 @@ template <typename... Pieces>
 void logVerbose(const tevo::log::Category* category, const char* function,
                 const Pieces&... pieces) {
     logMessage(tevo::LogLevel::verbose, category, function, pieces...);
+}
+
+// Logs `message` as an error of `function`, then throws it.
+[[noreturn]] inline void refuse(const tevo::log::Category* category, const char* function,
+                                const std::string& message) {
+    logError(category, function, message);
+    throw std::invalid_argument(message);
 }
 
 }  // namespace vision

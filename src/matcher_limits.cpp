@@ -96,8 +96,9 @@ std::string complaintAboutSemiGlobalMatching(const AdaptedParameters& parameters
         return {};  // The disparity is invalid everywhere, and nothing is computed.
 
     // The first sum over the window reads that many columns, whether they are there or not.
-    if (parameters.windowSize / 2 >= matchedColumns)
-        return "window is " + std::to_string(parameters.windowSize) +
+    const int window = parameters.windowSize > 0 ? parameters.windowSize : 5;  // as OpenCV has it
+    if (window / 2 >= matchedColumns)
+        return "window is " + std::to_string(window) +
                " pixels wide, must be less than twice the " + std::to_string(matchedColumns) +
                " columns of the image that all disparities reach";
     // Costs along four paths, a border included, are indexed by 32-bit numbers.

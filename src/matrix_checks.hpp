@@ -13,9 +13,6 @@ inline bool holdsFloats(const cv::Mat& matrix, int rows, int columns) {
            matrix.cols >= columns;
 }
 
-// Shape and type for a message, as in "3x4 CV_64FC1".
-std::string describe(const cv::Mat& matrix);
-
 // The complaint about a matrix that fails `holdsFloats`, as in
 // "left projectionMatrix is 3x3 CV_64FC1, must be at least 2x4 CV_32FC1".
 std::string complaint(const std::string& name, const cv::Mat& matrix, int rows, int columns);

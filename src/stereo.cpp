@@ -26,12 +26,6 @@ constexpr int defaultP2(int windowSize) {
     return 32 * windowSize * windowSize;
 }
 
-// Logs `message` as an error of `function`, then throws it.
-[[noreturn]] void refuse(const char* function, const std::string& message) {
-    logError(category, function, message);
-    throw std::invalid_argument(message);
-}
-
 // Truncates towards zero; what no int can hold, NaN included, becomes the smallest int, as the
 // conversion instruction of x86 has it.
 int truncateToInt(float value) {
@@ -72,6 +66,12 @@ void swap(Calibration& a, Calibration& b) {
     cv::swap(a.projectionMatrix, b.projectionMatrix);
 }
 
+// The rows and columns of a matrix with more dimensions are -1.
+void checkTwoDimensional(const cv::Mat& image, const char* function) {
+    if (image.dims > 2)
+        refuse(category, function, "image has more than two dimensions, must have two");
+}
+
 void checkSameSize(const cv::Mat& left, const cv::Mat& right, const char* function) {
     if (left.size == right.size)
         return;
@@ -89,15 +89,16 @@ template <typename... Pieces>
 // Calibrated width / image width, at least 1.
 int computeReductionFactor(int calibratedWidth, int imageWidth) {
     constexpr auto function = "computeDisparity";
-    // That of a matrix with more than two dimensions is -1.
     if (imageWidth < 1)
-        refuse(function, "left image is " + std::to_string(imageWidth) +
-                             " pixels wide, must be at least 1 pixel wide");
+        refuse(category, function,
+               "left image is " + std::to_string(imageWidth) +
+                   " pixels wide, must be at least 1 pixel wide");
     const int factor = calibratedWidth / imageWidth;
     if (factor < 1)
-        refuse(function, "left image is " + std::to_string(imageWidth) +
-                             " pixels wide, must be at most as wide as the calibration, which is " +
-                             std::to_string(calibratedWidth) + " pixels wide");
+        refuse(category, function,
+               "left image is " + std::to_string(imageWidth) +
+                   " pixels wide, must be at most as wide as the calibration, which is " +
+                   std::to_string(calibratedWidth) + " pixels wide");
     return factor;
 }
 
@@ -151,7 +152,7 @@ void configure(cv::StereoSGBM& matcher, const Stereo& stereo, const AdaptedParam
 
 void checkLimits(const std::string& complaint) {
     if (!complaint.empty())
-        refuse("computeDisparity", complaint);
+        refuse(category, "computeDisparity", complaint);
 }
 
 // Runs `matcher` and converts its fixed-point result to pixels.
@@ -160,7 +161,7 @@ void checkLimits(const std::string& complaint) {
 // with 8 fractional bits instead of 4.
 cv::Mat match(cv::StereoMatcher& matcher, const cv::Mat& left, const cv::Mat& right) {
     try {
-        // Block matching leaves a result untouched when its window fits nowhere.
+        // Filled beforehand, as block matching leaves it untouched when its window fits nowhere.
         const int invalid = (matcher.getMinDisparity() - 1) * cv::StereoMatcher::DISP_SCALE;
         cv::Mat fixedPoint(left.size(), CV_16SC1, cv::Scalar::all(invalid));
         matcher.compute(left, right, fixedPoint);
@@ -228,9 +229,10 @@ void Stereo::setCalibrations(const Calibration& left, const Calibration& right) 
         throw std::invalid_argument("Calibrations don't have the same size.");
     }
     if (!holdsFloats(left.projectionMatrix, 1, 4))
-        refuse(function, complaint("left projectionMatrix", left.projectionMatrix, 1, 4));
+        refuse(category, function, complaint("left projectionMatrix", left.projectionMatrix, 1, 4));
     if (!holdsFloats(right.projectionMatrix, 1, 4))
-        refuse(function, complaint("right projectionMatrix", right.projectionMatrix, 1, 4));
+        refuse(category, function,
+               complaint("right projectionMatrix", right.projectionMatrix, 1, 4));
 
     // Copied before anything is stored: without memory, the object stays as it was.
     Calibration leftCopy(left);
@@ -277,6 +279,7 @@ cv::Mat Stereo::computeDisparity(const cv::Mat& left, const cv::Mat& right) cons
     if (_stereoAlgorithm != BM && _stereoAlgorithm != SGBM)
         return {};
 
+    checkTwoDimensional(left, function);
     const AdaptedParameters adapted =
         adapt(*this, computeReductionFactor(_leftCalibration.width, left.cols));
     if (_stereoAlgorithm == SGBM) {
@@ -297,6 +300,7 @@ cv::Mat Stereo::computeDepth(const cv::Mat& disparity) const {
     constexpr auto function = "computeDepth";
     if (disparity.type() != CV_32FC1)
         throw std::invalid_argument("Wrong disparity image type, need CV_32FC1.");
+    checkTwoDimensional(disparity, function);
     const ImageTransform& transform =
         _findOrComputeTransform(cv::Size(disparity.cols, disparity.rows), function);
     logVerbose(category, function, "Reproject to 3D...");
@@ -308,8 +312,9 @@ cv::Mat Stereo::computeDepth(const cv::Mat& disparity) const {
 
 Stereo::ImageTransform Stereo::computeImageTransforms(const cv::Size& size) const {
     if (_leftCalibration.width == 0 && _leftCalibration.height == 0)
-        refuse("computeImageTransforms", "calibrations are 0x0, must be set before images of " +
-                                             format(size) + " are processed");
+        refuse(category, "computeImageTransforms",
+               "calibrations are 0x0, must be set before images of " + format(size) +
+                   " are processed");
     ImageTransform transform;
     const Calibration left = _leftCalibration.scaleTo(size.width, size.height);
     computeMaps(left, size, transform.leftMapX, transform.leftMapY);
@@ -321,8 +326,10 @@ Stereo::ImageTransform Stereo::computeImageTransforms(const cv::Size& size) cons
 }
 
 cv::Mat Stereo::_rectifyImage(const cv::Mat& image, ImageIndex index) const {
+    constexpr auto function = "_rectifyImage";
+    checkTwoDimensional(image, function);
     const ImageTransform& transform =
-        _findOrComputeTransform(cv::Size(image.cols, image.rows), "_rectifyImage");
+        _findOrComputeTransform(cv::Size(image.cols, image.rows), function);
     const cv::Mat& mapX = index == LEFT ? transform.leftMapX : transform.rightMapX;
     const cv::Mat& mapY = index == LEFT ? transform.leftMapY : transform.rightMapY;
     cv::Mat rectified;
@@ -333,8 +340,6 @@ cv::Mat Stereo::_rectifyImage(const cv::Mat& image, ImageIndex index) const {
 
 const Stereo::ImageTransform& Stereo::_findOrComputeTransform(const cv::Size& size,
                                                               const char* function) const {
-    if (size.width < 0)  // As that of a matrix with more than two dimensions.
-        refuse(function, "image has more than two dimensions, must have two");
     const auto found = _transforms.find(size);
     if (found != _transforms.end())
         return found->second;

@@ -81,7 +81,7 @@ INSTANTIATE_TEST_SUITE_P(
                     matrix("rows: 1\n   cols: 1\n   dt: " + repeat("uc", 200) + "\n   data: [ 1 ]"),
                     "distortion has an element type of 400 characters, must have at most 8"},
         HostileText{"deep JSON", "{\"width\": " + repeat("[", deep) + repeat("]", deep) + "}",
-                    "may nest deeper than 1000 levels"},
+                    "may nest deeper than 8000 levels"},
         HostileText{"deep JSON with misleading strings",
                     "{\"width\": " + repeat("[\"]\",", deep) + repeat("]", deep) + "}", "deeper"},
         HostileText{"deep YAML in a sequence", yaml("width: " + repeat("[", deep)), "deeper"},
@@ -121,7 +121,13 @@ TEST(HostileFiles, LargeSoundDocumentsAreRead) {
                             " ]\n...\n---\nsecond: 1\n..."))
                   .width,
               640);
-    EXPECT_EQ(loadText(xml("<width>640</width><c>" + repeat("<_>1. 2.</_>", 5000) + "</c>")).width,
+    EXPECT_EQ(loadText(yaml("width: 640\nnote: [ " + repeat("{ x: 1 }, ", 5000) + "1 ]" +
+                            "\n\xC3\xA4: 1\nmode: \"a:binary b\" # (binary)"))
+                  .width,
+              640);
+    EXPECT_EQ(loadText(xml("<width>640</width><c>" + repeat("<_>1. 2.</_>", 5000) +
+                           "</c><mode>\"binary pattern\"</mode>"))
+                  .width,
               640);
 }
 

@@ -216,7 +216,7 @@ TEST_P(Disparity, RefusesImagesThatDoNotFit) {
         "left image is 641 pixels wide, must be at most as wide as the calibration, which is 640 "
         "pixels wide";
     const cv::Mat cube(std::vector<int>{3, 3, 3}, CV_8UC1, cv::Scalar(0));
-    const std::string cubic = "left image is -1 pixels wide, must be at least 1 pixel wide";
+    const std::string cubic = "image has more than two dimensions, must have two";
     const std::string narrow = "left image is 0 pixels wide, must be at least 1 pixel wide";
     const std::tuple<cv::Mat, cv::Mat, std::string, std::string> cases[] = {
         {grey(640, 480), grey(640, 479), size, "Both images must have the same size."},

@@ -81,7 +81,7 @@ class TIOMIPRA_EXPORT Calibration {
     /// @throws cv::Exception when the document is malformed or a node under a matrix key is no
     ///         matrix; fields read before the failure keep their new values. Also, with the record
     ///         unchanged, when the name is that of a directory, FIFO or device, when the document
-    ///         is longer than 16 MiB (compressed: 15 KiB), or when it may nest deeper than 1000
+    ///         is longer than 16 MiB (compressed: 15 KiB), or when it may nest deeper than 8000
     ///         levels.
     void load(const std::string& filename);
 
@@ -93,8 +93,7 @@ class TIOMIPRA_EXPORT Calibration {
     ///
     /// @throws std::invalid_argument when `filename` is empty.
     /// @throws cv::Exception when OpenCV can't write the document, when the name is that of a FIFO
-    /// or
-    ///         device, or when not all could be written, as on a full disk; a partial file may
+    ///         or device, or when not all could be written, as on a full disk; a partial file may
     ///         remain. For a compressed file (`.gz`) a full disk goes unnoticed.
     void save(const std::string& filename) const;
 

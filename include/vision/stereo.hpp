@@ -41,8 +41,9 @@ namespace vision {
 /// of every image size met so far.
 ///
 /// Every setter that refuses a value throws `std::range_error` and leaves the object as it was; the
-/// accepted values stand with each. Every refused call writes an error to the log category
-/// "vision.stereo", except the two checks of an image's type.
+/// accepted values stand with each. What the library refuses itself is an error in the log category
+/// "vision.stereo" as well ("vision.stereo.calibration" where a calibration can't be scaled),
+/// except for the two checks of an image's type.
 class TIOMIPRA_EXPORT Stereo {
   public:
     /// The matcher that `computeDisparity` runs.

@@ -85,10 +85,11 @@ class Registry {
 
     const Category* addCategory(std::string_view name) {
         const std::lock_guard lock(_categoriesMutex);
-        auto& category = _categories[std::string(name)];
-        if (category == nullptr)
-            category = new Category(std::string(name), levelFor(name));
-        return category;
+        const auto found = _categories.find(name);
+        if (found != _categories.end())
+            return found->second.get();
+        CategoryOwner category(new Category(std::string(name), levelFor(name)));
+        return _categories.emplace(name, std::move(category)).first->second.get();
     }
 
     void setLevel(std::string_view name, LogLevel level) {
@@ -130,6 +131,12 @@ class Registry {
     }
 
   private:
+    // Categories are only made and deleted here.
+    struct CategoryDeleter {
+        void operator()(Category* category) const { delete category; }
+    };
+    using CategoryOwner = std::unique_ptr<Category, CategoryDeleter>;
+
     struct SinkScope {
         SinkScope() { isInsideSink = true; }
         SinkScope(const SinkScope&) = delete;
@@ -179,7 +186,7 @@ class Registry {
     }
 
     std::mutex _categoriesMutex;
-    std::map<std::string, Category*, std::less<>> _categories;
+    std::map<std::string, CategoryOwner, std::less<>> _categories;
     std::map<std::string, LogLevel, std::less<>> _levelsByName;
     LogLevel _commonLevel = defaultLevel;
 

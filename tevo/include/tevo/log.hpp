@@ -5,10 +5,10 @@
 /// category admits its level, so a message that nobody wants costs one relaxed atomic load:
 ///
 /// @code
-/// const tevo::log::Category* const category = tevo::log::addCategory("robot.arm");
-/// if (tevo::log::admits(category, tevo::LogLevel::verbose))
-///     tevo::log::LogStream(tevo::LogLevel::verbose, "", "moveTo", 0, category) << "angle " <<
-///     angle;
+/// using tevo::LogLevel, tevo::log::LogStream;
+/// const auto* const category = tevo::log::addCategory("robot.arm");
+/// if (tevo::log::admits(category, LogLevel::verbose))
+///     LogStream(LogLevel::verbose, "", "moveTo", 0, category) << "angle " << angle;
 /// @endcode
 ///
 /// Warnings and worse are admitted by default and go to standard error, one line each. The
