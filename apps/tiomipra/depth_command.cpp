@@ -66,10 +66,6 @@ void writePictures(const Frame& frame, const Match& match, const DepthMap& map,
         chooseScale("depth of " + frame.name + " (units of the calibration), warm is near",
                     summarise(map.depth, map.measured));
     depthScale.warmIsLow = true;
-    if (const auto& range = options.matcher.settings.range) {
-        depthScale.low = range->nearest;
-        depthScale.high = range->farthest;
-    }
     writeImageOf(frame, "_depth_picture.png",
                  drawColourPicture(map.depth, map.measured, depthScale), options, result);
     const ColourScale disparityScale = chooseScale("disparity of " + frame.name + " (pixels)",

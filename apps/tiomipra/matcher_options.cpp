@@ -44,6 +44,8 @@ const std::string algorithmName = "algorithm";
 const std::string fullDpName = "full-dp";
 const std::string minDisparityName = "min-disparity";
 const std::string disparityNumberName = "disparity-number";
+const std::string maxDepthName = "max-depth";
+const std::string rangeName = "range";
 
 const std::vector<Parameter> parameters{
     {algorithmName, "Matcher: bm (block matching) or sgbm (semi-global)",
@@ -52,7 +54,7 @@ const std::vector<Parameter> parameters{
      get<&Stereo::getWindowSize>, set<&Stereo::setWindowSize>},
     {minDisparityName,
      "Smallest disparity searched in pixels: within minus and\n"
-     "plus the calibrated width; unless given, it follows\n"
+     "plus the width of the images; unless given, it follows\n"
      "from the calibrations and the maximum depth",
      get<&Stereo::getMinDisparity>, set<&Stereo::setMinDisparity>},
     {disparityNumberName, "How many are searched: a positive multiple of 16",
@@ -197,16 +199,18 @@ void addParameters(CLI::App& command, MatcherOptions& options) {
         ->check(CLI::IsMember(names))
         ->type_name("NAME")
         ->group(group);
+    CLI::Option* const range =
+        command
+            .add_option_function<std::string>(
+                "--" + rangeName,
+                [&settings](const std::string& text) { settings.range = parseRange(text); },
+                "Depths to measure: sets max-depth, min-disparity and\n"
+                "disparity-number for the calibrations at hand")
+            ->type_name("NEAR..FAR")
+            ->group(group);
     command
         .add_option_function<std::string>(
-            "--range", [&settings](const std::string& text) { settings.range = parseRange(text); },
-            "Depths to measure: sets max-depth, min-disparity and\n"
-            "disparity-number for the calibrations at hand")
-        ->type_name("NEAR..FAR")
-        ->group(group);
-    command
-        .add_option_function<std::string>(
-            "--max-depth",
+            "--" + maxDepthName,
             [&settings](const std::string& text) { settings.maxDepth = parseLength(text).value; },
             "Points farther away are removed; in the unit of the\ncalibrations")
         ->type_name("LENGTH")
@@ -219,6 +223,8 @@ void addParameters(CLI::App& command, MatcherOptions& options) {
         ->group(group);
     for (const Parameter& parameter : parameters)
         addParameter(command, parameter, settings);
+    for (const std::string& name : {maxDepthName, minDisparityName, disparityNumberName})
+        range->excludes("--" + name);
 }
 
 MatcherOptions readParametersFile(const std::string& path) {
@@ -254,6 +260,10 @@ double asWritten(float value) {
     char text[32] = {};
     std::to_chars(text, text + sizeof text - 1, value);
     return std::strtod(text, nullptr);
+}
+
+std::string asText(const Range& range) {
+    return nlohmann::json(range.nearest).dump() + ".." + nlohmann::json(range.farthest).dump();
 }
 
 void overlay(MatcherSettings& settings, const MatcherSettings& above) {
@@ -327,15 +337,24 @@ nlohmann::ordered_json describeParameters(const Stereo& stereo, const MatcherSet
         else
             description[parameter.name] = value;
     }
-    description["max-depth"] = asWritten(stereo.getMaxDepth());
+    description[maxDepthName] = asWritten(stereo.getMaxDepth());
     description["scale"] = settings.scale.value_or(1);
     return description;
 }
 
 std::string encodeParameters(const Stereo& stereo, const MatcherSettings& settings) {
     nlohmann::ordered_json description = describeParameters(stereo, settings);
-    if (settings.values.count(minDisparityName) == 0)
+    const bool hasNumber = settings.values.count(disparityNumberName) != 0;
+    const bool hasMinDisparity = settings.values.count(minDisparityName) != 0;
+    if (!hasMinDisparity)
         description.erase(minDisparityName);
+    if (!settings.maxDepth && !settings.range)
+        description.erase(maxDepthName);
+    if (settings.range && !settings.maxDepth && !hasMinDisparity && !hasNumber) {
+        description.erase(maxDepthName);
+        description.erase(disparityNumberName);
+        description[rangeName] = asText(*settings.range);
+    }
     std::string lines;
     for (const auto& [name, value] : description.items())
         lines += name + " = " + value.dump() + "\n";

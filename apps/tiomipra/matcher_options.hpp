@@ -50,8 +50,9 @@ void applyParameters(vision::Stereo& stereo, const MatcherSettings& settings);
 nlohmann::ordered_json describeParameters(const vision::Stereo& stereo,
                                           const MatcherSettings& settings);
 
-// The same as a file that `--parameters` takes (TOML). The minimum disparity is in it only if it
-// was given, as otherwise it follows from the calibrations and the maximum depth.
+// The same as a file that `--parameters` takes (TOML). What follows from the calibrations and the
+// size of the images is not in it: a depth range stands there itself. Nor is a maximum depth that
+// was not given, so that the file also serves images that are rectified already.
 std::string encodeParameters(const vision::Stereo& stereo, const MatcherSettings& settings);
 
 }  // namespace tiomipra

@@ -22,7 +22,8 @@ constexpr int disparitySteps = 16;
 constexpr int smallestDisparity = std::numeric_limits<std::int16_t>::min() / disparitySteps;
 constexpr int largestDisparity = std::numeric_limits<std::int16_t>::max() / disparitySteps;
 
-constexpr int smallestBmWindow = 5;
+// Smaller ones hold too little texture to tell places apart, and block matching refuses them.
+constexpr int smallestWindow = 5;
 
 struct DisparityLine {
     double atInfinity;  // disparity of a point at infinite depth
@@ -46,51 +47,50 @@ int lastDisparity(int minDisparity, int disparityNumber) {
     return minDisparity + disparityNumber - 1;
 }
 
-// Sets the maximum depth and, with it, the minimum disparity.
-void setFarthest(Stereo& stereo, const Rig& rig, double depth) {
+int halvings(int factor) {
+    return static_cast<int>(std::lround(std::log2(factor)));
+}
+
+// Sets the maximum depth and, with it, the minimum disparity. `origin` says where `depth` is from.
+void setFarthest(Stereo& stereo, const Rig& rig, double depth, const std::string& origin) {
     const double disparity = disparityAt(rig, depth);
     if (disparity > rig.left.width)
-        throw UsageError("--max-depth " + format(depth) + ": a point there has a disparity of " +
+        throw UsageError(origin + " " + format(depth) + ": a point there has a disparity of " +
                          format(disparity) + " pixels, must be at most the calibrated width, " +
-                         std::to_string(rig.left.width));
+                         std::to_string(rig.left.width) +
+                         "; give --range or --max-depth in the unit of the calibrations");
     try {
         stereo.setMaxDepth(static_cast<float>(depth));
         stereo.setCalibrations(rig.left, rig.right);
     } catch (const std::range_error& error) {
-        throw UsageError("--max-depth " + format(depth) + ": " + error.what());
+        throw UsageError(origin + " " + format(depth) + ": " + error.what());
     }
 }
 
-// Sets the disparity number so that a point at `depth` is within the search.
-void setNearest(Stereo& stereo, const Rig& rig, double depth) {
-    const double disparity = std::ceil(disparityAt(rig, depth));
-    if (disparity >= rig.left.width)
+// Sets the smallest disparity number such that a point at `depth` is within the search once the
+// library has adapted it to 1 / `scale` of the size.
+void setNearest(Stereo& stereo, const Rig& rig, double depth, int scale) {
+    const double disparity = disparityAt(rig, depth);
+    if (std::ceil(disparity) >= rig.left.width)
         throw UsageError("--range: a point at " + format(depth) + " has a disparity of " +
                          format(disparity) + " pixels, must be less than the calibrated width, " +
                          std::to_string(rig.left.width) + "; the nearest depth possible is " +
                          format(depthAt(rig, rig.left.width - 1)));
-    const int count = std::max(1, static_cast<int>(disparity) - stereo.getMinDisparity() + 1);
-    stereo.setDisparityNumber((count + 15) / 16 * 16);
+    const int first = adaptParameters(stereo, rig.left.width / scale).minDisparity;
+    const int count = std::max(1, static_cast<int>(std::ceil(disparity / scale)) - first + 1);
+    stereo.setDisparityNumber((count + 15) / 16 * 16 + 16 * halvings(scale));
 }
 
 int reductionFactor(const Stereo& stereo, int imageWidth) {
     return stereo.getCalibrations().first.width / imageWidth;
 }
 
-// Gives `stereo` the calibrations and parameters of images of this width, so that nothing is left
-// for the library to adapt.
-void calibrateAtWidth(Stereo& stereo, int imageWidth, int windowSize) {
-    const auto [left, right] = stereo.getCalibrations();
-    const int factor = left.width / imageWidth;
-    const int imageHeight = left.height * imageWidth / left.width;
-    const AdaptedParameters adapted = adaptParameters(stereo, imageWidth);
-    stereo.setCalibrations(left.scaleTo(imageWidth, imageHeight),
-                           right.scaleTo(imageWidth, imageHeight));
-    stereo.setMinDisparity(adapted.minDisparity);
-    stereo.setDisparityNumber(adapted.disparityNumber);
+// The costs of semi-global matching stay the same relative to each other.
+void enlargeWindow(Stereo& stereo, int windowSize) {
+    const double ratio = double(windowSize) / stereo.getWindowSize();
+    stereo.setP1(cvRound(stereo.getP1() * ratio * ratio));
+    stereo.setP2(cvRound(stereo.getP2() * ratio * ratio));
     stereo.setWindowSize(windowSize);
-    stereo.setSpeckleWindowSize(stereo.getSpeckleWindowSize() / factor);
-    stereo.setSpeckleRange(stereo.getSpeckleRange() / factor);
 }
 
 // Averages blocks such that pixel (x, y) of the result is centred on pixel (scale x, scale y), as
@@ -121,16 +121,27 @@ double depthAt(const Rig& rig, double disparity) {
     return line.timesDepth / (disparity - line.atInfinity);
 }
 
+Rig scaleTo(const Rig& rig, const cv::Size& size) {
+    Rig scaled = rig;
+    scaled.left = rig.left.scaleTo(size.width, size.height);
+    scaled.right = rig.right.scaleTo(size.width, size.height);
+    return scaled;
+}
+
 std::unique_ptr<Stereo> makeStereo(const MatcherSettings& settings, const Rig& rig) {
     auto stereo = std::make_unique<Stereo>();
     const double defaultMaxDepth = stereo->getMaxDepth();
     // At an infinite depth the calibrations alone decide whether they can be used.
     stereo->setMaxDepth(std::numeric_limits<float>::infinity());
     setCalibrations(*stereo, rig);
-    const double farthest = settings.range ? settings.range->farthest : defaultMaxDepth;
-    setFarthest(*stereo, rig, settings.maxDepth.value_or(farthest));
+    if (settings.maxDepth)
+        setFarthest(*stereo, rig, *settings.maxDepth, "--max-depth");
+    else if (settings.range)
+        setFarthest(*stereo, rig, settings.range->farthest, "--range up to");
+    else
+        setFarthest(*stereo, rig, defaultMaxDepth, "the default maximum depth");
     if (settings.range)
-        setNearest(*stereo, rig, settings.range->nearest);
+        setNearest(*stereo, rig, settings.range->nearest, settings.scale.value_or(1));
     applyParameters(*stereo, settings);
     return stereo;
 }
@@ -152,28 +163,37 @@ std::unique_ptr<Stereo> makeStereo(const MatcherSettings& settings, const cv::Si
     return stereo;
 }
 
-std::string explainRange(const Stereo& stereo, const Rig& rig, const Range& range, int scale) {
+std::string explainSearch(const Stereo& stereo, const Rig& rig, int scale) {
+    const AdaptedParameters adapted = adaptParameters(stereo, rig.left.width / scale);
+    const int first = scale * adapted.minDisparity;
+    const int last = scale * lastDisparity(adapted.minDisparity, adapted.disparityNumber);
+    const std::string parameters =
+        "(min-disparity " + std::to_string(stereo.getMinDisparity()) + ", disparity-number " +
+        std::to_string(stereo.getDisparityNumber()) + ", scale " + std::to_string(scale) + ")";
+    const double atInfinity = disparityLine(rig).atInfinity;
+    if (last <= atInfinity)
+        return "no depth is searched " + parameters + ": its disparities start at " +
+               format(atInfinity);
+    const double nearest = depthAt(rig, last);
+    const double farthest = first <= atInfinity
+                                ? double{stereo.getMaxDepth()}
+                                : std::min<double>(stereo.getMaxDepth(), depthAt(rig, first));
     const double step = double(scale) / disparitySteps;
     const auto resolutionAt = [&](double depth) {
-        return format(depth - depthAt(rig, disparityAt(rig, depth) + step));
+        return format(depth - depthAt(rig, disparityAt(rig, depth) + step)) + " at " +
+               format(depth);
     };
-    const int first = stereo.getMinDisparity();
-    const int last = lastDisparity(first, stereo.getDisparityNumber());
-    return "range " + format(range.nearest) + ".." + format(range.farthest) + ": max-depth " +
-           format(stereo.getMaxDepth()) + ", min-disparity " + std::to_string(first) +
-           ", disparity-number " + std::to_string(stereo.getDisparityNumber()) + " (depths from " +
-           format(depthAt(rig, last)) + "); one step of disparity (" + format(step) +
-           " pixels) is " + resolutionAt(range.nearest) + " at " + format(range.nearest) + ", " +
-           resolutionAt(range.farthest) + " at " + format(range.farthest);
+    return "depths from " + format(nearest) + " to " + format(farthest) + " are searched " +
+           parameters + "; one step of disparity (" + format(step) + " pixels) is " +
+           resolutionAt(nearest) + ", " + resolutionAt(farthest);
 }
 
 AdaptedParameters adaptParameters(const Stereo& stereo, int imageWidth) {
     const int factor = reductionFactor(stereo, imageWidth);
-    const int level = static_cast<int>(std::lround(std::log2(factor)));
     const int windowSize = stereo.getWindowSize() - (factor == 1 ? 0 : factor);
     const double windowRatio = double(windowSize) / stereo.getWindowSize();
     return {stereo.getMinDisparity() / factor,
-            std::max(16, stereo.getDisparityNumber() - 16 * level), windowSize,
+            std::max(16, stereo.getDisparityNumber() - 16 * halvings(factor)), windowSize,
             static_cast<int>(stereo.getP2() * windowRatio * windowRatio)};
 }
 
@@ -182,31 +202,24 @@ std::vector<std::string> fitToWidth(Stereo& stereo, int imageWidth) {
     const int factor = reductionFactor(stereo, imageWidth);
     if (factor < 2)
         return changes;
-    const std::string where = " at 1/" + std::to_string(factor) + " of the calibrated width";
-    const bool isBm = stereo.getStereoAlgorithm() == Stereo::BM;
+    const std::string reduced = " at 1/" + std::to_string(factor) + " of the size";
 
     const int speckleRange = stereo.getSpeckleRange();
-    if (speckleRange > 0 && speckleRange < factor && factor <= 31) {
+    if (speckleRange > 0 && speckleRange < factor) {
         stereo.setSpeckleRange(factor);
         changes.push_back("speckle-range is " + std::to_string(factor) + " instead of " +
                           std::to_string(speckleRange) +
-                          ", as it would come down to 0 and remove nearly everything" + where);
+                          ", as it would come down to 0 and remove nearly everything" + reduced);
     }
     const int windowSize = stereo.getWindowSize();
-    if (isBm && factor % 2 != 0) {
-        const int survivor = std::max(smallestBmWindow, windowSize - factor + 1);
-        calibrateAtWidth(stereo, imageWidth, survivor);
-        changes.push_back("window-size is " + std::to_string(survivor) + ", as " +
-                          std::to_string(windowSize) + " would come down to the even number " +
-                          std::to_string(windowSize - factor) + where);
-        return changes;
-    }
-    const int smallest = (isBm ? smallestBmWindow : 1) + factor;
+    const int smallest = smallestWindow + factor;
     if (windowSize < smallest) {
-        stereo.setWindowSize(smallest | 1);
-        changes.push_back("window-size is " + std::to_string(smallest | 1) + " instead of " +
-                          std::to_string(windowSize) + ", as it is made " + std::to_string(factor) +
-                          " smaller" + where);
+        enlargeWindow(stereo, smallest);
+        changes.push_back("window-size is " + std::to_string(smallest) + " instead of " +
+                          std::to_string(windowSize) +
+                          ", and p1 and p2 grow with its area, as it "
+                          "would come down to " +
+                          std::to_string(windowSize - factor) + reduced);
     }
     return changes;
 }

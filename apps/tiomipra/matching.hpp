@@ -18,6 +18,9 @@ namespace tiomipra {
 double disparityAt(const Rig& rig, double depth);
 double depthAt(const Rig& rig, double disparity);
 
+// The rig for images of `size`, which must have its aspect ratio.
+Rig scaleTo(const Rig& rig, const cv::Size& size);
+
 // A stereo object with the rig's calibrations and all parameters of `settings`. Throws `InputError`
 // for a rig that can't be used, `UsageError` for settings that the library refuses or that the rig
 // can't measure.
@@ -27,9 +30,9 @@ std::unique_ptr<vision::Stereo> makeStereo(const MatcherSettings& settings, cons
 // Throws `UsageError` for settings that hold a depth.
 std::unique_ptr<vision::Stereo> makeStereo(const MatcherSettings& settings, const cv::Size& size);
 
-// What `makeStereo` chose for a depth range, and how finely depth is resolved at its ends.
-std::string explainRange(const vision::Stereo& stereo, const Rig& rig, const Range& range,
-                         int scale);
+// Which depths are searched at 1 / `scale` of the rig's size, and how finely depth is resolved at
+// both ends.
+std::string explainSearch(const vision::Stereo& stereo, const Rig& rig, int scale);
 
 // The parameters that the matcher gets for images narrower than the calibration; see
 // `vision::Stereo::computeDisparity`.
@@ -42,8 +45,9 @@ struct AdaptedParameters {
 
 AdaptedParameters adaptParameters(const vision::Stereo& stereo, int imageWidth);
 
-// Changes what the matcher would refuse, or be useless with, at the width at which images are
-// matched: windows that get too small or even. Returns what was changed and why, one sentence each.
+// Changes what the matcher would refuse, or be useless with, at 1/2 or 1/4 of the calibrated width:
+// windows and speckle ranges that get too small. Returns what was changed and why, one sentence
+// each.
 std::vector<std::string> fitToWidth(vision::Stereo& stereo, int imageWidth);
 
 // Throws `UsageError` when no result is possible in images of this width: disparities that leave no

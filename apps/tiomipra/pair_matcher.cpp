@@ -79,14 +79,17 @@ class PairMatcher {
 
     void fitTo(const cv::Size& size, const Frame& frame) {
         requireUsableSize(_rig, size, scale(), frame.leftFile);
-        _stereo = makeStereo(_settings, _rig, size);
+        const auto rig = _rig ? std::optional(scaleTo(*_rig, size)) : std::nullopt;
+        _stereo = makeStereo(_settings, rig, size);
         const int matchedWidth = size.width / scale();
         for (const std::string& change : fitToWidth(*_stereo, matchedWidth))
             _notices.say("note: " + change);
         for (const std::string& doubt : findDoubts(*_stereo, matchedWidth))
             _notices.say("warning: " + doubt);
         requireMatchable(*_stereo, matchedWidth);
-        if (_rig)
+        if (rig)
+            _notices.say(explainSearch(*_stereo, *rig, scale()));
+        if (rig)
             _seen = _stereo->rectifyImageLeft(cv::Mat(size, CV_8UC1, cv::Scalar(255)));
         _size = size;
     }
@@ -106,6 +109,8 @@ nlohmann::ordered_json describeRun(const std::string& name, const MatchingOption
                                    const vision::Stereo& stereo, const MatcherSettings& settings,
                                    const std::optional<Rig>& rig) {
     auto parameters = describeParameters(stereo, settings);
+    if (!rig)
+        parameters.erase("max-depth");
     parameters["rectified"] = options.isRectified;
     parameters["formats"] = options.formats;
     return provenance(name, parameters, rig ? rig->hash : "");
@@ -143,8 +148,6 @@ Status runMatching(const std::string& name, const MatchingOptions& options,
         rig = readRig(options.calibration);
     const auto stereo = makeStereo(settings, rig, anySize);
     Notices notices;
-    if (settings.range && rig)
-        notices.say(explainRange(*stereo, *rig, *settings.range, settings.scale.value_or(1)));
     if (!options.matcher.saveParametersFile.empty())
         writeFile(options.matcher.saveParametersFile, encodeParameters(*stereo, settings));
 
@@ -154,7 +157,13 @@ Status runMatching(const std::string& name, const MatchingOptions& options,
         const auto matcher = std::make_shared<PairMatcher>(settings, rig, notices);
         return [&, matcher](const Frame& frame) {
             const Match match = matcher->match(frame);
-            return write(frame, match, matcher->stereo(), madeWith);
+            PairResult result = write(frame, match, matcher->stereo(), madeWith);
+            if (result.values.at("measuredPixels") == 0)
+                notices.say(
+                    "warning: " + frame.name +
+                    ": nothing was measured; see whether the depths or disparities "
+                    "searched hold the scene, and whether `tiomipra check` accepts the rig");
+            return result;
         };
     };
     return runBatch(*frames, options.batch, madeWith, makeWorker);
@@ -165,7 +174,7 @@ ColourScale chooseScale(const std::string& title, const Statistics& statistics) 
     scale.title = title;
     scale.low = statistics.percentile1;
     scale.high = statistics.percentile99;
-    if (scale.high <= scale.low) {
+    if (statistics.count > 0 && scale.high <= scale.low) {
         scale.low -= 0.5;
         scale.high += 0.5;
     }
@@ -180,13 +189,16 @@ PairResult describeMeasured(const cv::Mat& measured, const std::string& quantity
                      {"height", measured.rows},
                      {"measuredPixels", statistics.count},
                      {"measuredShare", share}};
-    result.values[quantity] = {{"smallest", statistics.smallest},
-                               {"percentile1", statistics.percentile1},
-                               {"percentile5", statistics.percentile5},
-                               {"median", statistics.median},
-                               {"percentile95", statistics.percentile95},
-                               {"percentile99", statistics.percentile99},
-                               {"largest", statistics.largest}};
+    const auto valueOrNull = [&](double value) {
+        return statistics.count > 0 ? nlohmann::ordered_json(value) : nullptr;
+    };
+    result.values[quantity] = {{"smallest", valueOrNull(statistics.smallest)},
+                               {"percentile1", valueOrNull(statistics.percentile1)},
+                               {"percentile5", valueOrNull(statistics.percentile5)},
+                               {"median", valueOrNull(statistics.median)},
+                               {"percentile95", valueOrNull(statistics.percentile95)},
+                               {"percentile99", valueOrNull(statistics.percentile99)},
+                               {"largest", valueOrNull(statistics.largest)}};
     char text[200];
     std::snprintf(text, sizeof text, "%zu of %zu pixels measured (%.1f %%)", statistics.count,
                   measured.total(), 100 * share);

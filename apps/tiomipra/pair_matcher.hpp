@@ -47,6 +47,7 @@ Status runMatching(const std::string& name, const MatchingOptions& options,
                    const WriteMatch& write);
 
 // The colours for measured values: nearly all of them, as a few strays would else use up the bar.
+// Without any value there is no bar.
 ColourScale chooseScale(const std::string& title, const Statistics& statistics);
 
 // A pair's result without files: how much of the image was measured, and the `statistics` of the

@@ -54,6 +54,10 @@ std::string format(double value, int decimals) {
     return text;
 }
 
+bool hasBar(const ColourScale& scale) {
+    return scale.low < scale.high;
+}
+
 // The colours of `values`, without regard to which of them are measured.
 cv::Mat colourise(const cv::Mat& values, const ColourScale& scale) {
     const double slope = (scale.warmIsLow ? -255 : 255) / (scale.high - scale.low);
@@ -103,8 +107,12 @@ cv::Mat drawColourBar(int width, const ColourScale& scale) {
                        textHeight * 3 / 2);
     draw(strip, layOutWithin(scale.title, textHeight, bar.width), {bar.x, textHeight * 7 / 4},
          black);
-    drawGradient(bar.size(), scale).copyTo(strip(bar));
-    drawTicks(strip, bar, scale, textHeight);
+    if (hasBar(scale)) {
+        drawGradient(bar.size(), scale).copyTo(strip(bar));
+        drawTicks(strip, bar, scale, textHeight);
+    } else {
+        draw(strip, layOut("no values", textHeight), {bar.x, bar.br().y}, black);
+    }
     cv::Mat reduced;
     cv::resize(strip, reduced, {width, strip.rows / oversampling}, 0, 0, cv::INTER_AREA);
     return reduced;
@@ -171,8 +179,9 @@ std::vector<double> roundTicks(double low, double high, int maxCount) {
 
 cv::Mat drawColourPicture(const cv::Mat& values, const cv::Mat& measured,
                           const ColourScale& scale) {
-    cv::Mat picture = colourise(values, scale);
-    picture.setTo(darkGrey, measured == 0);
+    cv::Mat picture(values.size(), CV_8UC3, darkGrey);
+    if (hasBar(scale))
+        colourise(values, scale).copyTo(picture, measured);
     return placeAboveColourBar(picture, scale);
 }
 

@@ -15,7 +15,8 @@ namespace tiomipra {
 struct ColourScale {
     // Quantity and unit, as in "disparity (pixels)".
     std::string title;
-    // The values at both ends of the bar, `low` < `high`; values beyond take the end's colour.
+    // The values at both ends of the bar, `low` < `high`; values beyond take the end's colour. Both
+    // are the same when there are no values: then there is no bar.
     double low = 0;
     double high = 1;
     // Warm colours for small values (depth: what is near) instead of for large ones.

@@ -6,6 +6,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
 #include <sstream>
 
 #include "calibration_files.hpp"
@@ -232,13 +233,44 @@ TEST_F(DepthCommand, DisparityFilesAgree) {
 }
 
 TEST_F(DepthCommand, ReducedScaleMeasuresTheSamePlane) {
-    const RunResult run = runTiomipra(arguments(
-        "depth", {"--preset", "fast", "--scale", "4", "--range", "1..5", "--formats", "png"}));
+    for (const char* preset : {"fast", "balanced", "accurate"})
+        for (const int scale : {2, 4}) {
+            const RunResult run = runTiomipra(
+                arguments("depth", {"--preset", preset, "--scale", std::to_string(scale), "--range",
+                                    "1..5", "--formats", "png"}));
+            EXPECT_EQ(run.status, 0) << run.err;
+            const cv::Mat depth = read("left_depth.png");
+            EXPECT_EQ(depth.size(), left.size() / scale);
+            EXPECT_GT(cv::countNonZero(depth), int(depth.total()) / 2) << preset << scale;
+            // An eighth of a pixel of the reduced images.
+            EXPECT_NEAR(cv::mean(depth, depth != 0)[0], 2500, 12.5 * scale) << preset << scale;
+        }
+}
+
+// At 5/8 of the size the plane has a disparity of 25 * 5 / 8 pixels.
+TEST_F(DepthCommand, ImagesOfAnyFractionOfTheCalibratedSizeAreMeasured) {
+    for (const char* file : {"left.png", "right.png"}) {
+        cv::Mat reduced;
+        cv::resize(readImage(folder / file, Pixels::asStored), reduced, {400, 300}, 0, 0,
+                   cv::INTER_AREA);
+        writeImage(folder / file, reduced);
+    }
+    const RunResult run = runTiomipra(
+        arguments("depth", {"--preset", "balanced", "--range", "2..3", "--formats", "png"}));
     EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_THAT(run.err, HasSubstr(" to 3 are searched (min-disparity 13, "));  // 62.5 / 3 * 5 / 8
     const cv::Mat depth = read("left_depth.png");
-    EXPECT_EQ(depth.size(), left.size() / 4);
-    EXPECT_GT(cv::countNonZero(depth), int(depth.total()) / 2);
-    EXPECT_NEAR(cv::mean(depth, depth != 0)[0], 2500, 25);
+    EXPECT_GT(cv::countNonZero(depth), int(depth.total()) * 8 / 10);
+    EXPECT_NEAR(cv::mean(depth, depth != 0)[0], 2500, 40) << "a quarter of a pixel";
+}
+
+TEST_F(DepthCommand, WarnsWhereNothingIsMeasured) {
+    for (const char* file : {"left.png", "right.png"})
+        writeImage(folder / file, cv::Mat(480, 640, CV_8UC1, cv::Scalar(90)));
+    const RunResult run = runTiomipra(arguments("depth", {"--formats", "picture"}));
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_THAT(run.err, HasSubstr("warning: left: nothing was measured"));
+    EXPECT_TRUE(report().at("result").at("depth").at("median").is_null());
 }
 
 TEST_F(DepthCommand, RectifiedImagesHaveNoCalibrationsAndNoDepth) {
@@ -250,6 +282,13 @@ TEST_F(DepthCommand, RectifiedImagesHaveNoCalibrationsAndNoDepth) {
                      folder / "right.png", "--range", "1..5", "--output", folder / "out"});
     EXPECT_EQ(depth.status, 2);
     EXPECT_THAT(depth.err, HasSubstr("--range and --max-depth need calibrations"));
+
+    for (const char* option : {"--save-parameters", "--parameters"}) {
+        const RunResult run = runTiomipra(
+            {"disparity", "--rectified", "--left", folder / "left.png", "--right",
+             folder / "right.png", option, folder / "saved.toml", "--output", folder / "out"});
+        EXPECT_EQ(run.status, 0) << option << ": " << run.err;
+    }
 }
 
 TEST_F(DepthCommand, MatchesRectifiedPhotographsWithoutCalibrations) {
