@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <random>
 #include <thread>
 
@@ -18,7 +17,6 @@
 namespace tiomipra::test {
 namespace {
 
-using nlohmann::json;
 using testing::HasSubstr;
 namespace fs = std::filesystem;
 
@@ -40,9 +38,7 @@ TEST(Batch, CarriesOnPastPairsThatFail) {
     for (const char* name : {"1", "3", "4"})
         EXPECT_TRUE(fs::exists(pairs / ("out/" + std::string(name) + "_rows.png")));
 
-    const RunResult asJson = runTiomipra(pairs.arguments("rectify", {"--json"}));
-    EXPECT_EQ(asJson.status, 4);
-    const json result = json::parse(asJson.out);
+    const auto result = runForJson(pairs.arguments("rectify"), 4);
     EXPECT_EQ(result["pairs"].size(), 3U);
     EXPECT_EQ(result["pairs"][1]["name"], "3");
     EXPECT_EQ(result["failed"][0]["name"], "2");
@@ -76,15 +72,6 @@ TEST(Batch, ResumeDoesOnlyWhatIsMissing) {
     other.left.cameraMatrix.at<float>(0, 0) += 1;
     saveRig(pairs / "rig", other);
     EXPECT_EQ(resume(pairs), "");
-}
-
-TEST(Batch, FullDiskLeavesNoHalfFile) {
-    const SamplePairs pairs(2);
-    const RunResult run = runTiomipraOnFullDisk(pairs.arguments("rectify"), 8192);
-    EXPECT_EQ(run.status, 3);
-    EXPECT_THAT(run.err, HasSubstr("2 of 2 pairs failed"));
-    EXPECT_THAT(run.err, HasSubstr("can't write '" + pairs / "out/1_left.png"));
-    EXPECT_THAT(contentsOf(pairs / "out"), testing::IsEmpty());
 }
 
 TEST(Batch, SignalEndsItAfterThePairsAtHand) {

@@ -1,19 +1,13 @@
 // `tiomipra disparity` and `tiomipra depth`, run as a user would.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <cstring>
-#include <map>
-#include <nlohmann/json.hpp>
+#include <array>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 #include <sstream>
 
 #include "calibration_files.hpp"
 #include "image_files.hpp"
-#include "output_files.hpp"
-#include "support/rigs.hpp"
-#include "support/run_program.hpp"
 #include "support/sample_pairs.hpp"
 #include "support/scenes.hpp"
 
@@ -23,10 +17,7 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 
-struct Point {
-    float x, y, z;
-    int red, green, blue;
-};
+using Point = std::array<float, 6>;  // x, y, z, red, green, blue
 
 // A reader of both formats from their definitions: the header's lines up to `lastKeyword`, then
 // `count` records.
@@ -73,15 +64,13 @@ std::vector<Point> readPly(const std::string& path) {
     const bool isText = reader.header.rfind("ply\nformat ascii 1.0\n", 0) == 0;
     EXPECT_TRUE(isText || reader.header.rfind("ply\nformat binary_little_endian 1.0\n", 0) == 0);
     std::vector<Point> points(reader.count);
-    for (auto& [x, y, z, red, green, blue] : points) {
-        if (isText) {
-            reader.file >> x >> y >> z >> red >> green >> blue;
-            continue;
+    for (Point& point : points) {
+        for (std::size_t i = 0; i < point.size(); ++i) {
+            if (isText)
+                reader.file >> point[i];
+            else
+                point[i] = i < 3 ? reader.read<float>() : reader.read<unsigned char>();
         }
-        for (float* coordinate : {&x, &y, &z})
-            *coordinate = reader.read<float>();
-        for (int* channel : {&red, &green, &blue})
-            *channel = reader.read<unsigned char>();
     }
     reader.expectEnd();
     return points;
@@ -96,25 +85,15 @@ std::vector<Point> readPcd(const std::string& path) {
     EXPECT_THAT(reader.header,
                 HasSubstr("\nWIDTH " + std::to_string(reader.count) + "\nHEIGHT 1\n"));
     std::vector<Point> points(reader.count);
-    for (auto& [x, y, z, red, green, blue] : points) {
-        for (float* coordinate : {&x, &y, &z})
-            *coordinate = reader.read<float>();
+    for (Point& point : points) {
+        for (std::size_t i = 0; i < 3; ++i)
+            point[i] = reader.read<float>();
         const auto colour = reader.read<std::uint32_t>();
-        red = colour >> 16 & 255;
-        green = colour >> 8 & 255;
-        blue = colour & 255;
+        for (std::size_t i = 0; i < 3; ++i)
+            point[3 + i] = float(colour >> (16 - 8 * i) & 255);
     }
     reader.expectEnd();
     return points;
-}
-
-void expectSamePoints(const std::vector<Point>& points, const std::vector<Point>& expected) {
-    ASSERT_EQ(points.size(), expected.size());
-    const auto asTuple = [](const Point& p) {
-        return std::make_tuple(p.x, p.y, p.z, p.red, p.green, p.blue);
-    };
-    for (std::size_t i = 0; i < points.size(); ++i)
-        ASSERT_EQ(asTuple(points[i]), asTuple(expected[i])) << "point " << i;
 }
 
 // A rig and a rendered pair of a plane on disk: its disparity of 25 pixels is a depth of 2.5, as
@@ -122,98 +101,83 @@ void expectSamePoints(const std::vector<Point>& points, const std::vector<Point>
 class DepthCommand : public testing::Test {
   protected:
     DepthCommand() {
-        const ::Rig rig = makeRig();
-        saveRig(folder / "rig", rig);
         SceneOptions options;
         options.planes = {{25.F}};
         const Scene scene = renderScene(options);
         left = scene.left;
-        writeImage(folder / "left.png", renderRawView(scene.left, rig.left));
-        writeImage(folder / "right.png", renderRawView(scene.right, rig.right));
-    }
-
-    std::vector<std::string> arguments(const std::string& subcommand,
-                                       const std::vector<std::string>& more = {}) const {
-        std::vector<std::string> all{
-            subcommand, "--calibration",      folder / "rig", "--left",      folder / "left.png",
-            "--right",  folder / "right.png", "--output",     folder / "out"};
-        all.insert(all.end(), more.begin(), more.end());
-        return all;
+        writeImage(pairs / "left/1.png", renderRawView(scene.left, pairs.rig.left));
+        writeImage(pairs / "right/1.png", renderRawView(scene.right, pairs.rig.right));
     }
 
     cv::Mat read(const std::string& name) const {
-        return readImage(folder / ("out/" + name), Pixels::asStored);
+        return readImage(pairs / ("out/" + name), Pixels::asStored);
     }
 
     nlohmann::json report() const {
-        return nlohmann::json::parse(::readFile(folder / "out/left.json"));
+        return nlohmann::json::parse(::readFile(pairs / "out/1.json"));
     }
 
-    ScratchFolder folder;
+    const SamplePairs pairs{1, {}};
     cv::Mat left;  // rectified
 };
 
 TEST_F(DepthCommand, MeasuresARenderedPlaneInEveryFormat) {
-    const std::vector<std::string> matching{"--preset", "balanced", "--range", "1..5", "--formats"};
     const auto runWith = [&](const std::string& formats) {
-        auto more = matching;
-        more.push_back(formats);
-        const RunResult run = runTiomipra(arguments("depth", more));
+        const RunResult run = runTiomipra(pairs.arguments(
+            "depth", {"--preset", "balanced", "--range", "1..5", "--formats", formats}));
         EXPECT_EQ(run.status, 0) << run.err;
         EXPECT_THAT(run.err, HasSubstr("min-disparity 12, disparity-number 64"));
     };
     runWith("ply-text");
-    const std::vector<Point> text = readPly(folder / "out/left.ply");
+    const std::vector<Point> text = readPly(pairs / "out/1.ply");
     runWith("ply,pcd,png,picture");
-    const std::vector<Point> points = readPly(folder / "out/left.ply");
-    expectSamePoints(text, points);
-    expectSamePoints(readPcd(folder / "out/left.pcd"), points);
+    const std::vector<Point> points = readPly(pairs / "out/1.ply");
+    EXPECT_TRUE(text == points);
+    EXPECT_TRUE(readPcd(pairs / "out/1.pcd") == points);
 
     EXPECT_GT(points.size(), left.total() * 8 / 10);
     EXPECT_EQ(points.size(), report().at("result").at("measuredPixels"));
     std::size_t offPlane = 0, offColour = 0;
-    for (const Point& point : points) {
+    for (const auto& [x, y, z, red, green, blue] : points) {
         // f B / Z is the disparity; back in the image, the pixel has the point's colour.
-        offPlane += std::abs(62.5F / point.z - 25.F) > 0.5F;
-        const cv::Point pixel(cvRound(point.x / point.z * 500.F + 320.25F),
-                              cvRound(point.y / point.z * 500.F + 236.5F));
+        offPlane += std::abs(62.5F / z - 25.F) > 0.5F;
+        const cv::Point pixel(cvRound(x / z * 500.F + 320.25F), cvRound(y / z * 500.F + 236.5F));
         ASSERT_TRUE(cv::Rect({}, left.size()).contains(pixel));
-        offColour += std::abs(left.at<uchar>(pixel) - point.green) > 25;
+        offColour += std::abs(left.at<uchar>(pixel) - green) > 25;
     }
     EXPECT_LT(offPlane, points.size() / 100);
     EXPECT_LT(offColour, points.size() / 100);
 
-    const cv::Mat depth = read("left_depth.png");
+    const cv::Mat depth = read("1_depth.png");
     ASSERT_EQ(depth.type(), CV_16UC1);
     EXPECT_EQ(std::size_t(cv::countNonZero(depth)), points.size());
     EXPECT_NEAR(cv::mean(depth, depth != 0)[0], 2500, 10);
-    for (const char* picture : {"left_depth_picture.png", "left_disparity_picture.png"})
+    for (const char* picture : {"1_depth_picture.png", "1_disparity_picture.png"})
         EXPECT_GT(read(picture).rows, left.rows) << "image and colour bar";
 }
 
 TEST_F(DepthCommand, PngOmitsWhatItCannotHold) {
     // In thousandths of the unit, a unit that is 40 times smaller goes beyond 16 bits.
     for (const char* side : {"rig/left.yml", "rig/right.yml"}) {
-        vision::Calibration camera = readCalibration(folder / side);
+        vision::Calibration camera = readCalibration(pairs / side);
         camera.projectionMatrix.at<float>(0, 3) *= 40;
-        writeCalibration(folder / side, camera);
+        writeCalibration(pairs / side, camera);
     }
-    const RunResult run = runTiomipra(
-        arguments("depth", {"--preset", "balanced", "--max-depth", "200", "--formats", "png"}));
+    const RunResult run = runTiomipra(pairs.arguments(
+        "depth", {"--preset", "balanced", "--max-depth", "200", "--formats", "png"}));
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_GT(report().at("result").at("outOfRangeOfPng"), 200000);
     EXPECT_THAT(run.out, HasSubstr("outside of what the 16-bit PNG holds"));
-    EXPECT_LT(cv::countNonZero(read("left_depth.png")), 5000);
+    EXPECT_LT(cv::countNonZero(read("1_depth.png")), 5000);
 }
 
 TEST_F(DepthCommand, DisparityFilesAgree) {
-    const RunResult run =
-        runTiomipra(arguments("disparity", {"--preset", "fast", "--max-depth", "5", "--formats",
-                                            "tiff,pfm,png,picture", "--json"}));
-    EXPECT_EQ(run.status, 0) << run.err;
-    const cv::Mat tiff = read("left_disparity.tiff");
-    const cv::Mat pfm = read("left_disparity.pfm");
-    const cv::Mat png = read("left_disparity.png");
+    const auto printed =
+        runForJson(pairs.arguments("disparity", {"--preset", "fast", "--max-depth", "5",
+                                                 "--formats", "tiff,pfm,png,picture"}));
+    const cv::Mat tiff = read("1_disparity.tiff");
+    const cv::Mat pfm = read("1_disparity.pfm");
+    const cv::Mat png = read("1_disparity.png");
     ASSERT_EQ(tiff.type(), CV_32FC1);
     ASSERT_EQ(png.type(), CV_16UC1);
     std::size_t measured = 0, off = 0;
@@ -228,7 +192,6 @@ TEST_F(DepthCommand, DisparityFilesAgree) {
         }
     EXPECT_GT(measured, tiff.total() / 2);
     EXPECT_LT(off, measured / 100);
-    const auto printed = nlohmann::json::parse(run.out);
     EXPECT_EQ(printed.at("pairs").at(0).at("result").at("measuredPixels"), measured);
 }
 
@@ -236,10 +199,10 @@ TEST_F(DepthCommand, ReducedScaleMeasuresTheSamePlane) {
     for (const char* preset : {"fast", "balanced", "accurate"})
         for (const int scale : {2, 4}) {
             const RunResult run = runTiomipra(
-                arguments("depth", {"--preset", preset, "--scale", std::to_string(scale), "--range",
-                                    "1..5", "--formats", "png"}));
+                pairs.arguments("depth", {"--preset", preset, "--scale", std::to_string(scale),
+                                          "--range", "1..5", "--formats", "png"}));
             EXPECT_EQ(run.status, 0) << run.err;
-            const cv::Mat depth = read("left_depth.png");
+            const cv::Mat depth = read("1_depth.png");
             EXPECT_EQ(depth.size(), left.size() / scale);
             EXPECT_GT(cv::countNonZero(depth), int(depth.total()) / 2) << preset << scale;
             // An eighth of a pixel of the reduced images.
@@ -249,44 +212,44 @@ TEST_F(DepthCommand, ReducedScaleMeasuresTheSamePlane) {
 
 // At 5/8 of the size the plane has a disparity of 25 * 5 / 8 pixels.
 TEST_F(DepthCommand, ImagesOfAnyFractionOfTheCalibratedSizeAreMeasured) {
-    for (const char* file : {"left.png", "right.png"}) {
+    for (const char* file : {"left/1.png", "right/1.png"}) {
         cv::Mat reduced;
-        cv::resize(readImage(folder / file, Pixels::asStored), reduced, {400, 300}, 0, 0,
+        cv::resize(readImage(pairs / file, Pixels::asStored), reduced, {400, 300}, 0, 0,
                    cv::INTER_AREA);
-        writeImage(folder / file, reduced);
+        writeImage(pairs / file, reduced);
     }
     const RunResult run = runTiomipra(
-        arguments("depth", {"--preset", "balanced", "--range", "2..3", "--formats", "png"}));
+        pairs.arguments("depth", {"--preset", "balanced", "--range", "2..3", "--formats", "png"}));
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_THAT(run.err, HasSubstr(" to 3 are searched (min-disparity 13, "));  // 62.5 / 3 * 5 / 8
-    const cv::Mat depth = read("left_depth.png");
+    const cv::Mat depth = read("1_depth.png");
     EXPECT_GT(cv::countNonZero(depth), int(depth.total()) * 8 / 10);
     EXPECT_NEAR(cv::mean(depth, depth != 0)[0], 2500, 40) << "a quarter of a pixel";
 }
 
 TEST_F(DepthCommand, WarnsWhereNothingIsMeasured) {
-    for (const char* file : {"left.png", "right.png"})
-        writeImage(folder / file, cv::Mat(480, 640, CV_8UC1, cv::Scalar(90)));
-    const RunResult run = runTiomipra(arguments("depth", {"--formats", "picture"}));
+    for (const char* file : {"left/1.png", "right/1.png"})
+        writeImage(pairs / file, cv::Mat(480, 640, CV_8UC1, cv::Scalar(90)));
+    const RunResult run = runTiomipra(pairs.arguments("depth", {"--formats", "picture"}));
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_THAT(run.err, HasSubstr("warning: left: nothing was measured"));
+    EXPECT_THAT(run.err, HasSubstr("warning: 1: nothing was measured"));
     EXPECT_TRUE(report().at("result").at("depth").at("median").is_null());
 }
 
 TEST_F(DepthCommand, RectifiedImagesHaveNoCalibrationsAndNoDepth) {
-    const RunResult both = runTiomipra(arguments("disparity", {"--rectified"}));
+    const RunResult both = runTiomipra(pairs.arguments("disparity", {"--rectified"}));
     EXPECT_EQ(both.status, 2);
     EXPECT_THAT(both.err, AllOf(HasSubstr("--rectified"), HasSubstr("--calibration")));
     const RunResult depth =
-        runTiomipra({"disparity", "--rectified", "--left", folder / "left.png", "--right",
-                     folder / "right.png", "--range", "1..5", "--output", folder / "out"});
+        runTiomipra({"disparity", "--rectified", "--left", pairs / "left", "--right",
+                     pairs / "right", "--range", "1..5", "--output", pairs / "out"});
     EXPECT_EQ(depth.status, 2);
     EXPECT_THAT(depth.err, HasSubstr("--range and --max-depth need calibrations"));
 
     for (const char* option : {"--save-parameters", "--parameters"}) {
-        const RunResult run = runTiomipra(
-            {"disparity", "--rectified", "--left", folder / "left.png", "--right",
-             folder / "right.png", option, folder / "saved.toml", "--output", folder / "out"});
+        const RunResult run =
+            runTiomipra({"disparity", "--rectified", "--left", pairs / "left", "--right",
+                         pairs / "right", option, pairs / "saved.toml", "--output", pairs / "out"});
         EXPECT_EQ(run.status, 0) << option << ": " << run.err;
     }
 }
@@ -295,7 +258,7 @@ TEST_F(DepthCommand, MatchesRectifiedPhotographsWithoutCalibrations) {
     const RunResult run =
         runTiomipra({"disparity", "--rectified", "--left", photograph("aloeL.jpg"), "--right",
                      photograph("aloeR.jpg"), "--preset", "fast", "--disparity-number", "224",
-                     "--output", folder / "out", "--formats", "pfm"});
+                     "--output", pairs / "out", "--formats", "pfm"});
     ASSERT_EQ(run.status, 0) << run.err;
     const cv::Mat disparity = read("aloeL_disparity.pfm");
     const cv::Mat truth = readImage(photograph("aloeGT.png"), Pixels::eightBit);
@@ -306,69 +269,37 @@ TEST_F(DepthCommand, MatchesRectifiedPhotographsWithoutCalibrations) {
     EXPECT_LT(cv::countNonZero(compared & (error > 2)), cv::countNonZero(compared) / 20);
 }
 
-// Each kind of bad input, with the status and the words that name it.
-TEST_F(DepthCommand, RefusesBadInput) {
-    struct Case {
-        std::vector<std::string> changes;  // options that replace those of a good call
+// With the status and the words that name what is wrong.
+TEST_F(DepthCommand, RefusesBadParameters) {
+    pairs.folder.write("unknown.toml", "window-sise = 5\n");
+    const struct {
+        Arguments options;
         int status;
         std::string message;
-    };
-    const ::Rig rig = makeRig();
-    saveRig(folder / "swapped", {rig.right, rig.left});
-    vision::Calibration doubles = rig.right;
-    doubles.projectionMatrix.convertTo(doubles.projectionMatrix, CV_64F);
-    saveRig(folder / "doubles", {rig.left, doubles});
-    createFolder(folder / "empty");
-    writeFile(folder / "truncated.png", ::readFile(folder / "left.png").substr(0, 5000));
-    writeFile(folder / "text.png", "not an image");
-    writeImage(folder / "small.png", left(cv::Rect(0, 0, 320, 240)));
-    writeImage(folder / "narrow.png", left(cv::Rect(0, 0, 320, 480)));
-    writeImage(folder / "large.png", cv::Mat(960, 1280, CV_8UC1));
-    writeFile(folder / "unknown.toml", "window-sise = 5\n");
-    const auto both = [&](const std::string& name) {
-        return std::vector<std::string>{"--left", folder / name, "--right", folder / name};
-    };
-    const Case cases[] = {
-        {{"--left", folder / "nosuch.png"}, 3, "nosuch.png"},
-        {{"--left", folder / "text.png"}, 3, "text.png' is not an image"},
-        {{"--left", folder / "truncated.png"}, 3, "truncated.png' is cut off"},
-        {{"--left", folder / "small.png"}, 3, "small.png"},
-        {both("narrow.png"), 3, "is 320x480, "},
-        {both("large.png"), 3, "is 1280x960, must be at most as wide as the calibration, 640"},
-        {{"--calibration", folder / "empty"}, 3, "empty/left.yml"},
-        {{"--calibration", folder / "swapped"}, 3, "projectionMatrix(0,3)"},
-        {{"--calibration", folder / "doubles"}, 3, "64FC1"},
-        {{"--output", folder / "left.png"}, 3, "left.png"},
+    } cases[] = {
         {{"--window-size", "4"}, 2, "--window-size 4: Invalid window size."},
         {{"--min-disparity", "641"}, 2, "--min-disparity 641: Invalid min disparity."},
         {{"--disparity-number", "17"}, 2, "Invalid disparity number."},
         {{"--range", "0.01..3"}, 2, "the nearest depth possible is 0.09781"},  // 62.5 / 639
         {{"--max-depth", "0.01"}, 2, "--max-depth 0.01"},
         {{"--preset", "best"}, 2, "best not in {fast,balanced,accurate}"},
-        {{"--parameters", folder / "unknown.toml"}, 3, "'window-sise' is not a parameter"},
-        {{"--parameters", folder / "nosuch.toml"}, 3, "nosuch.toml"},
+        {{"--parameters", pairs / "unknown.toml"}, 3, "'window-sise' is not a parameter"},
+        {{"--parameters", pairs / "nosuch.toml"}, 3, "nosuch.toml"},
         {{"--save-parameters", "/dev/full"}, 3, "'/dev/full': No space left on device"},
     };
-    for (const std::string subcommand : {"disparity", "depth"}) {
-        for (const auto& [changes, status, message] : cases) {
-            std::map<std::string, std::string> options{{"--calibration", folder / "rig"},
-                                                       {"--left", folder / "left.png"},
-                                                       {"--right", folder / "right.png"},
-                                                       {"--output", folder / "out"}};
-            for (std::size_t i = 0; i < changes.size(); i += 2)
-                options[changes[i]] = changes[i + 1];
-            std::vector<std::string> call{subcommand};
-            for (const auto& [name, value] : options)
-                call.insert(call.end(), {name, value});
-            const RunResult run = runTiomipra(call);
-            EXPECT_EQ(run.status, status) << subcommand << " " << changes.front();
-            EXPECT_THAT(run.err,
-                        AllOf(HasSubstr("tiomipra " + subcommand + ": "), HasSubstr(message)));
-        }
-        const RunResult full = runTiomipraOnFullDisk(arguments(subcommand), 5000);
-        EXPECT_EQ(full.status, 3);
-        EXPECT_THAT(full.err, HasSubstr("can't write '" + folder / "out/left"));
+    for (const auto& [options, status, message] : cases) {
+        const RunResult run = runTiomipra(pairs.arguments("depth", options));
+        EXPECT_EQ(run.status, status) << message;
+        EXPECT_THAT(run.err, AllOf(HasSubstr("tiomipra depth: "), HasSubstr(message)));
     }
+}
+
+TEST_F(DepthCommand, RefusesImagesLargerThanTheirCalibration) {
+    for (const char* file : {"left/1.png", "right/1.png"})
+        writeImage(pairs / file, cv::Mat(960, 1280, CV_8UC1));
+    const RunResult run = runTiomipra(pairs.arguments("depth"));
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.err, HasSubstr("is 1280x960, must be at most as wide as the calibration, 640"));
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <nlohmann/json.hpp>
 
 #include "evaluation.hpp"
 #include "image_files.hpp"
@@ -40,17 +39,6 @@ TEST(Evaluation, AgreesWithAComputationByHand) {
                      std::sqrt((0.25 + 0.5625 + 2.25 + 12.25 + 16 + 64) / 7));
 }
 
-TEST(Evaluation, MaskChoosesPixels) {
-    cv::Mat mask = cv::Mat::zeros(truth.size(), CV_8UC1);
-    mask.at<unsigned char>(0, 4) = 1;
-    mask.at<unsigned char>(1, 1) = 255;
-    mask.at<unsigned char>(1, 3) = 255;
-    const Evaluation result = evaluate(disparity, truth, mask);
-    EXPECT_EQ(result.known, 2U);
-    EXPECT_DOUBLE_EQ(result.averageError, 3.5);
-    EXPECT_TRUE(std::isnan(evaluate(disparity, truth, mask * 0).density));
-}
-
 // A little-endian PFM file, whose rows go from bottom to top.
 std::string encodePfm(const cv::Mat& image, const std::string& scale) {
     std::string file = "Pf\n" + std::to_string(image.cols) + " " + std::to_string(image.rows) +
@@ -60,12 +48,8 @@ std::string encodePfm(const cv::Mat& image, const std::string& scale) {
     return file;
 }
 
-json evaluateFiles(const std::vector<std::string>& arguments) {
-    std::vector<std::string> all{"evaluate", "--json"};
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    const RunResult run = runTiomipra(all);
-    EXPECT_EQ(run.status, 0) << run.err;
-    return json::parse(run.out)["evaluations"][0];
+json evaluateFiles(const Arguments& arguments) {
+    return runForJson(joined({"evaluate"}, arguments))["evaluations"][0];
 }
 
 // The same numbers whatever the files that hold them.
@@ -94,9 +78,9 @@ TEST(Evaluate, ReadsEveryFormat) {
                                       {"truth256.png", ""},
                                       {"truth256.png", "256"},
                                       {"truth2.png", "2"}}) {
-        std::vector<std::string> arguments{"--disparity", found, "--ground-truth", folder / name};
+        Arguments arguments{"--disparity", found, "--ground-truth", folder / name};
         if (std::strlen(scale) > 0)
-            arguments.insert(arguments.end(), {"--ground-truth-scale", scale});
+            arguments = joined(arguments, {"--ground-truth-scale", scale});
         EXPECT_EQ(evaluateFiles(arguments)["all"], reference) << name;
     }
 }
@@ -139,27 +123,22 @@ TEST(Evaluate, NamesWhatDoesNotFit) {
     writeImage(folder / "bytes.png", cv::Mat(truth == truth));
     writeImage(folder / "colours.png", cv::Mat(2, 6, CV_8UC3));
     folder.write("text.pfm", "Pf\n6 2\n-1\nshort");
-    struct Case {
-        std::vector<std::string> arguments;
+    const struct {
+        Arguments arguments;
         int status;
         std::string message;
-    };
-    const Case cases[] = {
-        {{folder / "none.tiff"}, 3, "none.tiff': No such file"},
-        {{folder / "small.tiff"}, 3, "small.tiff' is 3x2"},
-        {{folder / "colours.png"}, 3, "colours.png' holds CV_8UC3"},
-        {{folder / "text.pfm"}, 3, "text.pfm' is not an image"},
-        {{folder / "bytes.png"}, 2, "bytes.png' holds 8-bit"},
-        {{folder / "truth.tiff", folder / "truth.tiff"}, 3, "2 images"},
-        {{folder / "truth.tiff", "--mask", folder / "colours.png"}, 3, "grey mask"},
-        {{folder / "truth.tiff", "--max-bad2", "101"}, 2, "--max-bad2"}};
-    for (const Case& wrong : cases) {
-        std::vector<std::string> arguments{"evaluate", "--ground-truth", folder / "truth.tiff",
-                                           "--disparity"};
-        arguments.insert(arguments.end(), wrong.arguments.begin(), wrong.arguments.end());
-        const RunResult run = runTiomipra(arguments);
-        EXPECT_EQ(run.status, wrong.status) << wrong.message;
-        EXPECT_THAT(run.err, HasSubstr(wrong.message));
+    } cases[] = {{{folder / "small.tiff"}, 3, "small.tiff' is 3x2"},
+                 {{folder / "colours.png"}, 3, "colours.png' holds CV_8UC3"},
+                 {{folder / "text.pfm"}, 3, "text.pfm' is not an image"},
+                 {{folder / "bytes.png"}, 2, "bytes.png' holds 8-bit"},
+                 {{folder / "truth.tiff", folder / "truth.tiff"}, 3, "2 images"},
+                 {{folder / "truth.tiff", "--mask", folder / "colours.png"}, 3, "grey mask"},
+                 {{folder / "truth.tiff", "--max-bad2", "101"}, 2, "--max-bad2"}};
+    for (const auto& [arguments, status, message] : cases) {
+        const RunResult run = runTiomipra(joined(
+            {"evaluate", "--ground-truth", folder / "truth.tiff", "--disparity"}, arguments));
+        EXPECT_EQ(run.status, status) << message;
+        EXPECT_THAT(run.err, HasSubstr(message));
         EXPECT_EQ(run.out, "");
     }
 }

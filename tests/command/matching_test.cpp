@@ -2,7 +2,6 @@
 #include "matching.hpp"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <CLI/App.hpp>
 #include <opencv2/core.hpp>

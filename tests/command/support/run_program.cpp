@@ -1,6 +1,7 @@
 #include "run_program.hpp"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -26,7 +27,7 @@ void limitFileSize(std::uint64_t bytes) {
         _exit(127);
 }
 
-std::vector<char*> asArgv(const std::vector<std::string>& arguments) {
+std::vector<char*> asArgv(const Arguments& arguments) {
     static std::string program = TIOMIPRA_PROGRAM;
     std::vector<char*> argv{program.data()};
     for (const std::string& argument : arguments)
@@ -37,7 +38,12 @@ std::vector<char*> asArgv(const std::vector<std::string>& arguments) {
 
 }  // namespace
 
-RunningProgram::RunningProgram(const std::vector<std::string>& arguments,
+Arguments joined(Arguments arguments, const Arguments& more) {
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+}
+
+RunningProgram::RunningProgram(const Arguments& arguments,
                                std::optional<std::uint64_t> fileSizeLimit) {
     const std::string out = _capture / "out";
     const std::string err = _capture / "err";
@@ -66,12 +72,17 @@ RunResult RunningProgram::wait() {
     return {exitStatus, ::readFile(_capture / "out"), ::readFile(_capture / "err")};
 }
 
-RunResult runTiomipra(const std::vector<std::string>& arguments) {
+RunResult runTiomipra(const Arguments& arguments) {
     return RunningProgram(arguments).wait();
 }
 
-RunResult runTiomipraOnFullDisk(const std::vector<std::string>& arguments,
-                                std::uint64_t fileSizeLimit) {
+nlohmann::json runForJson(const Arguments& arguments, int status) {
+    const RunResult run = runTiomipra(joined(arguments, {"--json"}));
+    EXPECT_EQ(run.status, status) << run.out << run.err;
+    return nlohmann::json::parse(run.out);
+}
+
+RunResult runTiomipraOnFullDisk(const Arguments& arguments, std::uint64_t fileSizeLimit) {
     return RunningProgram(arguments, fileSizeLimit).wait();
 }
 

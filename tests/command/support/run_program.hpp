@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,6 +13,11 @@
 #include "support/scratch_folder.hpp"
 
 namespace tiomipra::test {
+
+using Arguments = std::vector<std::string>;
+
+// `arguments`, then `more`.
+Arguments joined(Arguments arguments, const Arguments& more);
 
 // The path of `name` in `folder`.
 inline std::string operator/(const ScratchFolder& folder, const std::string& name) {
@@ -28,7 +34,7 @@ struct RunResult {
 class RunningProgram {
   public:
     // `fileSizeLimit` in bytes makes every write beyond it fail, as on a full disk.
-    explicit RunningProgram(const std::vector<std::string>& arguments,
+    explicit RunningProgram(const Arguments& arguments,
                             std::optional<std::uint64_t> fileSizeLimit = {});
     RunningProgram(const RunningProgram&) = delete;
     RunningProgram& operator=(const RunningProgram&) = delete;
@@ -43,11 +49,13 @@ class RunningProgram {
 };
 
 // `tiomipra ARGUMENTS...`, to its end.
-RunResult runTiomipra(const std::vector<std::string>& arguments);
+RunResult runTiomipra(const Arguments& arguments);
 
-// The same where no file can grow beyond `fileSizeLimit` bytes.
-RunResult runTiomipraOnFullDisk(const std::vector<std::string>& arguments,
-                                std::uint64_t fileSizeLimit);
+// What `tiomipra ARGUMENTS... --json` prints; expects that it ends with `status`.
+nlohmann::json runForJson(const Arguments& arguments, int status = 0);
+
+// The same as `runTiomipra` where no file can grow beyond `fileSizeLimit` bytes.
+RunResult runTiomipraOnFullDisk(const Arguments& arguments, std::uint64_t fileSizeLimit);
 
 // The path of a photograph of Debian's package opencv-doc, as in "left01.jpg".
 std::string photograph(const std::string& name);

@@ -17,23 +17,16 @@ SamplePairs::SamplePairs(int count, const RigOptions& options) : rig(makeRig(opt
     }
 }
 
-std::vector<std::string> SamplePairs::arguments(const std::string& command,
-                                                const std::vector<std::string>& more) const {
-    std::vector<std::string> all{command,          "--calibration", folder / "rig",
-                                 "--left",         folder / "left", "--right",
-                                 folder / "right", "--output",      folder / "out"};
-    all.insert(all.end(), more.begin(), more.end());
-    return all;
+Arguments SamplePairs::arguments(const std::string& command, const Arguments& more) const {
+    return joined({command, "--calibration", folder / "rig", "--left", folder / "left", "--right",
+                   folder / "right", "--output", folder / "out"},
+                  more);
 }
 
 void saveRig(const std::string& path, const ::Rig& rig) {
     std::filesystem::create_directories(path);
     rig.left.save(path + "/left.yml");
     rig.right.save(path + "/right.yml");
-}
-
-void truncate(const std::string& path, std::size_t size) {
-    std::filesystem::resize_file(path, size);
 }
 
 }  // namespace tiomipra::test

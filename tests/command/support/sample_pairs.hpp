@@ -18,8 +18,7 @@ struct SamplePairs {
     std::string operator/(const std::string& name) const { return folder.path(name); }
 
     // `command`, the rig, all pairs, --output out, and `more`.
-    std::vector<std::string> arguments(const std::string& command,
-                                       const std::vector<std::string>& more = {}) const;
+    Arguments arguments(const std::string& command, const Arguments& more = {}) const;
 
     ScratchFolder folder;
     ::Rig rig;
@@ -27,9 +26,6 @@ struct SamplePairs {
 
 // Writes left.yml and right.yml to the folder `path`.
 void saveRig(const std::string& path, const ::Rig& rig);
-
-// Cuts a file to its first `size` bytes.
-void truncate(const std::string& path, std::size_t size);
 
 }  // namespace tiomipra::test
 

@@ -1,0 +1,185 @@
+// What is wrong with the input: every subcommand that reads it says so, and names it.
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <functional>
+#include <limits>
+
+#include "image_files.hpp"
+#include "support/matrices.hpp"
+#include "support/sample_pairs.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+using testing::HasSubstr;
+namespace fs = std::filesystem;
+
+// One thing that is wrong with otherwise good input, and the words that name it.
+struct Fault {
+    std::string name;
+    std::function<void(const SamplePairs&)> make;
+    std::vector<std::string> words;
+};
+
+using FaultyRig = std::function<void(::Rig&)>;
+
+Fault inRig(const std::string& name, const FaultyRig& change, const Arguments& words) {
+    const auto make = [change](const SamplePairs& pairs) {
+        ::Rig rig = pairs.rig;
+        change(rig);
+        saveRig(pairs / "rig", rig);
+    };
+    return {name, make, words};
+}
+
+const std::vector<Fault> unreadableCalibrations{
+    {"MissingCalibration",
+     [](const SamplePairs& p) { fs::remove(p / "rig/right.yml"); },
+     {"rig/right.yml", "No such file"}},
+    {"MalformedCalibration",
+     [](const SamplePairs& p) { fs::resize_file(p / "rig/left.yml", 200); },
+     {"rig/left.yml", "not a"}},
+    inRig("IncompleteCalibration", [](auto& rig) { rig.left.rectificationMatrix = cv::Mat(); },
+          {"rig/left.yml", "rectificationMatrix", "missing"})};
+
+const std::vector<Fault> unusableCalibrations{
+    inRig("DoubleMatrices",
+          [](auto& rig) { rig.right.cameraMatrix.convertTo(rig.right.cameraMatrix, CV_64F); },
+          {"cameraMatrix is 3x3 CV_64FC1", "CV_32FC1"}),
+    inRig("NotFinite",
+          [](auto& rig) {
+              rig.left.distortion.template at<float>(0) = std::numeric_limits<float>::infinity();
+          },
+          {"left", "distortion", "not finite"}),
+    inRig("OtherSizeOfOneCamera", [](auto& rig) { rig.right = rig.right.scaleTo(80, 60); },
+          {"left", "160x120", "right", "80x60"}),
+    inRig("SwappedCameras",
+          [](auto& rig) { rig.right.projectionMatrix.template at<float>(0, 3) *= -1; },
+          {"swapped"}),
+    inRig("NoBaseline", [](auto& rig) { rig.right = rig.left; }, {"baseline"}),
+    {"OtherAspectRatio",
+     [](const SamplePairs& p) {
+         for (const char* file : {"left/1.png", "right/1.png"})
+             writeImage(p / file, cv::Mat(90, 160, CV_8UC1));
+     },
+     {"left/1.png' is 160x90", "160x120", "aspect ratio"}}};
+
+const std::vector<Fault> unreadableImages{
+    {"MissingImage",
+     [](const SamplePairs& p) {
+         fs::remove(p / "left/1.png");
+         fs::create_symlink("nowhere", p / "left/1.png");
+     },
+     {"left/1.png", "No such file"}},
+    {"NotAnImage",
+     [](const SamplePairs& p) { p.folder.write("left/1.png", "hello"); },
+     {"left/1.png", "not an image"}},
+    {"TruncatedPng",
+     [](const SamplePairs& p) {
+         fs::resize_file(p / "left/1.png", fs::file_size(p / "left/1.png") - 5);
+     },
+     {"left/1.png", "cut off"}},
+    {"TruncatedJpeg",
+     [](const SamplePairs& p) {
+         fs::remove(p / "left/1.png");
+         fs::copy(photograph("left01.jpg"), p / "left/1.jpg");
+         fs::resize_file(p / "left/1.jpg", 20000);
+     },
+     {"left/1.jpg", "cut off"}},
+    {"TruncatedTiff",
+     [](const SamplePairs& p) {
+         fs::remove(p / "left/1.png");
+         writeImage(p / "left/1.tiff", makeNoise({160, 120}, CV_8UC1, 3));
+         fs::resize_file(p / "left/1.tiff", 9000);
+     },
+     {"left/1.tiff", "damaged"}},
+    {"EmptyFolder",
+     [](const SamplePairs& p) { fs::remove(p / "left/1.png"); },
+     {"nothing matches", "/left'"}}};
+
+const std::vector<Fault> mismatches{
+    {"SizesThatDiffer",
+     [](const SamplePairs& p) { writeImage(p / "right/1.png", cv::Mat(60, 80, CV_8UC1)); },
+     {"left/1.png' is 160x120", "right/1.png' is 80x60"}},
+    {"UnequalCounts",
+     [](const SamplePairs& p) { fs::copy(p / "left/1.png", p / "left/2.png"); },
+     {"2 images", "1"}}};
+
+const std::vector<Fault> unwritableOutput{
+    {"UnwritableOutput",
+     [](const SamplePairs& p) { p.folder.write("out", "a file"); },
+     {"/out'", "directory"}}};
+
+const struct {
+    std::vector<std::string> subcommands;
+    std::vector<Fault> faults;
+} groups[] = {
+    {{"rectify", "disparity", "depth", "check", "inspect"}, unreadableCalibrations},
+    {{"rectify", "disparity", "depth", "check"}, unusableCalibrations},
+    {{"rectify", "disparity", "depth", "check", "calibrate", "evaluate"}, unreadableImages},
+    {{"rectify", "disparity", "depth", "check", "calibrate"}, mismatches},
+    {{"rectify", "disparity", "depth", "check"}, unwritableOutput}};
+
+struct Case {
+    std::string subcommand;
+    Fault fault;
+};
+
+std::vector<Case> allCases() {
+    std::vector<Case> cases;
+    for (const auto& [subcommands, faults] : groups) {
+        for (const std::string& subcommand : subcommands) {
+            for (const Fault& fault : faults)
+                cases.push_back({subcommand, fault});
+        }
+    }
+    return cases;
+}
+
+Arguments callOf(const std::string& subcommand, const SamplePairs& pairs) {
+    if (subcommand == "inspect")
+        return {"inspect", "--calibration", pairs / "rig"};
+    if (subcommand == "evaluate")
+        return {"evaluate", "--disparity", pairs / "left", "--ground-truth", pairs / "right"};
+    if (subcommand == "calibrate")
+        return {"calibrate",    "--corners", "9x6",           "--square", "1",          "--left",
+                pairs / "left", "--right",   pairs / "right", "--output", pairs / "out"};
+    return pairs.arguments(subcommand);
+}
+
+void PrintTo(const Case& test, std::ostream* out) {
+    *out << test.subcommand << test.fault.name;
+}
+
+class BadInput : public testing::TestWithParam<Case> {};
+
+TEST_P(BadInput, IsNamed) {
+    const auto& [subcommand, fault] = GetParam();
+    const SamplePairs pairs(1);
+    fault.make(pairs);
+    const RunResult run = runTiomipra(callOf(subcommand, pairs));
+    EXPECT_EQ(run.status, 3);
+    EXPECT_EQ(run.out, "");
+    EXPECT_THAT(run.err, testing::StartsWith("tiomipra " + subcommand + ": "));
+    for (const std::string& word : fault.words)
+        EXPECT_THAT(run.err, HasSubstr(word));
+}
+
+INSTANTIATE_TEST_SUITE_P(Command, BadInput, testing::ValuesIn(allCases()), [](const auto& test) {
+    return test.param.subcommand + test.param.fault.name;
+});
+
+TEST(FullDisk, LeavesNoHalfFile) {
+    for (const char* subcommand : {"rectify", "disparity", "depth"}) {
+        const SamplePairs pairs(2);
+        const RunResult run = runTiomipraOnFullDisk(pairs.arguments(subcommand), 600);
+        EXPECT_EQ(run.status, 3);
+        EXPECT_THAT(run.err, HasSubstr("2 of 2 pairs failed"));
+        EXPECT_THAT(run.err, HasSubstr("can't write '" + pairs / "out/1"));
+        EXPECT_TRUE(fs::is_empty(pairs / "out"));
+    }
+}
+
+}  // namespace
+}  // namespace tiomipra::test
