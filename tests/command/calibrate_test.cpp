@@ -17,11 +17,11 @@ namespace {
 using nlohmann::json;
 using testing::HasSubstr;
 
-const Arguments calibrateBoard{"calibrate", "--corners", "9x6", "--square"};
+const Arguments calibrateBoard{"calibrate", "--corners", "9x6", "--square", "1"};
 
 // Calibrates with the 13 pairs of photographs.
-Arguments calibratePhotographs(const std::string& output, const std::string& square = "1") {
-    return joined(calibrateBoard, {square, "--left", photograph("left[01]?.jpg"), "--right",
+Arguments calibratePhotographs(const std::string& output) {
+    return joined(calibrateBoard, {"--left", photograph("left[01]?.jpg"), "--right",
                                    photograph("right[01]?.jpg"), "--output", output});
 }
 
@@ -46,8 +46,6 @@ TEST(Calibrate, ReachesSmallErrorsOnPhotographs) {
     EXPECT_EQ(report["unit"], "");
 
     const vision::Calibration right = load(rig + "/right.yml");
-    EXPECT_EQ(right.cameraMatrix.type(), CV_32FC1);
-    EXPECT_EQ(right.projectionMatrix.type(), CV_32FC1);
     EXPECT_NEAR(-right.projectionMatrix.at<float>(0, 3) / right.projectionMatrix.at<float>(0, 0),
                 report["baseline"], 1e-4);
     EXPECT_EQ(readImage(rig + "/rectified.png").size(), cv::Size(2 * 640, 480));
@@ -63,8 +61,8 @@ TEST(Calibrate, TakesBothHalvesOfSideBySideImages) {
                     readImage(photograph("right" + std::string(number) + ".jpg")), both);
         writeImage(folder / (std::string(number) + ".png"), both);
     }
-    const json report = runForJson(joined(
-        calibrateBoard, {"1", "--side-by-side", folder / "*.png", "--output", folder / "rig"}));
+    const json report = runForJson(
+        joined(calibrateBoard, {"--side-by-side", folder / "*.png", "--output", folder / "rig"}));
     EXPECT_EQ(report["pairsUsed"], 5);
     EXPECT_NEAR(report["baseline"], 3.33, 0.05);
 }
@@ -98,7 +96,7 @@ TEST(Calibrate, LeavesOutViewsThatDoNotFit) {
     writeImage(right[5] = folder / "fruits.png", fruits);
 
     const Arguments arguments =
-        joined(joined(calibrateBoard, joined({"1", "--output", folder / "rig", "--left"}, left)),
+        joined(joined(calibrateBoard, joined({"--output", folder / "rig", "--left"}, left)),
                joined({"--right"}, right));
     const json spoilt = runForJson(arguments, 1);
     EXPECT_EQ(spoilt["verdict"], "redo");
@@ -117,10 +115,10 @@ TEST(Calibrate, LeavesOutViewsThatDoNotFit) {
 
 TEST(Calibrate, FindsSwappedCameras) {
     const ScratchFolder folder;
-    const json report = runForJson(joined(calibrateBoard, {"1", "--output", folder / "rig",
-                                                           "--left", photograph("right[01]?.jpg"),
-                                                           "--right", photograph("left[01]?.jpg")}),
-                                   1);
+    const json report = runForJson(
+        joined(calibrateBoard, {"--output", folder / "rig", "--left", photograph("right[01]?.jpg"),
+                                "--right", photograph("left[01]?.jpg")}),
+        1);
     EXPECT_EQ(report["verdict"], "redo");
     EXPECT_THAT(report["faults"][0]["problem"], HasSubstr("left and right are swapped"));
 }
@@ -204,8 +202,8 @@ class CalibrateInput : public testing::Test {
     // Runs and expects input that does not fit; nothing may have been written.
     void expectRefusal(const std::string& message, const Arguments& options = {}) {
         const RunResult result = runTiomipra(
-            joined(joined(calibrateBoard, {"1", "--left", folder / "left*", "--right",
-                                           folder / "right*", "--output", folder / "rig"}),
+            joined(joined(calibrateBoard, {"--left", folder / "left*", "--right", folder / "right*",
+                                           "--output", folder / "rig"}),
                    options));
         EXPECT_EQ(result.status, 3);
         EXPECT_THAT(result.err, HasSubstr(message));

@@ -88,12 +88,11 @@ TEST(MatcherOptions, SavedParametersGiveTheSameMatcher) {
 }
 
 TEST(MatcherOptions, WarnOfCostsThatCanOverflowSixteenBits) {
-    struct Case {
+    // A pixel costs at most 2 * cap + 63; the sum of a window and p2 must stay within 32767.
+    const struct {
         std::vector<std::string> arguments;
         const char* sum;  // "" when it fits
-    };
-    // A pixel costs at most 2 * cap + 63; the sum of a window and p2 must stay within 32767.
-    const Case cases[] = {
+    } cases[] = {
         {{"--window-size", "15", "--pre-filter-cap", "31", "--p2", "4642"}, ""},
         {{"--window-size", "15", "--pre-filter-cap", "31", "--p2", "4643"}, "32768"},
         {{"--window-size", "17", "--pre-filter-cap", "1", "--p2", "5890"}, ""},  // counts as 15

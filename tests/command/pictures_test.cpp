@@ -17,7 +17,6 @@ TEST(Pictures, TicksAreRound) {
     EXPECT_THAT(roundTicks(8, 20, 8), ElementsAre(8, 10, 12, 14, 16, 18, 20));
     EXPECT_THAT(roundTicks(-0.31, 0.32, 4), Pointwise(testing::DoubleEq(), {-0.2, 0.0, 0.2}));
     EXPECT_THAT(roundTicks(0.00012, 0.00019, 3), Pointwise(testing::DoubleNear(1e-12), {0.00015}));
-    EXPECT_THAT(roundTicks(1e6, 3e6, 3), ElementsAre(1e6, 2e6, 3e6));
 }
 
 const cv::Vec3b darkGrey(48, 48, 48);

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Builds and runs the consumer in one of four ways:
+# Builds and runs the consumer in one of three ways:
 #
-#   consumer.sh installed|moved|subdirectory|pkgconfig BUILD SOURCE SCRATCH
+#   consumer.sh moved|subdirectory|pkgconfig BUILD SOURCE SCRATCH
 #
 # BUILD is a finished build of the tree SOURCE; SCRATCH is emptied first.
 set -euo pipefail
@@ -30,16 +30,15 @@ buildWithPkgConfig() {
     LD_LIBRARY_PATH=$library/.. "$scratch/consumer"
 }
 
-install() { cmake --install "$build" --prefix "$1"; }
+# What is installed works wherever it is moved to.
+installAndMove() {
+    cmake --install "$build" --prefix "$scratch/first"
+    mv "$scratch/first" "$scratch/tree"
+}
 
 case $way in
-    installed)
-        install "$scratch/tree"
-        buildWithCMake -DCMAKE_PREFIX_PATH="$scratch/tree"
-        ;;
     moved)
-        install "$scratch/first"
-        mv "$scratch/first" "$scratch/tree"
+        installAndMove
         buildWithCMake -DCMAKE_PREFIX_PATH="$scratch/tree"
         ;;
     subdirectory)
@@ -47,8 +46,7 @@ case $way in
             -DBUILD_SHARED_LIBS="$(setting BUILD_SHARED_LIBS)"
         ;;
     pkgconfig)
-        install "$scratch/first"
-        mv "$scratch/first" "$scratch/tree"
+        installAndMove
         buildWithPkgConfig "$scratch/tree"
         ;;
 esac

@@ -11,17 +11,14 @@ namespace {
 constexpr int pixelsPerSquare = 80;
 constexpr int margin = 2;  // squares around the outermost points
 
-cv::Rect squareAt(int column, int row) {
-    return {column * pixelsPerSquare, row * pixelsPerSquare, pixelsPerSquare, pixelsPerSquare};
-}
-
 cv::Mat drawChessboard(const Board& board) {
     const cv::Size squares = board.corners + cv::Size(1, 1);
     cv::Mat picture((squares.height + 2) * pixelsPerSquare, (squares.width + 2) * pixelsPerSquare,
                     CV_8UC1, cv::Scalar(255));
+    const cv::Size square(pixelsPerSquare, pixelsPerSquare);
     for (int row = 0; row < squares.height; ++row) {
         for (int column = row % 2; column < squares.width; column += 2)
-            picture(squareAt(column + 1, row + 1)).setTo(0);
+            picture(cv::Rect(cv::Point(column + 1, row + 1) * pixelsPerSquare, square)).setTo(0);
     }
     return picture;
 }
@@ -108,11 +105,10 @@ std::vector<RenderedPair> renderViews(const Board& board, const RenderedRig& rig
                               0.7 * reach * std::sin(1.7 * i), distance);
         const cv::Matx33d tilt =
             rotation({0.45 * std::sin(angle), 0.45 * std::cos(angle), 0.1 * std::sin(i)});
+        // Takes (x, y, 1) on the board to R (x, y, 0) + t.
         const auto pose = [&](const cv::Matx33d& camera, const cv::Vec3d& offset) {
-            const cv::Matx33d turned = camera * tilt;
-            const cv::Vec3d shift = camera * (place - offset);
-            return cv::Matx33d(turned(0, 0), turned(0, 1), shift[0], turned(1, 0), turned(1, 1),
-                               shift[1], turned(2, 0), turned(2, 1), shift[2]) *
+            const cv::Matx31d shift = camera * (place - offset);
+            return (camera * tilt * cv::Matx33d::diag({1, 1, 0}) + shift * cv::Matx13d(0, 0, 1)) *
                    centred;
         };
         views.push_back({renderPlane(picture, pose(cv::Matx33d::eye(), {}), rig),
