@@ -105,12 +105,19 @@ class PairMatcher {
 // Larger than any disparity that can be searched, so that only the images limit these.
 const cv::Size anySize(1 << 15, 1 << 15);
 
+// Rectified images without a rig have no depth.
+nlohmann::ordered_json describeMatcher(const vision::Stereo& stereo,
+                                       const MatcherSettings& settings, bool hasRig) {
+    auto parameters = describeParameters(stereo, settings);
+    if (!hasRig)
+        parameters.erase("max-depth");
+    return parameters;
+}
+
 nlohmann::ordered_json describeRun(const std::string& name, const MatchingOptions& options,
                                    const vision::Stereo& stereo, const MatcherSettings& settings,
                                    const std::optional<Rig>& rig) {
-    auto parameters = describeParameters(stereo, settings);
-    if (!rig)
-        parameters.erase("max-depth");
+    auto parameters = describeMatcher(stereo, settings, rig.has_value());
     parameters["rectified"] = options.isRectified;
     parameters["formats"] = options.formats;
     return provenance(name, parameters, rig ? rig->hash : "");
@@ -158,6 +165,9 @@ Status runMatching(const std::string& name, const MatchingOptions& options,
         return [&, matcher](const Frame& frame) {
             const Match match = matcher->match(frame);
             PairResult result = write(frame, match, matcher->stereo(), madeWith);
+            // As they were fitted to the size of the images.
+            result.values["matcher"] =
+                describeMatcher(matcher->stereo(), settings, rig.has_value());
             if (result.values.at("measuredPixels") == 0)
                 notices.say(
                     "warning: " + frame.name +

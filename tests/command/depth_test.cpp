@@ -225,6 +225,7 @@ TEST_F(DepthCommand, ImagesOfAnyFractionOfTheCalibratedSizeAreMeasured) {
     const cv::Mat depth = read("1_depth.png");
     EXPECT_GT(cv::countNonZero(depth), int(depth.total()) * 8 / 10);
     EXPECT_NEAR(cv::mean(depth, depth != 0)[0], 2500, 40) << "a quarter of a pixel";
+    EXPECT_EQ(report().at("result").at("matcher").at("min-disparity"), 13);
 }
 
 TEST_F(DepthCommand, WarnsWhereNothingIsMeasured) {
