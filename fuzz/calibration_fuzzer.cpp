@@ -12,17 +12,9 @@
 namespace {
 
 // A file of this process alone; the name tells OpenCV whether to decompress.
-const std::string& scratchFile(bool compressed) {
-    static const std::string plain =
-        (std::filesystem::temp_directory_path() / ("calibration-" + std::to_string(getpid())))
-            .string();
-    static const std::string zipped = plain + ".gz";
-    return compressed ? zipped : plain;
-}
-
-void write(const std::string& filename, const std::uint8_t* data, std::size_t size) {
-    std::ofstream(filename, std::ios::binary)
-        .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+std::string scratchFile(bool compressed) {
+    const auto name = "calibration-" + std::to_string(getpid()) + (compressed ? ".gz" : "");
+    return std::filesystem::temp_directory_path() / name;
 }
 
 }  // namespace
@@ -31,7 +23,6 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
     tevo::log::setSink([](const tevo::log::Record&) {});
     tevo::log::setLevel(tevo::LogLevel::debug);
-    scratchFile(false);  // Made before the handler below is registered, so that it outlives it.
     std::atexit([] {
         std::filesystem::remove(scratchFile(false));
         std::filesystem::remove(scratchFile(true));
@@ -41,8 +32,9 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const bool compressed = size >= 2 && data[0] == 0x1f && data[1] == 0x8b;
-    const std::string& filename = scratchFile(compressed);
-    write(filename, data, size);
+    const std::string filename = scratchFile(compressed);
+    std::ofstream(filename, std::ios::binary)
+        .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
     try {
         vision::Calibration calibration;
         calibration.load(filename);

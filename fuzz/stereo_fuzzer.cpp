@@ -95,6 +95,13 @@ int takeInt(Bytes& bytes, int low, int high) {
                                                     : bytes.ConsumeIntegralInRange(low, high);
 }
 
+void setCalibrations(Bytes& bytes, vision::Stereo& stereo, const cv::Size& usual) {
+    const cv::Size size(takeInt(bytes, usual.width, usual.width),
+                        takeInt(bytes, usual.height, usual.height));
+    const auto left = takeCalibration(bytes, size, 0);
+    stereo.setCalibrations(left, takeCalibration(bytes, size, 0.5F));
+}
+
 void setParameters(Bytes& bytes, vision::Stereo& stereo) {
     using vision::Stereo;
     tolerateRefusal([&] { stereo.setMaxDepth(takeFloat(bytes)); });
@@ -174,34 +181,21 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    constexpr decltype(&match) operations[] = {rectify, match, measure};
     Bytes bytes(data, size);
     vision::Stereo stereo;
     cv::Size calibrated(64, 32);
     while (bytes.remaining_bytes() > 0) {
         tolerateRefusal([&] {
-            switch (bytes.ConsumeIntegralInRange(0, 5)) {
-                case 0: {
-                    const cv::Size size(takeInt(bytes, calibrated.width, calibrated.width),
-                                        takeInt(bytes, calibrated.height, calibrated.height));
-                    const auto left = takeCalibration(bytes, size, 0);
-                    stereo.setCalibrations(left, takeCalibration(bytes, size, 0.5F));
-                    break;
-                }
-                case 1:
-                    setParameters(bytes, stereo);
-                    break;
-                case 2:
-                    rectify(bytes, stereo, takeFrameSize(bytes, calibrated));
-                    break;
-                case 3:
-                    match(bytes, stereo, takeFrameSize(bytes, calibrated));
-                    break;
-                case 4:
-                    measure(bytes, stereo, takeFrameSize(bytes, calibrated));
-                    break;
-                default:
-                    calibrated = takeSize(bytes);
-            }
+            const int choice = bytes.ConsumeIntegralInRange(0, 5);
+            if (choice == 0)
+                setCalibrations(bytes, stereo, calibrated);
+            else if (choice == 1)
+                setParameters(bytes, stereo);
+            else if (choice < 5)
+                operations[choice - 2](bytes, stereo, takeFrameSize(bytes, calibrated));
+            else
+                calibrated = takeSize(bytes);
         });
     }
     return 0;

@@ -2,10 +2,9 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
-#include <filesystem>
-#include <fstream>
 #include <vision/calibration.hpp>
 
 #include "support/log_capture.hpp"
@@ -35,11 +34,11 @@ std::string matrix(const std::string& entries) {
     return yaml("distortion: !!opencv-matrix\n   " + entries);
 }
 
-Calibration loadText(const std::string& text, const std::string& name = "calibration") {
+int loadWidth(const std::string& text, const std::string& name = "calibration") {
     const ScratchFolder folder;
     Calibration calibration;
     calibration.load(folder.write(name, text));
-    return calibration;
+    return calibration.width;
 }
 
 struct HostileText {
@@ -57,7 +56,7 @@ class HostileTexts : public testing::TestWithParam<HostileText> {};
 
 TEST_P(HostileTexts, AreRefused) {
     const LogCapture log;
-    EXPECT_THAT([] { loadText(GetParam().text, GetParam().name); },
+    EXPECT_THAT([] { loadWidth(GetParam().text, GetParam().name); },
                 testing::ThrowsMessage<cv::Exception>(testing::HasSubstr(GetParam().complaint)));
 }
 
@@ -65,82 +64,64 @@ constexpr int deep = 100000;  // More than 8 MiB of stack in OpenCV's parser.
 
 INSTANTIATE_TEST_SUITE_P(
     Attack, HostileTexts,
-    testing::Values(
-        HostileText{"enormous", matrix("rows: 100000\n   cols: 100000\n   dt: d\n   data: [ 1. ]"),
-                    "distortion claims 10000000000 elements, but holds 1"},
-        HostileText{"enormous by channels",
-                    matrix("rows: 1\n   cols: 2\n   dt: \"500d\"\n   data: [ 1., 2. ]"),
-                    "distortion claims 1000 elements, but holds 2"},
-        HostileText{"enormous in three dimensions",
-                    matrix("sizes: [ 65536, 65536, 65536 ]\n   dt: u\n   data: [ 1 ]"),
-                    "distortion claims 281474976710656 elements, but holds 1"},
-        HostileText{"too many dimensions",
-                    matrix("sizes: [ " + repeat("1, ", 99) + "1 ]\n   dt: u\n   data: [ 1 ]"),
-                    "distortion has 100 dimensions, must have at most 32"},
-        HostileText{"long element type",
-                    matrix("rows: 1\n   cols: 1\n   dt: " + repeat("uc", 200) + "\n   data: [ 1 ]"),
-                    "distortion has an element type of 400 characters, must have at most 8"},
-        HostileText{"deep JSON", "{\"width\": " + repeat("[", deep) + repeat("]", deep) + "}",
-                    "may nest deeper than 8000 levels"},
-        HostileText{"deep JSON with misleading strings",
-                    "{\"width\": " + repeat("[\"]\",", deep) + repeat("]", deep) + "}", "deeper"},
-        HostileText{"deep YAML in a sequence", yaml("width: " + repeat("[", deep)), "deeper"},
-        HostileText{"deep YAML in misleading keys", yaml("width: " + repeat("{ 1} : ", deep)),
-                    "deeper"},
-        HostileText{"deep YAML by dashes", yaml("width:\n " + repeat("- ", deep) + "1"), "deeper"},
-        HostileText{"deep YAML by colons", yaml("width:\n " + repeat("a[:", deep) + "1"), "deeper"},
-        HostileText{"deep XML", xml(repeat("<a>", deep) + repeat("</a>", deep)), "deeper"},
-        HostileText{"base64 without a type in JSON", R"({"width": "$base64$ICAg"})",
-                    "must start with an element type"},
-        HostileText{"base64 without a type in YAML", yaml("width: !!binary |\n  MTIgICAg"),
-                    "must start with an element type"},
-        HostileText{"base64 without a type in XML",
-                    xml("<width type_id=\"binary\">\n  AAAA</width>"),
-                    "must start with an element type"},
-        HostileText{"base64 behind a carriage return",
-                    yaml("width: !!binary |\n  \rMWYg\n  AAAAAAAA"),
-                    "holds a carriage return within a line"},
-        HostileText{"XML that ends in an attribute", "<?xml version=", "ends within a tag"},
-        HostileText{"byte 0", std::string("<?xml version=\0>", 16), "holds a byte 0"},
-        HostileText{"YAML stream that is no mapping", yaml("width: 1\n...\n- 2"),
-                    "must be a mapping that starts in the first column"},
-        HostileText{"YAML with more after its root", yaml("[ 1 ]\nabc- 2"),
-                    "must be a mapping that starts in the first column"},
-        HostileText{"empty key", yaml("width: 1\n : 2"), "empty key"},
-        HostileText{"long", yaml("width: 1\n#" + std::string(std::size_t{17} << 20, ' ')),
-                    "longer than 16777216 bytes"},
-        HostileText{"long and compressed", "\x1f\x8b" + std::string(20000, 'x'),
-                    "compressed and longer than", "calibration.gz"},
-        HostileText{"cut and compressed", "\x1f\x8b\x08" + std::string(200, 'x'),
-                    "compressed, but not complete", "calibration.yml.gz"}));
+    testing::ValuesIn(std::vector<HostileText>{
+        {"enormous", matrix("rows: 100000\n   cols: 100000\n   dt: d\n   data: [ 1. ]"),
+         "distortion claims 10000000000 elements, but holds 1"},
+        {"enormous by channels",
+         matrix("rows: 1\n   cols: 2\n   dt: \"500d\"\n   data: [ 1., 2. ]"),
+         "distortion claims 1000 elements, but holds 2"},
+        {"enormous in three dimensions",
+         matrix("sizes: [ 65536, 65536, 65536 ]\n   dt: u\n   data: [ 1 ]"),
+         "distortion claims 281474976710656 elements, but holds 1"},
+        {"too many dimensions",
+         matrix("sizes: [ " + repeat("1, ", 99) + "1 ]\n   dt: u\n   data: [ 1 ]"),
+         "distortion has 100 dimensions, must have at most 32"},
+        {"long element type",
+         matrix("rows: 1\n   cols: 1\n   dt: " + repeat("uc", 200) + "\n   data: [ 1 ]"),
+         "distortion has an element type of 400 characters, must have at most 8"},
+        {"deep JSON", "{\"width\": " + repeat("[", deep) + repeat("]", deep) + "}",
+         "may nest deeper than 8000 levels"},
+        {"deep JSON with misleading strings",
+         "{\"width\": " + repeat("[\"]\",", deep) + repeat("]", deep) + "}", "deeper"},
+        {"deep YAML in a sequence", yaml("width: " + repeat("[", deep)), "deeper"},
+        {"deep YAML in misleading keys", yaml("width: " + repeat("{ 1} : ", deep)), "deeper"},
+        {"deep YAML by dashes", yaml("width:\n " + repeat("- ", deep) + "1"), "deeper"},
+        {"deep YAML by colons", yaml("width:\n " + repeat("a[:", deep) + "1"), "deeper"},
+        {"deep XML", xml(repeat("<a>", deep) + repeat("</a>", deep)), "deeper"},
+        {"base64 without a type in JSON", R"({"width": "$base64$ICAg"})",
+         "must start with an element type"},
+        {"base64 without a type in YAML", yaml("width: !!binary |\n  MTIgICAg"),
+         "must start with an element type"},
+        {"base64 without a type in XML", xml("<width type_id=\"binary\">\n  AAAA</width>"),
+         "must start with an element type"},
+        {"base64 behind a carriage return", yaml("width: !!binary |\n  \rMWYg\n  AAAAAAAA"),
+         "holds a carriage return within a line"},
+        {"XML that ends in an attribute", "<?xml version=", "ends within a tag"},
+        {"byte 0", std::string("<?xml version=\0>", 16), "holds a byte 0"},
+        {"YAML stream that is no mapping", yaml("width: 1\n...\n- 2"),
+         "must be a mapping that starts in the first column"},
+        {"YAML with more after its root", yaml("[ 1 ]\nabc- 2"),
+         "must be a mapping that starts in the first column"},
+        {"empty key", yaml("width: 1\n : 2"), "empty key"},
+        {"long", yaml("width: 1\n#" + std::string(std::size_t{17} << 20, ' ')),
+         "longer than 16777216 bytes"},
+        {"long and compressed", "\x1f\x8b" + std::string(20000, 'x'), "compressed and longer than",
+         "calibration.gz"},
+        {"cut and compressed", "\x1f\x8b\x08" + std::string(200, 'x'),
+         "compressed, but not complete", "calibration.yml.gz"}}));
 
 TEST(HostileFiles, LargeSoundDocumentsAreRead) {
     const std::string points = repeat("[ 1.5, -2. ], ", 5000) + "[ 3., 4. ]";
-    EXPECT_EQ(loadText("{\"width\": 640, \"corners\": [ " + points + " ]}").width, 640);
-    EXPECT_EQ(loadText(yaml("# a binary: [[[\nwidth: 640\ncorners: [ " + points +
-                            " ]\n...\n---\nsecond: 1\n..."))
-                  .width,
+    EXPECT_EQ(loadWidth("{\"width\": 640, \"corners\": [ " + points + " ]}"), 640);
+    EXPECT_EQ(loadWidth(yaml("# a binary: [[[\nwidth: 640\ncorners: [ " + points +
+                             " ]\n...\n---\nsecond: 1\n...")),
               640);
-    EXPECT_EQ(loadText(yaml("width: 640\nnote: [ " + repeat("{ x: 1 }, ", 5000) + "1 ]" +
-                            "\n\xC3\xA4: 1\nmode: \"a:binary b\" # (binary)"))
-                  .width,
+    EXPECT_EQ(loadWidth(yaml("width: 640\nnote: [ " + repeat("{ x: 1 }, ", 5000) + "1 ]" +
+                             "\n\xC3\xA4: 1\nmode: \"a:binary b\" # (binary)")),
               640);
-    EXPECT_EQ(loadText(xml("<width>640</width><c>" + repeat("<_>1. 2.</_>", 5000) +
-                           "</c><mode>\"binary pattern\"</mode>"))
-                  .width,
+    EXPECT_EQ(loadWidth(xml("<width>640</width><c>" + repeat("<_>1. 2.</_>", 5000) +
+                            "</c><mode>\"binary pattern\"</mode>")),
               640);
-}
-
-TEST(HostileFiles, CompressedAndBase64DocumentsAreRead) {
-    const Calibration saved = makeRig().left;
-    for (const std::string name :
-         {"a.yml.gz", "a.xml.gz9", "a.json.gz", "a.yml?base64", "a.xml?base64", "a.json?base64"}) {
-        const ScratchFolder folder;
-        saved.save(folder.path(name));
-        Calibration loaded;
-        loaded.load(folder.path(name));
-        EXPECT_EQ(loaded, saved) << name;
-    }
 }
 
 TEST(HostileFiles, FilesCutAnywhereNeverEndTheProcess) {
@@ -170,14 +151,13 @@ TEST(HostileFiles, WhatIsNoRegularFileIsRefused) {
         EXPECT_THAT([&] { Calibration().load(name); }, refusal) << name;
     for (const std::string& name : {folder.path("fifo"), std::string("/dev/full")})
         EXPECT_THAT([&] { Calibration().save(name); }, refusal) << name;
-    EXPECT_NO_THROW(Calibration().save(folder.path("")));  // Can't be created: not an error.
 }
 
 TEST(HostileFiles, OneWithoutPermissionGivesAnEmptyRecord) {
     const ScratchFolder folder;
     const std::string file = folder.write("a.yml", yaml("width: 640"));
-    std::filesystem::permissions(file, std::filesystem::perms::none);
-    if (std::ifstream(file))
+    ASSERT_EQ(chmod(file.c_str(), 0), 0);
+    if (access(file.c_str(), R_OK) == 0)
         GTEST_SKIP() << "this user may read everything";
     Calibration calibration;
     calibration.load(file);

@@ -16,12 +16,7 @@ namespace {
 using vision::Stereo;
 
 Rig makeSmallRig(float focalLength) {
-    RigOptions options;
-    options.size = {96, 64};
-    options.leftCentre = {48.F, 32.F};
-    options.rightCentreX = 48.F;
-    options.focalLength = focalLength;
-    return makeRig(options);
+    return makeRig({{96, 64}, focalLength, {48.F, 32.F}, 48.F});
 }
 
 void configure(Stereo& stereo, const Rig& rig, Stereo::StereoAlgorithm algorithm) {
@@ -87,14 +82,13 @@ TEST_F(Soak, TenThousandFramesLeaveMemoryAndResultsAsTheyWere) {
 template <typename Work>
 void runInThreads(int count, Work work) {
     std::atomic<bool> isDone{false};
-    std::atomic<int> records{0};
     std::thread switcher([&] {
         while (!isDone) {
-            tevo::log::setSink([&records](const tevo::log::Record&) { ++records; });
-            tevo::log::setLevel(tevo::LogLevel::debug);
-            std::this_thread::yield();
-            tevo::log::setSink([](const tevo::log::Record&) {});
-            tevo::log::setLevel(tevo::LogLevel::error);
+            for (const auto level : {tevo::LogLevel::debug, tevo::LogLevel::error}) {
+                tevo::log::setSink([](const tevo::log::Record&) {});
+                tevo::log::setLevel(level);
+                std::this_thread::yield();
+            }
         }
     });
     std::vector<std::thread> threads;
@@ -104,33 +98,30 @@ void runInThreads(int count, Work work) {
         thread.join();
     isDone = true;
     switcher.join();
-    tevo::log::setSink({});
 }
 
 TEST_F(Soak, EightObjectsInEightThreadsDoNotMeet) {
     const Rig rigs[] = {makeSmallRig(60.F), makeSmallRig(80.F)};
-    runInThreads(8, [&rigs](int index) {
+    const cv::Size sizes[] = {{96, 64}, {48, 32}};
+    runInThreads(8, [&](int index) {
         const Rig& rig = rigs[index % 2];
         const auto algorithm = index % 3 == 0 ? Stereo::SGBM : Stereo::BM;
         Stereo stereo;
         configure(stereo, rig, algorithm);
-        for (unsigned frame = 0; frame < 40; ++frame) {
-            const cv::Size size = frame % 2 == 0 ? cv::Size(96, 64) : cv::Size(48, 32);
-            EXPECT_THAT(process(stereo, size, frame),
-                        IsSameMatrix(processAfresh(rig, algorithm, size, frame)));
-        }
+        for (unsigned frame = 0; frame < 40; ++frame)
+            EXPECT_THAT(process(stereo, sizes[frame % 2], frame),
+                        IsSameMatrix(processAfresh(rig, algorithm, sizes[frame % 2], frame)));
     });
 }
 
 TEST_F(Soak, FourThreadsMatchWithOneObject) {
     Stereo stereo;
     configure(stereo, makeSmallRig(60.F), Stereo::SGBM);
-    const cv::Mat left = makeNoise({96, 64}, CV_8UC1, 1);
-    const cv::Mat right = makeNoise({96, 64}, CV_8UC1, 2);
-    const cv::Mat expected = stereo.computeDisparity(left, right);
+    const cv::Mat frame = makeNoise({96, 64}, CV_8UC1, 1);
+    const cv::Mat expected = stereo.computeDisparity(frame, frame);
     runInThreads(4, [&](int) {
         for (int i = 0; i < 50; ++i)
-            EXPECT_THAT(stereo.computeDisparity(left, right), IsSameMatrix(expected));
+            EXPECT_THAT(stereo.computeDisparity(frame, frame), IsSameMatrix(expected));
     });
 }
 

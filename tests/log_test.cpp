@@ -11,13 +11,10 @@
 
 namespace {
 
-using testing::AllOf;
-using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
-using testing::Not;
 using tevo::LogLevel;
 using tevo::log::Record;
 
@@ -108,7 +105,7 @@ TEST_F(Log, SinkThatThrowsIsCalledAgainForTheNextRecord) {
     int calls = 0;
     tevo::log::setSink([&calls](const Record&) { throw ++calls; });
     EXPECT_NO_THROW(emit("first"));
-    EXPECT_NO_THROW(tevo::log::LogStream(LogLevel::error, "", "emit", 0, _category) << "second");
+    EXPECT_NO_THROW(emit("second"));
     EXPECT_EQ(calls, 2);
 }
 
@@ -152,7 +149,14 @@ TEST_F(Log, SinksAreCalledOneAtATimeAndNeverAfterTheyWereReplaced) {
     std::atomic<int> running{0};
     std::atomic<int> current{0};
     std::atomic<bool> failed{false};
-    const auto useSink = [&](int number) {
+    const auto emitAll = [this] {
+        for (int i = 0; i < recordsPerThread; ++i) {
+            emit("message");
+            tevo::log::addCategory("test." + std::to_string(i));
+        }
+    };
+    std::vector<std::thread> workers;
+    for (int number = 0; number <= 50; ++number) {
         tevo::log::setSink([&, number](const Record& record) {
             if (running.fetch_add(1) != 0 || number < current || record.message != "message")
                 failed = true;
@@ -161,19 +165,8 @@ TEST_F(Log, SinksAreCalledOneAtATimeAndNeverAfterTheyWereReplaced) {
             --running;
         });
         current = number;
-    };
-    useSink(0);
-    std::vector<std::thread> workers;
-    for (const std::string name : {"test.a", "test.b", "test.c", "test.d"})
-        workers.emplace_back([this, name] {
-            for (int i = 0; i < recordsPerThread; ++i) {
-                emit("message");
-                tevo::log::addCategory(name + std::to_string(i));
-            }
-        });
-    for (int number = 1; number <= 50; ++number) {
-        useSink(number);
-        tevo::log::setLevel("test.log", number % 2 == 0 ? LogLevel::debug : LogLevel::error);
+        if (workers.size() < 4)
+            workers.emplace_back(emitAll);
     }
     for (std::thread& worker : workers)
         worker.join();
@@ -189,28 +182,24 @@ TEST_F(Log, SinksAreCalledOneAtATimeAndNeverAfterTheyWereReplaced) {
 }
 
 TEST(LogEnvironment, SetsLevels) {
-    const auto reports = [](const std::string& word) {
-        return AllOf(
-            HasSubstr("warning tevo: TEVO_LOG holds \"" + word + "\", must be none, fatal"),
-            Not(ContainsRegex("TEVO_LOG(.|\n)*TEVO_LOG")));
-    };
-    const testing::Matcher<const std::string&> nothing = Not(HasSubstr("TEVO_LOG"));
-    const std::tuple<const char*, const char*, testing::Matcher<const std::string&>> cases[] = {
-        {"", "33", nothing},
-        {"verbose", "55", nothing},
-        {"arm=debug", "63", nothing},
-        {"arm=debug,leg=none", "60", nothing},
-        {"info,leg=error", "42", nothing},
-        {"leg=error,fatal", "11", nothing},
-        {",arm=error,,", "23", nothing},
-        {"arm=loud,leg=info", "34", reports("loud")},
-        {"Verbose", "33", reports("Verbose")},
-        {"leg=", "33", reports("")}};
+    // The setting, the levels of arm and leg, the word that is complained about.
+    const std::tuple<const char*, std::string, std::string> cases[] = {
+        {"", "33", ""},
+        {"verbose", "55", ""},
+        {"arm=debug,leg=none", "60", ""},
+        {"info,leg=error", "42", ""},
+        {"leg=error,fatal", "11", ""},
+        {",arm=error,,", "23", ""},
+        {"arm=loud,leg=info", "34", "\"loud\""},
+        {"Verbose", "33", "\"Verbose\""},
+        {"leg=", "33", "\"\""}};
     testing::GTEST_FLAG(death_test_style) = "threadsafe";
-    for (const auto& [setting, levels, output] : cases) {
+    for (const auto& [setting, levels, word] : cases) {
         setenv("TEVO_LOG", setting, 1);
+        const std::string complaint =
+            "[^\n]* warning tevo: TEVO_LOG holds " + word + ", must be none, fatal[^\n]*\n";
         EXPECT_EXIT(printLevels(), testing::ExitedWithCode(0),
-                    AllOf(testing::EndsWith(levels), output))
+                    MatchesRegex((word.empty() ? "" : complaint) + levels))
             << setting;
     }
     unsetenv("TEVO_LOG");

@@ -4,13 +4,9 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
-#include <opencv2/calib3d.hpp>
 #include <random>
-#include <vision/stereo.hpp>
 
 #include "support/matrices.hpp"
-#include "support/rigs.hpp"
-#include "support/scenes.hpp"
 
 namespace {
 
@@ -18,18 +14,6 @@ using vision::InstructionSet;
 
 constexpr float infinity = std::numeric_limits<float>::infinity();
 constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
-
-cv::Mat reprojectByOpenCv(const cv::Mat& disparity, const cv::Mat& matrix, float maxDepth,
-                          float minDisparity) {
-    cv::Mat points(disparity.rows, disparity.cols, CV_32FC3);
-    cv::reprojectImageTo3D(disparity, points, matrix, false, CV_32F);
-    for (auto& point : cv::Mat_<cv::Vec3f>(points)) {
-        if (point[2] > maxDepth || point[2] < 0)
-            point = cv::Vec3f(0, 0, 0);
-    }
-    points.setTo(cv::Scalar::all(0), disparity < static_cast<double>(minDisparity));
-    return points;
-}
 
 // Disparities as matchers give them, and any bits that a float may have.
 cv::Mat makeDisparity(const cv::Size& size, std::mt19937& random) {
@@ -85,9 +69,8 @@ TEST_P(Reprojection, GivesTheBitsOfOpenCv) {
             for (const cv::Size size : {cv::Size(1, 1), {3, 2}, {9, 70}, {640, 37}, {1023, 11}}) {
                 const cv::Mat disparity = makeDisparity(size, random);
                 const cv::Mat matrix = makeRectifiedMatrix(random);
-                expectWhatOpenCvGives(disparity, matrix, maxDepth, minDisparity, GetParam());
-                expectWhatOpenCvGives(withRowStep(disparity), matrix, maxDepth, minDisparity,
-                                      GetParam());
+                for (const cv::Mat& image : {disparity, withRowStep(disparity)})
+                    expectWhatOpenCvGives(image, matrix, maxDepth, minDisparity, GetParam());
             }
         }
     }
@@ -111,31 +94,6 @@ TEST_P(Reprojection, RefusesAnEmptyDisparityAsOpenCvDoes) {
     for (const cv::Size size : {cv::Size(0, 0), {0, 3}, {3, 0}}) {
         const cv::Mat disparity(size, CV_32FC1);
         EXPECT_THROW(vision::reproject(disparity, matrix, 5.F, 1.F, GetParam()), cv::Exception);
-    }
-}
-
-TEST(Depth, IsTheBitsOfOpenCvForARenderedScene) {
-    RigOptions options;
-    options.leftCentre = {97.3F, 211.7F};
-    options.rightCentreX = 97.3F;
-    const Rig rig = makeRig(options);
-    OpenStereo stereo(rig);
-    stereo.setMaxDepth(4.F);
-    stereo.setMinDisparity(14);
-    for (const cv::Size size : {cv::Size(640, 480), {320, 240}, {480, 360}}) {
-        const float scale = static_cast<float>(size.width) / 640.F;
-        const Plane foreground{25.F * scale, 0.01F, 0, size.width / 2};
-        const Plane background{13.F * scale, 0.006F};
-        const cv::Mat disparity = renderScene({size, {foreground, background}}).disparity;
-        const cv::Mat matrix = stereo.computeImageTransforms(size).reprojectionMatrix;
-        const cv::Mat expected = reprojectByOpenCv(disparity, matrix, 4.F, 14.F * scale);
-        EXPECT_THAT(stereo.computeDepth(disparity), IsSameMatrix(expected)) << size;
-
-        // The limits are at work: some points are blank, others are not.
-        cv::Mat depth;
-        cv::extractChannel(expected, depth, 2);
-        EXPECT_GT(cv::countNonZero(depth), 0);
-        EXPECT_LT(cv::countNonZero(depth), size.area());
     }
 }
 

@@ -1,28 +1,18 @@
 #include "support/log_capture.hpp"
 
+#include <opencv2/core.hpp>
 #include <utility>
 
-namespace {
-
-const char* nameOf(tevo::LogLevel level) {
-    switch (level) {
-        case tevo::LogLevel::error:
-            return "error";
-        case tevo::LogLevel::verbose:
-            return "verbose";
-        default:
-            return "unexpected level";
-    }
-}
-
-}  // namespace
+constexpr const char* levelNames[] = {"none", "fatal",   "error", "warning",
+                                      "info", "verbose", "debug"};
 
 LogCapture::LogCapture(tevo::LogLevel level) {
     tevo::log::setLevel(level);
     tevo::log::setSink([this](const tevo::log::Record& record) {
         const std::string place = record.file + (record.line == 0 ? "" : " with a line");
-        _lines.push_back(place + nameOf(record.level) + " " + record.category + " " +
-                         record.function + ": " + record.message);
+        const char* const levelName = levelNames[static_cast<std::size_t>(record.level)];
+        _lines.push_back(place + levelName + " " + record.category + " " + record.function + ": " +
+                         record.message);
     });
 }
 
@@ -33,4 +23,14 @@ LogCapture::~LogCapture() {
 
 std::vector<std::string> LogCapture::takeLines() {
     return std::exchange(_lines, {});
+}
+
+std::string openCvComplaint(const std::function<void()>& operation) {
+    try {
+        operation();
+    } catch (const cv::Exception& exception) {
+        return exception.what();
+    }
+    ADD_FAILURE() << "nothing thrown";
+    return "";
 }

@@ -2,17 +2,7 @@
 
 #include <cstring>
 #include <limits>
-#include <sstream>
-
-namespace {
-
-std::string format(const cv::Mat& element) {
-    std::ostringstream text;
-    text << cv::format(element.reshape(1), cv::Formatter::FMT_CSV);
-    return text.str().substr(0, text.str().find('\n'));
-}
-
-}  // namespace
+#include <opencv2/calib3d.hpp>
 
 void cv::PrintTo(const Mat& matrix, std::ostream* out) {
     *out << matrix.rows << "x" << matrix.cols << " " << typeToString(matrix.type());
@@ -24,11 +14,8 @@ std::string firstDifference(const cv::Mat& actual, const cv::Mat& expected) {
     for (int row = 0; row < actual.rows; ++row) {
         for (int column = 0; column < actual.cols; ++column) {
             if (std::memcmp(actual.ptr(row, column), expected.ptr(row, column),
-                            actual.elemSize()) == 0)
-                continue;
-            const cv::Rect element(column, row, 1, 1);
-            return "at row " + std::to_string(row) + ", column " + std::to_string(column) + ": " +
-                   format(actual(element)) + " instead of " + format(expected(element));
+                            actual.elemSize()) != 0)
+                return "at row " + std::to_string(row) + ", column " + std::to_string(column);
         }
     }
     return "";
@@ -51,4 +38,16 @@ cv::Mat withRowStep(const cv::Mat& matrix) {
     cv::Mat wider;
     cv::copyMakeBorder(matrix, wider, 1, 1, 3, 2, cv::BORDER_CONSTANT, cv::Scalar::all(77));
     return wider(cv::Rect(3, 1, matrix.cols, matrix.rows));
+}
+
+cv::Mat reprojectByOpenCv(const cv::Mat& disparity, const cv::Mat& reprojectionMatrix,
+                          float maxDepth, float minDisparity) {
+    cv::Mat points;
+    cv::reprojectImageTo3D(disparity, points, reprojectionMatrix, false, CV_32F);
+    for (auto& point : cv::Mat_<cv::Vec3f>(points)) {
+        if (point[2] > maxDepth || point[2] < 0)
+            point = {0, 0, 0};
+    }
+    points.setTo(cv::Scalar::all(0), disparity < static_cast<double>(minDisparity));
+    return points;
 }

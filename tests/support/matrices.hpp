@@ -1,4 +1,4 @@
-// Matrices in assertions: what differs is said by shape, type and first element.
+// Matrices in assertions: what differs is said by shape, type and place.
 #ifndef TIOMIPRA_TESTS_MATRICES_HPP
 #define TIOMIPRA_TESTS_MATRICES_HPP
 
@@ -13,7 +13,7 @@ namespace cv {
 void PrintTo(const Mat& matrix, std::ostream* out);
 }  // namespace cv
 
-// How `actual` differs from `expected`, bit for bit; empty when it does not.
+// How or where `actual` differs from `expected`, bit for bit; empty when it does not.
 std::string firstDifference(const cv::Mat& actual, const cv::Mat& expected);
 
 // The matrix has the shape, the type and the bits of `expected`; a NaN equals itself.
@@ -30,5 +30,9 @@ cv::Mat makeNoise(const cv::Size& size, int type, unsigned seed);
 
 // The same matrix with unused elements between its rows.
 cv::Mat withRowStep(const cv::Mat& matrix);
+
+// The points that OpenCV gives for `disparity`, those beyond the limits blanked one by one.
+cv::Mat reprojectByOpenCv(const cv::Mat& disparity, const cv::Mat& reprojectionMatrix,
+                          float maxDepth, float minDisparity);
 
 #endif
