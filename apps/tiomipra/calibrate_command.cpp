@@ -40,15 +40,18 @@ struct CalibrateOptions {
 // What the search for the board in all pairs came to.
 struct Search {
     cv::Size imageSize;
+    std::string firstFile;  // whose size it is
     std::vector<PairDetection> detections;
     std::vector<PairNames> names;     // of `detections`
     std::vector<std::size_t> frames;  // of `detections`: their numbers within the source
     std::vector<SkippedPair> skipped;
+    std::size_t failures = 0;  // of `skipped`: pairs that can't be read
 };
 
 struct SearchedPair {
     cv::Size imageSize;
     PairDetection detection;
+    std::string failure;  // why the pair can't be read; empty if it can
 };
 
 Board makeBoard(const CalibrateOptions& options) {
@@ -71,17 +74,24 @@ Board makeBoard(const CalibrateOptions& options) {
 }
 
 SearchedPair searchPair(const Frame& frame, const Board& board) {
-    const StereoImages images = frame.read();
     SearchedPair pair;
-    pair.imageSize = images.left.size();
-    pair.detection.left = detectBoard(toGrey(images.left), board);
-    pair.detection.right = detectBoard(toGrey(images.right), board);
-    alignNumbering(pair.detection.right, pair.detection.left, board);
+    try {
+        const StereoImages images = frame.read();
+        pair.imageSize = images.left.size();
+        pair.detection.left = detectBoard(toGrey(images.left), board);
+        pair.detection.right = detectBoard(toGrey(images.right), board);
+        alignNumbering(pair.detection.right, pair.detection.left, board);
+    } catch (const InputError& error) {
+        pair.failure = error.what();
+    }
     return pair;
 }
 
 // Why a pair can't be used; empty if it can.
-std::string whyUnusable(const Frame& frame, const PairDetection& detection, const Board& board) {
+std::string whyUnusable(const Frame& frame, const SearchedPair& pair, const Board& board) {
+    if (!pair.failure.empty())
+        return pair.failure;
+    const PairDetection& detection = pair.detection;
     if (detection.left.empty() && detection.right.empty())
         return "no board in either image";
     if (detection.left.empty())
@@ -95,11 +105,15 @@ std::string whyUnusable(const Frame& frame, const PairDetection& detection, cons
     return "";
 }
 
-void requireSize(const cv::Size& size, const Frame& frame, const Search& search,
-                 const std::string& firstFile) {
+// The first image that can be read has the size that all must have.
+void requireSize(const cv::Size& size, const Frame& frame, Search& search) {
+    if (search.firstFile.empty()) {
+        search.firstFile = frame.leftFile;
+        search.imageSize = size;
+    }
     if (size != search.imageSize)
-        throw InputError("'" + frame.leftFile + "' is " + sizeText(size) + ", '" + firstFile +
-                         "' is " + sizeText(search.imageSize) +
+        throw InputError("'" + frame.leftFile + "' is " + sizeText(size) + ", '" +
+                         search.firstFile + "' is " + sizeText(search.imageSize) +
                          "; all images must have the same size");
 }
 
@@ -126,7 +140,11 @@ std::vector<SearchedPair> searchAtOnce(const std::vector<Frame>& frames, const B
 void record(Search& search, const Frame& frame, SearchedPair pair, std::size_t number,
             const Board& board) {
     const PairNames names{frame.leftFile, frame.rightFile};
-    const std::string reason = whyUnusable(frame, pair.detection, board);
+    if (pair.failure.empty())
+        requireSize(pair.imageSize, frame, search);
+    else
+        ++search.failures;
+    const std::string reason = whyUnusable(frame, pair, board);
     if (!reason.empty()) {
         search.skipped.push_back({names, reason});
         return;
@@ -140,18 +158,12 @@ void record(Search& search, const Frame& frame, SearchedPair pair, std::size_t n
 Search searchBoards(FrameSource& source, const Board& board) {
     Search search;
     Progress progress(chooseProgressOutput(true, source.count()), source.count());
-    std::string firstFile;
     std::size_t number = 0;
     const auto together = std::size_t(std::max(1, cv::getNumThreads()));
     for (auto frames = takeFrames(source, together); !frames.empty();
          frames = takeFrames(source, together)) {
         std::vector<SearchedPair> pairs = searchAtOnce(frames, board);
-        if (number == 0) {
-            search.imageSize = pairs.front().imageSize;
-            firstFile = frames.front().leftFile;
-        }
         for (std::size_t i = 0; i < frames.size(); ++i) {
-            requireSize(pairs[i].imageSize, frames[i], search, firstFile);
             record(search, frames[i], std::move(pairs[i]), number++, board);
             progress.advance(frames[i].name);
         }
@@ -204,7 +216,7 @@ RigCalibrationOptions calibrationOptions(const CalibrateOptions& options,
 
 cv::Mat drawRectifiedPair(const CalibrateOptions& options, const RigSolution& solution,
                           std::size_t frameNumber) {
-    const auto source = openFrames(options.frames);
+    const auto source = reopenFrames(options.frames);
     const StereoImages images = takeFrames(*source, frameNumber + 1).back().read();
     vision::Stereo stereo;
     stereo.setMaxDepth(std::numeric_limits<float>::infinity());
@@ -234,8 +246,25 @@ void writeResults(const CalibrateOptions& options, const CalibrationReport& repo
     writeImage(pathIn(options.output, "coverage.png"), drawCoverage(report));
     writeImage(pathIn(options.output, "rectified.png"), rectifiedPair);
     writeFile(pathIn(options.output, "report.json"), dumpJson(json));
-    writeCalibration(pathIn(options.output, "left.yml"), report.solution.leftCalibration);
-    writeCalibration(pathIn(options.output, "right.yml"), report.solution.rightCalibration);
+    writeCalibrations(options.output, report.solution.leftCalibration,
+                      report.solution.rightCalibration);
+}
+
+// How the command ends once the report is out.
+Status judge(const CalibrateOptions& options, Grade verdict, std::size_t failures,
+             std::size_t pairs) {
+    const bool isRedo = verdict == Grade::redo;
+    std::vector<std::string> complaints;
+    if (isRedo)
+        complaints.push_back("the calibrations in '" + options.output +
+                             "' are written, in place of any that were there, but should not be "
+                             "used: calibrate again");
+    if (failures > 0)
+        complaints.push_back(std::to_string(failures) + " of " + std::to_string(pairs) +
+                             " pairs can't be read, see those left out");
+    if (complaints.empty())
+        return Status::done;
+    throw CommandError(isRedo ? Status::no : Status::partial, joined(complaints, "; "));
 }
 
 Status calibrate(const CalibrateOptions& options) {
@@ -246,6 +275,8 @@ Status calibrate(const CalibrateOptions& options) {
     requirePairs(search, board);
     RigSolution solution = calibrateRig(search.detections, board, search.imageSize,
                                         calibrationOptions(options, search.imageSize));
+    const std::size_t failures = search.failures;
+    const std::size_t pairs = search.detections.size() + search.skipped.size();
     const std::size_t best = search.frames[solution.used.front()];
     const cv::Mat rectifiedPair = drawRectifiedPair(options, solution, best);
     const CalibrationReport report =
@@ -255,7 +286,8 @@ Status calibrate(const CalibrateOptions& options) {
     json.update(toJson(report));
     writeResults(options, report, json, rectifiedPair);
     std::cout << (options.json ? dumpJson(json) : toText(report));
-    return report.verdict == Grade::redo ? Status::no : Status::done;
+    std::cout.flush();
+    return judge(options, report.verdict, failures, pairs);
 }
 
 void addBoardOptions(CLI::App& command, CalibrateOptions& options) {

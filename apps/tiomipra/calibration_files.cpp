@@ -1,13 +1,14 @@
 #include "calibration_files.hpp"
 
 #include <cstdint>
-#include <numeric>
 #include <opencv2/core.hpp>
 #include <utility>
 
 #include "input_files.hpp"
+#include "number_text.hpp"
 #include "output_files.hpp"
 #include "provenance.hpp"
+#include "rig_inspection.hpp"
 #include "status.hpp"
 
 namespace tiomipra {
@@ -25,10 +26,6 @@ std::string quote(const std::string& path) {
     return "'" + path + "'";
 }
 
-std::string format(int width, int height) {
-    return std::to_string(width) + "x" + std::to_string(height);
-}
-
 void requireKeys(const Calibration& calibration, const std::string& path) {
     const auto complain = [&](const std::string& key, const std::string& rule) {
         throw InputError(quote(path) + " is not a whole calibration: " + key + " " + rule);
@@ -44,33 +41,17 @@ void requireKeys(const Calibration& calibration, const std::string& path) {
     }
 }
 
-void requireFinite(const Calibration& calibration, const std::string& path) {
-    for (const auto& [key, matrix] : matrices) {
-        if (!cv::checkRange(calibration.*matrix))
-            throw InputError(quote(path) + ": " + key + " holds a number that is not finite");
+// Under the temporary name that a file called `path` in the end has until it is whole.
+void saveAndVerify(const std::string& temporary, const std::string& path,
+                   const Calibration& calibration) {
+    // `save` does not report a file that it can't create or finish.
+    calibration.save(temporary);
+    try {
+        if (readCalibration(temporary) == calibration)
+            return;
+    } catch (const InputError&) {  // NOLINT(bugprone-empty-catch): reported below
     }
-}
-
-void requireSameSize(const Rig& rig) {
-    if (rig.left.width != rig.right.width || rig.left.height != rig.right.height)
-        throw InputError(quote(rig.leftFile) + " is for images of " +
-                         format(rig.left.width, rig.left.height) + ", " + quote(rig.rightFile) +
-                         " for " + format(rig.right.width, rig.right.height) +
-                         "; both must be for the same size");
-}
-
-// The fourth column of a projection matrix is focal length times offset from the left camera.
-void requireLeftAndRight(const Rig& rig) {
-    const float offset = rig.right.projectionMatrix.at<float>(0, 3);
-    const std::string value = "projectionMatrix(0,3) is " + std::to_string(offset) +
-                              ", must be minus focal length times baseline";
-    if (offset > 0.F)
-        throw InputError(quote(rig.rightFile) + ": " + value +
-                         "; are the left and the right camera swapped?");
-    if (offset == 0.F)
-        throw InputError(
-            quote(rig.rightFile) + ": " + value +
-            "; without a baseline there is no depth (is this the left camera's file?)");
+    throw InputError("can't write " + quote(path) + ": no room or no permission there");
 }
 
 }  // namespace
@@ -122,41 +103,38 @@ Rig readRig(const CalibrationOptions& options) {
     return rig;
 }
 
+void requireUsable(const Rig& rig) {
+    const std::vector<Fault> faults = findFaults(rig.left, rig.right);
+    if (!faults.empty())
+        throw InputError(quote(rig.leftFile) + " and " + quote(rig.rightFile) + " can't be used: " +
+                         faults.front().problem + "; what to do: " + faults.front().remedy);
+}
+
 void setCalibrations(vision::Stereo& stereo, const Rig& rig) {
-    requireFinite(rig.left, rig.leftFile);
-    requireFinite(rig.right, rig.rightFile);
-    requireSameSize(rig);
-    try {
-        stereo.setCalibrations(rig.left, rig.right);
-        // Building the smallest transform is quick and finds everything that frames would find.
-        const int divisor = std::gcd(rig.left.width, rig.left.height);
-        stereo.computeImageTransforms({rig.left.width / divisor, rig.left.height / divisor});
-    } catch (const std::exception& exception) {
-        throw InputError(quote(rig.leftFile) + " and " + quote(rig.rightFile) +
-                         " can't be used: " + exception.what());
-    }
-    requireLeftAndRight(rig);
+    requireUsable(rig);
+    stereo.setCalibrations(rig.left, rig.right);
 }
 
 void requireSameAspectRatio(const Rig& rig, const cv::Size& size, const std::string& file) {
     const auto product = [](int a, int b) { return std::int64_t{a} * b; };
     if (product(size.width, rig.left.height) != product(size.height, rig.left.width))
-        throw InputError(quote(file) + " is " + format(size.width, size.height) + ", " +
-                         quote(rig.leftFile) + " is for " +
-                         format(rig.left.width, rig.left.height) +
+        throw InputError(quote(file) + " is " + sizeText(size) + ", " + quote(rig.leftFile) +
+                         " is for " + sizeText({rig.left.width, rig.left.height}) +
                          "; the aspect ratio must be the same");
 }
 
 void writeCalibration(const std::string& path, const Calibration& calibration) {
-    // `save` does not report a file that it can't create or finish.
+    writeAtomically(
+        path, [&](const std::string& temporary) { saveAndVerify(temporary, path, calibration); });
+}
+
+void writeCalibrations(const std::string& folder, const Calibration& left,
+                       const Calibration& right) {
+    const std::string path = pathIn(folder, "left.yml");
+    // The left file gets its name last, when the right one is known to be whole.
     writeAtomically(path, [&](const std::string& temporary) {
-        calibration.save(temporary);
-        try {
-            if (readCalibration(temporary) == calibration)
-                return;
-        } catch (const InputError&) {  // NOLINT(bugprone-empty-catch): reported below
-        }
-        throw InputError("can't write " + quote(path) + ": no room or no permission there");
+        saveAndVerify(temporary, path, left);
+        writeCalibration(pathIn(folder, "right.yml"), right);
     });
 }
 

@@ -36,10 +36,11 @@ struct Rig {
 // Throws `UsageError` unless `options` name both calibrations, `InputError` as `readCalibration`.
 Rig readRig(const CalibrationOptions& options);
 
-// Gives the calibrations to `stereo`, whose maximum depth should be set by then. Throws
-// `InputError` that names the files and the reason when they can't be used: sizes that differ,
-// matrices of another type or shape, numbers that are not finite, cameras that are swapped or in
-// the same place.
+// Throws `InputError` that names the files, the first of `findFaults` and its remedy unless the
+// calibrations can be used.
+void requireUsable(const Rig& rig);
+
+// The same, then gives the calibrations to `stereo`, whose maximum depth must be infinite.
 void setCalibrations(vision::Stereo& stereo, const Rig& rig);
 
 // Throws `InputError` that names `file` unless images of `size` have the rig's aspect ratio.
@@ -48,6 +49,11 @@ void requireSameAspectRatio(const Rig& rig, const cv::Size& size, const std::str
 // Writes a calibration, whole or not at all, and reads it back to be sure. Throws `InputError` that
 // names the file when it can't be written.
 void writeCalibration(const std::string& path, const vision::Calibration& calibration);
+
+// Writes left.yml and right.yml in the same way. Both are whole before either replaces what is
+// there, so that a full disk leaves no pair of two rigs.
+void writeCalibrations(const std::string& folder, const vision::Calibration& left,
+                       const vision::Calibration& right);
 
 }  // namespace tiomipra
 

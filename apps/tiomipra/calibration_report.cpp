@@ -63,14 +63,23 @@ std::string coverageAdvice(const CalibrationReport& report) {
     return regions.empty() ? advice : advice + ", also " + joined(regions);
 }
 
+// Each camera alone agrees with the board, only both together do not.
+bool lookOfDifferentMoments(const RigSolution& solution) {
+    return solution.pairError > 5 * std::max({solution.left.error, solution.right.error, 0.2});
+}
+
 std::vector<Criterion> makeCriteria(const CalibrationReport& report) {
     const RigSolution& solution = report.solution;
     const std::string outliers =
         "look at the views with the largest errors, leave them out with --reject-above, keep the "
         "board flat and still";
+    const std::string pairs =
+        lookOfDifferentMoments(solution)
+            ? "each camera alone fits the board: are these pairs of the same moment? Otherwise "
+            : "";
     std::vector<Criterion> criteria{
         {"pairs used", "", double(solution.used.size()), 10, 5, "take more pairs"},
-        {"pair error", "pixels", solution.pairError, 0.5, 1, outliers},
+        {"pair error", "pixels", solution.pairError, 0.5, 1, pairs + outliers},
         {"mean row difference", "pixels", solution.rowDifferences.mean, 0.3, 0.75, outliers},
         {"95 % of row differences within", "pixels", solution.rowDifferences.p95, 1, 2, outliers},
         {"image covered by corners", "%",

@@ -7,6 +7,7 @@
 #include <cctype>
 #include <cstring>
 #include <filesystem>
+#include <iostream>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -329,6 +330,28 @@ void requirePartners(const Paths& left, const Paths& right) {
                      std::to_string(right.size()) + "; " + quote(single) + " has no partner");
 }
 
+bool allSame(const Paths& paths) {
+    return std::all_of(paths.begin(), paths.end(), [&](const std::string& path) {
+        return numberIn(path) == numberIn(paths.front());
+    });
+}
+
+// A number that is the same in all names of a side tells the camera, not the moment.
+void notePartners(const Paths& left, const Paths& right) {
+    if (allSame(left) || allSame(right))
+        return;
+    for (std::size_t i = 0; i < left.size(); ++i) {
+        const std::string ofLeft = numberIn(left[i]);
+        const std::string ofRight = numberIn(right[i]);
+        if (ofLeft.empty() || ofRight.empty() || ofLeft == ofRight)
+            continue;
+        std::cerr << "note: " << quote(left[i]) << " and " << quote(right[i])
+                  << " are taken for a pair though their numbers differ; are they of the same "
+                     "moment?\n";
+        return;
+    }
+}
+
 }  // namespace
 
 void addFrameOptions(CLI::App& command, FrameOptions& options) {
@@ -348,11 +371,21 @@ void addFrameOptions(CLI::App& command, FrameOptions& options) {
 
 std::unique_ptr<FrameSource> openFrames(const FrameOptions& options, Pixels pixels) {
     if (!options.sideBySide.empty())
-        return std::make_unique<SplitFrames>(openSequence(options.sideBySide, pixels));
+        return reopenFrames(options, pixels);
     if (options.left.empty() || options.right.empty())
         throw UsageError("--left and --right are required, or --side-by-side");
-    if (!isVideo(options.left) && !isVideo(options.right))
-        requirePartners(resolveImages(options.left), resolveImages(options.right));
+    if (!isVideo(options.left) && !isVideo(options.right)) {
+        const Paths left = resolveImages(options.left);
+        const Paths right = resolveImages(options.right);
+        requirePartners(left, right);
+        notePartners(left, right);
+    }
+    return reopenFrames(options, pixels);
+}
+
+std::unique_ptr<FrameSource> reopenFrames(const FrameOptions& options, Pixels pixels) {
+    if (!options.sideBySide.empty())
+        return std::make_unique<SplitFrames>(openSequence(options.sideBySide, pixels));
     return std::make_unique<PairedFrames>(openSequence(options.left, pixels),
                                           openSequence(options.right, pixels));
 }

@@ -56,9 +56,14 @@ class FrameSource {
 };
 
 // Throws `UsageError` when an option is missing, `InputError` when nothing matches an argument, a
-// video can't be opened, or there are more images on one side than on the other.
+// video can't be opened, or there are more images on one side than on the other. A note on standard
+// error names partners whose numbers differ.
 std::unique_ptr<FrameSource> openFrames(const FrameOptions& options,
                                         Pixels pixels = Pixels::eightBit);
+
+// The same frames once more, without the checks of `openFrames`, which must have passed.
+std::unique_ptr<FrameSource> reopenFrames(const FrameOptions& options,
+                                          Pixels pixels = Pixels::eightBit);
 
 // The image files that the arguments stand for, each of them a file, a folder (its images), a
 // pattern with * ? [...] or a printf-style one such as left%02d.png (all that exist, gaps are

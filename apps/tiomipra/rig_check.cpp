@@ -20,6 +20,8 @@ constexpr double minimumConsistentShare = 0.25;
 // Fewer matches have a median that their own noise may move beyond the limits.
 constexpr std::size_t minimumPerRegion = 15;
 constexpr std::size_t minimumPerFineRegion = 5;
+// Of nine. A lens or a mount that has moved may show in one part of the image only.
+constexpr int sensibleRegions = 5;
 constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
 
 struct Features {
@@ -139,6 +141,10 @@ double largestMagnitude(const cv::Mat& values) {
     return largest;
 }
 
+int countNumbers(const cv::Mat& values) {
+    return cv::countNonZero(values == values);
+}
+
 bool fitExchanged(const Matches& matches, const vision::Calibration& left,
                   const vision::Calibration& right, double maxRowDifference) {
     const Residuals residuals = findResiduals({matches.right, matches.left}, left, right);
@@ -174,6 +180,21 @@ void judge(RigCheck& check, bool fitsExchanged, double maxRowDifference) {
     else
         check.reason = "the median row difference is " + pixels(median) + ", limit " +
                        pixels(maxRowDifference);
+}
+
+std::string advise(const RigCheck& check) {
+    switch (check.state) {
+        case RigState::swapped:
+            return "exchange --left and --right, or the two calibration files";
+        case RigState::notCalibrated:
+            return "calibrate the rig again with `tiomipra calibrate`";
+        case RigState::calibrated:
+            break;
+    }
+    return check.regionsJudged < sensibleRegions
+               ? "give several pairs that together show texture in all parts of the image: only " +
+                     std::to_string(check.regionsJudged) + " of 9 regions could be judged"
+               : "";
 }
 
 nlohmann::ordered_json gridToJson(const cv::Mat& values) {
@@ -232,22 +253,26 @@ RigCheck checkRig(const Matches& matches, const vision::Calibration& left,
     check.behindShare = residuals.behindShare;
     check.regionMedians = mediansPerRegion(consistent.left, residuals.rowDifferences, imageSize,
                                            {3, 3}, minimumPerRegion);
+    check.regionsJudged = countNumbers(check.regionMedians);
     check.fineMedians = mediansPerRegion(consistent.left, residuals.rowDifferences, imageSize,
                                          {8, 6}, minimumPerFineRegion);
     judge(check, fitExchanged(consistent, left, right, maxRowDifference), maxRowDifference);
+    check.advice = advise(check);
     return check;
 }
 
 nlohmann::ordered_json toJson(const RigCheck& check) {
     return {{"verdict", nameOf(check.state)},
             {"reason", check.reason},
+            {"advice", check.advice},
             {"matches", check.matches},
             {"consistentMatches", check.consistent},
             {"rowDifference",
              {{"median", check.rowDifferences.median},
               {"p95", check.rowDifferences.p95},
               {"signedMedian", check.signedMedian},
-              {"regionMedians", gridToJson(check.regionMedians)}}},
+              {"regionMedians", gridToJson(check.regionMedians)},
+              {"regionsJudged", check.regionsJudged}}},
             {"turnDegrees", check.turnDegrees},
             {"shareBehindCameras", check.behindShare}};
 }
@@ -257,19 +282,19 @@ std::string toText(const RigCheck& check) {
     out << check.consistent << " of " << check.matches << " matches are consistent.\n"
         << "Row difference: median " << fixed(check.rowDifferences.median, 3) << ", 95 % up to "
         << fixed(check.rowDifferences.p95, 3) << " pixels\n"
-        << "Medians by region of the left image, with sign (pixels):\n";
+        << "Medians by region of the left image, with sign (pixels), " << check.regionsJudged
+        << " of 9 judged:\n";
     for (int row = 0; row < check.regionMedians.rows; ++row) {
         for (const float median : cv::Mat_<float>(check.regionMedians.row(row)))
             out << std::setw(9) << (std::isnan(median) ? "-" : fixed(median, 2));
         out << '\n';
     }
     out << "Verdict: " << nameOf(check.state) << ": " << check.reason << ".\n";
-    if (check.state == RigState::swapped)
-        out << "What to do: exchange --left and --right, or the two calibration files.\n";
     if (check.state == RigState::notCalibrated)
         out << "All rows are shifted as if one camera had been turned by "
-            << fixed(check.turnDegrees, 2) << " degrees about its x axis.\n"
-            << "What to do: calibrate the rig again with `tiomipra calibrate`.\n";
+            << fixed(check.turnDegrees, 2) << " degrees about its x axis.\n";
+    if (!check.advice.empty())
+        out << "What to do: " << check.advice << ".\n";
     return out.str();
 }
 

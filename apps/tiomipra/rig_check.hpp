@@ -34,6 +34,7 @@ std::string nameOf(RigState state);
 struct RigCheck {
     RigState state = RigState::notCalibrated;
     std::string reason;          // the numbers that decide, in words
+    std::string advice;          // what to do; empty if nothing
     std::size_t matches = 0;     // all of them
     std::size_t consistent = 0;  // those that fit one position of the cameras, whichever
     // Of the consistent matches, after rectification, left row minus right row, pixels.
@@ -42,6 +43,7 @@ struct RigCheck {
     double turnDegrees = 0;  // about x, that would move all rows by the signed median
     double behindShare = 0;  // of the consistent matches that lie behind the cameras
     cv::Mat regionMedians;   // CV_32FC1 3x3 over the left image; NaN where too few matches are
+    int regionsJudged = 0;   // of these nine, those with enough matches
     cv::Mat fineMedians;     // the same, for a picture
 };
 

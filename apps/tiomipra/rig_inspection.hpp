@@ -45,6 +45,7 @@ struct RigGeometry {
 struct Fault {
     std::string problem;  // the item, its value and the rule that it breaks
     std::string remedy;   // What to do about it
+    bool isSwap = false;  // the two files are exchanged, and nothing else is wrong
 };
 
 // Everything that keeps the library from working with the pair; empty if it is usable.

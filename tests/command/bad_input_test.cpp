@@ -54,9 +54,6 @@ const std::vector<Fault> unusableCalibrations{
           {"left", "distortion", "not finite"}),
     inRig("OtherSizeOfOneCamera", [](auto& rig) { rig.right = rig.right.scaleTo(80, 60); },
           {"left", "160x120", "right", "80x60"}),
-    inRig("SwappedCameras",
-          [](auto& rig) { rig.right.projectionMatrix.template at<float>(0, 3) *= -1; },
-          {"swapped"}),
     inRig("NoBaseline", [](auto& rig) { rig.right = rig.left; }, {"baseline"}),
     {"OtherAspectRatio",
      [](const SamplePairs& p) {
@@ -64,6 +61,10 @@ const std::vector<Fault> unusableCalibrations{
              writeImage(p / file, cv::Mat(90, 160, CV_8UC1));
      },
      {"left/1.png' is 160x90", "160x120", "aspect ratio"}}};
+
+const std::vector<Fault> swappedCalibrations{
+    inRig("SwappedCameras", [](auto& rig) { std::swap(rig.left, rig.right); },
+          {"left and right are swapped", "what to do: exchange"})};
 
 const std::vector<Fault> unreadableImages{
     {"MissingImage",
@@ -117,6 +118,7 @@ const struct {
 } groups[] = {
     {{"rectify", "disparity", "depth", "check", "inspect"}, unreadableCalibrations},
     {{"rectify", "disparity", "depth", "check"}, unusableCalibrations},
+    {{"rectify", "disparity", "depth"}, swappedCalibrations},
     {{"rectify", "disparity", "depth", "check", "calibrate", "evaluate"}, unreadableImages},
     {{"rectify", "disparity", "depth", "check", "calibrate"}, mismatches},
     {{"rectify", "disparity", "depth", "check"}, unwritableOutput}};

@@ -223,6 +223,17 @@ TEST_F(CalibrateInput, NeedsThreePairsOfOneSize) {
     expectRefusal("left02.jpg' is 320x240");
 }
 
+TEST_F(CalibrateInput, IsLeftOutWhenOthersSuffice) {
+    folder.write("left04.jpg", "no image");
+    std::filesystem::copy(photograph("right04.jpg"), folder / "right04.jpg");
+    const RunResult result =
+        runTiomipra(joined(calibrateBoard, {"--left", folder / "left*", "--right",
+                                            folder / "right*", "--output", folder / "rig"}));
+    EXPECT_EQ(result.status, 1) << "three pairs are too few for a usable rig";
+    EXPECT_THAT(result.err, HasSubstr("1 of 4 pairs can't be read"));
+    EXPECT_THAT(result.out, HasSubstr("left04.jpg' is not an image"));
+}
+
 TEST_F(CalibrateInput, FixedIntrinsicsMustFitImages) {
     ::Rig rig = makeRig({{640, 360}});
     rig.left.save(folder / "wide.yml");

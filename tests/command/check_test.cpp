@@ -110,6 +110,33 @@ TEST_F(Check, NamesInputsThatGiveNoAnswer) {
     EXPECT_EQ(result.status, 3);
     EXPECT_THAT(result.err, HasSubstr("only 0 of 0 matches"));
     EXPECT_EQ(check(rig, blank, blank, {"--max-row-difference", "0"}).status, 2);
+    const RunResult same = check(rig, photograph("left01.jpg"), photograph("left01.jpg"));
+    EXPECT_EQ(same.status, 3);
+    EXPECT_THAT(same.err, HasSubstr("show the same image"));
+}
+
+TEST_F(Check, RejectsSwappedFiles) {
+    const RunResult result =
+        runTiomipra({"check", "--left-calibration", rig + "/right.yml", "--right-calibration",
+                     rig + "/left.yml", "--left", photograph("left01.jpg"), "--right",
+                     photograph("right01.jpg")});
+    EXPECT_EQ(result.status, 1) << result.err;
+    EXPECT_THAT(result.out, HasSubstr("What to do: exchange the two calibration files"));
+}
+
+TEST_F(Check, CarriesOnPastImagesThatCannotBeRead) {
+    const ScratchFolder pairs;
+    for (const char* name : {"left01.jpg", "right01.jpg", "right03.jpg"})
+        std::filesystem::copy(photograph(name), pairs / name);
+    pairs.write("left02.jpg", "no image");
+    const RunResult result = check(rig, pairs / "left*", pairs / "right*", {"--json"});
+    EXPECT_EQ(result.status, 4);
+    EXPECT_THAT(result.err, testing::AllOf(HasSubstr("right03.jpg' are taken for a pair"),
+                                           HasSubstr("1 of 2 pairs can't be used"),
+                                           HasSubstr("left02.jpg' is not an image")));
+    const auto report = nlohmann::json::parse(result.out);
+    EXPECT_LT(report["rowDifference"]["regionsJudged"], 5);
+    EXPECT_THAT(report["advice"], HasSubstr("give several pairs"));
 }
 
 TEST_F(Check, LeavesNothingHalfWrittenOnFullDisk) {
