@@ -82,6 +82,20 @@ TEST(Matching, ResultHoldsNothingThatWasInMemoryBefore) {
                 IsSameMatrix(cv::Mat(size, CV_32FC1, cv::Scalar(0))));
 }
 
+// OpenCV takes a window below 1 for 5.
+TEST(Matching, WindowReducedToNothingIsFiveWide) {
+    const LogCapture log;
+    OpenStereo stereo(makeRig({{250, 200}}));
+    stereo.setStereoAlgorithm(Stereo::SGBM);
+    stereo.setMinDisparity(0);
+    stereo.setWindowSize(5);
+    const cv::Mat image = cv::Mat::zeros(40, 50, CV_8UC1);
+    EXPECT_THAT([&] { stereo.computeDisparity(image, image); },
+                Refuses<std::invalid_argument>("window is 5 pixels wide, must be less than twice "
+                                               "the 2 columns of the image that all disparities "
+                                               "reach"));
+}
+
 TEST(HostileImages, OfThreeDimensionsAreRefused) {
     const int sizes[] = {4, 4, 4};
     const cv::Mat bytes(3, sizes, CV_8UC1, cv::Scalar(0));

@@ -171,6 +171,26 @@ TEST_P(Disparity, TakesTheWindowSizeAndTheMode) {
     EXPECT_THAT(match(scene), IsSameMatrix(matchDirectly(GetParam(), adapted, scene)));
 }
 
+TEST_P(Disparity, FindsRenderedSurfaces) {
+    const std::vector<Plane> scenes[] = {
+        {{20.F}}, {{23.4F}}, {{12.F, .05F}}, {{40.F, 0.F, 250, 420}, {15.F}}};
+    for (const auto& planes : scenes) {
+        SceneOptions options;
+        options.planes = planes;
+        const Scene scene = renderScene(options);
+        const cv::Rect inside(100, 20, 520, 440);
+        const cv::Mat measured = match(scene)(inside);
+        const cv::Mat error = cv::abs(measured - scene.disparity(inside));
+        const cv::Mat isMatched = measured >= 1;
+        const cv::Mat isWrong = isMatched & (error > 1);
+        const int matched = cv::countNonZero(isMatched);
+        EXPECT_GT(matched, 0.9 * inside.area());
+        EXPECT_LT(cv::countNonZero(isWrong), (planes.size() == 1 ? 0.001 : 0.05) * matched);
+        // Semi-global matching favours whole pixels, the more so on a slope.
+        EXPECT_LT(cv::mean(error, isMatched & ~isWrong)[0], GetParam() == Stereo::BM ? 0.1 : 0.4);
+    }
+}
+
 TEST_P(Disparity, LogsThatItRuns) {
     const Scene scene = makeDifficultScene({80, 60});
     LogCapture log;
@@ -200,7 +220,7 @@ TEST_P(Disparity, RefusesImagesThatDoNotFit) {
         {{}, {}, narrow, narrow}};
     LogCapture log(tevo::LogLevel::error);
     for (const auto& [left, right, exceptionText, logText] : cases) {
-        const Scene scene{left, right};
+        const Scene scene{left, right, {}};
         EXPECT_THAT([&] { (void)match(scene); }, Refuses<std::invalid_argument>(exceptionText));
         std::vector<std::string> expected;
         if (!logText.empty())
