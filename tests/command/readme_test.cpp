@@ -1,0 +1,61 @@
+// The commands that README.md tells a newcomer to run.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+
+#include "image_files.hpp"
+#include "support/run_program.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The first block of commands, line by line.
+std::vector<std::string> readmeCommands() {
+    std::istringstream readme(::readFile(TIOMIPRA_README));
+    std::vector<std::string> commands;
+    const std::string indentation = "    ";
+    for (std::string line; std::getline(readme, line);) {
+        if (line.rfind(indentation + "tiomipra ", 0) == 0)
+            commands.push_back(line.substr(indentation.size()));
+        else if (!commands.empty())
+            break;
+    }
+    return commands;
+}
+
+// left01.jpg, right01.jpg ... of a board, and the pair a.png and b.png.
+void layOutPhotographs(const ScratchFolder& folder) {
+    for (const auto& entry : fs::directory_iterator(photograph(""))) {
+        const std::string name = entry.path().filename().string();
+        if (name.rfind("left0", 0) == 0 || name.rfind("left1", 0) == 0) {
+            fs::copy(entry, folder / name);
+            fs::copy(photograph("right" + name.substr(4)), folder / ("right" + name.substr(4)));
+        }
+    }
+    writeImage(folder / "a.png", readImage(photograph("left01.jpg")));
+    writeImage(folder / "b.png", readImage(photograph("right01.jpg")));
+}
+
+TEST(Readme, ItsCommandsWorkAsWritten) {
+    const ScratchFolder folder;
+    layOutPhotographs(folder);
+    const std::string shell = "cd '" + folder / "" + "' && PATH='" +
+                              fs::path(TIOMIPRA_PROGRAM).parent_path().string() + "':$PATH && ";
+    const auto commands = readmeCommands();
+    ASSERT_EQ(commands.size(), 3U);
+    for (const std::string& command : commands) {
+        const int status = std::system((shell + command + " > log 2>&1").c_str());
+        ASSERT_EQ(WEXITSTATUS(status), 0) << command << "\n" << ::readFile(folder / "log");
+    }
+    for (const char* result : {"rig/left.yml", "rig/report.json", "result/a.ply",
+                               "result/a_depth.png", "result/a_depth_picture.png"})
+        EXPECT_TRUE(fs::exists(folder / result)) << result;
+}
+
+}  // namespace
+}  // namespace tiomipra::test
