@@ -11,6 +11,7 @@
 #include <thread>
 #include <utility>
 
+#include "failures.hpp"
 #include "input_files.hpp"
 #include "interruption.hpp"
 #include "json_text.hpp"
@@ -22,8 +23,9 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::string reportPath(const BatchOptions& options, const std::string& name) {
-    return pathIn(options.output, name + ".json");
+// Subcommands that share a folder have a report each.
+std::string reportPath(const BatchOptions& options, const Json& madeWith, const std::string& name) {
+    return pathIn(options.output, name + "_" + madeWith.at("command").get<std::string>() + ".json");
 }
 
 // What a report says about how the pair was made; what follows in it is the result.
@@ -36,7 +38,7 @@ Json describeOrigin(const Frame& frame, const Json& madeWith) {
 
 // True when the report on disk has the same origin and all the files that it lists are there.
 bool isDone(const Frame& frame, const BatchOptions& options, const Json& madeWith) {
-    const std::string path = reportPath(options, frame.name);
+    const std::string path = reportPath(options, madeWith, frame.name);
     if (!std::filesystem::exists(path))
         return false;
     try {
@@ -55,12 +57,6 @@ bool isDone(const Frame& frame, const BatchOptions& options, const Json& madeWit
         return false;  // not one of our reports
     }
 }
-
-struct Failure {
-    std::string name;
-    Status status;
-    std::string message;
-};
 
 // One run over all frames; its threads share it.
 class Batch {
@@ -84,6 +80,8 @@ class Batch {
     Status conclude() {
         if (_watch.isInterrupted() && !_isExhausted)
             dieInterrupted();
+        if (_count == 0)
+            throw InputError("there is no pair to work on");
         if (_options.json)
             printJson();
         else
@@ -130,7 +128,7 @@ class Batch {
 
     PairResult make(const Frame& frame, const ProcessPair& process) const {
         // From now on the files that it vouches for may change.
-        const std::string report = reportPath(_options, frame.name);
+        const std::string report = reportPath(_options, _madeWith, frame.name);
         std::filesystem::remove(report);
         PairResult result = process(frame);
         Json content = describeOrigin(frame, _madeWith);
@@ -166,13 +164,13 @@ class Batch {
         std::cout << "{\n\"pairs\": [";
         const char* separator = "\n";
         for (const auto& [index, name] : _doneNames) {
-            std::cout << std::exchange(separator, ",\n") << readFile(reportPath(_options, name));
+            std::cout << std::exchange(separator, ",\n")
+                      << readFile(reportPath(_options, _madeWith, name));
         }
         std::cout << "],\n\"failed\": [";
         separator = "\n";
         for (const auto& [index, failure] : _failures) {
-            std::cout << std::exchange(separator, ",\n")
-                      << dumpJson({{"name", failure.name}, {"message", failure.message}});
+            std::cout << std::exchange(separator, ",\n") << dumpJson(toJson(failure));
         }
         std::cout << "]\n}\n";
     }
@@ -188,18 +186,12 @@ class Batch {
     }
 
     Status judge() const {
-        if (_count == 0)
-            throw InputError("there is no pair to work on");
         if (_failures.empty())
             return Status::done;
-        const Failure& first = _failures.begin()->second;
-        if (_count == 1)
-            throw CommandError(first.status, first.message);
-        std::string message =
-            std::to_string(_failures.size()) + " of " + std::to_string(_count) + " pairs failed:";
+        std::vector<Failure> failures;
         for (const auto& [index, failure] : _failures)
-            message += "\n  " + failure.name + ": " + failure.message;
-        throw CommandError(_failures.size() == _count ? first.status : Status::partial, message);
+            failures.push_back(failure);
+        tiomipra::conclude(failures, _count, "pairs");
     }
 
     FrameSource& _frames;
@@ -222,7 +214,26 @@ unsigned countWorkers(const BatchOptions& options, std::size_t frameCount) {
     return frameCount == 0 ? jobs : static_cast<unsigned>(std::min<std::size_t>(jobs, frameCount));
 }
 
+// The files of a video's frames don't exist, so they are never the same.
+bool isSameFile(const std::string& a, const std::string& b) {
+    std::error_code error;
+    return std::filesystem::equivalent(a, b, error);
+}
+
 }  // namespace
+
+std::string addOutput(PairResult& result, const Frame& frame, const std::string& folder,
+                      const std::string& suffix) {
+    const std::string file = frame.name + suffix;
+    const std::string path = pathIn(folder, file);
+    for (const std::string& input : {frame.leftFile, frame.rightFile}) {
+        if (isSameFile(path, input))
+            throw InputError("the result '" + path + "' would overwrite the image '" + input +
+                             "'; --output must be another folder");
+    }
+    result.files.push_back(file);
+    return path;
+}
 
 void addBatchOptions(CLI::App& command, BatchOptions& options) {
     constexpr auto group = "Output";
@@ -251,7 +262,7 @@ Status runBatch(FrameSource& frames, const BatchOptions& options, const Json& ma
                 const std::function<ProcessPair()>& makeWorker) {
     std::vector<ProcessPair> workers(countWorkers(options, frames.count()));
     std::generate(workers.begin(), workers.end(), makeWorker);
-    createFolder(options.output);
+    prepareFolder(options.output);
     // Whole pairs side by side keep processors busier than threads within each pair. Measured with
     // `tiomipra depth` on 52 pairs of 640x480 and two processors, files included: one pair after
     // the other with OpenCV's threads 16.9 pairs/s (bm) and 12.3 (sgbm); two at a time with one

@@ -1,7 +1,8 @@
 // One pair or many: runs them through workers, reports progress and failures, resumes.
 //
-// Beside the outputs of pair NAME stands its report, NAME.json, written last: what the pair was
-// made with, which files were written and what was found. A pair whose report is there is whole.
+// Beside the outputs of pair NAME stands its report, NAME_SUBCOMMAND.json, written last: what the
+// pair was made with, which files were written and what was found. A pair whose report is there is
+// whole.
 #ifndef TIOMIPRA_BATCH_HPP
 #define TIOMIPRA_BATCH_HPP
 
@@ -32,6 +33,11 @@ struct PairResult {
     nlohmann::ordered_json values;   // for the report and --json; null when there is nothing to say
     std::string summary;             // the same for a person, a few words
 };
+
+// The path in `folder` of a file of the pair's result, the pair's name followed by `suffix`; the
+// file joins `result.files`. Throws `InputError` when the file is an image of the pair itself.
+std::string addOutput(PairResult& result, const Frame& frame, const std::string& folder,
+                      const std::string& suffix);
 
 // Makes all outputs of a pair but the report; throws what a failing pair shall be reported with.
 using ProcessPair = std::function<PairResult(const Frame&)>;

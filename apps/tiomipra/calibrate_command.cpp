@@ -10,6 +10,7 @@
 #include "board_detection.hpp"
 #include "calibration_files.hpp"
 #include "calibration_report.hpp"
+#include "failures.hpp"
 #include "frame_source.hpp"
 #include "image_files.hpp"
 #include "json_text.hpp"
@@ -242,7 +243,7 @@ nlohmann::ordered_json parameters(const CalibrateOptions& options) {
 // The calibrations last: where they are, all the rest is.
 void writeResults(const CalibrateOptions& options, const CalibrationReport& report,
                   const nlohmann::ordered_json& json, const cv::Mat& rectifiedPair) {
-    createFolder(options.output);
+    prepareFolder(options.output);
     writeImage(pathIn(options.output, "coverage.png"), drawCoverage(report));
     writeImage(pathIn(options.output, "rectified.png"), rectifiedPair);
     writeFile(pathIn(options.output, "report.json"), dumpJson(json));
@@ -264,7 +265,7 @@ Status judge(const CalibrateOptions& options, Grade verdict, std::size_t failure
                              " pairs can't be read, see those left out");
     if (complaints.empty())
         return Status::done;
-    throw CommandError(isRedo ? Status::no : Status::partial, joined(complaints, "; "));
+    throw FailedAfterResults(isRedo ? Status::no : Status::partial, joined(complaints, "; "));
 }
 
 Status calibrate(const CalibrateOptions& options) {
@@ -353,7 +354,7 @@ void addSolverOptions(CLI::App& command, CalibrateOptions& options) {
         .add_option("--reject-above", options.calibration.rejectAbove,
                     "Leave out pairs whose reprojection error is larger,\n"
                     "the worst first")
-        ->check(CLI::PositiveNumber)
+        ->check(requirePositiveNumber)
         ->type_name("PIXELS")
         ->group(group);
 }

@@ -6,6 +6,7 @@
 #include <opencv2/core.hpp>
 
 #include "calibration_files.hpp"
+#include "failures.hpp"
 #include "frame_source.hpp"
 #include "image_files.hpp"
 #include "json_text.hpp"
@@ -17,6 +18,7 @@
 #include "rig_inspection.hpp"
 #include "row_differences.hpp"
 #include "subcommands.hpp"
+#include "units.hpp"
 
 namespace tiomipra {
 namespace {
@@ -122,8 +124,8 @@ Status report(const CheckOptions& options, nlohmann::ordered_json report, const 
     const Status status = result.state == RigState::calibrated ? Status::done : Status::no;
     if (matched.failures.empty())
         return status;
-    throw CommandError(status == Status::done ? Status::partial : status,
-                       describeFailures(matched));
+    throw FailedAfterResults(status == Status::done ? Status::partial : status,
+                             describeFailures(matched));
 }
 
 // Files that are exchanged are an answer without a look at the images.
@@ -143,7 +145,7 @@ Status check(const CheckOptions& options) {
         requireUsable(rig);
     const auto source = openFrames(options.frames);
     if (!options.output.empty())
-        createFolder(options.output);
+        prepareFolder(options.output);
     nlohmann::ordered_json json =
         provenance("check", {{"maxRowDifference", options.maxRowDifference}}, rig.hash);
     if (isSwap)
@@ -166,7 +168,7 @@ Run configureCheck(CLI::App& command) {
         .add_option("--max-row-difference", options->maxRowDifference,
                     "The largest median row difference of a calibrated\n"
                     "rig; that of each region may be twice as much")
-        ->check(CLI::PositiveNumber)
+        ->check(requirePositiveNumber)
         ->type_name("PIXELS")
         ->capture_default_str();
     command

@@ -42,11 +42,9 @@ void writeClouds(const Frame& frame, const DepthMap& map, const cv::Mat& image,
     for (const auto& [format, extension, encoding] : cloudFiles) {
         if (!wants(options, format))
             continue;
-        const std::string file = frame.name + extension;
         const auto cloud = collectCloud(map.points, map.measured, image);
-        writeFile(pathIn(options.batch.output, file),
+        writeFile(addOutput(result, frame, options.batch.output, extension),
                   encodeCloud(cloud, encoding, asLines(madeWith)));
-        result.files.push_back(file);
     }
 }
 

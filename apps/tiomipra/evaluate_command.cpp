@@ -10,10 +10,13 @@
 
 #include "disparity_files.hpp"
 #include "evaluation.hpp"
+#include "failures.hpp"
 #include "frame_source.hpp"
 #include "image_files.hpp"
 #include "json_text.hpp"
+#include "provenance.hpp"
 #include "subcommands.hpp"
+#include "units.hpp"
 
 namespace tiomipra {
 namespace {
@@ -95,6 +98,20 @@ Result evaluateFiles(const Inputs& inputs, std::optional<double> truthScale) {
     return result;
 }
 
+// Carries on past what fails, which joins `failures`.
+std::vector<Result> evaluateAll(const std::vector<Inputs>& all, std::optional<double> truthScale,
+                                std::vector<Failure>& failures) {
+    std::vector<Result> results;
+    for (const Inputs& inputs : all) {
+        try {
+            results.push_back(evaluateFiles(inputs, truthScale));
+        } catch (const CommandError& error) {
+            failures.push_back({inputs.disparity, error.status(), error.what()});
+        }
+    }
+    return results;
+}
+
 // Without any measured pixel there is nothing to trust.
 bool passes(const Result& result, double maxBad2) {
     static_assert(badThresholds[2] == 2);
@@ -116,6 +133,9 @@ std::string printRow(const std::string& title, const BadShares& shares) {
 }
 
 std::string printRegion(const std::string& name, const Evaluation& evaluation) {
+    if (evaluation.measured == 0)
+        return print("  %s: %zu pixels known, none of them measured\n", name.c_str(),
+                     evaluation.known);
     return print(
                "  %s: %zu pixels known, %.2f %% of them measured, error %.3f px average, %.3f "
                "RMS\n",
@@ -164,32 +184,48 @@ Json toJson(const Result& result) {
     return json;
 }
 
-std::string printJson(const std::vector<Result>& results, std::optional<bool> isPassed) {
-    Json json{{"evaluations", Json::array()}};
+Json parameters(const EvaluateOptions& options) {
+    Json json = Json::object();
+    if (options.truthScale)
+        json["groundTruthScale"] = *options.truthScale;
+    if (options.maxBad2)
+        json["maxBad2"] = *options.maxBad2;
+    return json;
+}
+
+std::string printJson(const EvaluateOptions& options, const std::vector<Result>& results,
+                      const std::vector<Failure>& failures, bool isPassed) {
+    Json json = provenance("evaluate", parameters(options), "");
+    json["evaluations"] = Json::array();
     for (const Result& result : results)
         json["evaluations"].push_back(toJson(result));
-    if (isPassed)
-        json["passed"] = *isPassed;
+    json["failed"] = Json::array();
+    for (const Failure& failure : failures)
+        json["failed"].push_back(toJson(failure));
+    if (options.maxBad2)
+        json["passed"] = isPassed;
     return dumpJson(json);
 }
 
 Status runEvaluate(const EvaluateOptions& options) {
-    std::vector<Result> results;
-    for (const Inputs& inputs : resolveInputs(options))
-        results.push_back(evaluateFiles(inputs, options.truthScale));
-    std::vector<std::string> failed;
+    const auto inputs = resolveInputs(options);
+    std::vector<Failure> failures;
+    const auto results = evaluateAll(inputs, options.truthScale, failures);
+    std::vector<std::string> refused;
     for (const Result& result : results) {
         if (options.maxBad2 && !passes(result, *options.maxBad2))
-            failed.push_back(result.inputs.disparity);
+            refused.push_back(result.inputs.disparity);
     }
-    std::optional<bool> isPassed;
-    if (options.maxBad2)
-        isPassed = failed.empty();
-    std::cout << (options.json ? printJson(results, isPassed) : printTable(results));
-    for (const std::string& file : failed)
+    if (options.json)
+        std::cout << printJson(options, results, failures, refused.empty() && failures.empty());
+    else if (!results.empty())
+        std::cout << printTable(results);
+    for (const std::string& file : refused)
         std::cerr << file << ": more than " << *options.maxBad2
                   << " % of the measured pixels are off by more than 2 pixels\n";
-    return failed.empty() ? Status::done : Status::no;
+    if (!failures.empty())
+        conclude(failures, inputs.size(), "disparity images");
+    return refused.empty() ? Status::done : Status::no;
 }
 
 }  // namespace
@@ -213,7 +249,7 @@ Run configureEvaluate(CLI::App& command) {
                     "What one pixel of disparity is in the ground truth's whole\nnumbers (default: "
                     "256 for 16 bits, none for 8)")
         ->type_name("S")
-        ->check(CLI::PositiveNumber);
+        ->check(requirePositiveNumber);
     command
         .add_option("--mask", options->mask,
                     "Grey images, white where nothing is occluded: report those\npixels by "

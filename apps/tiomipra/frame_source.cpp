@@ -191,8 +191,10 @@ class VideoFrames : public Sequence {
 
     std::optional<Picture> next() override {
         const cv::Mat image = _video->read();
-        if (image.empty())
+        if (image.empty()) {
+            warnIfCutOff();
             return std::nullopt;
+        }
         const std::string number = std::to_string(_next++);
         const std::string padding(number.size() < 6 ? 6 - number.size() : 0, '0');
         return Picture{fs::path(_path).stem().string() + "_" + padding + number,
@@ -200,9 +202,17 @@ class VideoFrames : public Sequence {
     }
 
   private:
+    // Once, however often it is asked for more.
+    void warnIfCutOff() {
+        if (!std::exchange(_hasEnded, true) && _next < count())
+            std::cerr << quote(_path) << " promises " << count() << " frames, " << _next
+                      << " could be read" << std::endl;
+    }
+
     std::string _path;
     std::unique_ptr<Video> _video;
     std::size_t _next = 0;
+    bool _hasEnded = false;
 };
 
 void requireAlike(const StereoImages& images, const Frame& frame) {

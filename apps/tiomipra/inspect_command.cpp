@@ -4,6 +4,7 @@
 
 #include "calibration_files.hpp"
 #include "json_text.hpp"
+#include "provenance.hpp"
 #include "rig_inspection.hpp"
 #include "subcommands.hpp"
 
@@ -16,11 +17,11 @@ struct InspectOptions {
 };
 
 void printJson(const Rig& rig, const std::vector<Fault>& faults) {
-    nlohmann::ordered_json result{{"leftCalibration", rig.leftFile},
-                                  {"rightCalibration", rig.rightFile},
-                                  {"calibrationSha256", rig.hash},
-                                  {"usable", faults.empty()},
-                                  {"faults", toJson(faults)}};
+    nlohmann::ordered_json result = provenance("inspect", nullptr, rig.hash);
+    result["leftCalibration"] = rig.leftFile;
+    result["rightCalibration"] = rig.rightFile;
+    result["usable"] = faults.empty();
+    result["faults"] = toJson(faults);
     if (faults.empty())
         result["rig"] = toJson(describeGeometry(rig.left, rig.right));
     std::cout << dumpJson(result);

@@ -1,13 +1,17 @@
 // The command `tiomipra`: a table of subcommands, and how they end.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <tevo/log.hpp>
 #include <vector>
 
+#include "failures.hpp"
 #include "help_formatter.hpp"
+#include "json_text.hpp"
 #include "provenance.hpp"
 #include "status.hpp"
 #include "subcommands.hpp"
@@ -85,6 +89,15 @@ int fail(const CLI::App& app, Status status, const std::string& message) {
     return toExitStatus(status);
 }
 
+// Where a result can't come any more; a program that reads it learns why.
+int failWithoutResult(const CLI::App& app, Status status, const std::string& message,
+                      bool isJsonWanted) {
+    if (isJsonWanted)
+        std::cout << dumpJson(
+            {{"error", {{"status", toExitStatus(status)}, {"message", message}}}});
+    return fail(app, status, message);
+}
+
 // All that may stand where `app` found a word that it does not know.
 std::vector<std::string> knownWords(const CLI::App& app) {
     std::vector<std::string> words;
@@ -109,11 +122,11 @@ std::string describe(const CLI::App& app, const CLI::ParseError& error) {
            (similar ? "; did you mean '" + *similar + "'?" : "");
 }
 
-int reportParseError(const CLI::App& app, const CLI::ParseError& error) {
+int reportParseError(const CLI::App& app, const CLI::ParseError& error, bool isJsonWanted) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
         return app.exit(error);  // --help and --version
     const std::string hint = "\nRun '" + calledAs(app) + " --help' for its options.";
-    return fail(app, Status::usage, describe(app, error) + hint);
+    return failWithoutResult(app, Status::usage, describe(app, error) + hint, isJsonWanted);
 }
 
 }  // namespace
@@ -128,6 +141,9 @@ int main(int argc, char** argv) {
     CLI::App app("Metric depth from a calibrated pair of cameras.", "tiomipra");
     Run run;
     configure(app, run);
+    // Known even when the command line as a whole makes no sense.
+    const bool isJsonWanted =
+        std::any_of(argv, argv + argc, [](std::string_view word) { return word == "--json"; });
     try {
         app.parse(argc, argv);
         const Status status = run();
@@ -135,10 +151,12 @@ int main(int argc, char** argv) {
         return std::cout ? toExitStatus(status)
                          : fail(app, Status::input, "can't write to standard output");
     } catch (const CLI::ParseError& error) {
-        return reportParseError(app, error);
-    } catch (const CommandError& error) {
+        return reportParseError(app, error, isJsonWanted);
+    } catch (const FailedAfterResults& error) {
         return fail(app, error.status(), error.what());
+    } catch (const CommandError& error) {
+        return failWithoutResult(app, error.status(), error.what(), isJsonWanted);
     } catch (const std::exception& error) {
-        return fail(app, Status::input, error.what());
+        return failWithoutResult(app, Status::input, error.what(), isJsonWanted);
     }
 }

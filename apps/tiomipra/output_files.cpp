@@ -1,8 +1,14 @@
 #include "output_files.hpp"
 
+#include <unistd.h>
+
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <optional>
+#include <regex>
+#include <string>
 #include <system_error>
 
 #include "status.hpp"
@@ -16,11 +22,34 @@ namespace fs = std::filesystem;
     throw InputError("can't write '" + path + "': " + error.message());
 }
 
-// The extension stays, as it chooses the syntax of some files.
+// The extension stays, as it chooses the syntax of some files. Processes don't share a file.
 std::string temporaryName(const std::string& path) {
     const fs::path final(path);
-    const std::string name = "." + final.stem().string() + ".part" + final.extension().string();
+    const std::string name = "." + final.stem().string() + ".tiomipra-" + std::to_string(getpid()) +
+                             final.extension().string();
     return (final.parent_path() / name).string();
+}
+
+// The process whose temporary file that is, if it is one.
+std::optional<pid_t> findOwner(const std::string& file) {
+    static const std::regex pattern(R"(\..*\.tiomipra-([0-9]{1,9})(\.[^.]*)?)");
+    std::smatch match;
+    if (!std::regex_match(file, match, pattern))
+        return std::nullopt;
+    return std::stoi(match[1]);
+}
+
+bool isRunning(pid_t process) {
+    return kill(process, 0) == 0 || errno != ESRCH;
+}
+
+void removeLeftovers(const std::string& folder) {
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(folder, error)) {
+        const auto owner = findOwner(entry.path().filename().string());
+        if (owner && !isRunning(*owner))
+            fs::remove(entry.path(), error);
+    }
 }
 
 // Errors may turn up in any of the three calls, that of a full disk usually in the last one.
@@ -38,13 +67,14 @@ bool writeBytes(const std::string& path, std::string_view bytes) {
 
 }  // namespace
 
-void createFolder(const std::string& path) {
+void prepareFolder(const std::string& path) {
     std::error_code error;
     fs::create_directories(path, error);
     if (!error && !fs::is_directory(path, error))
         error = std::make_error_code(std::errc::not_a_directory);
     if (error)
         throw InputError("can't create the folder '" + path + "': " + error.message());
+    removeLeftovers(path);
 }
 
 void writeAtomically(const std::string& path,

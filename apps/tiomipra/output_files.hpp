@@ -1,8 +1,8 @@
 // Writing files, whole or not at all.
 //
-// A file is written under a temporary name in the folder of its final one, ".NAME.part.EXTENSION",
-// and then renamed. So nobody ever meets a half file, whenever the program dies, and a later run
-// overwrites what a dead one left.
+// A file is written under a temporary name in the folder of its final one,
+// ".NAME.tiomipra-PROCESS.EXTENSION", and then renamed. So nobody ever meets a half file, whenever
+// the program dies, not even when two runs write the same one.
 #ifndef TIOMIPRA_OUTPUT_FILES_HPP
 #define TIOMIPRA_OUTPUT_FILES_HPP
 
@@ -12,9 +12,9 @@
 
 namespace tiomipra {
 
-// Creates the folder `path` and those above it, unless it exists. Throws `InputError` that names
-// the folder and the reason.
-void createFolder(const std::string& path);
+// Creates the folder `path` and those above it, unless it exists, and removes the temporary files
+// that runs which died have left in it. Throws `InputError` that names the folder and the reason.
+void prepareFolder(const std::string& path);
 
 // Calls `write` with the temporary name, then renames the file. When `write` throws, the temporary
 // file is removed and `path` stays as it was. What exists and is no file, a device say, is written

@@ -223,9 +223,7 @@ PairResult describeMeasured(const cv::Mat& measured, const std::string& quantity
 
 void writeImageOf(const Frame& frame, const std::string& suffix, const cv::Mat& image,
                   const MatchingOptions& options, PairResult& result) {
-    const std::string file = frame.name + suffix;
-    writeImage(pathIn(options.batch.output, file), image);
-    result.files.push_back(file);
+    writeImage(addOutput(result, frame, options.batch.output, suffix), image);
 }
 
 }  // namespace tiomipra

@@ -7,7 +7,6 @@
 #include "calibration_files.hpp"
 #include "frame_source.hpp"
 #include "image_files.hpp"
-#include "output_files.hpp"
 #include "pictures.hpp"
 #include "provenance.hpp"
 #include "subcommands.hpp"
@@ -38,8 +37,7 @@ PairResult rectify(const Frame& frame, const vision::Stereo& stereo, const Rig& 
     const std::string extension = left.depth() <= CV_16U ? ".png" : ".tiff";
     PairResult result;
     const auto write = [&](const std::string& suffix, const cv::Mat& image) {
-        result.files.push_back(frame.name + suffix);
-        writeImage(pathIn(output, result.files.back()), image);
+        writeImage(addOutput(result, frame, output, suffix), image);
     };
     write("_left" + extension, left);
     write("_right" + extension, right);

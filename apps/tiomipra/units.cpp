@@ -69,4 +69,11 @@ cv::Size parseSize(const std::string& text) {
     return size;
 }
 
+std::string requirePositiveNumber(const std::string& text) {
+    std::string_view rest = text;
+    double number = 0;
+    const bool isNumber = takeNumber(rest, number) && rest.empty() && std::isfinite(number);
+    return isNumber && number > 0 ? "" : "'" + text + "' must be a positive number";
+}
+
 }  // namespace tiomipra

@@ -1,5 +1,5 @@
-// Quantities as they are written on the command line. Every function throws `UsageError`, which
-// names the text and the rule, for a text that it does not understand.
+// Quantities as they are written on the command line. The functions that parse throw `UsageError`,
+// which names the text and the rule, for a text that they do not understand.
 #ifndef TIOMIPRA_UNITS_HPP
 #define TIOMIPRA_UNITS_HPP
 
@@ -26,6 +26,9 @@ Range parseRange(const std::string& text);
 
 // "9x6": width times height, both positive.
 cv::Size parseSize(const std::string& text);
+
+// A validator for CLI11: what is wrong with `text`, nothing when it is a finite number above 0.
+std::string requirePositiveNumber(const std::string& text);
 
 }  // namespace tiomipra
 

@@ -63,9 +63,11 @@ std::string resume(const SamplePairs& pairs) {
 TEST(Batch, ResumeDoesOnlyWhatIsMissing) {
     const SamplePairs pairs(3);
     EXPECT_EQ(resume(pairs), "");
+    // Another subcommand's results in the same folder change nothing.
+    EXPECT_EQ(runTiomipra(pairs.arguments("disparity", {"--disparity-number", "16"})).status, 0);
     EXPECT_EQ(resume(pairs), "(3 were there already)\n");
     fs::remove(pairs / "out/1_rows.png");
-    pairs.folder.write("out/2.json", "{\"files\": [1]}");
+    pairs.folder.write("out/2_rectify.json", "{\"files\": [1]}");
     EXPECT_EQ(resume(pairs), "(1 were there already)\n");
 
     ::Rig other = pairs.rig;
@@ -78,8 +80,11 @@ TEST(Batch, SignalEndsItAfterThePairsAtHand) {
     for (const int signal : {SIGINT, SIGTERM}) {
         const SamplePairs pairs(60, {{640, 480}});
         RunningProgram program(pairs.arguments("rectify"));
-        while (!fs::exists(pairs / "out/1.json"))
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        while (!fs::exists(pairs / "out/1_rectify.json")) {
+            ASSERT_LT(std::chrono::steady_clock::now(), deadline);
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
         program.send(signal);
         const RunResult run = program.wait();
         EXPECT_EQ(run.status, 128 + signal);
@@ -87,6 +92,16 @@ TEST(Batch, SignalEndsItAfterThePairsAtHand) {
         const std::size_t files = contentsOf(pairs / "out").size();
         EXPECT_LT(files, 60U * 4);
         EXPECT_EQ(files % 4, 0U) << "every pair is whole";
+    }
+}
+
+TEST(Batch, TwoRunsMayShareAFolder) {
+    const SamplePairs pairs(20);
+    RunningProgram first(pairs.arguments("rectify"));
+    RunningProgram second(pairs.arguments("rectify"));
+    for (RunningProgram* program : {&first, &second}) {
+        const RunResult run = program->wait();
+        EXPECT_EQ(run.status, 0) << run.err;
     }
 }
 

@@ -114,7 +114,7 @@ class DepthCommand : public testing::Test {
     }
 
     nlohmann::json report() const {
-        return nlohmann::json::parse(::readFile(pairs / "out/1.json"));
+        return nlohmann::json::parse(::readFile(pairs / "out/1_depth.json"));
     }
 
     const SamplePairs pairs{1, {}};

@@ -116,6 +116,27 @@ TEST(Evaluate, IsAGateWhenAskedTo) {
     EXPECT_EQ(run("nothing.tiff", "100").status, 1);
 }
 
+TEST(Evaluate, CarriesOnPastFilesThatFail) {
+    const ScratchFolder folder;
+    writeImage(folder / "truth.tiff", truth);
+    writeImage(folder / "black.png", cv::Mat::zeros(truth.size(), CV_8UC1));
+    folder.write("bad.pfm", "hello");
+    const Arguments arguments{
+        "evaluate",           "--disparity",         folder / "bad.pfm",    folder / "truth.tiff",
+        "--ground-truth",     folder / "truth.tiff", folder / "truth.tiff", "--mask",
+        folder / "black.png", folder / "black.png",  "--max-bad2",          "5"};
+    const RunResult run = runTiomipra(arguments);
+    EXPECT_EQ(run.status, 4);
+    EXPECT_THAT(run.err, HasSubstr("1 of 2 disparity images failed:\n  " + folder / "bad.pfm"));
+    EXPECT_THAT(run.out, HasSubstr("non-occluded: 0 pixels known, none of them measured\n"));
+
+    const json result = runForJson(arguments, 4);
+    EXPECT_EQ(result["failed"][0]["name"], folder / "bad.pfm");
+    EXPECT_EQ(result["evaluations"][0]["all"]["known"], 9);
+    EXPECT_EQ(result["passed"], false);
+    EXPECT_EQ(result["parameters"], json::parse(R"({"maxBad2": 5.0})"));
+}
+
 TEST(Evaluate, NamesWhatDoesNotFit) {
     const ScratchFolder folder;
     writeImage(folder / "truth.tiff", truth);
@@ -127,13 +148,15 @@ TEST(Evaluate, NamesWhatDoesNotFit) {
         Arguments arguments;
         int status;
         std::string message;
-    } cases[] = {{{folder / "small.tiff"}, 3, "small.tiff' is 3x2"},
-                 {{folder / "colours.png"}, 3, "colours.png' holds CV_8UC3"},
-                 {{folder / "text.pfm"}, 3, "text.pfm' is not an image"},
-                 {{folder / "bytes.png"}, 2, "bytes.png' holds 8-bit"},
-                 {{folder / "truth.tiff", folder / "truth.tiff"}, 3, "2 images"},
-                 {{folder / "truth.tiff", "--mask", folder / "colours.png"}, 3, "grey mask"},
-                 {{folder / "truth.tiff", "--max-bad2", "101"}, 2, "--max-bad2"}};
+    } cases[] = {
+        {{folder / "small.tiff"}, 3, "small.tiff' is 3x2"},
+        {{folder / "colours.png"}, 3, "colours.png' holds CV_8UC3"},
+        {{folder / "text.pfm"}, 3, "text.pfm' is not an image"},
+        {{folder / "bytes.png"}, 2, "bytes.png' holds 8-bit"},
+        {{folder / "truth.tiff", folder / "truth.tiff"}, 3, "2 images"},
+        {{folder / "truth.tiff", "--mask", folder / "colours.png"}, 3, "grey mask"},
+        {{folder / "truth.tiff", "--ground-truth-scale", "0"}, 2, "'0' must be a positive number"},
+        {{folder / "truth.tiff", "--max-bad2", "101"}, 2, "--max-bad2"}};
     for (const auto& [arguments, status, message] : cases) {
         const RunResult run = runTiomipra(joined(
             {"evaluate", "--ground-truth", folder / "truth.tiff", "--disparity"}, arguments));

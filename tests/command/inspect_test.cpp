@@ -29,6 +29,7 @@ TEST(Inspect, TellsGeometryOfUsablePair) {
     EXPECT_THAT(runTiomipra(arguments).out, HasSubstr("baseline 0.12,"));
     const auto result = runForJson(arguments);
     EXPECT_TRUE(result["usable"]);
+    EXPECT_EQ(std::string(result["program"]).rfind("tiomipra ", 0), 0U);
     const auto& rig = result["rig"];
     EXPECT_NEAR(rig["baseline"], 0.12, 1e-6);
     // 2 atan(320 / 500)

@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 
 #include <cstdlib>
+#include <nlohmann/json.hpp>
 
 #include "support/run_program.hpp"
 #include "support/sample_pairs.hpp"
@@ -35,6 +36,16 @@ TEST(Program, GuessesWhatWasMeant) {
                 HasSubstr("tiomipra rectify: '--colibration' is not known here; did you mean "
                           "'--calibration'?"));
     EXPECT_THAT(runTiomipra({"rectify", "--zzz"}).err, testing::Not(HasSubstr("did you mean")));
+}
+
+TEST(Program, SaysInJsonWhyThereIsNoResult) {
+    for (const auto& [wrong, status] : {std::pair{"--nonsense", 2}, {"--calibration=none", 3}}) {
+        const RunResult run = runTiomipra({"inspect", wrong, "--json"});
+        const auto error = nlohmann::json::parse(run.out).at("error");
+        EXPECT_EQ(run.status, status);
+        EXPECT_EQ(error.at("status"), status);
+        EXPECT_EQ("tiomipra inspect: " + error.at("message").get<std::string>() + "\n", run.err);
+    }
 }
 
 TEST(Program, FindsOutThatOutputIsLost) {

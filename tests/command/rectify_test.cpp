@@ -1,6 +1,8 @@
 // tiomipra rectify.
 #include <gmock/gmock.h>
 
+#include <filesystem>
+
 #include "image_files.hpp"
 #include "support/matrices.hpp"
 #include "support/run_program.hpp"
@@ -8,6 +10,9 @@
 
 namespace tiomipra::test {
 namespace {
+
+using testing::HasSubstr;
+namespace fs = std::filesystem;
 
 TEST(Rectify, WritesWhatTheLibraryMakes) {
     const ScratchFolder folder;
@@ -45,10 +50,26 @@ TEST(Rectify, TakesBothHalvesOfAVideoWhoseLengthIsUnknown) {
     const ScratchFolder folder;
     saveRig(folder / "rig", makeRig({{160, 240}}));
     // Its header promises 444 frames of 320x240, of which there are 68.
-    const auto result = runForJson({"rectify", "--calibration", folder / "rig", "--side-by-side",
-                                    photograph("tree.avi"), "--output", folder / "out"});
-    EXPECT_EQ(result["pairs"].size(), 68U);
+    const RunResult run =
+        runTiomipra({"rectify", "--calibration", folder / "rig", "--side-by-side",
+                     photograph("tree.avi"), "--output", folder / "out", "--json"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.err, HasSubstr("tree.avi' promises 444 frames, 68 could be read"));
+    EXPECT_EQ(nlohmann::json::parse(run.out)["pairs"].size(), 68U);
     EXPECT_EQ(readImage(folder / "out/tree_000067_left.png").size(), cv::Size(160, 240));
+}
+
+TEST(Rectify, DoesNotOverwriteItsInput) {
+    const SamplePairs pairs(1);
+    const std::string right = pairs / "left/1_right.png";
+    fs::copy(pairs / "right/1.png", right);
+    const std::string before = ::readFile(right);
+    const RunResult run =
+        runTiomipra({"rectify", "--calibration", pairs / "rig", "--left", pairs / "left/1.png",
+                     "--right", right, "--output", pairs / "right/../left"});
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.err, HasSubstr("left/1_right.png' would overwrite the image '" + right));
+    EXPECT_EQ(::readFile(right), before);
 }
 
 TEST(Rectify, RefusesWrongUsage) {
