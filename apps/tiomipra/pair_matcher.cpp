@@ -87,10 +87,10 @@ class PairMatcher {
         for (const std::string& doubt : findDoubts(*_stereo, matchedWidth))
             _notices.say("warning: " + doubt);
         requireMatchable(*_stereo, matchedWidth);
-        if (rig)
+        if (rig) {
             _notices.say(explainSearch(*_stereo, *rig, scale()));
-        if (rig)
             _seen = _stereo->rectifyImageLeft(cv::Mat(size, CV_8UC1, cv::Scalar(255)));
+        }
         _size = size;
     }
 

@@ -142,6 +142,7 @@ double largestMagnitude(const cv::Mat& values) {
 }
 
 int countNumbers(const cv::Mat& values) {
+    // cppcheck-suppress duplicateExpression; what is not a number differs from itself
     return cv::countNonZero(values == values);
 }
 
