@@ -62,27 +62,82 @@ void refineCorners(const cv::Mat& image, Points& points, double reach) {
     cv::cornerSubPix(image, points, {window, window}, {-1, -1}, untilStill);
 }
 
+double brightnessAt(const cv::Mat& image, const cv::Point2f& point) {
+    cv::Mat patch;
+    cv::getRectSubPix(image, {3, 3}, point, patch);
+    return cv::mean(patch)[0];
+}
+
 // Brightness of the square whose first corner is (x, y).
 double squareBrightness(const cv::Mat& image, const Points& points, int width, int x, int y) {
     const std::size_t i = std::size_t(y) * width + x;
-    const cv::Point2f centre =
-        0.25f * (points[i] + points[i + 1] + points[i + width] + points[i + width + 1]);
-    cv::Mat patch;
-    cv::getRectSubPix(image, {3, 3}, centre, patch);
-    return cv::mean(patch)[0];
+    return brightnessAt(
+        image, 0.25f * (points[i] + points[i + 1] + points[i + width] + points[i + width + 1]));
+}
+
+// How much brighter the squares with the colour of the first one are than the others.
+double colourDifference(const cv::Mat& image, const Points& points, const cv::Size& grid) {
+    std::array<double, 2> sums{};
+    std::array<int, 2> counts{};
+    for (int y = 0; y + 1 < grid.height; ++y) {
+        for (int x = 0; x + 1 < grid.width; ++x) {
+            const std::size_t colour = std::size_t(x + y) % 2;
+            sums[colour] += squareBrightness(image, points, grid.width, x, y);
+            ++counts[colour];
+        }
+    }
+    return sums[0] / counts[0] - sums[1] / counts[1];
 }
 
 // Half a turn exchanges the colours of the squares where one side has an odd number of corners and
 // the other an even one: such a board has one numbering that starts at a dark square.
 bool startsAtBrightSquare(const cv::Mat& image, const Points& points, const cv::Size& grid) {
-    double difference = 0;
-    for (int y = 0; y + 1 < grid.height; ++y) {
-        for (int x = 0; x + 1 < grid.width; ++x) {
-            const double brightness = squareBrightness(image, points, grid.width, x, y);
-            difference += (x + y) % 2 == 0 ? brightness : -brightness;
-        }
+    return colourDifference(image, points, grid) > 0;
+}
+
+// Where these points are on the board, in squares from the first one.
+Points placesOf(const std::vector<int>& ids, const Board& board) {
+    Points places;
+    for (const int id : ids)
+        places.emplace_back(float(id % board.corners.width), float(id / board.corners.width));
+    return places;
+}
+
+// Points in the squares of the second row or column beyond the corners on each of the four sides,
+// in squares from the first corner. The first one beyond is the board's outer row; the second one
+// is its margin, unless the board is larger. As an outer row may be cut, the points are near its
+// start.
+std::array<Points, 4> squaresBeyond(const cv::Size& grid) {
+    constexpr float near = 0.3F;
+    std::array<Points, 4> sides;
+    for (int x = -1; x < grid.width; ++x) {
+        sides[0].emplace_back(float(x) + 0.5F, -1 - near);
+        sides[1].emplace_back(float(x) + 0.5F, float(grid.height) + near);
     }
-    return difference > 0;
+    for (int y = -1; y < grid.height; ++y) {
+        sides[2].emplace_back(-1 - near, float(y) + 0.5F);
+        sides[3].emplace_back(float(grid.width) + near, float(y) + 0.5F);
+    }
+    return sides;
+}
+
+// Whether squares in a line are bright and dark in turn, by at least `contrast`. Only those inside
+// of the image are looked at, of which there must be some.
+bool alternate(const cv::Mat& image, const Points& squares, double contrast) {
+    constexpr std::size_t fewest = 4;
+    const cv::Rect2f inside(0, 0, float(image.cols), float(image.rows));
+    std::vector<double> brightness;
+    for (const cv::Point2f& square : squares) {
+        if (inside.contains(square))
+            brightness.push_back(brightnessAt(image, square));
+    }
+    if (brightness.size() < fewest)
+        return false;
+    std::vector<double> steps;
+    for (std::size_t i = 1; i < brightness.size(); ++i)
+        steps.push_back((brightness[i] - brightness[i - 1]) * (i % 2 == 0 ? 1 : -1));
+    const auto [smallest, largest] = std::minmax_element(steps.begin(), steps.end());
+    return *smallest >= contrast || *largest <= -contrast;
 }
 
 bool halfTurnLooksTheSame(const Board& board) {
@@ -323,6 +378,20 @@ Detection detectBoard(const cv::Mat& image, const Board& board) {
                                                           : detectCircles(image, board));
 }
 
+bool goesOn(const cv::Mat& image, const Detection& detection, const Board& board) {
+    if (board.pattern != Pattern::chessboard || detection.empty())
+        return false;
+    const cv::Mat imageFromBoard =
+        cv::findHomography(placesOf(detection.ids, board), detection.points);
+    const double contrast = std::abs(colourDifference(image, detection.points, board.corners)) / 2;
+    const auto sides = squaresBeyond(board.corners);
+    return std::any_of(sides.begin(), sides.end(), [&](const Points& side) {
+        Points squares;
+        cv::perspectiveTransform(side, squares, imageFromBoard);
+        return alternate(image, squares, contrast);
+    });
+}
+
 void alignNumbering(Detection& detection, const Detection& reference, const Board& board) {
     if (!halfTurnLooksTheSame(board) || detection.empty() || reference.empty()) {
         return;
@@ -357,11 +426,7 @@ bool determinePose(const std::vector<int>& ids, const Board& board) {
     if (ids.size() < minimumPoints) {
         return false;
     }
-    Points places;
-    for (const int id : ids) {
-        places.emplace_back(float(id % board.corners.width), float(id / board.corners.width));
-    }
-    const cv::Size2f extent = cv::minAreaRect(places).size;
+    const cv::Size2f extent = cv::minAreaRect(placesOf(ids, board)).size;
     return std::min(extent.width, extent.height) > 0.5f;
 }
 

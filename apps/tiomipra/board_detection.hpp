@@ -56,6 +56,10 @@ struct Detection {
 // seen in part; its points are given if they fix the board's pose (at least 6, not on one line).
 Detection detectBoard(const cv::Mat& image, const Board& board);
 
+// Whether a chessboard that was found in `image` has more corners than `board` says: the finder is
+// content with a part of a larger one, not the same part in each image. Other boards never do.
+bool goesOn(const cv::Mat& image, const Detection& detection, const Board& board);
+
 // Renumbers the points of `detection` so that they are numbered as in `reference`.
 //
 // A board that looks the same after half a turn (a chessboard with an even number of squares

@@ -52,7 +52,8 @@ struct Search {
 struct SearchedPair {
     cv::Size imageSize;
     PairDetection detection;
-    std::string failure;  // why the pair can't be read; empty if it can
+    std::string largerBoard;  // the image whose board has more corners than it should, if any
+    std::string failure;      // why the pair can't be read; empty if it can
 };
 
 Board makeBoard(const CalibrateOptions& options) {
@@ -79,8 +80,13 @@ SearchedPair searchPair(const Frame& frame, const Board& board) {
     try {
         const StereoImages images = frame.read();
         pair.imageSize = images.left.size();
-        pair.detection.left = detectBoard(toGrey(images.left), board);
-        pair.detection.right = detectBoard(toGrey(images.right), board);
+        const cv::Mat left = toGrey(images.left);
+        const cv::Mat right = toGrey(images.right);
+        pair.detection = {detectBoard(left, board), detectBoard(right, board)};
+        if (goesOn(left, pair.detection.left, board))
+            pair.largerBoard = frame.leftFile;
+        else if (goesOn(right, pair.detection.right, board))
+            pair.largerBoard = frame.rightFile;
         alignNumbering(pair.detection.right, pair.detection.left, board);
     } catch (const InputError& error) {
         pair.failure = error.what();
@@ -99,6 +105,9 @@ std::string whyUnusable(const Frame& frame, const SearchedPair& pair, const Boar
         return "no board in " + frame.leftFile;
     if (detection.right.empty())
         return "no board in " + frame.rightFile;
+    if (!pair.largerBoard.empty())
+        return "the board in " + pair.largerBoard + " has more than " + sizeText(board.corners) +
+               " corners; --corners must count all of them";
     const SharedPoints shared = sharedPoints(detection.left, detection.right);
     if (!determinePose(shared.ids, board))
         return "the images share only " + std::to_string(shared.ids.size()) +

@@ -185,7 +185,7 @@ void writeViews(std::ostream& out, const CalibrationReport& report) {
     for (const std::size_t i : rankedViews(solution)) {
         for (const double value : {solution.pairViewErrors[i], solution.left.viewErrors[i],
                                    solution.right.viewErrors[i], solution.viewRowDifferences[i]})
-            out << std::setw(8) << fixed(value, 3);
+            out << " " << std::setw(7) << fixed(value, 3);
         out << "  " << shortText(report.views[solution.used[i]]) << '\n';
     }
 }

@@ -200,11 +200,12 @@ class CalibrateInput : public testing::Test {
     }
 
     // Runs and expects input that does not fit; nothing may have been written.
-    void expectRefusal(const std::string& message, const Arguments& options = {}) {
-        const RunResult result = runTiomipra(
-            joined(joined(calibrateBoard, {"--left", folder / "left*", "--right", folder / "right*",
-                                           "--output", folder / "rig"}),
-                   options));
+    void expectRefusal(const std::string& message, const Arguments& options = {},
+                       const Arguments& board = calibrateBoard) {
+        const RunResult result =
+            runTiomipra(joined(joined(board, {"--left", folder / "left*", "--right",
+                                              folder / "right*", "--output", folder / "rig"}),
+                               options));
         EXPECT_EQ(result.status, 3);
         EXPECT_THAT(result.err, HasSubstr(message));
         EXPECT_EQ(result.out, "");
@@ -221,6 +222,13 @@ TEST_F(CalibrateInput, NeedsThreePairsOfOneSize) {
     for (const char* file : {"left02.jpg", "right02.jpg"})
         writeImage(folder / file, cv::Mat::zeros(240, 320, CV_8UC1));
     expectRefusal("left02.jpg' is 320x240");
+}
+
+// OpenCV finds 8x6 corners on this board of 9x6 as well.
+TEST_F(CalibrateInput, BoardMustNotBeLarger) {
+    expectRefusal("the board in " + (folder / "left02.jpg") +
+                      " has more than 8x6 corners; --corners must count all of them",
+                  {}, {"calibrate", "--corners", "8x6", "--square", "1"});
 }
 
 TEST_F(CalibrateInput, IsLeftOutWhenOthersSuffice) {
