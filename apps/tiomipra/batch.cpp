@@ -2,13 +2,8 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <future>
 #include <iostream>
-#include <map>
-#include <mutex>
-#include <opencv2/core/utility.hpp>
 #include <optional>
-#include <thread>
 #include <utility>
 
 #include "failures.hpp"
@@ -17,6 +12,7 @@
 #include "json_text.hpp"
 #include "output_files.hpp"
 #include "progress.hpp"
+#include "workers.hpp"
 
 namespace tiomipra {
 namespace {
@@ -58,75 +54,51 @@ bool isDone(const Frame& frame, const BatchOptions& options, const Json& madeWit
     }
 }
 
-// One run over all frames; its threads share it.
+// One run over all frames.
 class Batch {
   public:
     Batch(FrameSource& frames, const BatchOptions& options, const Json& madeWith)
-        : _frames(frames),
-          _options(options),
-          _madeWith(madeWith),
-          _progress(chooseProgressOutput(options.json, frames.count()), frames.count()) {}
+        : _frames(frames), _options(options), _madeWith(madeWith) {}
 
-    void run(const std::vector<ProcessPair>& workers) {
-        std::vector<std::future<void>> runs;
-        for (const ProcessPair& process : workers)
-            runs.push_back(std::async(std::launch::async, [this, &process] { work(process); }));
-        for (std::future<void>& run : runs)
-            run.get();
-        _progress.finish();
+    void run(const std::vector<ProcessPair>& processes) {
+        Progress progress(chooseProgressOutput(_options.json, _frames.count()), _frames.count());
+        Work work([this] { return _frames.next(); },
+                  [&](const Frame& frame, const PairOutcome& outcome) {
+                      accept(frame, outcome, progress);
+                  });
+        std::vector<Work::Worker> workers;
+        for (const ProcessPair& process : processes)
+            workers.push_back(
+                [this, &process](const Frame& frame) { return make(frame, process); });
+        try {
+            work.run(workers);
+        } catch (const Interrupted& error) {
+            throw Interrupted(error.what() +
+                              std::string("; the same command with --resume does the others"));
+        }
     }
 
     // Says how the run went; throws when something failed.
-    Status conclude() {
-        if (_watch.isInterrupted() && !_isExhausted)
-            dieInterrupted();
+    Status conclude() const {
         if (_count == 0)
             throw InputError("there is no pair to work on");
         if (_options.json)
             printJson();
         else
             printSummary();
-        return judge();
+        if (!_failures.empty())
+            tiomipra::conclude(_failures, _count, "pairs");
+        return Status::done;
     }
 
   private:
-    struct Task {
-        std::size_t index;
-        Frame frame;
-    };
+    using Work = OrderedWork<Frame, std::optional<PairResult>>;
+    using PairOutcome = Outcome<std::optional<PairResult>>;
 
-    void work(const ProcessPair& process) {
-        while (const auto task = take()) {
-            try {
-                finish(*task, make(task->frame, process));
-            } catch (const CommandError& error) {
-                fail(*task, error.status(), error.what());
-            } catch (const std::exception& error) {
-                fail(*task, Status::input, error.what());
-            }
-        }
-    }
-
-    // The next pair that is not done yet.
-    std::optional<Task> take() {
-        const std::lock_guard lock(_mutex);
-        while (!_watch.isInterrupted()) {
-            auto frame = _frames.next();
-            if (!frame) {
-                _isExhausted = true;
-                break;
-            }
-            const std::size_t index = _count++;
-            if (!_options.resume || !isDone(*frame, _options, _madeWith))
-                return Task{index, std::move(*frame)};
-            _doneNames.emplace(index, frame->name);
-            ++_skipped;
-            _progress.skip();
-        }
-        return std::nullopt;
-    }
-
-    PairResult make(const Frame& frame, const ProcessPair& process) const {
+    // Nothing when the pair is done already.
+    std::optional<PairResult> make(const Frame& frame, const ProcessPair& process) const {
+        if (_options.resume && isDone(frame, _options, _madeWith))
+            return std::nullopt;
         // From now on the files that it vouches for may change.
         const std::string report = reportPath(_options, _madeWith, frame.name);
         std::filesystem::remove(report);
@@ -138,38 +110,35 @@ class Batch {
         return result;
     }
 
-    void finish(const Task& task, const PairResult& result) {
-        const std::lock_guard lock(_mutex);
-        _doneNames.emplace(task.index, task.frame.name);
-        _progress.advance(task.frame.name + ": " + result.summary);
-    }
-
-    void fail(const Task& task, Status status, const std::string& message) {
-        const std::lock_guard lock(_mutex);
-        _failures.emplace(task.index, Failure{task.frame.name, status, message});
-        // A failure that stands alone is reported by whoever asked for the pair.
-        if (_frames.count() != 1)
-            _progress.advance(task.frame.name + ": failed: " + message);
-    }
-
-    [[noreturn]] void dieInterrupted() {
-        std::cout.flush();
-        std::cerr << "interrupted after " << _doneNames.size()
-                  << " pairs; the same command with --resume does the others" << std::endl;
-        _watch.die();
+    void accept(const Frame& frame, const PairOutcome& outcome, Progress& progress) {
+        ++_count;
+        if (const auto* error = std::get_if<CommandError>(&outcome)) {
+            _failures.push_back({frame.name, error->status(), error->what()});
+            // A failure that stands alone is reported by whoever asked for the pair.
+            if (_frames.count() != 1)
+                progress.advance(frame.name + ": failed: " + error->what());
+            return;
+        }
+        _doneNames.push_back(frame.name);
+        if (const auto& result = std::get<0>(outcome)) {
+            progress.advance(frame.name + ": " + result->summary);
+        } else {
+            ++_skipped;
+            progress.skip();
+        }
     }
 
     // Reports are read back one by one, so that memory does not grow with what they hold.
     void printJson() const {
         std::cout << "{\n\"pairs\": [";
         const char* separator = "\n";
-        for (const auto& [index, name] : _doneNames) {
+        for (const std::string& name : _doneNames) {
             std::cout << std::exchange(separator, ",\n")
                       << readFile(reportPath(_options, _madeWith, name));
         }
         std::cout << "],\n\"failed\": [";
         separator = "\n";
-        for (const auto& [index, failure] : _failures) {
+        for (const Failure& failure : _failures) {
             std::cout << std::exchange(separator, ",\n") << dumpJson(toJson(failure));
         }
         std::cout << "]\n}\n";
@@ -185,34 +154,14 @@ class Batch {
         std::cout << '\n';
     }
 
-    Status judge() const {
-        if (_failures.empty())
-            return Status::done;
-        std::vector<Failure> failures;
-        for (const auto& [index, failure] : _failures)
-            failures.push_back(failure);
-        tiomipra::conclude(failures, _count, "pairs");
-    }
-
     FrameSource& _frames;
     const BatchOptions& _options;
     const Json& _madeWith;
-    InterruptionWatch _watch;
-
-    std::mutex _mutex;  // guards all below and `_frames`
-    Progress _progress;
     std::size_t _count = 0;
     std::size_t _skipped = 0;
-    bool _isExhausted = false;
-    std::map<std::size_t, std::string> _doneNames;  // by place in the source
-    std::map<std::size_t, Failure> _failures;
+    std::vector<std::string> _doneNames;
+    std::vector<Failure> _failures;
 };
-
-unsigned countWorkers(const BatchOptions& options, std::size_t frameCount) {
-    const unsigned jobs =
-        options.jobs > 0 ? options.jobs : std::max(1U, std::thread::hardware_concurrency());
-    return frameCount == 0 ? jobs : static_cast<unsigned>(std::min<std::size_t>(jobs, frameCount));
-}
 
 // The files of a video's frames don't exist, so they are never the same.
 bool isSameFile(const std::string& a, const std::string& b) {
@@ -241,12 +190,7 @@ void addBatchOptions(CLI::App& command, BatchOptions& options) {
         ->type_name("DIR")
         ->required()
         ->group(group);
-    command
-        .add_option("--jobs", options.jobs,
-                    "Pairs to work on at the same time\n(default: as many as there are processors)")
-        ->type_name("N")
-        ->check(CLI::Range(1, 1024))
-        ->group(group);
+    addJobsOption(command, options.jobs)->group(group);
     command
         .add_flag(
             "--resume", options.resume,
@@ -260,17 +204,11 @@ void addBatchOptions(CLI::App& command, BatchOptions& options) {
 
 Status runBatch(FrameSource& frames, const BatchOptions& options, const Json& madeWith,
                 const std::function<ProcessPair()>& makeWorker) {
-    std::vector<ProcessPair> workers(countWorkers(options, frames.count()));
-    std::generate(workers.begin(), workers.end(), makeWorker);
+    std::vector<ProcessPair> processes(countWorkers(options.jobs, frames.count()));
+    std::generate(processes.begin(), processes.end(), makeWorker);
     prepareFolder(options.output);
-    // Whole pairs side by side keep processors busier than threads within each pair. Measured with
-    // `tiomipra depth` on 52 pairs of 640x480 and two processors, files included: one pair after
-    // the other with OpenCV's threads 16.9 pairs/s (bm) and 12.3 (sgbm); two at a time with one
-    // thread each 28.2 and 23.2, with OpenCV's threads 27.3 and 23.0; four at a time 27.6 and 22.9.
-    if (workers.size() > 1)
-        cv::setNumThreads(1);
     Batch batch(frames, options, madeWith);
-    batch.run(workers);
+    batch.run(processes);
     return batch.conclude();
 }
 

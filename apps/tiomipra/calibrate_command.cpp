@@ -5,7 +5,6 @@
 #include <limits>
 #include <memory>
 #include <opencv2/core.hpp>
-#include <opencv2/core/utility.hpp>
 
 #include "board_detection.hpp"
 #include "calibration_files.hpp"
@@ -21,6 +20,7 @@
 #include "provenance.hpp"
 #include "subcommands.hpp"
 #include "units.hpp"
+#include "workers.hpp"
 
 namespace tiomipra {
 namespace {
@@ -34,6 +34,7 @@ struct CalibrateOptions {
     std::string dictionary = Board().dictionary;
     std::vector<std::string> fixedIntrinsics;  // none, or the files of the left and right camera
     RigCalibrationOptions calibration;
+    unsigned jobs = 0;
     std::string output;
     bool json = false;
 };
@@ -53,7 +54,6 @@ struct SearchedPair {
     cv::Size imageSize;
     PairDetection detection;
     std::string largerBoard;  // the image whose board has more corners than it should, if any
-    std::string failure;      // why the pair can't be read; empty if it can
 };
 
 Board makeBoard(const CalibrateOptions& options) {
@@ -76,28 +76,22 @@ Board makeBoard(const CalibrateOptions& options) {
 }
 
 SearchedPair searchPair(const Frame& frame, const Board& board) {
+    const StereoImages images = frame.read();
     SearchedPair pair;
-    try {
-        const StereoImages images = frame.read();
-        pair.imageSize = images.left.size();
-        const cv::Mat left = toGrey(images.left);
-        const cv::Mat right = toGrey(images.right);
-        pair.detection = {detectBoard(left, board), detectBoard(right, board)};
-        if (goesOn(left, pair.detection.left, board))
-            pair.largerBoard = frame.leftFile;
-        else if (goesOn(right, pair.detection.right, board))
-            pair.largerBoard = frame.rightFile;
-        alignNumbering(pair.detection.right, pair.detection.left, board);
-    } catch (const InputError& error) {
-        pair.failure = error.what();
-    }
+    pair.imageSize = images.left.size();
+    const cv::Mat left = toGrey(images.left);
+    const cv::Mat right = toGrey(images.right);
+    pair.detection = {detectBoard(left, board), detectBoard(right, board)};
+    if (goesOn(left, pair.detection.left, board))
+        pair.largerBoard = frame.leftFile;
+    else if (goesOn(right, pair.detection.right, board))
+        pair.largerBoard = frame.rightFile;
+    alignNumbering(pair.detection.right, pair.detection.left, board);
     return pair;
 }
 
 // Why a pair can't be used; empty if it can.
 std::string whyUnusable(const Frame& frame, const SearchedPair& pair, const Board& board) {
-    if (!pair.failure.empty())
-        return pair.failure;
     const PairDetection& detection = pair.detection;
     if (detection.left.empty() && detection.right.empty())
         return "no board in either image";
@@ -127,58 +121,38 @@ void requireSize(const cv::Size& size, const Frame& frame, Search& search) {
                          "; all images must have the same size");
 }
 
-std::vector<Frame> takeFrames(FrameSource& source, std::size_t count) {
-    std::vector<Frame> frames;
-    while (frames.size() < count) {
-        auto frame = source.next();
-        if (!frame)
-            break;
-        frames.push_back(std::move(*frame));
-    }
-    return frames;
-}
-
-std::vector<SearchedPair> searchAtOnce(const std::vector<Frame>& frames, const Board& board) {
-    std::vector<SearchedPair> pairs(frames.size());
-    cv::parallel_for_({0, int(frames.size())}, [&](const cv::Range& range) {
-        for (int i = range.start; i < range.end; ++i)
-            pairs[std::size_t(i)] = searchPair(frames[std::size_t(i)], board);
-    });
-    return pairs;
-}
-
-void record(Search& search, const Frame& frame, SearchedPair pair, std::size_t number,
+void record(Search& search, const Frame& frame, const Outcome<SearchedPair>& outcome,
             const Board& board) {
     const PairNames names{frame.leftFile, frame.rightFile};
-    if (pair.failure.empty())
-        requireSize(pair.imageSize, frame, search);
-    else
+    const std::size_t number = search.detections.size() + search.skipped.size();
+    if (const auto* error = std::get_if<CommandError>(&outcome)) {
         ++search.failures;
+        search.skipped.push_back({names, error->what()});
+        return;
+    }
+    const auto& pair = std::get<SearchedPair>(outcome);
+    requireSize(pair.imageSize, frame, search);
     const std::string reason = whyUnusable(frame, pair, board);
     if (!reason.empty()) {
         search.skipped.push_back({names, reason});
         return;
     }
-    search.detections.push_back(std::move(pair.detection));
+    search.detections.push_back(pair.detection);
     search.names.push_back(names);
     search.frames.push_back(number);
 }
 
-// As many pairs as there are processors are in memory at a time.
-Search searchBoards(FrameSource& source, const Board& board) {
+Search searchBoards(FrameSource& source, const Board& board, unsigned jobs) {
     Search search;
     Progress progress(chooseProgressOutput(true, source.count()), source.count());
-    std::size_t number = 0;
-    const auto together = std::size_t(std::max(1, cv::getNumThreads()));
-    for (auto frames = takeFrames(source, together); !frames.empty();
-         frames = takeFrames(source, together)) {
-        std::vector<SearchedPair> pairs = searchAtOnce(frames, board);
-        for (std::size_t i = 0; i < frames.size(); ++i) {
-            record(search, frames[i], std::move(pairs[i]), number++, board);
-            progress.advance(frames[i].name);
-        }
-    }
-    progress.finish();
+    using Work = OrderedWork<Frame, SearchedPair>;
+    Work work([&] { return source.next(); },
+              [&](const Frame& frame, const Outcome<SearchedPair>& outcome) {
+                  record(search, frame, outcome, board);
+                  progress.advance(frame.name);
+              });
+    const Work::Worker worker = [&](const Frame& frame) { return searchPair(frame, board); };
+    work.run(std::vector(countWorkers(jobs, source.count()), worker));
     return search;
 }
 
@@ -227,7 +201,9 @@ RigCalibrationOptions calibrationOptions(const CalibrateOptions& options,
 cv::Mat drawRectifiedPair(const CalibrateOptions& options, const RigSolution& solution,
                           std::size_t frameNumber) {
     const auto source = reopenFrames(options.frames);
-    const StereoImages images = takeFrames(*source, frameNumber + 1).back().read();
+    for (std::size_t i = 0; i < frameNumber; ++i)
+        source->next();
+    const StereoImages images = source->next().value().read();
     vision::Stereo stereo;
     stereo.setMaxDepth(std::numeric_limits<float>::infinity());
     stereo.setCalibrations(solution.leftCalibration, solution.rightCalibration);
@@ -281,7 +257,7 @@ Status calibrate(const CalibrateOptions& options) {
     const Board board = makeBoard(options);
     checkAlpha(options.calibration.alpha);
     const auto source = openFrames(options.frames);
-    Search search = searchBoards(*source, board);
+    Search search = searchBoards(*source, board, options.jobs);
     requirePairs(search, board);
     RigSolution solution = calibrateRig(search.detections, board, search.imageSize,
                                         calibrationOptions(options, search.imageSize));
@@ -381,6 +357,7 @@ Run configureCalibrate(CLI::App& command) {
                     "coverage.png and rectified.png")
         ->type_name("DIR")
         ->required();
+    addJobsOption(command, options->jobs);
     command.add_flag("--json", options->json, "Print the report as JSON");
     return [options] { return calibrate(*options); };
 }

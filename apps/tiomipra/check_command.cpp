@@ -19,6 +19,7 @@
 #include "row_differences.hpp"
 #include "subcommands.hpp"
 #include "units.hpp"
+#include "workers.hpp"
 
 namespace tiomipra {
 namespace {
@@ -27,8 +28,14 @@ struct CheckOptions {
     CalibrationOptions calibration;
     FrameOptions frames;
     double maxRowDifference = 0.75;
+    unsigned jobs = 0;
     std::string output;
     bool json = false;
+};
+
+struct MatchedPair {
+    Matches matches;
+    cv::Mat left;  // the image
 };
 
 // The matches of all pairs that can be used, and the left image of the first one to draw on.
@@ -52,28 +59,39 @@ void requireTwoViews(const Matches& matches, const Frame& frame) {
                          "of both cameras");
 }
 
-void requireSize(const Rig& rig, const MatchedPairs& others, const cv::Size& size,
-                 const std::string& file) {
-    if (others.pairs == 0)
-        requireSameAspectRatio(rig, size, file);
-    else if (size != others.firstImage.size())
-        throw InputError("'" + file + "' is " + sizeText(size) + ", '" + others.firstFile +
-                         "' is " + sizeText(others.firstImage.size()) +
-                         "; all images must have the same size");
+MatchedPair matchPair(const Frame& frame, const Rig& rig) {
+    const StereoImages images = frame.read();
+    requireSameAspectRatio(rig, images.left.size(), frame.leftFile);
+    MatchedPair pair{matchFeatures(toGrey(images.left), toGrey(images.right)), images.left};
+    requireTwoViews(pair.matches, frame);
+    return pair;
 }
 
-void add(MatchedPairs& result, const Frame& frame, const Rig& rig) {
-    const StereoImages images = frame.read();
-    requireSize(rig, result, images.left.size(), frame.leftFile);
-    const Matches matches = matchFeatures(toGrey(images.left), toGrey(images.right));
-    requireTwoViews(matches, frame);
-    if (result.pairs++ == 0) {
-        result.firstFile = frame.leftFile;
-        result.firstImage = images.left;
+void add(MatchedPairs& all, const Frame& frame, const MatchedPair& pair) {
+    if (all.pairs++ == 0) {
+        all.firstFile = frame.leftFile;
+        all.firstImage = pair.left;
     }
-    Matches& all = result.matches;
-    all.left.insert(all.left.end(), matches.left.begin(), matches.left.end());
-    all.right.insert(all.right.end(), matches.right.begin(), matches.right.end());
+    const auto append = [](auto& points, const auto& more) {
+        points.insert(points.end(), more.begin(), more.end());
+    };
+    append(all.matches.left, pair.matches.left);
+    append(all.matches.right, pair.matches.right);
+}
+
+void record(MatchedPairs& all, const Frame& frame, const Outcome<MatchedPair>& outcome) {
+    if (const auto* error = std::get_if<CommandError>(&outcome)) {
+        all.failures.emplace_back(error->what());
+        return;
+    }
+    const auto& pair = std::get<MatchedPair>(outcome);
+    const cv::Size size = pair.left.size();
+    if (all.pairs > 0 && size != all.firstImage.size())
+        all.failures.push_back("'" + frame.leftFile + "' is " + sizeText(size) + ", '" +
+                               all.firstFile + "' is " + sizeText(all.firstImage.size()) +
+                               "; all images must have the same size");
+    else
+        add(all, frame, pair);
 }
 
 std::string describeFailures(const MatchedPairs& matched) {
@@ -84,21 +102,17 @@ std::string describeFailures(const MatchedPairs& matched) {
            " pairs can't be used:\n  " + joined(matched.failures, "\n  ");
 }
 
-// Off a terminal, progress says nothing: a job that runs every night is to be silent.
-MatchedPairs matchPairs(FrameSource& source, const Rig& rig) {
-    ProgressOutput output = chooseProgressOutput(true, source.count());
-    output.lines = nullptr;
-    Progress progress(output, source.count());
+MatchedPairs matchPairs(FrameSource& source, const Rig& rig, unsigned jobs) {
     MatchedPairs result;
-    while (const auto frame = source.next()) {
-        try {
-            add(result, *frame, rig);
-        } catch (const InputError& error) {
-            result.failures.emplace_back(error.what());
-        }
-        progress.advance(frame->name);
-    }
-    progress.finish();
+    Progress progress(chooseBar(source.count()), source.count());
+    using Work = OrderedWork<Frame, MatchedPair>;
+    Work work([&] { return source.next(); },
+              [&](const Frame& frame, const Outcome<MatchedPair>& outcome) {
+                  record(result, frame, outcome);
+                  progress.advance(frame.name);
+              });
+    const Work::Worker worker = [&](const Frame& frame) { return matchPair(frame, rig); };
+    work.run(std::vector(countWorkers(jobs, source.count()), worker));
     if (result.pairs == 0)
         throw InputError(result.failures.empty() ? "there is no pair to check"
                                                  : describeFailures(result));
@@ -150,7 +164,7 @@ Status check(const CheckOptions& options) {
         provenance("check", {{"maxRowDifference", options.maxRowDifference}}, rig.hash);
     if (isSwap)
         return reportSwap(options, std::move(json), faults.front());
-    const MatchedPairs matched = matchPairs(*source, rig);
+    const MatchedPairs matched = matchPairs(*source, rig, options.jobs);
     const cv::Size size = matched.firstImage.size();
     const RigCheck result =
         checkRig(matched.matches, rig.left.scaleTo(size.width, size.height),
@@ -176,6 +190,7 @@ Run configureCheck(CLI::App& command) {
                     "Folder for row_differences.png and report.json;\n"
                     "without it nothing is written")
         ->type_name("DIR");
+    addJobsOption(command, options->jobs);
     command.add_flag("--json", options->json, "Print the report as JSON");
     return [options] { return check(*options); };
 }

@@ -14,9 +14,11 @@
 #include "frame_source.hpp"
 #include "image_files.hpp"
 #include "json_text.hpp"
+#include "progress.hpp"
 #include "provenance.hpp"
 #include "subcommands.hpp"
 #include "units.hpp"
+#include "workers.hpp"
 
 namespace tiomipra {
 namespace {
@@ -29,6 +31,7 @@ struct EvaluateOptions {
     std::vector<std::string> mask;
     std::optional<double> truthScale;
     std::optional<double> maxBad2;
+    unsigned jobs = 0;
     bool json = false;
 };
 
@@ -99,16 +102,26 @@ Result evaluateFiles(const Inputs& inputs, std::optional<double> truthScale) {
 }
 
 // Carries on past what fails, which joins `failures`.
-std::vector<Result> evaluateAll(const std::vector<Inputs>& all, std::optional<double> truthScale,
+std::vector<Result> evaluateAll(const std::vector<Inputs>& all, const EvaluateOptions& options,
                                 std::vector<Failure>& failures) {
     std::vector<Result> results;
-    for (const Inputs& inputs : all) {
-        try {
-            results.push_back(evaluateFiles(inputs, truthScale));
-        } catch (const CommandError& error) {
-            failures.push_back({inputs.disparity, error.status(), error.what()});
-        }
-    }
+    Progress progress(chooseBar(all.size()), all.size());
+    using Work = OrderedWork<Inputs, Result>;
+    Work work(
+        [next = all.begin(), &all]() mutable {
+            return next == all.end() ? std::nullopt : std::optional(*next++);
+        },
+        [&](const Inputs& inputs, const Outcome<Result>& outcome) {
+            if (const auto* error = std::get_if<CommandError>(&outcome))
+                failures.push_back({inputs.disparity, error->status(), error->what()});
+            else
+                results.push_back(std::get<Result>(outcome));
+            progress.advance(inputs.disparity);
+        });
+    const Work::Worker worker = [&](const Inputs& inputs) {
+        return evaluateFiles(inputs, options.truthScale);
+    };
+    work.run(std::vector(countWorkers(options.jobs, all.size()), worker));
     return results;
 }
 
@@ -210,7 +223,7 @@ std::string printJson(const EvaluateOptions& options, const std::vector<Result>&
 Status runEvaluate(const EvaluateOptions& options) {
     const auto inputs = resolveInputs(options);
     std::vector<Failure> failures;
-    const auto results = evaluateAll(inputs, options.truthScale, failures);
+    const auto results = evaluateAll(inputs, options, failures);
     std::vector<std::string> refused;
     for (const Result& result : results) {
         if (options.maxBad2 && !passes(result, *options.maxBad2))
@@ -261,6 +274,7 @@ Run configureEvaluate(CLI::App& command) {
                     "more than 2 pixels, or none is measured")
         ->type_name("P")
         ->check(CLI::Range(0., 100.));
+    addJobsOption(command, options->jobs);
     command.add_flag("--json", options->json,
                      "Print the results as JSON on standard output and nothing else there");
     return [options] { return runEvaluate(*options); };

@@ -33,7 +33,7 @@ bool InterruptionWatch::isInterrupted() const {
     return notedSignal != 0;
 }
 
-void InterruptionWatch::die() {
+void dieInterrupted() {
     std::signal(notedSignal, SIG_DFL);
     std::raise(notedSignal);
     // cppcheck-suppress unreachableCode; only the compiler does not know

@@ -3,6 +3,7 @@
 #define TIOMIPRA_INTERRUPTION_HPP
 
 #include <csignal>
+#include <stdexcept>
 
 namespace tiomipra {
 
@@ -18,13 +19,19 @@ class InterruptionWatch {
     // True once a signal has come. From any thread.
     bool isInterrupted() const;
 
-    // Dies of the noted signal after all, so that the caller, a shell say, learns of it.
-    [[noreturn]] void die();
-
   private:
     struct sigaction _previousInterrupt {};
     struct sigaction _previousTerminate {};
 };
+
+// Ends the command because of the signal that the latest watch has noted.
+class Interrupted : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// Dies of that signal after all, so that the caller, a shell say, learns of it.
+[[noreturn]] void dieInterrupted();
 
 }  // namespace tiomipra
 

@@ -11,6 +11,7 @@
 
 #include "failures.hpp"
 #include "help_formatter.hpp"
+#include "interruption.hpp"
 #include "json_text.hpp"
 #include "provenance.hpp"
 #include "status.hpp"
@@ -152,6 +153,9 @@ int main(int argc, char** argv) {
                          : fail(app, Status::input, "can't write to standard output");
     } catch (const CLI::ParseError& error) {
         return reportParseError(app, error, isJsonWanted);
+    } catch (const Interrupted& error) {
+        fail(app, Status::partial, error.what());
+        dieInterrupted();
     } catch (const FailedAfterResults& error) {
         return fail(app, error.status(), error.what());
     } catch (const CommandError& error) {

@@ -44,6 +44,12 @@ ProgressOutput chooseProgressOutput(bool isOutputReserved, std::size_t total) {
     return output;
 }
 
+ProgressOutput chooseBar(std::size_t total) {
+    ProgressOutput output = chooseProgressOutput(true, total);
+    output.lines = nullptr;
+    return output;
+}
+
 std::string formatDuration(double seconds) {
     const auto whole = std::llround(seconds);
     if (whole < 60)
@@ -66,6 +72,11 @@ std::string formatBar(std::size_t done, std::size_t total, double perSecond) {
 
 Progress::Progress(ProgressOutput output, std::size_t total) : _output(output), _total(total) {}
 
+Progress::~Progress() {
+    if (_output.bar != nullptr)
+        *_output.bar << clearLine << std::flush;
+}
+
 void Progress::skip() {
     ++_done;
     ++_skipped;
@@ -79,11 +90,6 @@ void Progress::advance(const std::string& what) {
         *_output.lines << count << what << std::endl;
     }
     drawBar();
-}
-
-void Progress::finish() {
-    if (_output.bar != nullptr)
-        *_output.bar << clearLine << std::flush;
 }
 
 void Progress::drawBar() {

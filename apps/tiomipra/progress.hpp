@@ -19,25 +19,28 @@ struct ProgressOutput {
 // output, unless `isOutputReserved`, for JSON say; a terminal that shows the bar is spared them.
 ProgressOutput chooseProgressOutput(bool isOutputReserved, std::size_t total);
 
+// The same without any lines, for those who are to be silent off a terminal.
+ProgressOutput chooseBar(std::size_t total);
+
 // "[=====     ]  12/40  14.2 pairs/s  2 s left"; without a total (0) only what is known.
 std::string formatBar(std::size_t done, std::size_t total, double perSecond);
 
 // "8 s", "2 min 05 s", "1 h 02 min".
 std::string formatDuration(double seconds);
 
-// Counts what is done. Calls must be serialised by the caller.
+// Counts what is done; at its end the bar is taken away. Calls must be serialised by the caller.
 class Progress {
   public:
     Progress(ProgressOutput output, std::size_t total);
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+    ~Progress();
 
     // An item was there already; it does not count for the rate.
     void skip();
 
     // An item is done or has failed; `what` is one line about it.
     void advance(const std::string& what);
-
-    // Takes the bar away.
-    void finish();
 
   private:
     using Clock = std::chrono::steady_clock;
