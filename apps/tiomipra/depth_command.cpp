@@ -58,19 +58,14 @@ void writeDepthImage(const Frame& frame, const DepthMap& map, const MatchingOpti
                           " outside of what the 16-bit PNG holds (0.001 to 65.535)";
 }
 
-void writePictures(const Frame& frame, const Match& match, const DepthMap& map,
-                   const MatchingOptions& options, PairResult& result) {
-    ColourScale depthScale =
+void writePicture(const Frame& frame, const DepthMap& map, const MatchingOptions& options,
+                  PairResult& result) {
+    ColourScale scale =
         chooseScale("depth of " + frame.name + " (units of the calibration), warm is near",
                     summarise(map.depth, map.measured));
-    depthScale.warmIsLow = true;
-    writeImageOf(frame, "_depth_picture.png",
-                 drawColourPicture(map.depth, map.measured, depthScale), options, result);
-    const ColourScale disparityScale = chooseScale("disparity of " + frame.name + " (pixels)",
-                                                   summarise(match.disparity, match.measured));
-    writeImageOf(frame, "_disparity_picture.png",
-                 drawColourPicture(match.disparity, match.measured, disparityScale), options,
-                 result);
+    scale.warmIsLow = true;
+    writeImageOf(frame, "_depth_picture.png", drawColourPicture(map.depth, map.measured, scale),
+                 options, result);
 }
 
 PairResult writeDepth(const Frame& frame, const Match& match, const vision::Stereo& stereo,
@@ -81,7 +76,7 @@ PairResult writeDepth(const Frame& frame, const Match& match, const vision::Ster
     if (wants(options, "png"))
         writeDepthImage(frame, map, options, result);
     if (wants(options, "picture"))
-        writePictures(frame, match, map, options, result);
+        writePicture(frame, map, options, result);
     return result;
 }
 

@@ -152,8 +152,7 @@ TEST_F(DepthCommand, MeasuresARenderedPlaneInEveryFormat) {
     ASSERT_EQ(depth.type(), CV_16UC1);
     EXPECT_EQ(std::size_t(cv::countNonZero(depth)), points.size());
     EXPECT_NEAR(cv::mean(depth, depth != 0)[0], 2500, 10);
-    for (const char* picture : {"1_depth_picture.png", "1_disparity_picture.png"})
-        EXPECT_GT(read(picture).rows, left.rows) << "image and colour bar";
+    EXPECT_GT(read("1_depth_picture.png").rows, left.rows) << "image and colour bar";
 }
 
 TEST_F(DepthCommand, PngOmitsWhatItCannotHold) {
