@@ -17,6 +17,7 @@
 namespace tiomipra {
 namespace {
 
+namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
 // Subcommands that share a folder have a report each.
@@ -32,10 +33,25 @@ Json describeOrigin(const Frame& frame, const Json& madeWith) {
             {"madeWith", madeWith}};
 }
 
-// True when the report on disk has the same origin and all the files that it lists are there.
+bool isNewer(const std::string& file, const std::string& than) {
+    std::error_code error;
+    const auto written = fs::last_write_time(file, error);
+    return !error && written > fs::last_write_time(than);
+}
+
+bool hasContent(const std::string& path) {
+    std::error_code error;
+    const auto size = fs::file_size(path, error);
+    return !error && size > 0;
+}
+
+// True when the report on disk has the same origin, no image is newer, and all the files that it
+// lists are there.
 bool isDone(const Frame& frame, const BatchOptions& options, const Json& madeWith) {
     const std::string path = reportPath(options, madeWith, frame.name);
-    if (!std::filesystem::exists(path))
+    if (!fs::exists(path) ||
+        std::any_of(frame.files.begin(), frame.files.end(),
+                    [&](const std::string& file) { return isNewer(file, path); }))
         return false;
     try {
         const Json report = Json::parse(readFile(path));
@@ -45,10 +61,10 @@ bool isDone(const Frame& frame, const BatchOptions& options, const Json& madeWit
             if (report.at(key) != value)
                 return false;
         }
-        const auto isThere = [&](const Json& file) {
-            return std::filesystem::exists(pathIn(options.output, file.get<std::string>()));
-        };
-        return std::all_of(report.at("files").begin(), report.at("files").end(), isThere);
+        const Json& files = report.at("files");
+        return std::all_of(files.begin(), files.end(), [&](const Json& file) {
+            return hasContent(pathIn(options.output, file.get<std::string>()));
+        });
     } catch (const nlohmann::json::exception&) {
         return false;  // not one of our reports
     }
@@ -57,8 +73,9 @@ bool isDone(const Frame& frame, const BatchOptions& options, const Json& madeWit
 // One run over all frames.
 class Batch {
   public:
-    Batch(FrameSource& frames, const BatchOptions& options, const Json& madeWith)
-        : _frames(frames), _options(options), _madeWith(madeWith) {}
+    Batch(FrameSource& frames, const BatchOptions& options, const ProtectedFiles& inputs,
+          const Json& madeWith)
+        : _frames(frames), _options(options), _inputs(inputs), _madeWith(madeWith) {}
 
     void run(const std::vector<ProcessPair>& processes) {
         Progress progress(chooseProgressOutput(_options.json, _frames.count()), _frames.count());
@@ -101,10 +118,12 @@ class Batch {
             return std::nullopt;
         // From now on the files that it vouches for may change.
         const std::string report = reportPath(_options, _madeWith, frame.name);
-        std::filesystem::remove(report);
-        PairResult result = process(frame);
+        _inputs.requireOther(report);
+        fs::remove(report);
+        PairFiles files(_options.output, frame.name, _inputs);
+        PairResult result = process(frame, files);
         Json content = describeOrigin(frame, _madeWith);
-        content["files"] = result.files;
+        content["files"] = files.names();
         content["result"] = result.values;
         writeFile(report, dumpJson(content));
         return result;
@@ -156,6 +175,7 @@ class Batch {
 
     FrameSource& _frames;
     const BatchOptions& _options;
+    const ProtectedFiles& _inputs;
     const Json& _madeWith;
     std::size_t _count = 0;
     std::size_t _skipped = 0;
@@ -163,24 +183,16 @@ class Batch {
     std::vector<Failure> _failures;
 };
 
-// The files of a video's frames don't exist, so they are never the same.
-bool isSameFile(const std::string& a, const std::string& b) {
-    std::error_code error;
-    return std::filesystem::equivalent(a, b, error);
-}
-
 }  // namespace
 
-std::string addOutput(PairResult& result, const Frame& frame, const std::string& folder,
-                      const std::string& suffix) {
-    const std::string file = frame.name + suffix;
-    const std::string path = pathIn(folder, file);
-    for (const std::string& input : {frame.leftFile, frame.rightFile}) {
-        if (isSameFile(path, input))
-            throw InputError("the result '" + path + "' would overwrite the image '" + input +
-                             "'; --output must be another folder");
-    }
-    result.files.push_back(file);
+PairFiles::PairFiles(std::string folder, std::string pair, const ProtectedFiles& inputs)
+    : _folder(std::move(folder)), _pair(std::move(pair)), _inputs(inputs) {}
+
+std::string PairFiles::add(const std::string& suffix) {
+    const std::string name = _pair + suffix;
+    std::string path = pathIn(_folder, name);
+    _inputs.requireOther(path);
+    _names.push_back(name);
     return path;
 }
 
@@ -192,9 +204,9 @@ void addBatchOptions(CLI::App& command, BatchOptions& options) {
         ->group(group);
     addJobsOption(command, options.jobs)->group(group);
     command
-        .add_flag(
-            "--resume", options.resume,
-            "Leave out pairs that are done already with the same\nparameters and calibrations")
+        .add_flag("--resume", options.resume,
+                  "Leave out pairs that are done already with the same\nimages, parameters and "
+                  "calibrations")
         ->group(group);
     command
         .add_flag("--json", options.json,
@@ -202,12 +214,12 @@ void addBatchOptions(CLI::App& command, BatchOptions& options) {
         ->group(group);
 }
 
-Status runBatch(FrameSource& frames, const BatchOptions& options, const Json& madeWith,
-                const std::function<ProcessPair()>& makeWorker) {
+Status runBatch(FrameSource& frames, const BatchOptions& options, const ProtectedFiles& inputs,
+                const Json& madeWith, const std::function<ProcessPair()>& makeWorker) {
     std::vector<ProcessPair> processes(countWorkers(options.jobs, frames.count()));
     std::generate(processes.begin(), processes.end(), makeWorker);
     prepareFolder(options.output);
-    Batch batch(frames, options, madeWith);
+    Batch batch(frames, options, inputs, madeWith);
     batch.run(processes);
     return batch.conclude();
 }

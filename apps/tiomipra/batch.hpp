@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "frame_source.hpp"
+#include "output_files.hpp"
 #include "status.hpp"
 
 namespace tiomipra {
@@ -29,18 +30,31 @@ void addBatchOptions(CLI::App& command, BatchOptions& options);
 
 // What became of a pair.
 struct PairResult {
-    std::vector<std::string> files;  // what was written, by name within the output folder
-    nlohmann::ordered_json values;   // for the report and --json; null when there is nothing to say
-    std::string summary;             // the same for a person, a few words
+    nlohmann::ordered_json values;  // for the report and --json; null when there is nothing to say
+    std::string summary;            // the same for a person, a few words
 };
 
-// The path in `folder` of a file of the pair's result, the pair's name followed by `suffix`; the
-// file joins `result.files`. Throws `InputError` when the file is an image of the pair itself.
-std::string addOutput(PairResult& result, const Frame& frame, const std::string& folder,
-                      const std::string& suffix);
+// The files of a pair's result, which are called after it.
+class PairFiles {
+  public:
+    PairFiles(std::string folder, std::string pair, const ProtectedFiles& inputs);
 
-// Makes all outputs of a pair but the report; throws what a failing pair shall be reported with.
-using ProcessPair = std::function<PairResult(const Frame&)>;
+    // The path of a file whose name is that of the pair and `suffix`. Throws `InputError` when it
+    // would replace an input.
+    std::string add(const std::string& suffix);
+
+    // Those that were added, within their folder.
+    const std::vector<std::string>& names() const { return _names; }
+
+  private:
+    std::string _folder;
+    std::string _pair;
+    const ProtectedFiles& _inputs;
+    std::vector<std::string> _names;
+};
+
+// Makes all files of a pair but the report; throws what a failing pair shall be reported with.
+using ProcessPair = std::function<PairResult(const Frame&, PairFiles&)>;
 
 // Runs all pairs of `frames`, several at once: each thread calls `makeWorker` once, so that a
 // worker may own a `Stereo`. Creates the output folder. Failures don't end the run: they are named
@@ -48,10 +62,11 @@ using ProcessPair = std::function<PairResult(const Frame&)>;
 // after the pairs at hand.
 //
 // `madeWith` (see provenance.hpp) goes into every report. With `resume`, pairs are left out that
-// were made from the same files with the same `madeWith` and whose files are all there.
+// were made from the same files with the same `madeWith`, whose images are not newer than their
+// report and whose files are all there. No result replaces one of the `inputs`, those of any pair.
 //
 // The status is `partial` when some pairs failed; when all failed, that of the first failure.
-Status runBatch(FrameSource& frames, const BatchOptions& options,
+Status runBatch(FrameSource& frames, const BatchOptions& options, const ProtectedFiles& inputs,
                 const nlohmann::ordered_json& madeWith,
                 const std::function<ProcessPair()>& makeWorker);
 

@@ -211,6 +211,15 @@ cv::Mat drawRectifiedPair(const CalibrateOptions& options, const RigSolution& so
     return drawRowLines(left, right);
 }
 
+// Known before all the work.
+void requireOtherInputs(const CalibrateOptions& options, const FrameSource& source) {
+    ProtectedFiles inputs(source.files());
+    inputs.add(options.fixedIntrinsics);
+    for (const char* name :
+         {"coverage.png", "rectified.png", "report.json", "right.yml", "left.yml"})
+        inputs.requireOther(pathIn(options.output, name));
+}
+
 nlohmann::ordered_json parameters(const CalibrateOptions& options) {
     nlohmann::ordered_json result{
         {"pattern", options.pattern}, {"corners", options.corners}, {"square", options.square}};
@@ -229,11 +238,12 @@ nlohmann::ordered_json parameters(const CalibrateOptions& options) {
 void writeResults(const CalibrateOptions& options, const CalibrationReport& report,
                   const nlohmann::ordered_json& json, const cv::Mat& rectifiedPair) {
     prepareFolder(options.output);
-    writeImage(pathIn(options.output, "coverage.png"), drawCoverage(report));
-    writeImage(pathIn(options.output, "rectified.png"), rectifiedPair);
-    writeFile(pathIn(options.output, "report.json"), dumpJson(json));
-    writeCalibrations(options.output, report.solution.leftCalibration,
-                      report.solution.rightCalibration);
+    const auto path = [&](const std::string& name) { return pathIn(options.output, name); };
+    writeTogether({newImage(path("coverage.png"), drawCoverage(report)),
+                   newImage(path("rectified.png"), rectifiedPair),
+                   newFile(path("report.json"), dumpJson(json)),
+                   newCalibration(path("right.yml"), report.solution.rightCalibration),
+                   newCalibration(path("left.yml"), report.solution.leftCalibration)});
 }
 
 // How the command ends once the report is out.
@@ -257,6 +267,7 @@ Status calibrate(const CalibrateOptions& options) {
     const Board board = makeBoard(options);
     checkAlpha(options.calibration.alpha);
     const auto source = openFrames(options.frames);
+    requireOtherInputs(options, *source);
     Search search = searchBoards(*source, board, options.jobs);
     requirePairs(search, board);
     RigSolution solution = calibrateRig(search.detections, board, search.imageSize,

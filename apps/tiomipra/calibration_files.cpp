@@ -6,7 +6,6 @@
 
 #include "input_files.hpp"
 #include "number_text.hpp"
-#include "output_files.hpp"
 #include "provenance.hpp"
 #include "rig_inspection.hpp"
 #include "status.hpp"
@@ -123,19 +122,13 @@ void requireSameAspectRatio(const Rig& rig, const cv::Size& size, const std::str
                          "; the aspect ratio must be the same");
 }
 
-void writeCalibration(const std::string& path, const Calibration& calibration) {
-    writeAtomically(
-        path, [&](const std::string& temporary) { saveAndVerify(temporary, path, calibration); });
+NewFile newCalibration(const std::string& path, const Calibration& calibration) {
+    return {path,
+            [=](const std::string& temporary) { saveAndVerify(temporary, path, calibration); }};
 }
 
-void writeCalibrations(const std::string& folder, const Calibration& left,
-                       const Calibration& right) {
-    const std::string path = pathIn(folder, "left.yml");
-    // The left file gets its name last, when the right one is known to be whole.
-    writeAtomically(path, [&](const std::string& temporary) {
-        saveAndVerify(temporary, path, left);
-        writeCalibration(pathIn(folder, "right.yml"), right);
-    });
+void writeCalibration(const std::string& path, const Calibration& calibration) {
+    writeAtomically(newCalibration(path, calibration));
 }
 
 }  // namespace tiomipra

@@ -8,6 +8,8 @@
 #include <vision/calibration.hpp>
 #include <vision/stereo.hpp>
 
+#include "output_files.hpp"
+
 namespace tiomipra {
 
 // Where the calibrations are: `directory` holds left.yml and right.yml, or each has its own file.
@@ -46,14 +48,11 @@ void setCalibrations(vision::Stereo& stereo, const Rig& rig);
 // Throws `InputError` that names `file` unless images of `size` have the rig's aspect ratio.
 void requireSameAspectRatio(const Rig& rig, const cv::Size& size, const std::string& file);
 
-// Writes a calibration, whole or not at all, and reads it back to be sure. Throws `InputError` that
-// names the file when it can't be written.
-void writeCalibration(const std::string& path, const vision::Calibration& calibration);
+// A file with a calibration, which is read back to be sure. Writing it throws `InputError` that
+// names the file when that fails.
+NewFile newCalibration(const std::string& path, const vision::Calibration& calibration);
 
-// Writes left.yml and right.yml in the same way. Both are whole before either replaces what is
-// there, so that a full disk leaves no pair of two rigs.
-void writeCalibrations(const std::string& folder, const vision::Calibration& left,
-                       const vision::Calibration& right);
+void writeCalibration(const std::string& path, const vision::Calibration& calibration);
 
 }  // namespace tiomipra
 

@@ -24,6 +24,9 @@
 namespace tiomipra {
 namespace {
 
+constexpr auto pictureName = "row_differences.png";
+constexpr auto reportName = "report.json";
+
 struct CheckOptions {
     CalibrationOptions calibration;
     FrameOptions frames;
@@ -119,10 +122,16 @@ MatchedPairs matchPairs(FrameSource& source, const Rig& rig, unsigned jobs) {
     return result;
 }
 
-void print(const CheckOptions& options, const nlohmann::ordered_json& report,
-           const std::string& text) {
-    if (!options.output.empty())
-        writeFile(pathIn(options.output, "report.json"), dumpJson(report));
+// An empty picture is none.
+void publish(const CheckOptions& options, const nlohmann::ordered_json& report,
+             const std::string& text, const cv::Mat& picture) {
+    if (!options.output.empty()) {
+        std::vector<NewFile> files;
+        if (!picture.empty())
+            files.push_back(newImage(pathIn(options.output, pictureName), picture));
+        files.push_back(newFile(pathIn(options.output, reportName), dumpJson(report)));
+        writeTogether(files);
+    }
     std::cout << (options.json ? dumpJson(report) : text) << std::flush;
 }
 
@@ -131,10 +140,7 @@ Status report(const CheckOptions& options, nlohmann::ordered_json report, const 
     report["pairs"] = matched.pairs;
     report["failed"] = matched.failures;
     report.update(toJson(result));
-    if (!options.output.empty())
-        writeImage(pathIn(options.output, "row_differences.png"),
-                   drawRowDifferences(result, matched.firstImage));
-    print(options, report, toText(result));
+    publish(options, report, toText(result), drawRowDifferences(result, matched.firstImage));
     const Status status = result.state == RigState::calibrated ? Status::done : Status::no;
     if (matched.failures.empty())
         return status;
@@ -146,9 +152,18 @@ Status report(const CheckOptions& options, nlohmann::ordered_json report, const 
 Status reportSwap(const CheckOptions& options, nlohmann::ordered_json report, const Fault& swap) {
     const std::string verdict = nameOf(RigState::swapped);
     report.update({{"verdict", verdict}, {"reason", swap.problem}, {"advice", swap.remedy}});
-    print(options, report,
-          "Verdict: " + verdict + ": " + swap.problem + ".\nWhat to do: " + swap.remedy + ".\n");
+    publish(options, report,
+            "Verdict: " + verdict + ": " + swap.problem + ".\nWhat to do: " + swap.remedy + ".\n",
+            {});
     return Status::no;
+}
+
+void prepareOutput(const CheckOptions& options, const Rig& rig, const FrameSource& source) {
+    ProtectedFiles inputs(source.files());
+    inputs.add({rig.leftFile, rig.rightFile});
+    for (const char* name : {pictureName, reportName})
+        inputs.requireOther(pathIn(options.output, name));
+    prepareFolder(options.output);
 }
 
 Status check(const CheckOptions& options) {
@@ -159,7 +174,7 @@ Status check(const CheckOptions& options) {
         requireUsable(rig);
     const auto source = openFrames(options.frames);
     if (!options.output.empty())
-        prepareFolder(options.output);
+        prepareOutput(options, rig, *source);
     nlohmann::ordered_json json =
         provenance("check", {{"maxRowDifference", options.maxRowDifference}}, rig.hash);
     if (isSwap)

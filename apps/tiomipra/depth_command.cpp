@@ -3,6 +3,7 @@
 
 #include "cloud_files.hpp"
 #include "disparity_files.hpp"
+#include "image_files.hpp"
 #include "output_files.hpp"
 #include "pair_matcher.hpp"
 #include "provenance.hpp"
@@ -36,47 +37,43 @@ constexpr CloudFile cloudFiles[] = {{"ply", ".ply", CloudFormat::plyBinary},
                                     {"ply-text", ".ply", CloudFormat::plyText},
                                     {"pcd", ".pcd", CloudFormat::pcd}};
 
-void writeClouds(const Frame& frame, const DepthMap& map, const cv::Mat& image,
-                 const MatchingOptions& options, const nlohmann::ordered_json& madeWith,
-                 PairResult& result) {
+void writeClouds(const DepthMap& map, const cv::Mat& image, const MatchingOptions& options,
+                 const nlohmann::ordered_json& madeWith, PairFiles& files) {
     for (const auto& [format, extension, encoding] : cloudFiles) {
         if (!wants(options, format))
             continue;
         const auto cloud = collectCloud(map.points, map.measured, image);
-        writeFile(addOutput(result, frame, options.batch.output, extension),
-                  encodeCloud(cloud, encoding, asLines(madeWith)));
+        writeFile(files.add(extension), encodeCloud(cloud, encoding, asLines(madeWith)));
     }
 }
 
-void writeDepthImage(const Frame& frame, const DepthMap& map, const MatchingOptions& options,
-                     PairResult& result) {
+void writeDepthImage(const DepthMap& map, PairFiles& files, PairResult& result) {
     const FixedPointImage image = toFixedPoint(map.depth, map.measured, 1000);
-    writeImageOf(frame, "_depth.png", image.pixels, options, result);
+    writeImage(files.add("_depth.png"), image.pixels);
     result.values["outOfRangeOfPng"] = image.outOfRange;
     if (image.outOfRange > 0)
         result.summary += ", " + std::to_string(image.outOfRange) +
                           " outside of what the 16-bit PNG holds (0.001 to 65.535)";
 }
 
-void writePicture(const Frame& frame, const DepthMap& map, const MatchingOptions& options,
-                  PairResult& result) {
+void writePicture(const std::string& name, const DepthMap& map, PairFiles& files) {
     ColourScale scale =
-        chooseScale("depth of " + frame.name + " (units of the calibration), warm is near",
+        chooseScale("depth of " + name + " (units of the calibration), warm is near",
                     summarise(map.depth, map.measured));
     scale.warmIsLow = true;
-    writeImageOf(frame, "_depth_picture.png", drawColourPicture(map.depth, map.measured, scale),
-                 options, result);
+    writeImage(files.add("_depth_picture.png"), drawColourPicture(map.depth, map.measured, scale));
 }
 
-PairResult writeDepth(const Frame& frame, const Match& match, const vision::Stereo& stereo,
-                      const MatchingOptions& options, const nlohmann::ordered_json& madeWith) {
+PairResult writeDepth(const std::string& name, const Match& match, const vision::Stereo& stereo,
+                      const MatchingOptions& options, const nlohmann::ordered_json& madeWith,
+                      PairFiles& files) {
     const DepthMap map = computeDepthMap(match, stereo);
     PairResult result = describeMeasured(map.measured, "depth", summarise(map.depth, map.measured));
-    writeClouds(frame, map, match.left, options, madeWith, result);
+    writeClouds(map, match.left, options, madeWith, files);
     if (wants(options, "png"))
-        writeDepthImage(frame, map, options, result);
+        writeDepthImage(map, files, result);
     if (wants(options, "picture"))
-        writePicture(frame, map, options, result);
+        writePicture(name, map, files);
     return result;
 }
 
@@ -91,11 +88,12 @@ Run configureDepth(CLI::App& command) {
             throw UsageError(
                 "--formats: ply and ply-text have the same file name, must not be "
                 "asked for together");
-        return runMatching("depth", *options,
-                           [&](const Frame& frame, const Match& match, const vision::Stereo& stereo,
-                               const nlohmann::ordered_json& madeWith) {
-                               return writeDepth(frame, match, stereo, *options, madeWith);
-                           });
+        return runMatching(
+            "depth", *options,
+            [&](const std::string& name, const Match& match, const vision::Stereo& stereo,
+                const nlohmann::ordered_json& madeWith, PairFiles& files) {
+                return writeDepth(name, match, stereo, *options, madeWith, files);
+            });
     };
 }
 

@@ -3,19 +3,21 @@
 #include <memory>
 
 #include "disparity_files.hpp"
+#include "image_files.hpp"
 #include "pair_matcher.hpp"
 #include "subcommands.hpp"
 
 namespace tiomipra {
 namespace {
 
-PairResult writeDisparity(const Frame& frame, const Match& match, const MatchingOptions& options) {
+PairResult writeDisparity(const std::string& name, const Match& match,
+                          const MatchingOptions& options, PairFiles& files) {
     const cv::Mat& disparity = match.disparity;
     const cv::Mat& measured = match.measured;
     const Statistics statistics = summarise(disparity, measured);
     PairResult result = describeMeasured(measured, "disparity", statistics);
     const auto write = [&](const std::string& suffix, const cv::Mat& image) {
-        writeImageOf(frame, suffix, image, options, result);
+        writeImage(files.add(suffix), image);
     };
     if (wants(options, "tiff"))
         write("_disparity.tiff",
@@ -32,10 +34,9 @@ PairResult writeDisparity(const Frame& frame, const Match& match, const Matching
                               " outside of what the 16-bit PNG holds (above 0, below 256)";
     }
     if (wants(options, "picture"))
-        write(
-            "_disparity_picture.png",
-            drawColourPicture(disparity, measured,
-                              chooseScale("disparity of " + frame.name + " (pixels)", statistics)));
+        write("_disparity_picture.png",
+              drawColourPicture(disparity, measured,
+                                chooseScale("disparity of " + name + " (pixels)", statistics)));
     return result;
 }
 
@@ -52,10 +53,11 @@ Run configureDisparity(CLI::App& command) {
         ->excludes("--left-calibration")
         ->group("Calibration");
     return [options] {
-        return runMatching(
-            "disparity", *options,
-            [&](const Frame& frame, const Match& match, const vision::Stereo&,
-                const nlohmann::ordered_json&) { return writeDisparity(frame, match, *options); });
+        return runMatching("disparity", *options,
+                           [&](const std::string& name, const Match& match, const vision::Stereo&,
+                               const nlohmann::ordered_json&, PairFiles& files) {
+                               return writeDisparity(name, match, *options, files);
+                           });
     };
 }
 

@@ -125,13 +125,13 @@ Paths expand(const std::string& argument) {
                        [&](const std::string& name) { return pattern->matches(name); });
     if (argument.find_first_of("*?[") != std::string::npos)
         return expandGlob(argument);
-    requireReadable(argument);
-    return {argument};
+    return {argument};  // is missed when it is read, so that the others are worked on
 }
 
 // One image of a sequence, not read yet.
 struct Picture {
     std::string name;
+    std::string title;  // as in "left01.png" or "clip.avi, frame 12"
     std::string file;
     std::function<cv::Mat()> read;
 };
@@ -144,6 +144,7 @@ class Sequence {
     virtual ~Sequence() = default;
 
     virtual std::size_t count() const = 0;  // 0: unknown
+    virtual Paths files() const = 0;
     virtual std::optional<Picture> next() = 0;
 };
 
@@ -167,12 +168,15 @@ class ImageFiles : public Sequence {
 
     std::size_t count() const override { return _paths.size(); }
 
+    Paths files() const override { return _paths; }
+
     std::optional<Picture> next() override {
         if (_next == _paths.size())
             return std::nullopt;
         const std::string& path = _paths[_next];
         const std::string& name = _names[_next++];
-        return Picture{name, path, [path, pixels = _pixels] { return readImage(path, pixels); }};
+        return Picture{name, path, path,
+                       [path, pixels = _pixels] { return readImage(path, pixels); }};
     }
 
   private:
@@ -189,6 +193,8 @@ class VideoFrames : public Sequence {
 
     std::size_t count() const override { return _video->frameCount(); }
 
+    Paths files() const override { return {_path}; }
+
     std::optional<Picture> next() override {
         const cv::Mat image = _video->read();
         if (image.empty()) {
@@ -198,7 +204,7 @@ class VideoFrames : public Sequence {
         const std::string number = std::to_string(_next++);
         const std::string padding(number.size() < 6 ? 6 - number.size() : 0, '0');
         return Picture{fs::path(_path).stem().string() + "_" + padding + number,
-                       _path + ", frame " + number, [image] { return image; }};
+                       _path + ", frame " + number, _path, [image] { return image; }};
     }
 
   private:
@@ -235,6 +241,13 @@ class PairedFrames : public FrameSource {
 
     std::size_t count() const override { return std::max(_left->count(), _right->count()); }
 
+    Paths files() const override {
+        Paths all = _left->files();
+        const Paths more = _right->files();
+        all.insert(all.end(), more.begin(), more.end());
+        return all;
+    }
+
     std::optional<Frame> next() override {
         if (_hasEnded)
             return std::nullopt;
@@ -250,7 +263,7 @@ class PairedFrames : public FrameSource {
 
   private:
     static Frame pair(const Picture& left, const Picture& right) {
-        Frame frame{left.name, left.file, right.file, {}};
+        Frame frame{left.name, left.title, right.title, {left.file, right.file}, {}};
         frame.read = [frame, readLeft = left.read, readRight = right.read] {
             StereoImages images{readLeft(), readRight()};
             requireAlike(images, frame);
@@ -261,10 +274,10 @@ class PairedFrames : public FrameSource {
 
     // Only videos are found to be of different length as late as this.
     static Frame withoutPartner(const Picture& picture) {
-        return {
-            picture.name, picture.file, "", [picture]() -> StereoImages {
-                throw InputError(quote(picture.file) + " has no partner: the other side has ended");
-            }};
+        return {picture.name, picture.title, "", {picture.file}, [picture]() -> StereoImages {
+                    throw InputError(quote(picture.title) +
+                                     " has no partner: the other side has ended");
+                }};
     }
 
     std::unique_ptr<Sequence> _left;
@@ -279,12 +292,15 @@ class SplitFrames : public FrameSource {
 
     std::size_t count() const override { return _both->count(); }
 
+    Paths files() const override { return _both->files(); }
+
     std::optional<Frame> next() override {
         const auto both = _both->next();
         if (!both)
             return std::nullopt;
-        return Frame{both->name, both->file, both->file,
-                     [both = *both] { return split(both.read(), both.file); }};
+        return Frame{both->name, both->title, both->title, {both->file}, [both = *both] {
+                         return split(both.read(), both.title);
+                     }};
     }
 
   private:

@@ -33,9 +33,10 @@ struct StereoImages {
 
 // One pair, not read yet.
 struct Frame {
-    std::string name;       // names the outputs; unique within its source
-    std::string leftFile;   // as in "left01.png" or "clip.avi, frame 12"
-    std::string rightFile;  // the same as `leftFile` for a side-by-side image
+    std::string name;                // names the outputs; unique within its source
+    std::string leftFile;            // as in "left01.png" or "clip.avi, frame 12"
+    std::string rightFile;           // the same as `leftFile` for a side-by-side image
+    std::vector<std::string> files;  // those that it is read from
     // Reads the pair, both of the same size. Throws `InputError` that names the file.
     std::function<StereoImages()> read;
 };
@@ -49,6 +50,9 @@ class FrameSource {
 
     // How many pairs there are; 0 when a video does not say.
     virtual std::size_t count() const = 0;
+
+    // All files that it reads, images or videos.
+    virtual std::vector<std::string> files() const = 0;
 
     // The next pair, nothing at the end. For one thread at a time; frames that it gave may be read
     // by others meanwhile.
@@ -68,7 +72,8 @@ std::unique_ptr<FrameSource> reopenFrames(const FrameOptions& options,
 // The image files that the arguments stand for, each of them a file, a folder (its images), a
 // pattern with * ? [...] or a printf-style one such as left%02d.png (all that exist, gaps are
 // fine). Those of one argument are sorted by name, numbers by value; the arguments keep their
-// order. Throws `InputError` that names an argument which matches nothing.
+// order. Throws `InputError` that names a folder or pattern which matches nothing; whether a file
+// that is named itself exists is left to whoever reads it.
 std::vector<std::string> resolveImages(const std::vector<std::string>& arguments);
 
 }  // namespace tiomipra

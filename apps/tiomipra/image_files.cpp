@@ -6,7 +6,6 @@
 
 #include "input_files.hpp"
 #include "module.hpp"
-#include "output_files.hpp"
 #include "status.hpp"
 
 namespace tiomipra {
@@ -86,9 +85,13 @@ cv::Mat readImage(const std::string& path, Pixels pixels) {
     return image;
 }
 
-void writeImage(const std::string& path, const cv::Mat& image) {
+NewFile newImage(const std::string& path, const cv::Mat& image) {
     const auto bytes = codecs().encode(extensionOf(path), image);
-    writeFile(path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    return newFile(path, {bytes.begin(), bytes.end()});
+}
+
+void writeImage(const std::string& path, const cv::Mat& image) {
+    writeAtomically(newImage(path, image));
 }
 
 cv::Mat toGrey(const cv::Mat& image) {

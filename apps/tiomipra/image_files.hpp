@@ -6,6 +6,7 @@
 #include <string>
 
 #include "image_codecs.hpp"
+#include "output_files.hpp"
 
 namespace tiomipra {
 
@@ -13,8 +14,11 @@ namespace tiomipra {
 // Throws `InputError` that names the file when it can't be read, is no image or is cut off.
 cv::Mat readImage(const std::string& path, Pixels pixels = Pixels::eightBit);
 
-// Writes an image whose extension chooses the format: 8 or 16 bits as PNG, 8 bits as JPEG, 8, 16
-// or 32 bits as TIFF. Throws `InputError` that names the file when it can't be written.
+// A file with an image; the extension chooses the format: 8 or 16 bits as PNG, 8 bits as JPEG, 8,
+// 16 or 32 bits as TIFF.
+NewFile newImage(const std::string& path, const cv::Mat& image);
+
+// Writes such a file. Throws `InputError` that names the file when it can't be written.
 void writeImage(const std::string& path, const cv::Mat& image);
 
 // An image as `readImage` gives it in grey; shares its pixels if it has one channel.

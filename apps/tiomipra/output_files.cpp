@@ -1,5 +1,6 @@
 #include "output_files.hpp"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,8 +10,10 @@
 #include <optional>
 #include <regex>
 #include <string>
+#include <string_view>
 #include <system_error>
 
+#include "interruption.hpp"
 #include "status.hpp"
 
 namespace tiomipra {
@@ -22,12 +25,57 @@ namespace fs = std::filesystem;
     throw InputError("can't write '" + path + "': " + error.message());
 }
 
+// The file that symbolic links lead to, whether it exists or not.
+fs::path followLinks(fs::path path) {
+    constexpr int mostLinks = 40;  // as the kernel has it
+    std::error_code error;
+    for (int links = 0; links < mostLinks && fs::is_symlink(path, error); ++links)
+        path = path.parent_path() / fs::read_symlink(path, error);
+    return path;
+}
+
 // The extension stays, as it chooses the syntax of some files. Processes don't share a file.
-std::string temporaryName(const std::string& path) {
-    const fs::path final(path);
-    const std::string name = "." + final.stem().string() + ".tiomipra-" + std::to_string(getpid()) +
-                             final.extension().string();
-    return (final.parent_path() / name).string();
+std::string temporaryName(const fs::path& path, const fs::path& folder) {
+    const std::string name = "." + path.stem().string() + ".tiomipra-" + std::to_string(getpid()) +
+                             path.extension().string();
+    return (folder / name).string();
+}
+
+// The file to replace, if any: a device or pipe, as in /dev/stdout, must be written itself.
+std::optional<fs::path> findTarget(const fs::path& path) {
+    std::error_code error;
+    fs::path target = followLinks(path);
+    if (fs::exists(path, error) && !fs::is_regular_file(target, error))
+        return std::nullopt;
+    return target;
+}
+
+void moveTo(const fs::path& target, const std::string& temporary) {
+    std::error_code error;
+    fs::rename(temporary, target, error);
+    if (error)
+        refuse(target, error);
+}
+
+void replace(const std::vector<NewFile>& files) {
+    std::vector<std::pair<fs::path, std::string>> places;  // where files belong and are now
+    try {
+        for (const auto& [path, write] : files) {
+            if (const auto target = findTarget(path)) {
+                places.emplace_back(*target, temporaryName(path, target->parent_path()));
+                write(places.back().second);
+            } else {
+                write(path);
+            }
+        }
+        for (const auto& [target, temporary] : places)
+            moveTo(target, temporary);
+    } catch (...) {
+        std::error_code error;
+        for (const auto& [target, temporary] : places)
+            fs::remove(temporary, error);
+        throw;
+    }
 }
 
 // The process whose temporary file that is, if it is one.
@@ -65,6 +113,13 @@ bool writeBytes(const std::string& path, std::string_view bytes) {
     return isWritten && isClosed;
 }
 
+std::optional<std::pair<dev_t, ino_t>> identify(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0)
+        return std::nullopt;
+    return std::pair(status.st_dev, status.st_ino);
+}
+
 }  // namespace
 
 void prepareFolder(const std::string& path) {
@@ -77,32 +132,41 @@ void prepareFolder(const std::string& path) {
     removeLeftovers(path);
 }
 
-void writeAtomically(const std::string& path,
-                     const std::function<void(const std::string& temporary)>& write) {
-    std::error_code error;
-    // A device or pipe, as in /dev/stdout, must be written itself, not replaced by a file.
-    if (fs::exists(path, error) && !fs::is_regular_file(path, error))
-        return write(path);
-    const std::string temporary = temporaryName(path);
-    try {
-        write(temporary);
-    } catch (...) {
-        fs::remove(temporary, error);
-        throw;
-    }
-    fs::rename(temporary, path, error);
-    if (error) {
-        const std::error_code renameError = error;
-        fs::remove(temporary, error);
-        refuse(path, renameError);
+NewFile newFile(const std::string& path, std::string bytes) {
+    return {path, [path, bytes = std::move(bytes)](const std::string& temporary) {
+                if (!writeBytes(temporary, bytes))
+                    refuse(path, {errno, std::generic_category()});
+            }};
+}
+
+void writeAtomically(const NewFile& file) {
+    replace({file});
+}
+
+void writeTogether(const std::vector<NewFile>& files) {
+    const InterruptionWatch watch;
+    replace(files);
+    if (watch.isInterrupted())
+        throw Interrupted("interrupted when the results had been written");
+}
+
+void writeFile(const std::string& path, std::string bytes) {
+    writeAtomically(newFile(path, std::move(bytes)));
+}
+
+void ProtectedFiles::add(const std::vector<std::string>& files) {
+    for (const std::string& file : files) {
+        if (const auto identity = identify(file))
+            _paths.emplace(*identity, file);
     }
 }
 
-void writeFile(const std::string& path, std::string_view bytes) {
-    writeAtomically(path, [&](const std::string& temporary) {
-        if (!writeBytes(temporary, bytes))
-            refuse(path, {errno, std::generic_category()});
-    });
+void ProtectedFiles::requireOther(const std::string& path) const {
+    const auto identity = identify(path);
+    const auto input = identity ? _paths.find(*identity) : _paths.end();
+    if (input != _paths.end())
+        throw InputError("the result '" + path + "' would replace the input '" + input->second +
+                         "'; --output must be another folder");
 }
 
 std::string pathIn(const std::string& folder, const std::string& file) {

@@ -6,9 +6,13 @@
 #ifndef TIOMIPRA_OUTPUT_FILES_HPP
 #define TIOMIPRA_OUTPUT_FILES_HPP
 
+#include <sys/types.h>
+
 #include <functional>
+#include <map>
 #include <string>
-#include <string_view>
+#include <utility>
+#include <vector>
 
 namespace tiomipra {
 
@@ -16,15 +20,41 @@ namespace tiomipra {
 // that runs which died have left in it. Throws `InputError` that names the folder and the reason.
 void prepareFolder(const std::string& path);
 
-// Calls `write` with the temporary name, then renames the file. When `write` throws, the temporary
-// file is removed and `path` stays as it was. What exists and is no file, a device say, is written
-// itself.
-void writeAtomically(const std::string& path,
-                     const std::function<void(const std::string& temporary)>& write);
+// A file to be. `write` is called with its temporary name and throws when it can't be written.
+struct NewFile {
+    std::string path;
+    std::function<void(const std::string& temporary)> write;
+};
 
-// Writes `bytes` to `path`; a full disk is found out. Throws `InputError` that names the file and
-// the reason.
-void writeFile(const std::string& path, std::string_view bytes);
+// A file that holds `bytes`; a full disk is found out. Writing it throws `InputError` that names
+// the file and the reason.
+NewFile newFile(const std::string& path, std::string bytes);
+
+// Writes the file, then gives it its name. When `write` throws, the temporary file is removed and
+// what is at `path` stays as it was. A symbolic link stays, the file that it leads to is replaced.
+// What exists and is no file, a device say, is written itself.
+void writeAtomically(const NewFile& file);
+
+// The same for files that belong together: all of them are written before any gets its name, the
+// last one last. Throws `Interrupted` if SIGINT or SIGTERM came meanwhile, when that is done.
+void writeTogether(const std::vector<NewFile>& files);
+
+// Writes `bytes` to `path`, as `newFile` and `writeAtomically` do.
+void writeFile(const std::string& path, std::string bytes);
+
+// Files that are read and must not be replaced, under whatever names.
+class ProtectedFiles {
+  public:
+    explicit ProtectedFiles(const std::vector<std::string>& files) { add(files); }
+
+    void add(const std::vector<std::string>& files);
+
+    // Throws `InputError` that names both when the result `path` would replace one of them.
+    void requireOther(const std::string& path) const;
+
+  private:
+    std::map<std::pair<dev_t, ino_t>, std::string> _paths;
+};
 
 // A path in a folder: "result" and "a.png" give "result/a.png".
 std::string pathIn(const std::string& folder, const std::string& file);

@@ -8,7 +8,6 @@
 #include <set>
 #include <utility>
 
-#include "image_files.hpp"
 #include "output_files.hpp"
 #include "provenance.hpp"
 
@@ -162,9 +161,9 @@ Status runMatching(const std::string& name, const MatchingOptions& options,
     const auto frames = openFrames(options.frames);
     const auto makeWorker = [&]() -> ProcessPair {
         const auto matcher = std::make_shared<PairMatcher>(settings, rig, notices);
-        return [&, matcher](const Frame& frame) {
+        return [&, matcher](const Frame& frame, PairFiles& files) {
             const Match match = matcher->match(frame);
-            PairResult result = write(frame, match, matcher->stereo(), madeWith);
+            PairResult result = write(frame.name, match, matcher->stereo(), madeWith, files);
             // As they were fitted to the size of the images.
             result.values["matcher"] =
                 describeMatcher(matcher->stereo(), settings, rig.has_value());
@@ -176,7 +175,10 @@ Status runMatching(const std::string& name, const MatchingOptions& options,
             return result;
         };
     };
-    return runBatch(*frames, options.batch, madeWith, makeWorker);
+    ProtectedFiles inputs(frames->files());
+    if (rig)
+        inputs.add({rig->leftFile, rig->rightFile});
+    return runBatch(*frames, options.batch, inputs, madeWith, makeWorker);
 }
 
 ColourScale chooseScale(const std::string& title, const Statistics& statistics) {
@@ -219,11 +221,6 @@ PairResult describeMeasured(const cv::Mat& measured, const std::string& quantity
                   statistics.smallest, statistics.largest, statistics.median);
     result.summary += text;
     return result;
-}
-
-void writeImageOf(const Frame& frame, const std::string& suffix, const cv::Mat& image,
-                  const MatchingOptions& options, PairResult& result) {
-    writeImage(addOutput(result, frame, options.batch.output, suffix), image);
 }
 
 }  // namespace tiomipra

@@ -35,11 +35,11 @@ void addMatchingOptions(CLI::App& command, MatchingOptions& options,
 // True when `options` ask for this format.
 bool wants(const MatchingOptions& options, const std::string& format);
 
-// Writes the files of one pair: the frame, what matching it gave, the object that matched it and
-// what all results of the run are made with (see provenance.hpp).
-using WriteMatch =
-    std::function<PairResult(const Frame& frame, const Match& match, const vision::Stereo& stereo,
-                             const nlohmann::ordered_json& madeWith)>;
+// Writes the `files` of the pair `name`: what matching it gave, the object that matched it and what
+// all results of the run are made with (see provenance.hpp).
+using WriteMatch = std::function<PairResult(
+    const std::string& name, const Match& match, const vision::Stereo& stereo,
+    const nlohmann::ordered_json& madeWith, PairFiles& files)>;
 
 // Runs subcommand `name`: matches all frames and hands the matches to `write`, from several threads
 // at once. Messages about the parameters go to standard error.
@@ -54,11 +54,6 @@ ColourScale chooseScale(const std::string& title, const Statistics& statistics);
 // `quantity`.
 PairResult describeMeasured(const cv::Mat& measured, const std::string& quantity,
                             const Statistics& statistics);
-
-// Writes an image into the output folder and adds it to the result's files; `suffix` follows the
-// frame's name.
-void writeImageOf(const Frame& frame, const std::string& suffix, const cv::Mat& image,
-                  const MatchingOptions& options, PairResult& result);
 
 }  // namespace tiomipra
 

@@ -30,18 +30,15 @@ cv::Mat toEightBit(const cv::Mat& image) {
 }
 
 PairResult rectify(const Frame& frame, const vision::Stereo& stereo, const Rig& rig,
-                   const std::string& output) {
+                   PairFiles& files) {
     const StereoImages images = frame.read();
     requireSameAspectRatio(rig, images.left.size(), frame.leftFile);
     const auto [left, right] = stereo.rectifyImages(images.left, images.right);
     const std::string extension = left.depth() <= CV_16U ? ".png" : ".tiff";
+    writeImage(files.add("_left" + extension), left);
+    writeImage(files.add("_right" + extension), right);
+    writeImage(files.add("_rows.png"), drawRowLines(toEightBit(left), toEightBit(right)));
     PairResult result;
-    const auto write = [&](const std::string& suffix, const cv::Mat& image) {
-        writeImage(addOutput(result, frame, output, suffix), image);
-    };
-    write("_left" + extension, left);
-    write("_right" + extension, right);
-    write("_rows.png", drawRowLines(toEightBit(left), toEightBit(right)));
     result.values = {{"width", left.cols}, {"height", left.rows}};
     result.summary = std::to_string(left.cols) + "x" + std::to_string(left.rows);
     return result;
@@ -54,12 +51,15 @@ Status runRectify(const RectifyOptions& options) {
         // Depth plays no part, in whatever unit the calibrations are.
         stereo->setMaxDepth(std::numeric_limits<float>::infinity());
         setCalibrations(*stereo, rig);
-        return [stereo, &rig, &options](const Frame& frame) {
-            return rectify(frame, *stereo, rig, options.batch.output);
+        return [stereo, &rig](const Frame& frame, PairFiles& files) {
+            return rectify(frame, *stereo, rig, files);
         };
     };
     const auto frames = openFrames(options.frames, Pixels::asStored);
-    return runBatch(*frames, options.batch, provenance("rectify", nullptr, rig.hash), makeWorker);
+    ProtectedFiles inputs(frames->files());
+    inputs.add({rig.leftFile, rig.rightFile});
+    return runBatch(*frames, options.batch, inputs, provenance("rectify", nullptr, rig.hash),
+                    makeWorker);
 }
 
 }  // namespace

@@ -6,13 +6,18 @@
 #include <cstdlib>
 #include <filesystem>
 #include <map>
+#include <numeric>
 #include <random>
+#include <stdexcept>
 #include <thread>
 
 #include "image_files.hpp"
+#include "interruption.hpp"
+#include "output_files.hpp"
 #include "progress.hpp"
 #include "support/run_program.hpp"
 #include "support/sample_pairs.hpp"
+#include "workers.hpp"
 
 namespace tiomipra::test {
 namespace {
@@ -52,6 +57,35 @@ TEST(Batch, NumberOfJobsDoesNotChangeTheResult) {
     EXPECT_EQ(contentsOf(pairs / "out"), one);
 }
 
+TEST(OrderedWork, KeepsTheOrderAndEndsWithWhatIsThrown) {
+    const auto run = [](int last) {
+        std::vector<int> accepted;
+        OrderedWork<int, int> work(
+            [next = 0]() mutable { return next < 40 ? std::optional(next++) : std::nullopt; },
+            [&](int number, const Outcome<int>& outcome) {
+                if (number > last)
+                    throw std::out_of_range("the last one was accepted");
+                EXPECT_EQ(std::holds_alternative<CommandError>(outcome), number == 3);
+                accepted.push_back(number);
+            });
+        const OrderedWork<int, int>::Worker worker = [](int number) {
+            // The first one keeps all that others can do from being accepted.
+            std::this_thread::sleep_for(std::chrono::milliseconds(number == 0 ? 50 : number % 3));
+            return number == 3 ? throw std::runtime_error("3") : number;
+        };
+        if (last < 40)
+            EXPECT_THROW(work.run(std::vector(4, worker)), std::out_of_range);
+        else
+            work.run(std::vector(4, worker));
+        return accepted;
+    };
+    std::vector<int> all(40);
+    std::iota(all.begin(), all.end(), 0);
+    EXPECT_EQ(run(40), all);
+    all.resize(18);
+    EXPECT_EQ(run(17), all);
+}
+
 // What --resume says about how many pairs were there already.
 std::string resume(const SamplePairs& pairs) {
     const RunResult run = runTiomipra(pairs.arguments("rectify", {"--resume"}));
@@ -68,6 +102,10 @@ TEST(Batch, ResumeDoesOnlyWhatIsMissing) {
     EXPECT_EQ(resume(pairs), "(3 were there already)\n");
     fs::remove(pairs / "out/1_rows.png");
     pairs.folder.write("out/2_rectify.json", "{\"files\": [1]}");
+    EXPECT_EQ(resume(pairs), "(1 were there already)\n");
+    pairs.folder.write("out/2_left.png", "");
+    fs::last_write_time(pairs / "right/3.png", fs::last_write_time(pairs / "out/3_rectify.json") +
+                                                   std::chrono::seconds(1));
     EXPECT_EQ(resume(pairs), "(1 were there already)\n");
 
     ::Rig other = pairs.rig;
@@ -132,6 +170,66 @@ TEST(Batch, KilledAndResumedEndsLikeAnUndisturbedRun) {
     }
     ASSERT_EQ(runTiomipra(arguments).status, 0);
     EXPECT_TRUE(contentsOf(pairs / "out") == undisturbed);
+}
+
+// At moments all over their runs.
+TEST(Interruption, LeavesResultsOfOneRunWithoutTraces) {
+    const ScratchFolder folder;
+    const Arguments images{"--left", photograph("left0[12346].jpg"), "--right",
+                           photograph("right0[12346].jpg"), "--output"};
+    const Arguments calibrate = joined({"calibrate", "--corners", "9x6", "--square", "1"}, images);
+    const Arguments check = joined({"check", "--calibration", folder / "rig"}, images);
+    ASSERT_EQ(runTiomipra(joined(calibrate, {folder / "rig"})).status, 0);
+    for (const Arguments& arguments : {calibrate, check}) {
+        const std::string output = folder / arguments.front();
+        const auto start = std::chrono::steady_clock::now();
+        ASSERT_EQ(runTiomipra(joined(arguments, {output})).status, 0);
+        const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - start;
+        const Contents undisturbed = contentsOf(output);
+        Contents former = undisturbed;
+        for (const double share : {0.3, 0.6, 0.9}) {
+            for (auto& [name, bytes] : former)
+                folder.write(arguments.front() + "/" + name, bytes = "former");
+            RunningProgram program(joined(arguments, {output}));
+            std::this_thread::sleep_for(duration * share);
+            program.send(SIGINT);
+            const RunResult run = program.wait();
+            EXPECT_TRUE(run.status == 128 + SIGINT || (run.status == 0 && share > 0.5)) << share;
+            EXPECT_THAT(contentsOf(output), testing::AnyOf(former, undisturbed)) << share;
+        }
+    }
+}
+
+TEST(WriteTogether, WritesAllOrNothing) {
+    const ScratchFolder folder;
+    const std::string first = folder.write("first", "former");
+    const auto fail = [](const std::string&) { throw std::runtime_error("no room"); };
+    EXPECT_THROW(writeTogether({newFile(first, "new"), {folder / "second", fail}}),
+                 std::runtime_error);
+    EXPECT_EQ(contentsOf(folder / ""), (Contents{{"first", "former"}}));
+    const auto interrupt = [](const std::string& path) {
+        std::raise(SIGTERM);
+        writeFile(path, "whole");
+    };
+    EXPECT_THROW(writeTogether({{folder / "second", interrupt}, newFile(first, "new")}),
+                 Interrupted);
+    EXPECT_EQ(contentsOf(folder / ""), (Contents{{"first", "new"}, {"second", "whole"}}));
+}
+
+TEST(WriteFile, FollowsLinks) {
+    const ScratchFolder folder;
+    fs::create_directory(folder / "there");
+    for (const char* file : {"there/old", "there/new"}) {
+        fs::create_symlink(file, folder / "link");
+        fs::create_symlink("link", folder / "linkToLink");
+        folder.write("there/old", "a longer text");
+        writeFile(folder / "linkToLink", "text");
+        EXPECT_EQ(readFile(folder / file), "text");
+        EXPECT_EQ(fs::read_symlink(folder / "link"), file);
+        EXPECT_EQ(fs::read_symlink(folder / "linkToLink"), "link");
+        fs::remove(folder / "link");
+        fs::remove(folder / "linkToLink");
+    }
 }
 
 TEST(Progress, TellsRateAndTimeLeft) {

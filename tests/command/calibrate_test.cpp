@@ -61,8 +61,12 @@ TEST(Calibrate, TakesBothHalvesOfSideBySideImages) {
                     readImage(photograph("right" + std::string(number) + ".jpg")), both);
         writeImage(folder / (std::string(number) + ".png"), both);
     }
-    const json report = runForJson(
-        joined(calibrateBoard, {"--side-by-side", folder / "*.png", "--output", folder / "rig"}));
+    const auto runBy = [&](const std::string& jobs) {
+        return runForJson(joined(calibrateBoard, {"--side-by-side", folder / "*.png", "--output",
+                                                  folder / "rig", "--jobs", jobs}));
+    };
+    const json report = runBy("1");
+    EXPECT_EQ(report, runBy("4"));
     EXPECT_EQ(report["pairsUsed"], 5);
     EXPECT_NEAR(report["baseline"], 3.33, 0.05);
 }

@@ -67,9 +67,13 @@ TEST_F(Check, AcceptsRigOnItsPhotographs) {
     EXPECT_EQ(readFile(output + "/report.json"), result.out);
     EXPECT_EQ(readImage(output + "/row_differences.png").cols, 640);
 
-    const RunResult several =
-        check(rig, photograph("left0[1-4].jpg"), photograph("right0[1-4].jpg"));
+    const auto severalBy = [](const std::string& jobs) {
+        return check(rig, photograph("left0[1-4].jpg"), photograph("right0[1-4].jpg"),
+                     {"--json", "--jobs", jobs});
+    };
+    const RunResult several = severalBy("1");
     EXPECT_EQ(several.status, 0) << several.out << several.err;
+    EXPECT_EQ(several.out, severalBy("3").out);
 }
 
 TEST_F(Check, AcceptsReducedImages) {

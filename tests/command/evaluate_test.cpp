@@ -121,16 +121,20 @@ TEST(Evaluate, CarriesOnPastFilesThatFail) {
     writeImage(folder / "truth.tiff", truth);
     writeImage(folder / "black.png", cv::Mat::zeros(truth.size(), CV_8UC1));
     folder.write("bad.pfm", "hello");
+    const std::string good = folder / "truth.tiff";
+    const std::string black = folder / "black.png";
     const Arguments arguments{
-        "evaluate",           "--disparity",         folder / "bad.pfm",    folder / "truth.tiff",
-        "--ground-truth",     folder / "truth.tiff", folder / "truth.tiff", "--mask",
-        folder / "black.png", folder / "black.png",  "--max-bad2",          "5"};
+        "evaluate", "--disparity", folder / "bad.pfm", good, folder / "none",  "--mask", black,
+        black,      black,         "--max-bad2",       "5",  "--ground-truth", good,     good,
+        good};
     const RunResult run = runTiomipra(arguments);
     EXPECT_EQ(run.status, 4);
-    EXPECT_THAT(run.err, HasSubstr("1 of 2 disparity images failed:\n  " + folder / "bad.pfm"));
+    EXPECT_THAT(run.err, HasSubstr("2 of 3 disparity images failed:\n  " + folder / "bad.pfm"));
+    EXPECT_THAT(run.err, HasSubstr("can't read '" + folder / "none': No such file"));
     EXPECT_THAT(run.out, HasSubstr("non-occluded: 0 pixels known, none of them measured\n"));
 
-    const json result = runForJson(arguments, 4);
+    const json result = runForJson(joined(arguments, {"--jobs", "1"}), 4);
+    EXPECT_EQ(result, runForJson(joined(arguments, {"--jobs", "3"}), 4));
     EXPECT_EQ(result["failed"][0]["name"], folder / "bad.pfm");
     EXPECT_EQ(result["evaluations"][0]["all"]["known"], 9);
     EXPECT_EQ(result["passed"], false);

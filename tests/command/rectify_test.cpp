@@ -59,17 +59,24 @@ TEST(Rectify, TakesBothHalvesOfAVideoWhoseLengthIsUnknown) {
     EXPECT_EQ(readImage(folder / "out/tree_000067_left.png").size(), cv::Size(160, 240));
 }
 
-TEST(Rectify, DoesNotOverwriteItsInput) {
-    const SamplePairs pairs(1);
-    const std::string right = pairs / "left/1_right.png";
-    fs::copy(pairs / "right/1.png", right);
-    const std::string before = ::readFile(right);
-    const RunResult run =
-        runTiomipra({"rectify", "--calibration", pairs / "rig", "--left", pairs / "left/1.png",
-                     "--right", right, "--output", pairs / "right/../left"});
-    EXPECT_EQ(run.status, 3);
-    EXPECT_THAT(run.err, HasSubstr("left/1_right.png' would overwrite the image '" + right));
-    EXPECT_EQ(::readFile(right), before);
+// Not of its own pair, not of another one, not even through a link.
+TEST(Rectify, ReplacesNoInputOfTheRun) {
+    const SamplePairs pairs(3);
+    const std::string input = pairs / "left/1_right.png";
+    fs::rename(pairs / "left/2.png", input);
+    fs::create_symlink(pairs / "rig/left.yml", pairs / "left/3_left.png");
+    const std::string image = ::readFile(input);
+    const std::string calibration = ::readFile(pairs / "rig/left.yml");
+    const RunResult run = runTiomipra({"rectify", "--calibration", pairs / "rig", "--left",
+                                       pairs / "left/1.png", input, pairs / "left/3.png", "--right",
+                                       pairs / "right", "--output", pairs / "right/../left"});
+    EXPECT_EQ(run.status, 4);
+    EXPECT_THAT(run.err,
+                testing::AllOf(HasSubstr("2 of 3 pairs failed"),
+                               HasSubstr("/1_right.png' would replace the input '" + input),
+                               HasSubstr("would replace the input '" + pairs / "rig/left.yml")));
+    EXPECT_EQ(::readFile(input), image);
+    EXPECT_EQ(::readFile(pairs / "rig/left.yml"), calibration);
 }
 
 TEST(Rectify, RefusesWrongUsage) {
