@@ -74,12 +74,7 @@ cv::Mat readImage(const std::string& path, Pixels pixels) {
     const std::string file = readFile(path);
     if (isCutOff(file))
         throw InputError("'" + path + "' is cut off: its end is missing");
-    cv::Mat image;
-    try {
-        if (!file.empty())
-            image = codecs().decode(file, pixels);
-    } catch (const cv::Exception&) {  // NOLINT(bugprone-empty-catch): no image then
-    }
+    const cv::Mat image = file.empty() ? cv::Mat() : codecs().decode(file, pixels);
     if (image.empty())
         throw InputError("'" + path + "' is not an image, or is damaged");
     return image;

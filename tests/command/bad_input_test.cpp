@@ -88,13 +88,12 @@ const std::vector<Fault> unreadableImages{
          fs::resize_file(p / "left/1.jpg", 20000);
      },
      {"left/1.jpg", "cut off"}},
-    {"TruncatedTiff",
+    {"TruncatedPgm",
      [](const SamplePairs& p) {
          fs::remove(p / "left/1.png");
-         writeImage(p / "left/1.tiff", makeNoise({160, 120}, CV_8UC1, 3));
-         fs::resize_file(p / "left/1.tiff", 9000);
+         p.folder.write("left/1.pgm", "P5 160 120 255 too short");
      },
-     {"left/1.tiff", "damaged"}},
+     {"left/1.pgm", "damaged"}},
     {"EmptyFolder",
      [](const SamplePairs& p) { fs::remove(p / "left/1.png"); },
      {"nothing matches", "/left'"}}};
