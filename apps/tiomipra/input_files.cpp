@@ -31,7 +31,7 @@ File openFile(const std::string& path) {
 std::string readFile(const std::string& path) {
     const File file = openFile(path);
     std::string bytes;
-    std::array<char, 65536> block;
+    std::array<char, 65536> block{};
     while (const std::size_t count = std::fread(block.data(), 1, block.size(), file.get()))
         bytes.append(block.data(), count);
     if (std::ferror(file.get()) != 0)

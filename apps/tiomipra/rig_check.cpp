@@ -141,9 +141,8 @@ double largestMagnitude(const cv::Mat& values) {
     return largest;
 }
 
-int countNumbers(const cv::Mat& values) {
-    // cppcheck-suppress duplicateExpression; what is not a number differs from itself
-    return cv::countNonZero(values == values);
+int countNumbers(const cv::Mat_<float>& values) {
+    return int(std::count_if(values.begin(), values.end(), [](float x) { return !std::isnan(x); }));
 }
 
 bool fitExchanged(const Matches& matches, const vision::Calibration& left,

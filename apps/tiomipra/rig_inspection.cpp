@@ -237,10 +237,11 @@ std::vector<double> roundDepths(const RigGeometry& geometry) {
     const double atOnePixel = geometry.rectifiedFocal * geometry.baseline;
     const double nearest = atOnePixel / (geometry.left.size.width / 4.);
     std::vector<double> depths;
-    for (double decade = std::pow(10, std::floor(std::log10(nearest))); decade <= atOnePixel;
-         decade *= 10) {
+    const int first = cvFloor(std::log10(nearest));
+    const int last = cvFloor(std::log10(atOnePixel));
+    for (int decade = first; decade <= last; ++decade) {
         for (const double factor : {1., 2., 5.}) {
-            const double depth = factor * decade;
+            const double depth = factor * std::pow(10, decade);
             if (depth >= nearest && depth <= atOnePixel) {
                 depths.push_back(depth);
             }
