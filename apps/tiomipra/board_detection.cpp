@@ -98,8 +98,10 @@ bool startsAtBrightSquare(const cv::Mat& image, const Points& points, const cv::
 // Where these points are on the board, in squares from the first one.
 Points placesOf(const std::vector<int>& ids, const Board& board) {
     Points places;
-    for (const int id : ids)
-        places.emplace_back(float(id % board.corners.width), float(id / board.corners.width));
+    for (const int id : ids) {
+        const int row = id / board.corners.width;
+        places.emplace_back(float(id - row * board.corners.width), float(row));
+    }
     return places;
 }
 
@@ -207,7 +209,7 @@ Points detectCircles(const cv::Mat& image, const Board& board) {
     if (points.empty() || scale == 1) {
         return points;
     }
-    const Points fullSize = findCircles(image, board);
+    Points fullSize = findCircles(image, board);
     if (!fullSize.empty()) {
         return fullSize;
     }

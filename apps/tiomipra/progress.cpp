@@ -22,7 +22,7 @@ std::string print(const char* pattern, Values... values) {
 }
 
 std::string formatCount(std::size_t done, std::size_t total) {
-    const std::string count = std::to_string(done);
+    std::string count = std::to_string(done);
     if (total == 0)
         return count;
     const std::string whole = std::to_string(total);
@@ -65,7 +65,7 @@ std::string formatBar(std::size_t done, std::size_t total, double perSecond) {
         return formatCount(done, total) + rate;
     const std::size_t filled = std::min(barWidth, barWidth * done / total);
     const std::string bar = std::string(filled, '=') + std::string(barWidth - filled, ' ');
-    const double left = static_cast<double>(total - std::min(done, total));
+    const auto left = static_cast<double>(total - std::min(done, total));
     return "[" + bar + "]  " + formatCount(done, total) + rate +
            (perSecond > 0 ? "  " + formatDuration(left / perSecond) + " left" : "");
 }
