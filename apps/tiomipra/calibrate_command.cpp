@@ -207,8 +207,8 @@ cv::Mat drawRectifiedPair(const CalibrateOptions& options, const RigSolution& so
     vision::Stereo stereo;
     stereo.setMaxDepth(std::numeric_limits<float>::infinity());
     stereo.setCalibrations(solution.leftCalibration, solution.rightCalibration);
-    const auto [left, right] = stereo.rectifyImages(images.left, images.right);
-    return drawRowLines(left, right);
+    return drawRowLines(stereo.rectifyImageLeft(images.left),
+                        stereo.rectifyImageRight(images.right));
 }
 
 // Known before all the work.
@@ -234,16 +234,22 @@ nlohmann::ordered_json parameters(const CalibrateOptions& options) {
     return result;
 }
 
-// The calibrations last: where they are, all the rest is.
-void writeResults(const CalibrateOptions& options, const CalibrationReport& report,
-                  const nlohmann::ordered_json& json, const cv::Mat& rectifiedPair) {
+// The calibrations last: where they are, all the rest is. Returns the report, which tells by its
+// hash to which calibrations it belongs.
+nlohmann::ordered_json writeResults(const CalibrateOptions& options,
+                                    const CalibrationReport& report, const cv::Mat& rectifiedPair) {
     prepareFolder(options.output);
     const auto path = [&](const std::string& name) { return pathIn(options.output, name); };
+    const RigSolution& solution = report.solution;
+    const std::string left = encodeCalibration(path("left.yml"), solution.leftCalibration);
+    const std::string right = encodeCalibration(path("right.yml"), solution.rightCalibration);
+    auto json = provenance("calibrate", parameters(options), hashRig(left, right));
+    json.update(toJson(report));
     writeTogether({newImage(path("coverage.png"), drawCoverage(report)),
                    newImage(path("rectified.png"), rectifiedPair),
-                   newFile(path("report.json"), dumpJson(json)),
-                   newCalibration(path("right.yml"), report.solution.rightCalibration),
-                   newCalibration(path("left.yml"), report.solution.leftCalibration)});
+                   newFile(path("report.json"), dumpJson(json)), newFile(path("right.yml"), right),
+                   newFile(path("left.yml"), left)});
+    return json;
 }
 
 // How the command ends once the report is out.
@@ -279,9 +285,7 @@ Status calibrate(const CalibrateOptions& options) {
     const CalibrationReport report =
         makeReport(std::move(solution), search.detections, std::move(search.names),
                    std::move(search.skipped), parseLength(options.square).unit);
-    nlohmann::ordered_json json = provenance("calibrate", parameters(options), "");
-    json.update(toJson(report));
-    writeResults(options, report, json, rectifiedPair);
+    const nlohmann::ordered_json json = writeResults(options, report, rectifiedPair);
     std::cout << (options.json ? dumpJson(json) : toText(report));
     std::cout.flush();
     return judge(options, report.verdict, failures, pairs);

@@ -1,6 +1,8 @@
 #include "calibration_files.hpp"
 
 #include <cstdint>
+#include <filesystem>
+#include <nlohmann/json.hpp>
 #include <opencv2/core.hpp>
 #include <utility>
 
@@ -40,17 +42,18 @@ void requireKeys(const Calibration& calibration, const std::string& path) {
     }
 }
 
-// Under the temporary name that a file called `path` in the end has until it is whole.
-void saveAndVerify(const std::string& temporary, const std::string& path,
-                   const Calibration& calibration) {
-    // `save` does not report a file that it can't create or finish.
-    calibration.save(temporary);
+std::optional<std::string> findUnit(const Rig& rig) {
+    const auto path = std::filesystem::path(rig.leftFile).replace_filename("report.json");
+    if (!std::filesystem::is_regular_file(path))
+        return std::nullopt;
     try {
-        if (readCalibration(temporary) == calibration)
-            return;
-    } catch (const InputError&) {  // NOLINT(bugprone-empty-catch): reported below
+        const auto report = nlohmann::json::parse(readFile(path.string()));
+        if (report.at("calibrationSha256") == rig.hash)
+            return report.at("unit").get<std::string>();
+    } catch (const InputError&) {  // NOLINT(bugprone-empty-catch): as if it were not there
+    } catch (const nlohmann::json::exception&) {  // NOLINT(bugprone-empty-catch): of something else
     }
-    throw InputError("can't write " + quote(path) + ": no room or no permission there");
+    return std::nullopt;
 }
 
 }  // namespace
@@ -98,7 +101,8 @@ Rig readRig(const CalibrationOptions& options) {
     rig.rightFile = isFolder ? pathIn(options.directory, "right.yml") : options.right;
     rig.left = readCalibration(rig.leftFile);
     rig.right = readCalibration(rig.rightFile);
-    rig.hash = sha256(readFile(rig.leftFile) + readFile(rig.rightFile));
+    rig.hash = hashRig(readFile(rig.leftFile), readFile(rig.rightFile));
+    rig.unit = findUnit(rig);
     return rig;
 }
 
@@ -122,13 +126,25 @@ void requireSameAspectRatio(const Rig& rig, const cv::Size& size, const std::str
                          "; the aspect ratio must be the same");
 }
 
-NewFile newCalibration(const std::string& path, const Calibration& calibration) {
-    return {path,
-            [=](const std::string& temporary) { saveAndVerify(temporary, path, calibration); }};
+std::string hashRig(const std::string& left, const std::string& right) {
+    return sha256(left + right);
 }
 
-void writeCalibration(const std::string& path, const Calibration& calibration) {
-    writeAtomically(newCalibration(path, calibration));
+std::string encodeCalibration(const std::string& path, const Calibration& calibration) {
+    const std::string temporary =
+        temporaryName(path, std::filesystem::path(path).parent_path().string());
+    std::string bytes;
+    try {
+        calibration.save(temporary);
+        if (readCalibration(temporary) == calibration)
+            bytes = readFile(temporary);
+    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): reported below
+    }
+    std::error_code error;
+    std::filesystem::remove(temporary, error);
+    if (bytes.empty())
+        throw InputError("can't write " + quote(path) + ": no room or no permission there");
+    return bytes;
 }
 
 }  // namespace tiomipra

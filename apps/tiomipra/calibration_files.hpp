@@ -4,6 +4,7 @@
 
 #include <CLI/App.hpp>
 #include <opencv2/core/types.hpp>
+#include <optional>
 #include <string>
 #include <vision/calibration.hpp>
 #include <vision/stereo.hpp>
@@ -32,7 +33,10 @@ struct Rig {
     vision::Calibration right;
     std::string leftFile;
     std::string rightFile;
-    std::string hash;  // of both files: `cat LEFT RIGHT | sha256sum` prints the same
+    std::string hash;  // of both files, see `hashRig`
+    // Of lengths, as the report that `calibrate` left beside the files says: "m", or "" for a unit
+    // of the user's own. Nothing where there is no report on exactly these files.
+    std::optional<std::string> unit = std::nullopt;
 };
 
 // Throws `UsageError` unless `options` name both calibrations, `InputError` as `readCalibration`.
@@ -48,11 +52,14 @@ void setCalibrations(vision::Stereo& stereo, const Rig& rig);
 // Throws `InputError` that names `file` unless images of `size` have the rig's aspect ratio.
 void requireSameAspectRatio(const Rig& rig, const cv::Size& size, const std::string& file);
 
-// A file with a calibration, which is read back to be sure. Writing it throws `InputError` that
-// names the file when that fails.
-NewFile newCalibration(const std::string& path, const vision::Calibration& calibration);
+// The bytes for a file `path` with `calibration`. The library only writes files, so that there is
+// one beside it, under a temporary name, for a moment. Throws `InputError` that names `path` when
+// that fails.
+std::string encodeCalibration(const std::string& path, const vision::Calibration& calibration);
 
-void writeCalibration(const std::string& path, const vision::Calibration& calibration);
+// The hash that a rig has with these bytes in its files: `cat LEFT RIGHT | sha256sum` prints the
+// same.
+std::string hashRig(const std::string& left, const std::string& right);
 
 }  // namespace tiomipra
 

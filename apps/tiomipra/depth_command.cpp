@@ -56,10 +56,11 @@ void writeDepthImage(const DepthMap& map, PairFiles& files, PairResult& result) 
                           " outside of what the 16-bit PNG holds (0.001 to 65.535)";
 }
 
-void writePicture(const std::string& name, const DepthMap& map, PairFiles& files) {
-    ColourScale scale =
-        chooseScale("depth of " + name + " (units of the calibration), warm is near",
-                    summarise(map.depth, map.measured));
+void writePicture(const std::string& name, const DepthMap& map, const std::string& unit,
+                  PairFiles& files) {
+    const std::string unitText = unit.empty() ? "unit of the calibration" : unit;
+    ColourScale scale = chooseScale("depth of " + name + " (" + unitText + "), warm is near",
+                                    summarise(map.depth, map.measured));
     scale.warmIsLow = true;
     writeImage(files.add("_depth_picture.png"), drawColourPicture(map.depth, map.measured, scale));
 }
@@ -73,7 +74,7 @@ PairResult writeDepth(const std::string& name, const Match& match, const vision:
     if (wants(options, "png"))
         writeDepthImage(map, files, result);
     if (wants(options, "picture"))
-        writePicture(name, map, files);
+        writePicture(name, map, madeWith.value("unit", ""), files);
     return result;
 }
 

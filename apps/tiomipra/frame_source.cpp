@@ -223,14 +223,10 @@ class VideoFrames : public Sequence {
 
 void requireAlike(const StereoImages& images, const Frame& frame) {
     const auto& [left, right] = images;
-    const std::string both = quote(frame.leftFile) + " is " + format(left) + ", " +
-                             quote(frame.rightFile) + " is " + format(right);
     if (left.size() != right.size())
-        throw InputError(both + "; both must have the same size");
-    if (left.type() != right.type())
-        throw InputError(quote(frame.leftFile) + " holds " + cv::typeToString(left.type()) + ", " +
-                         quote(frame.rightFile) + " " + cv::typeToString(right.type()) +
-                         "; both must hold the same kind of pixels");
+        throw InputError(quote(frame.leftFile) + " is " + format(left) + ", " +
+                         quote(frame.rightFile) + " is " + format(right) +
+                         "; both must have the same size");
 }
 
 // Two sequences, one for each camera.

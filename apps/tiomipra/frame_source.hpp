@@ -37,7 +37,8 @@ struct Frame {
     std::string leftFile;            // as in "left01.png" or "clip.avi, frame 12"
     std::string rightFile;           // the same as `leftFile` for a side-by-side image
     std::vector<std::string> files;  // those that it is read from
-    // Reads the pair, both of the same size. Throws `InputError` that names the file.
+    // Reads the pair, both of the same size; one may be grey, the other in colour. Throws
+    // `InputError` that names the file.
     std::function<StereoImages()> read;
 };
 

@@ -28,12 +28,15 @@ File openFile(const std::string& path) {
 
 }  // namespace
 
-std::string readFile(const std::string& path) {
+std::string readFile(const std::string& path, std::size_t largest) {
     const File file = openFile(path);
     std::string bytes;
     std::array<char, 65536> block{};
-    while (const std::size_t count = std::fread(block.data(), 1, block.size(), file.get()))
+    while (const std::size_t count = std::fread(block.data(), 1, block.size(), file.get())) {
         bytes.append(block.data(), count);
+        if (bytes.size() > largest)
+            throw InputError("'" + path + "' is larger than " + std::to_string(largest) + " bytes");
+    }
     if (std::ferror(file.get()) != 0)
         refuse(path);
     return bytes;

@@ -18,6 +18,8 @@ struct InspectOptions {
 
 void printJson(const Rig& rig, const std::vector<Fault>& faults) {
     nlohmann::ordered_json result = provenance("inspect", nullptr, rig.hash);
+    if (rig.unit)
+        result["unit"] = *rig.unit;
     result["leftCalibration"] = rig.leftFile;
     result["rightCalibration"] = rig.rightFile;
     result["usable"] = faults.empty();
@@ -29,7 +31,8 @@ void printJson(const Rig& rig, const std::vector<Fault>& faults) {
 
 void printText(const Rig& rig, const std::vector<Fault>& faults) {
     if (faults.empty()) {
-        std::cout << toText(describeGeometry(rig.left, rig.right)) << "\nThe pair is usable.\n";
+        std::cout << toText(describeGeometry(rig.left, rig.right), rig.unit.value_or(""))
+                  << "\nThe pair is usable.\n";
         return;
     }
     std::cout << rig.leftFile << " and " << rig.rightFile << " are not usable:\n";

@@ -3,10 +3,14 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cstdlib>
+#include <functional>
+#include <sstream>
 #include <vector>
 
+#include "input_files.hpp"
 #include "status.hpp"
 
 namespace tiomipra {
@@ -155,6 +159,7 @@ void addParameter(CLI::App& command, const Parameter& parameter, MatcherSettings
                 optionName(parameter),
                 [&settings, name](std::int64_t count) { settings.values[name] = count > 0; },
                 parameter.help)
+            ->check(CLI::IsMember({"true", "false"}).description(""))
             ->group(group);
         return;
     }
@@ -188,6 +193,17 @@ std::string presetHelp() {
     return help;
 }
 
+// A validator for CLI11: what `parse` has against `text`.
+template <auto parse>
+std::string complaint(const std::string& text) {
+    try {
+        parse(text);
+    } catch (const UsageError& error) {
+        return error.what();
+    }
+    return "";
+}
+
 // The options that a file of parameters may hold as well.
 void addParameters(CLI::App& command, MatcherOptions& options) {
     MatcherSettings& settings = options.settings;
@@ -206,13 +222,16 @@ void addParameters(CLI::App& command, MatcherOptions& options) {
                 [&settings](const std::string& text) { settings.range = parseRange(text); },
                 "Depths to measure: sets max-depth, min-disparity and\n"
                 "disparity-number for the calibrations at hand")
+            ->check(complaint<parseRange>)
             ->type_name("NEAR..FAR")
             ->group(group);
     command
         .add_option_function<std::string>(
             "--" + maxDepthName,
-            [&settings](const std::string& text) { settings.maxDepth = parseLength(text).value; },
-            "Points farther away are removed; in the unit of the\ncalibrations")
+            [&settings](const std::string& text) { settings.maxDepth = parseLength(text); },
+            "Points farther away are removed; in the unit of the\n"
+            "calibrations, or in metres with a suffix mm, cm, m, in")
+        ->check(complaint<parseLength>)
         ->type_name("LENGTH")
         ->default_str("5")
         ->group(group);
@@ -227,23 +246,53 @@ void addParameters(CLI::App& command, MatcherOptions& options) {
         range->excludes("--" + name);
 }
 
+[[noreturn]] void refuseFile(const std::string& path, std::string problem) {
+    constexpr std::size_t longest = 200;
+    // It may quote any text, of the wrong file say.
+    const auto isPlain = [](char letter) { return letter >= ' ' && letter <= '~'; };
+    std::replace_if(problem.begin(), problem.end(), std::not_fn(isPlain), '?');
+    if (problem.size() > longest)
+        problem.replace(longest, std::string::npos, "...");
+    throw InputError("parameters '" + path + "': " + problem);
+}
+
+std::vector<CLI::ConfigItem> readItems(const std::string& path) {
+    constexpr std::size_t largest = 65536;
+    const std::string text = readFile(path, largest);
+    const auto isControl = [](unsigned char byte) { return byte < ' ' && std::isspace(byte) == 0; };
+    if (std::any_of(text.begin(), text.end(), isControl))
+        refuseFile(path, "is not a text file");
+    std::istringstream lines(text);
+    return CLI::ConfigTOML().from_config(lines);
+}
+
+// `item` as it would stand on the command line.
+std::string asArgument(const CLI::ConfigItem& item, const CLI::App& file) {
+    if (!item.parents.empty())
+        throw UsageError("[" + item.parents.front() + "]: there must be no sections");
+    if (file.get_option_no_throw("--" + item.name) == nullptr)
+        throw UsageError("'" + item.name + "' is not a parameter of the matcher");
+    if (item.inputs.size() != 1 || item.inputs.front().empty())
+        throw UsageError(item.name + " must have one value");
+    return "--" + item.name + "=" + item.inputs.front();
+}
+
 MatcherOptions readParametersFile(const std::string& path) {
     MatcherOptions options;
     CLI::App file;
+    file.set_help_flag();
     addParameters(file, options);
-    file.set_config("--parameters", path, "", true);
+    std::vector<std::string> arguments;
     try {
-        for (const CLI::ConfigItem& item : CLI::ConfigTOML().from_file(path)) {
-            if (!item.parents.empty())
-                throw UsageError("[" + item.parents.front() + "]: there must be no sections");
-            if (file.get_option_no_throw("--" + item.name) == nullptr)
-                throw UsageError("'" + item.name + "' is not a parameter of the matcher");
+        for (const CLI::ConfigItem& item : readItems(path)) {
+            arguments.push_back(asArgument(item, file));
+            options.settings.files.emplace(item.name, path);
         }
-        file.parse(std::vector<std::string>{});
+        file.parse(std::move(arguments));
     } catch (const CLI::ParseError& error) {
-        throw InputError("parameters '" + path + "': " + error.what());
+        refuseFile(path, error.what());
     } catch (const UsageError& error) {
-        throw InputError("parameters '" + path + "': " + error.what());
+        refuseFile(path, error.what());
     }
     return options;
 }
@@ -262,11 +311,31 @@ double asWritten(float value) {
     return std::strtod(text, nullptr);
 }
 
+std::string asText(const Length& length) {
+    return nlohmann::json(length.value).dump() + length.unit;
+}
+
 std::string asText(const Range& range) {
-    return nlohmann::json(range.nearest).dump() + ".." + nlohmann::json(range.farthest).dump();
+    return asText(Length{range.nearest, range.unit}) + ".." +
+           asText(Length{range.farthest, range.unit});
+}
+
+// The options that `settings` give.
+std::vector<std::string> namesIn(const MatcherSettings& settings) {
+    std::vector<std::string> names;
+    for (const auto& [name, value] : settings.values)
+        names.push_back(name);
+    if (settings.maxDepth)
+        names.push_back(maxDepthName);
+    if (settings.range)
+        names.push_back(rangeName);
+    return names;
 }
 
 void overlay(MatcherSettings& settings, const MatcherSettings& above) {
+    for (const std::string& name : namesIn(above))
+        settings.files.erase(name);
+    settings.files.insert(above.files.begin(), above.files.end());
     if (above.range || above.maxDepth)
         settings.values.erase(minDisparityName);
     if (above.range) {
@@ -310,6 +379,20 @@ MatcherSettings resolveSettings(const MatcherOptions& options) {
     return settings;
 }
 
+std::optional<Length> farthestDepth(const MatcherSettings& settings) {
+    if (settings.maxDepth || !settings.range)
+        return settings.maxDepth;
+    return Length{settings.range->farthest, settings.range->unit};
+}
+
+void refuseSetting(const MatcherSettings& settings, const std::string& name,
+                   const std::string& problem) {
+    const auto file = settings.files.find(name);
+    if (file != settings.files.end())
+        throw InputError("parameters '" + file->second + "': " + name + problem);
+    throw UsageError("--" + name + problem);
+}
+
 void applyParameters(Stereo& stereo, const MatcherSettings& settings) {
     for (const Parameter& parameter : parameters) {
         const auto value = settings.values.find(parameter.name);
@@ -320,8 +403,8 @@ void applyParameters(Stereo& stereo, const MatcherSettings& settings) {
         } catch (const std::range_error& error) {
             std::string rule = parameter.help;
             std::replace(rule.begin(), rule.end(), '\n', ' ');
-            throw UsageError(optionName(parameter) + " " + std::to_string(value->second) + ": " +
-                             error.what() + " " + rule);
+            refuseSetting(settings, parameter.name,
+                          " " + std::to_string(value->second) + ": " + error.what() + " " + rule);
         }
     }
 }
@@ -348,8 +431,9 @@ std::string encodeParameters(const Stereo& stereo, const MatcherSettings& settin
     const bool hasMinDisparity = settings.values.count(minDisparityName) != 0;
     if (!hasMinDisparity)
         description.erase(minDisparityName);
-    if (!settings.maxDepth && !settings.range)
-        description.erase(maxDepthName);
+    description.erase(maxDepthName);
+    if (const auto farthest = farthestDepth(settings))
+        description[maxDepthName] = asText(*farthest);
     if (settings.range && !settings.maxDepth && !hasMinDisparity && !hasNumber) {
         description.erase(maxDepthName);
         description.erase(disparityNumberName);

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <iomanip>
 #include <limits>
 #include <opencv2/imgproc.hpp>
-#include <sstream>
 
+#include "disparity_depth.hpp"
 #include "image_files.hpp"
 #include "measurements.hpp"
+#include "number_text.hpp"
 #include "status.hpp"
 
 namespace tiomipra {
@@ -25,22 +25,12 @@ constexpr int largestDisparity = std::numeric_limits<std::int16_t>::max() / disp
 // Smaller ones hold too little texture to tell places apart, and block matching refuses them.
 constexpr int smallestWindow = 5;
 
-struct DisparityLine {
-    double atInfinity;  // disparity of a point at infinite depth
-    double timesDepth;  // focal length times baseline: what a point's disparity beyond that is,
-                        // times its depth
-};
-
-DisparityLine disparityLine(const Rig& rig) {
-    const cv::Mat& left = rig.left.projectionMatrix;
-    const cv::Mat& right = rig.right.projectionMatrix;
-    return {double{left.at<float>(0, 2)} - right.at<float>(0, 2), -double{right.at<float>(0, 3)}};
+DisparityModel modelOf(const Rig& rig) {
+    return disparityModel(rig.left, rig.right);
 }
 
-std::string format(double value) {
-    std::ostringstream text;
-    text << std::setprecision(4) << value;
-    return text.str();
+std::string digits(double value) {
+    return significant(value, 4);
 }
 
 int lastDisparity(int minDisparity, int disparityNumber) {
@@ -51,32 +41,67 @@ int halvings(int factor) {
     return static_cast<int>(std::lround(std::log2(factor)));
 }
 
-// Sets the maximum depth and, with it, the minimum disparity. `origin` says where `depth` is from.
-void setFarthest(Stereo& stereo, const Rig& rig, double depth, const std::string& origin) {
-    const double disparity = disparityAt(rig, depth);
+// The option whose depths have a suffix, "" if none has.
+std::string optionInMetres(const MatcherSettings& settings) {
+    if (settings.range && settings.range->unit == metres)
+        return "range";
+    return settings.maxDepth && settings.maxDepth->unit == metres ? "max-depth" : "";
+}
+
+void requireUnit(const MatcherSettings& settings, const Rig& rig) {
+    const std::string option = optionInMetres(settings);
+    if (option.empty() || rig.unit.value_or(metres) == metres)
+        return;
+    refuseSetting(
+        settings, option,
+        " is in metres, as it has a suffix, '" + rig.leftFile + "' in " +
+            (rig.unit->empty() ? "your own unit, as --square had none" : "'" + *rig.unit + "'") +
+            "; must be in the unit of the calibrations, without a suffix");
+}
+
+[[noreturn]] void refuseFarthest(const MatcherSettings& settings, double depth,
+                                 const std::string& problem) {
+    const std::string what = " " + digits(depth) + ": " + problem;
+    if (settings.maxDepth)
+        refuseSetting(settings, "max-depth", what);
+    if (settings.range)
+        refuseSetting(settings, "range", " up to" + what);
+    throw UsageError("the default maximum depth" + what);
+}
+
+// Sets the maximum depth and, with it, the minimum disparity.
+void setFarthest(Stereo& stereo, const Rig& rig, const MatcherSettings& settings) {
+    const auto farthest = farthestDepth(settings);
+    const double depth = farthest ? farthest->value : Stereo().getMaxDepth();
+    const double disparity = modelOf(rig).disparityAt(depth);
     if (disparity > rig.left.width)
-        throw UsageError(origin + " " + format(depth) + ": a point there has a disparity of " +
-                         format(disparity) + " pixels, must be at most the calibrated width, " +
-                         std::to_string(rig.left.width) +
-                         "; give --range or --max-depth in the unit of the calibrations");
+        refuseFarthest(settings, depth,
+                       "a point there has a disparity of " + digits(disparity) +
+                           " pixels, must be at most the calibrated width, " +
+                           std::to_string(rig.left.width) +
+                           "; give --range or --max-depth in the unit of the calibrations");
     try {
         stereo.setMaxDepth(static_cast<float>(depth));
         stereo.setCalibrations(rig.left, rig.right);
     } catch (const std::range_error& error) {
-        throw UsageError(origin + " " + format(depth) + ": " + error.what());
+        refuseFarthest(settings, depth, error.what());
     }
 }
 
-// Sets the smallest disparity number such that a point at `depth` is within the search once the
-// library has adapted it to 1 / `scale` of the size.
-void setNearest(Stereo& stereo, const Rig& rig, double depth, int scale) {
-    const double disparity = disparityAt(rig, depth);
+// Sets the smallest disparity number such that a point at the near end of the range is within the
+// search once the library has adapted it to the scale.
+void setNearest(Stereo& stereo, const Rig& rig, const MatcherSettings& settings) {
+    const int scale = settings.scale.value_or(1);
+    const double depth = settings.range->nearest;
+    const DisparityModel model = modelOf(rig);
+    const double disparity = model.disparityAt(depth);
     if (std::ceil(disparity) >= rig.left.width)
-        throw UsageError("--range: a point at " + format(depth) + " has a disparity of " +
-                         format(disparity) + " pixels, must be less than the calibrated width, " +
-                         std::to_string(rig.left.width) + "; the nearest depth possible is " +
-                         format(depthAt(rig, rig.left.width - 1)));
-    const int first = adaptParameters(stereo, rig.left.width / scale).minDisparity;
+        refuseSetting(settings, "range",
+                      " from " + digits(depth) + ": a point there has a disparity of " +
+                          digits(disparity) + " pixels, must be less than the calibrated width, " +
+                          std::to_string(rig.left.width) + "; the nearest depth possible is " +
+                          digits(model.depthAt(rig.left.width - 1)));
+    const int first = adaptParameters(stereo, std::max(1, rig.left.width / scale)).minDisparity;
     const int count = std::max(1, static_cast<int>(std::ceil(disparity / scale)) - first + 1);
     stereo.setDisparityNumber((count + 15) / 16 * 16 + 16 * halvings(scale));
 }
@@ -103,23 +128,46 @@ cv::Mat reduce(const cv::Mat& image, int scale) {
         weights.at<float>(i) =
             static_cast<float>(scale - std::abs(i - scale + 1)) / static_cast<float>(scale * scale);
     cv::Mat smooth;
-    cv::sepFilter2D(image, smooth, -1, weights, weights);
+    const cv::Rect whole({}, divisibleSize(image.size(), scale));
+    cv::sepFilter2D(image(whole), smooth, -1, weights, weights);
     cv::Mat reduced;
-    cv::resize(smooth, reduced, image.size() / scale, 0, 0, cv::INTER_NEAREST);
+    cv::resize(smooth, reduced, whole.size() / scale, 0, 0, cv::INTER_NEAREST);
     return reduced;
 }
 
+// The columns at the sides of the left image for which the right image lacks a candidate.
+std::string doubtColumns(const AdaptedParameters& adapted, int imageWidth) {
+    const int last = lastDisparity(adapted.minDisparity, adapted.disparityNumber);
+    const int unmatched = std::max(0, last) + std::max(0, -adapted.minDisparity);
+    if (2 * unmatched <= imageWidth)
+        return "";
+    return std::to_string(unmatched) + " of " + std::to_string(imageWidth) +
+           " columns of the left image can't be matched, as disparities from " +
+           std::to_string(adapted.minDisparity) + " to " + std::to_string(last) +
+           " are searched; a range that starts farther away (or a smaller disparity-number) leaves "
+           "more of them";
+}
+
+std::string doubtCosts(const Stereo& stereo, const AdaptedParameters& adapted) {
+    if (stereo.getStereoAlgorithm() != Stereo::SGBM)
+        return "";
+    // The cost of a pixel is the difference of pre-filtered values, bounded by twice the cap, which
+    // OpenCV makes odd and at least 15, plus a quarter of the difference of grey values. Costs of a
+    // window are summed up, together with P2, in 16 bits that saturate.
+    const std::int64_t pixelCost = 2 * (std::max(stereo.getPreFilterCap(), 15) | 1) + 255 / 4;
+    const std::int64_t cost = pixelCost * adapted.windowSize * adapted.windowSize + adapted.P2;
+    constexpr int bound = std::numeric_limits<std::int16_t>::max();
+    if (cost <= bound)
+        return "";
+    const std::string window = std::to_string(adapted.windowSize);
+    return "sgbm's 16-bit costs can overflow, which gives wrong disparities: window-size^2 * (2 * "
+           "pre-filter-cap + 63) + p2 = " +
+           window + "^2 * " + std::to_string(pixelCost) + " + " + std::to_string(adapted.P2) +
+           " = " + std::to_string(cost) + ", must be at most " + std::to_string(bound) +
+           "; take a smaller window, or a preset";
+}
+
 }  // namespace
-
-double disparityAt(const Rig& rig, double depth) {
-    const DisparityLine line = disparityLine(rig);
-    return line.atInfinity + line.timesDepth / depth;
-}
-
-double depthAt(const Rig& rig, double disparity) {
-    const DisparityLine line = disparityLine(rig);
-    return line.timesDepth / (disparity - line.atInfinity);
-}
 
 Rig scaleTo(const Rig& rig, const cv::Size& size) {
     Rig scaled = rig;
@@ -128,22 +176,33 @@ Rig scaleTo(const Rig& rig, const cv::Size& size) {
     return scaled;
 }
 
+cv::Size divisibleSize(const cv::Size& size, int scale) {
+    return size / scale * scale;
+}
+
+Rig cropTo(Rig rig, const cv::Size& size) {
+    for (vision::Calibration* camera : {&rig.left, &rig.right}) {
+        camera->width = size.width;
+        camera->height = size.height;
+    }
+    return rig;
+}
+
 std::unique_ptr<Stereo> makeStereo(const MatcherSettings& settings, const Rig& rig) {
+    requireUnit(settings, rig);
     auto stereo = std::make_unique<Stereo>();
-    const double defaultMaxDepth = stereo->getMaxDepth();
     // At an infinite depth the calibrations alone decide whether they can be used.
     stereo->setMaxDepth(std::numeric_limits<float>::infinity());
     setCalibrations(*stereo, rig);
-    if (settings.maxDepth)
-        setFarthest(*stereo, rig, *settings.maxDepth, "--max-depth");
-    else if (settings.range)
-        setFarthest(*stereo, rig, settings.range->farthest, "--range up to");
-    else
-        setFarthest(*stereo, rig, defaultMaxDepth, "the default maximum depth");
+    setFarthest(*stereo, rig, settings);
     if (settings.range)
-        setNearest(*stereo, rig, settings.range->nearest, settings.scale.value_or(1));
+        setNearest(*stereo, rig, settings);
     applyParameters(*stereo, settings);
     return stereo;
+}
+
+bool mustTrustUnit(const MatcherSettings& settings, const Rig& rig) {
+    return !rig.unit && !optionInMetres(settings).empty();
 }
 
 std::unique_ptr<Stereo> makeStereo(const MatcherSettings& settings, const cv::Size& size) {
@@ -170,21 +229,24 @@ std::string explainSearch(const Stereo& stereo, const Rig& rig, int scale) {
     const std::string parameters =
         "(min-disparity " + std::to_string(stereo.getMinDisparity()) + ", disparity-number " +
         std::to_string(stereo.getDisparityNumber()) + ", scale " + std::to_string(scale) + ")";
-    const double atInfinity = disparityLine(rig).atInfinity;
-    if (last <= atInfinity)
+    const DisparityModel model = modelOf(rig);
+    if (last <= model.atInfinity)
         return "no depth is searched " + parameters + ": its disparities start at " +
-               format(atInfinity);
-    const double nearest = depthAt(rig, last);
-    const double farthest = first <= atInfinity
+               digits(model.atInfinity);
+    const double nearest = model.depthAt(last);
+    const double farthest = first <= model.atInfinity
                                 ? double{stereo.getMaxDepth()}
-                                : std::min<double>(stereo.getMaxDepth(), depthAt(rig, first));
+                                : std::min<double>(stereo.getMaxDepth(), model.depthAt(first));
     const double step = double(scale) / disparitySteps;
-    const auto resolutionAt = [&](double depth) {
-        return format(depth - depthAt(rig, disparityAt(rig, depth) + step)) + " at " +
-               format(depth);
+    const std::string unit = rig.unit.value_or("");
+    const auto lengthText = [&](double length) {
+        return digits(length) + (unit.empty() ? "" : " " + unit);
     };
-    return "depths from " + format(nearest) + " to " + format(farthest) + " are searched " +
-           parameters + "; one step of disparity (" + format(step) + " pixels) is " +
+    const auto resolutionAt = [&](double depth) {
+        return lengthText(model.depthStepAt(depth, step)) + " at " + lengthText(depth);
+    };
+    return "depths from " + digits(nearest) + " to " + lengthText(farthest) + " are searched " +
+           parameters + "; one step of disparity (" + digits(step) + " pixels) is " +
            resolutionAt(nearest) + ", " + resolutionAt(farthest);
 }
 
@@ -243,24 +305,10 @@ void requireMatchable(const Stereo& stereo, int imageWidth) {
 }
 
 std::vector<std::string> findDoubts(const Stereo& stereo, int imageWidth) {
-    if (stereo.getStereoAlgorithm() != Stereo::SGBM)
-        return {};
-    // The cost of a pixel is the difference of pre-filtered values, bounded by twice the cap, which
-    // OpenCV makes odd and at least 15, plus a quarter of the difference of grey values. Costs of a
-    // window are summed up, together with P2, in 16 bits that saturate.
     const AdaptedParameters adapted = adaptParameters(stereo, imageWidth);
-    const std::int64_t pixelCost = 2 * (std::max(stereo.getPreFilterCap(), 15) | 1) + 255 / 4;
-    const std::int64_t cost = pixelCost * adapted.windowSize * adapted.windowSize + adapted.P2;
-    constexpr int bound = std::numeric_limits<std::int16_t>::max();
-    if (cost <= bound)
-        return {};
-    const std::string window = std::to_string(adapted.windowSize);
-    return {
-        "sgbm's 16-bit costs can overflow, which gives wrong disparities: window-size^2 * (2 * "
-        "pre-filter-cap + 63) + p2 = " +
-        window + "^2 * " + std::to_string(pixelCost) + " + " + std::to_string(adapted.P2) + " = " +
-        std::to_string(cost) + ", must be at most " + std::to_string(bound) +
-        "; take a smaller window, or a preset"};
+    std::vector<std::string> doubts{doubtColumns(adapted, imageWidth), doubtCosts(stereo, adapted)};
+    doubts.erase(std::remove(doubts.begin(), doubts.end(), ""), doubts.end());
+    return doubts;
 }
 
 Match matchPair(const Stereo& stereo, const StereoImages& rectified, const cv::Mat& seen,

@@ -14,17 +14,23 @@
 
 namespace tiomipra {
 
-// Disparity in pixels of the calibrated size of a point at `depth`, and the other way round.
-double disparityAt(const Rig& rig, double depth);
-double depthAt(const Rig& rig, double disparity);
-
 // The rig for images of `size`, which must have its aspect ratio.
 Rig scaleTo(const Rig& rig, const cv::Size& size);
+
+// The largest size within `size` of which both sides are multiples of `scale`.
+cv::Size divisibleSize(const cv::Size& size, int scale);
+
+// The rig for images without their last columns and rows: `size` is what is left.
+Rig cropTo(Rig rig, const cv::Size& size);
 
 // A stereo object with the rig's calibrations and all parameters of `settings`. Throws `InputError`
 // for a rig that can't be used, `UsageError` for settings that the library refuses or that the rig
 // can't measure.
 std::unique_ptr<vision::Stereo> makeStereo(const MatcherSettings& settings, const Rig& rig);
+
+// True when depths of `settings` have a suffix, so that they are in metres, while nothing says
+// whether the rig's lengths are. Where something says that they are not, `makeStereo` refuses them.
+bool mustTrustUnit(const MatcherSettings& settings, const Rig& rig);
 
 // The same without a rig, for rectified images of `size`: there are disparities, but no depth.
 // Throws `UsageError` for settings that hold a depth.
@@ -64,8 +70,10 @@ struct Match {
     cv::Mat measured;   // `CV_8UC1`, 255 where there is a disparity
 };
 
-// Matches a rectified pair at 1 / `scale` of its size. Not measured is what has no match, no
-// texture, or no value in `seen` (`CV_8UC1`, as large as the images; empty: all of it).
+// Matches a rectified pair at 1 / `scale` of its size; the last columns and rows that don't fill a
+// reduced pixel are left out, as the object's calibrations must have it. Not measured is what has
+// no match, no texture, or no value in `seen` (`CV_8UC1`, as large as the images; empty: all of
+// it).
 Match matchPair(const vision::Stereo& stereo, const StereoImages& rectified, const cv::Mat& seen,
                 int scale);
 

@@ -16,6 +16,11 @@ std::string significant(double value, int digits) {
     if (value == 0 || !std::isfinite(value))
         return fixed(value, 0);
     const int magnitude = static_cast<int>(std::floor(std::log10(std::abs(value))));
+    if (magnitude < -6 || magnitude > 9) {
+        std::ostringstream text;
+        text << std::setprecision(digits) << value;
+        return text.str();
+    }
     const double unit = std::pow(10., magnitude - digits + 1);
     const double rounded = std::round(value / unit) * unit;
     std::string text = fixed(rounded, std::max(0, digits - 1 - magnitude));

@@ -10,7 +10,8 @@ namespace tiomipra {
 // With a fixed count of decimals: 1.5 and 2 give "1.50".
 std::string fixed(double value, int decimals);
 
-// With a count of significant digits and no needless zeros: 1234.5 and 3 give "1230".
+// With a count of significant digits and no needless zeros: 1234.5 and 3 give "1230"; with an
+// exponent where there would be very many zeros.
 std::string significant(double value, int digits);
 
 // "640x480".

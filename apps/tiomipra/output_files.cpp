@@ -34,13 +34,6 @@ fs::path followLinks(fs::path path) {
     return path;
 }
 
-// The extension stays, as it chooses the syntax of some files. Processes don't share a file.
-std::string temporaryName(const fs::path& path, const fs::path& folder) {
-    const std::string name = "." + path.stem().string() + ".tiomipra-" + std::to_string(getpid()) +
-                             path.extension().string();
-    return (folder / name).string();
-}
-
 // The file to replace, if any: a device or pipe, as in /dev/stdout, must be written itself.
 std::optional<fs::path> findTarget(const fs::path& path) {
     std::error_code error;
@@ -130,6 +123,13 @@ void prepareFolder(const std::string& path) {
     if (error)
         throw InputError("can't create the folder '" + path + "': " + error.message());
     removeLeftovers(path);
+}
+
+// The extension stays, as it chooses the syntax of some files. Processes don't share a file.
+std::string temporaryName(const std::string& path, const std::string& folder) {
+    const fs::path final(path);
+    return pathIn(folder, "." + final.stem().string() + ".tiomipra-" + std::to_string(getpid()) +
+                              final.extension().string());
 }
 
 NewFile newFile(const std::string& path, std::string bytes) {

@@ -20,6 +20,9 @@ namespace tiomipra {
 // that runs which died have left in it. Throws `InputError` that names the folder and the reason.
 void prepareFolder(const std::string& path);
 
+// The name in `folder` that a file `path` has until it is whole.
+std::string temporaryName(const std::string& path, const std::string& folder);
+
 // A file to be. `write` is called with its temporary name and throws when it can't be written.
 struct NewFile {
     std::string path;

@@ -1,13 +1,13 @@
 #include "pair_matcher.hpp"
 
 #include <algorithm>
-#include <cstdio>
 #include <iostream>
 #include <mutex>
 #include <optional>
 #include <set>
 #include <utility>
 
+#include "number_text.hpp"
 #include "output_files.hpp"
 #include "provenance.hpp"
 
@@ -28,21 +28,13 @@ class Notices {
     std::set<std::string> _said;
 };
 
-std::string format(const cv::Size& size) {
-    return std::to_string(size.width) + "x" + std::to_string(size.height);
-}
-
 void requireUsableSize(const std::optional<Rig>& rig, const cv::Size& size, int scale,
                        const std::string& file) {
-    const std::string image = "'" + file + "' is " + format(size);
     if (rig)
         requireSameAspectRatio(*rig, size, file);
-    if (rig && size.width > rig->left.width)
-        throw InputError(image + ", must be at most as wide as the calibration, " +
-                         std::to_string(rig->left.width));
-    if (size.width % scale != 0 || size.height % scale != 0)
-        throw InputError(image + ", must be a multiple of " + std::to_string(scale) +
-                         " both ways for --scale " + std::to_string(scale));
+    if (size.width < scale || size.height < scale)
+        throw InputError("'" + file + "' is " + sizeText(size) + ", must be at least " +
+                         sizeText({scale, scale}) + " for --scale " + std::to_string(scale));
 }
 
 // Without a rig, the stereo object is for frames of `size`.
@@ -63,10 +55,9 @@ class PairMatcher {
         StereoImages images = frame.read();
         if (images.left.size() != _size)
             fitTo(images.left.size(), frame);
-        if (_rig) {
-            auto rectified = _stereo->rectifyImages(images.left, images.right);
-            images = {std::move(rectified.first), std::move(rectified.second)};
-        }
+        if (_rig)
+            images = {_rectifier->rectifyImageLeft(images.left),
+                      _rectifier->rectifyImageRight(images.right)};
         return matchPair(*_stereo, images, _seen, scale());
     }
 
@@ -78,9 +69,14 @@ class PairMatcher {
 
     void fitTo(const cv::Size& size, const Frame& frame) {
         requireUsableSize(_rig, size, scale(), frame.leftFile);
-        const auto rig = _rig ? std::optional(scaleTo(*_rig, size)) : std::nullopt;
-        _stereo = makeStereo(_settings, rig, size);
-        const int matchedWidth = size.width / scale();
+        const cv::Size kept = divisibleSize(size, scale());
+        if (kept != size)
+            _notices.say("note: of " + sizeText(size) + " pixels " + sizeText(kept) +
+                         " are matched, as the last columns or rows don't fill a pixel at 1/" +
+                         std::to_string(scale()) + " of the size");
+        const auto rig = _rig ? std::optional(cropTo(scaleTo(*_rig, size), kept)) : std::nullopt;
+        _stereo = makeStereo(_settings, rig, kept);
+        const int matchedWidth = kept.width / scale();
         for (const std::string& change : fitToWidth(*_stereo, matchedWidth))
             _notices.say("note: " + change);
         for (const std::string& doubt : findDoubts(*_stereo, matchedWidth))
@@ -88,7 +84,8 @@ class PairMatcher {
         requireMatchable(*_stereo, matchedWidth);
         if (rig) {
             _notices.say(explainSearch(*_stereo, *rig, scale()));
-            _seen = _stereo->rectifyImageLeft(cv::Mat(size, CV_8UC1, cv::Scalar(255)));
+            _rectifier = kept == size ? _stereo : makeStereo(_settings, scaleTo(*_rig, size), size);
+            _seen = _rectifier->rectifyImageLeft(cv::Mat(size, CV_8UC1, cv::Scalar(255)));
         }
         _size = size;
     }
@@ -97,7 +94,9 @@ class PairMatcher {
     const std::optional<Rig>& _rig;
     Notices& _notices;
     cv::Size _size;
-    std::unique_ptr<vision::Stereo> _stereo;
+    std::shared_ptr<vision::Stereo> _stereo;
+    // For the whole images; the same object where all of them is matched.
+    std::shared_ptr<vision::Stereo> _rectifier;
     cv::Mat _seen;  // what the raw left image shows of the rectified one
 };
 
@@ -119,7 +118,10 @@ nlohmann::ordered_json describeRun(const std::string& name, const MatchingOption
     auto parameters = describeMatcher(stereo, settings, rig.has_value());
     parameters["rectified"] = options.isRectified;
     parameters["formats"] = options.formats;
-    return provenance(name, parameters, rig ? rig->hash : "");
+    auto madeWith = provenance(name, parameters, rig ? rig->hash : "");
+    if (rig && rig->unit)
+        madeWith["unit"] = *rig->unit;
+    return madeWith;
 }
 
 }  // namespace
@@ -157,16 +159,20 @@ Status runMatching(const std::string& name, const MatchingOptions& options,
     if (!options.matcher.saveParametersFile.empty())
         writeFile(options.matcher.saveParametersFile, encodeParameters(*stereo, settings));
 
+    if (rig && mustTrustUnit(settings, *rig))
+        notices.say("note: no report of `tiomipra calibrate` on '" + rig->leftFile +
+                    "' is beside it; depths with a suffix are taken as if its unit were the metre");
     const auto madeWith = describeRun(name, options, *stereo, settings, rig);
     const auto frames = openFrames(options.frames);
     const auto makeWorker = [&]() -> ProcessPair {
         const auto matcher = std::make_shared<PairMatcher>(settings, rig, notices);
         return [&, matcher](const Frame& frame, PairFiles& files) {
             const Match match = matcher->match(frame);
-            PairResult result = write(frame.name, match, matcher->stereo(), madeWith, files);
-            // As they were fitted to the size of the images.
-            result.values["matcher"] =
-                describeMatcher(matcher->stereo(), settings, rig.has_value());
+            const auto fitted = describeMatcher(matcher->stereo(), settings, rig.has_value());
+            auto pairMadeWith = madeWith;
+            pairMadeWith["parameters"].update(fitted);
+            PairResult result = write(frame.name, match, matcher->stereo(), pairMadeWith, files);
+            result.values["matcher"] = fitted;
             if (result.values.at("measuredPixels") == 0)
                 notices.say(
                     "warning: " + frame.name +
@@ -211,15 +217,12 @@ PairResult describeMeasured(const cv::Mat& measured, const std::string& quantity
                                {"percentile95", valueOrNull(statistics.percentile95)},
                                {"percentile99", valueOrNull(statistics.percentile99)},
                                {"largest", valueOrNull(statistics.largest)}};
-    char text[200];
-    std::snprintf(text, sizeof text, "%zu of %zu pixels measured (%.1f %%)", statistics.count,
-                  measured.total(), 100 * share);
-    result.summary = text;
-    if (statistics.count == 0)
-        return result;
-    std::snprintf(text, sizeof text, ", %s %.4g to %.4g, median %.4g", quantity.c_str(),
-                  statistics.smallest, statistics.largest, statistics.median);
-    result.summary += text;
+    result.summary = std::to_string(statistics.count) + " of " + std::to_string(measured.total()) +
+                     " pixels measured (" + fixed(100 * share, 1) + " %)";
+    if (statistics.count > 0)
+        result.summary += ", " + quantity + " " + significant(statistics.smallest, 4) + " to " +
+                          significant(statistics.largest, 4) + ", median " +
+                          significant(statistics.median, 4);
     return result;
 }
 

@@ -36,7 +36,8 @@ void addMatchingOptions(CLI::App& command, MatchingOptions& options,
 bool wants(const MatchingOptions& options, const std::string& format);
 
 // Writes the `files` of the pair `name`: what matching it gave, the object that matched it and what
-// all results of the run are made with (see provenance.hpp).
+// the results are made with (see provenance.hpp), which holds the parameters as they were fitted to
+// the size of the images and, if it is known, the unit of lengths.
 using WriteMatch = std::function<PairResult(
     const std::string& name, const Match& match, const vision::Stereo& stereo,
     const nlohmann::ordered_json& madeWith, PairFiles& files)>;

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <opencv2/imgproc.hpp>
+
+#include "number_text.hpp"
 
 namespace tiomipra {
 namespace {
@@ -48,12 +49,6 @@ void draw(cv::Mat& canvas, const Text& text, cv::Point bottomLeft, const cv::Sca
                 cv::LINE_AA);
 }
 
-std::string format(double value, int decimals) {
-    char text[64];
-    std::snprintf(text, sizeof text, "%.*f", decimals, value);
-    return text;
-}
-
 bool hasBar(const ColourScale& scale) {
     return scale.low < scale.high;
 }
@@ -93,7 +88,7 @@ void drawTicks(cv::Mat& canvas, const cv::Rect& bar, const ColourScale& scale, i
         const int x = bar.x + static_cast<int>(std::lround(fraction * (bar.width - 1)));
         const int tickEnd = bar.br().y + textHeight / 2;
         cv::line(canvas, {x, bar.y}, {x, tickEnd}, black, std::max(1, textHeight / 8));
-        const Text label = layOut(format(tick, decimalsFor(ticks)), textHeight);
+        const Text label = layOut(fixed(tick, decimalsFor(ticks)), textHeight);
         const int labelX = std::clamp(x - label.size.width / 2, 0, canvas.cols - label.size.width);
         draw(canvas, label, {labelX, tickEnd + textHeight * 3 / 2}, black);
     }
@@ -200,7 +195,7 @@ cv::Mat drawGrid(const cv::Mat& cells, cv::Size size, const ColourScale& scale, 
             const cv::Mat colour(cell.size(), CV_8UC3, colours.at<cv::Vec3b>(row, column));
             cv::addWeighted(cell, background.empty() ? 0 : 0.5, colour,
                             background.empty() ? 1 : 0.5, 0, cell);
-            writeInMiddle(cell, format(value, decimals));
+            writeInMiddle(cell, fixed(value, decimals));
         }
     return placeAboveColourBar(picture, scale);
 }

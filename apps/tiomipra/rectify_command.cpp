@@ -29,14 +29,18 @@ cv::Mat toEightBit(const cv::Mat& image) {
     return converted;
 }
 
+std::string extensionFor(const cv::Mat& image) {
+    return image.depth() <= CV_16U ? ".png" : ".tiff";
+}
+
 PairResult rectify(const Frame& frame, const vision::Stereo& stereo, const Rig& rig,
                    PairFiles& files) {
     const StereoImages images = frame.read();
     requireSameAspectRatio(rig, images.left.size(), frame.leftFile);
-    const auto [left, right] = stereo.rectifyImages(images.left, images.right);
-    const std::string extension = left.depth() <= CV_16U ? ".png" : ".tiff";
-    writeImage(files.add("_left" + extension), left);
-    writeImage(files.add("_right" + extension), right);
+    const cv::Mat left = stereo.rectifyImageLeft(images.left);
+    const cv::Mat right = stereo.rectifyImageRight(images.right);
+    writeImage(files.add("_left" + extensionFor(left)), left);
+    writeImage(files.add("_right" + extensionFor(right)), right);
     writeImage(files.add("_rows.png"), drawRowLines(toEightBit(left), toEightBit(right)));
     PairResult result;
     result.values = {{"width", left.cols}, {"height", left.rows}};

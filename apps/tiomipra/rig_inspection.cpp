@@ -234,7 +234,7 @@ std::string text(const FieldOfView& field) {
 // 1, 2 and 5 times powers of ten, from where a quarter of the image's width is the disparity to
 // where one pixel is.
 std::vector<double> roundDepths(const RigGeometry& geometry) {
-    const double atOnePixel = geometry.rectifiedFocal * geometry.baseline;
+    const double atOnePixel = geometry.disparity.timesDepth;
     const double nearest = atOnePixel / (geometry.left.size.width / 4.);
     std::vector<double> depths;
     const int first = cvFloor(std::log10(nearest));
@@ -355,18 +355,12 @@ RigGeometry describeGeometry(const vision::Calibration& left, const vision::Cali
     geometry.baseline = baselineAlong(0, left, right);
     geometry.rectifiedFocal = left.projectionMatrix.at<float>(0, 0);
     geometry.rectifiedFieldOfView = fieldOfView(left.projectionMatrix, sizeOf(left));
-    geometry.disparityAtInfinity =
-        left.projectionMatrix.at<float>(0, 2) - right.projectionMatrix.at<float>(0, 2);
-    for (const double depth : roundDepths(geometry)) {
-        geometry.depthSteps.push_back(depthStepAt(geometry, depth));
-    }
-    return geometry;
-}
-
-DepthStep depthStepAt(const RigGeometry& geometry, double depth) {
+    geometry.disparity = disparityModel(left, right);
     constexpr double step = 1. / 16;
-    const double product = geometry.rectifiedFocal * geometry.baseline;
-    return {depth, product / depth + geometry.disparityAtInfinity, depth * depth / product * step};
+    for (const double depth : roundDepths(geometry))
+        geometry.depthSteps.push_back({depth, geometry.disparity.disparityAt(depth),
+                                       geometry.disparity.depthStepAt(depth, step)});
+    return geometry;
 }
 
 nlohmann::ordered_json toJson(const FieldOfView& field) {
@@ -387,7 +381,7 @@ nlohmann::ordered_json toJson(const RigGeometry& geometry) {
             {"baseline", geometry.baseline},
             {"rectifiedFocalLength", geometry.rectifiedFocal},
             {"rectifiedFieldOfViewDegrees", toJson(geometry.rectifiedFieldOfView)},
-            {"disparityAtInfinity", geometry.disparityAtInfinity},
+            {"disparityAtInfinity", geometry.disparity.atInfinity},
             {"depths", steps}};
 }
 
@@ -399,17 +393,18 @@ nlohmann::ordered_json toJson(const std::vector<Fault>& faults) {
     return result;
 }
 
-std::string toText(const RigGeometry& geometry) {
+std::string toText(const RigGeometry& geometry, const std::string& unit) {
     std::ostringstream out;
     writeCameras(out, geometry);
-    out << "\nbaseline " << significant(geometry.baseline, 4) << ", rectified focal length "
-        << fixed(geometry.rectifiedFocal, 1) << " pixels, rectified field of view "
-        << text(geometry.rectifiedFieldOfView) << " degrees\n";
-    if (geometry.disparityAtInfinity != 0)
-        out << "disparity of what is infinitely far away " << fixed(geometry.disparityAtInfinity, 1)
-            << " pixels\n";
-    out << "\nLengths are in the unit of the calibration, disparities in pixels; a step of "
-           "disparity is 1/16.\n";
+    out << "\nbaseline " << significant(geometry.baseline, 4) << (unit.empty() ? "" : " " + unit)
+        << ", rectified focal length " << fixed(geometry.rectifiedFocal, 1)
+        << " pixels, rectified field of view " << text(geometry.rectifiedFieldOfView)
+        << " degrees\n";
+    if (geometry.disparity.atInfinity != 0)
+        out << "disparity of what is infinitely far away "
+            << fixed(geometry.disparity.atInfinity, 1) << " pixels\n";
+    out << "\nLengths are in " << (unit.empty() ? "the unit of the calibration" : unit)
+        << ", disparities in pixels; a step of disparity is 1/16.\n";
     writeDepthSteps(out, geometry.depthSteps);
     return out.str();
 }

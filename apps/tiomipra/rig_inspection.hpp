@@ -8,6 +8,8 @@
 #include <vector>
 #include <vision/calibration.hpp>
 
+#include "disparity_depth.hpp"
+
 namespace tiomipra {
 
 // Angles in degrees that an image shows, lens distortion left aside.
@@ -34,10 +36,10 @@ struct DepthStep {
 struct RigGeometry {
     CameraGeometry left;
     CameraGeometry right;
-    double baseline = 0;                // unit of the calibrations; positive in a usable rig
-    double rectifiedFocal = 0;          // pixels
-    FieldOfView rectifiedFieldOfView;   // of the left rectified image
-    double disparityAtInfinity = 0;     // pixels
+    double baseline = 0;               // unit of the calibrations; positive in a usable rig
+    double rectifiedFocal = 0;         // pixels
+    FieldOfView rectifiedFieldOfView;  // of the left rectified image
+    DisparityModel disparity;
     std::vector<DepthStep> depthSteps;  // at round depths, from near to far
 };
 
@@ -56,15 +58,12 @@ CameraGeometry describeCamera(const vision::Calibration& calibration);
 // The numbers of a usable pair.
 RigGeometry describeGeometry(const vision::Calibration& left, const vision::Calibration& right);
 
-// The disparity at a depth and how much one step of it changes the depth.
-DepthStep depthStepAt(const RigGeometry& geometry, double depth);
-
 nlohmann::ordered_json toJson(const FieldOfView& field);
 nlohmann::ordered_json toJson(const RigGeometry& geometry);
 nlohmann::ordered_json toJson(const std::vector<Fault>& faults);
 
-// The same as lines of text.
-std::string toText(const RigGeometry& geometry);
+// The same as lines of text, with lengths in `unit`; "" for one without a name.
+std::string toText(const RigGeometry& geometry, const std::string& unit);
 
 }  // namespace tiomipra
 

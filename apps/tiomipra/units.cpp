@@ -37,9 +37,9 @@ Length parseLength(const std::string& text) {
         refuse(text, rule);
     if (rest.empty())
         return {number, ""};
-    for (const auto& [unit, metres] : metresPerUnit) {
+    for (const auto& [unit, inMetres] : metresPerUnit) {
         if (rest == unit)
-            return {number * metres, "m"};
+            return {number * inMetres, metres};
     }
     refuse(text, rule);
 }
@@ -53,7 +53,7 @@ Range parseRange(const std::string& text) {
     const Length farthest = parseLength(text.substr(dots + 2));
     if (nearest.unit != farthest.unit || nearest.value >= farthest.value)
         refuse(text, rule);
-    return {nearest.value, farthest.value};
+    return {nearest.value, farthest.value, nearest.unit};
 }
 
 cv::Size parseSize(const std::string& text) {

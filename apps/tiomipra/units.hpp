@@ -8,17 +8,21 @@
 
 namespace tiomipra {
 
+// The unit of lengths that have a suffix, and of those that `calibrate` writes for them.
+constexpr auto metres = "m";
+
 struct Length {
     double value = 0;
-    std::string unit;  // "m", or "" for the user's own unit
+    std::string unit;  // `metres`, or "" where the text has no suffix
 };
 
-// "25mm", "3cm", "1.5m", "1in" in metres; a bare number stays in the user's own unit. Positive.
+// "25mm", "3cm", "1.5m", "1in" in metres; a bare number as it is. Positive.
 Length parseLength(const std::string& text);
 
 struct Range {
     double nearest = 0;
     double farthest = 0;
+    std::string unit;  // of both, as in `Length`
 };
 
 // "0.4..3" or "40cm..3m": two lengths, the nearer one first.

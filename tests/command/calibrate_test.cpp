@@ -154,6 +154,7 @@ TEST_P(CalibrateRendered, FindsTrueRig) {
     EXPECT_NEAR(report["left"]["focalLength"], rig.focalLength, 0.01 * rig.focalLength);
     EXPECT_NEAR(report["right"]["focalLength"], rig.focalLength, 0.01 * rig.focalLength);
     EXPECT_EQ(report["unit"], "m");
+    EXPECT_EQ(runForJson({"inspect", "--calibration", folder / "rig"})["unit"], "m");
     EXPECT_NEAR(report["baseline"], rig.baseline, 0.01 * rig.baseline);
     EXPECT_LT(report["rowDifference"]["mean"], 0.15);
 }

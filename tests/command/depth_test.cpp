@@ -8,6 +8,8 @@
 
 #include "calibration_files.hpp"
 #include "image_files.hpp"
+#include "output_files.hpp"
+#include "provenance.hpp"
 #include "support/sample_pairs.hpp"
 #include "support/scenes.hpp"
 
@@ -160,7 +162,7 @@ TEST_F(DepthCommand, PngOmitsWhatItCannotHold) {
     for (const char* side : {"rig/left.yml", "rig/right.yml"}) {
         vision::Calibration camera = readCalibration(pairs / side);
         camera.projectionMatrix.at<float>(0, 3) *= 40;
-        writeCalibration(pairs / side, camera);
+        camera.save(pairs / side);
     }
     const RunResult run = runTiomipra(pairs.arguments(
         "depth", {"--preset", "balanced", "--max-depth", "200", "--formats", "png"}));
@@ -209,22 +211,64 @@ TEST_F(DepthCommand, ReducedScaleMeasuresTheSamePlane) {
         }
 }
 
-// At 5/8 of the size the plane has a disparity of 25 * 5 / 8 pixels.
-TEST_F(DepthCommand, ImagesOfAnyFractionOfTheCalibratedSizeAreMeasured) {
-    for (const char* file : {"left/1.png", "right/1.png"}) {
-        cv::Mat reduced;
-        cv::resize(readImage(pairs / file, Pixels::asStored), reduced, {400, 300}, 0, 0,
-                   cv::INTER_AREA);
-        writeImage(pairs / file, reduced);
+TEST_F(DepthCommand, ImagesOfAnySizeOfTheAspectRatioAreMeasured) {
+    const struct {
+        cv::Size size;
+        int scale;
+        int minDisparity;  // 62.5 / 3 * width / 640
+        cv::Size matched;
+    } cases[] = {{{400, 300}, 1, 13, {400, 300}},
+                 {{600, 450}, 4, 19, {150, 112}},
+                 {{1280, 960}, 1, 41, {1280, 960}}};
+    const std::string files[] = {pairs / "left/1.png", pairs / "right/1.png"};
+    const cv::Mat raw[] = {readImage(files[0]), readImage(files[1])};
+    for (const auto& [size, scale, minDisparity, matched] : cases) {
+        cv::Mat images[2];
+        for (int i = 0; i < 2; ++i)
+            cv::resize(raw[i], images[i], size, 0, 0, cv::INTER_AREA);
+        cv::cvtColor(images[0], images[0], cv::COLOR_GRAY2BGR);  // one in colour, the other grey
+        writeImage(files[0], images[0]);
+        writeImage(files[1], images[1]);
+        const RunResult run = runTiomipra(
+            pairs.arguments("depth", {"--preset", "balanced", "--range", "2..3", "--scale",
+                                      std::to_string(scale), "--formats", "png,ply"}));
+        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_EQ(run.err.find("600x448 are matched") != std::string::npos, scale == 4) << run.err;
+        const cv::Mat depth = read("1_depth.png");
+        EXPECT_EQ(depth.size(), matched);
+        EXPECT_GT(cv::countNonZero(depth), int(depth.total()) * 7 / 10);
+        // A quarter of a pixel of what is matched.
+        EXPECT_NEAR(cv::mean(depth, depth != 0)[0], 2500, 16000 / matched.width);
+        EXPECT_EQ(report().at("result").at("matcher").at("min-disparity"), minDisparity);
+        EXPECT_NE(report().at("madeWith").at("parameters").at("min-disparity"), minDisparity);
+        EXPECT_THAT(::readFile(pairs / "out/1.ply"),
+                    HasSubstr("\"min-disparity\":" + std::to_string(minDisparity) + ","));
     }
-    const RunResult run = runTiomipra(
-        pairs.arguments("depth", {"--preset", "balanced", "--range", "2..3", "--formats", "png"}));
-    EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_THAT(run.err, HasSubstr(" to 3 are searched (min-disparity 13, "));  // 62.5 / 3 * 5 / 8
-    const cv::Mat depth = read("1_depth.png");
-    EXPECT_GT(cv::countNonZero(depth), int(depth.total()) * 8 / 10);
-    EXPECT_NEAR(cv::mean(depth, depth != 0)[0], 2500, 40) << "a quarter of a pixel";
-    EXPECT_EQ(report().at("result").at("matcher").at("min-disparity"), 13);
+}
+
+TEST_F(DepthCommand, KnowsTheUnitByTheReportOnItsCalibrations) {
+    const std::string hash =
+        sha256(::readFile(pairs / "rig/left.yml") + ::readFile(pairs / "rig/right.yml"));
+    const struct {
+        nlohmann::json report;
+        int status;
+        std::vector<std::string> words;
+    } cases[] = {
+        {{{"calibrationSha256", hash}, {"unit", "m"}}, 0, {" to 5 m are searched", " m at 5 m"}},
+        {{{"calibrationSha256", hash}, {"unit", ""}}, 2, {"--range is in metres", "your own unit"}},
+        {{{"calibrationSha256", "of another rig"}, {"unit", ""}}, 0, {"note: no report"}},
+        {{{"calibrationSha256", hash}}, 0, {"note: no report"}}};
+    for (const auto& [report, status, words] : cases) {
+        writeFile(pairs / "rig/report.json", report.dump());
+        const RunResult run =
+            runTiomipra(pairs.arguments("depth", {"--range", "100cm..5m", "--formats", "ply"}));
+        EXPECT_EQ(run.status, status);
+        for (const std::string& word : words)
+            EXPECT_THAT(run.err, HasSubstr(word));
+        if (report.value("unit", "") == "m") {
+            EXPECT_THAT(::readFile(pairs / "out/1.ply"), HasSubstr("\ncomment unit: m\n"));
+        }
+    }
 }
 
 TEST_F(DepthCommand, WarnsWhereNothingIsMeasured) {
@@ -272,6 +316,9 @@ TEST_F(DepthCommand, MatchesRectifiedPhotographsWithoutCalibrations) {
 // With the status and the words that name what is wrong.
 TEST_F(DepthCommand, RefusesBadParameters) {
     pairs.folder.write("unknown.toml", "window-sise = 5\n");
+    pairs.folder.write("window.toml", "window-size = 4\n");
+    pairs.folder.write("text.toml", "full-dp = maybe\n");
+    pairs.folder.write("binary.toml", std::string("p1 = \0\xff", 7));
     const struct {
         Arguments options;
         int status;
@@ -280,11 +327,19 @@ TEST_F(DepthCommand, RefusesBadParameters) {
         {{"--window-size", "4"}, 2, "--window-size 4: Invalid window size."},
         {{"--min-disparity", "641"}, 2, "--min-disparity 641: Invalid min disparity."},
         {{"--disparity-number", "17"}, 2, "Invalid disparity number."},
-        {{"--range", "0.01..3"}, 2, "the nearest depth possible is 0.09781"},  // 62.5 / 639
+        {{"--range", "0.01..3"},
+         2,
+         "--range from 0.01: a point there has a disparity of 6250 pixels, must be less than the "
+         "calibrated width, 640; the nearest depth possible is 0.09781"},  // 62.5 / 639
         {{"--max-depth", "0.01"}, 2, "--max-depth 0.01"},
+        {{"--range", "5"}, 2, "--range: '5' must be NEAR..FAR"},
         {{"--preset", "best"}, 2, "best not in {fast,balanced,accurate}"},
         {{"--parameters", pairs / "unknown.toml"}, 3, "'window-sise' is not a parameter"},
         {{"--parameters", pairs / "nosuch.toml"}, 3, "nosuch.toml"},
+        {{"--parameters", pairs / "window.toml"}, 3, "window.toml': window-size 4: Invalid"},
+        {{"--parameters", pairs / "text.toml"}, 3, "text.toml': --full-dp: maybe not in"},
+        {{"--parameters", pairs / "binary.toml"}, 3, "binary.toml': is not a text file"},
+        {{"--parameters", "/dev/zero"}, 3, "'/dev/zero' is larger than 65536 bytes"},
         {{"--save-parameters", "/dev/full"}, 3, "'/dev/full': No space left on device"},
     };
     for (const auto& [options, status, message] : cases) {
@@ -292,14 +347,6 @@ TEST_F(DepthCommand, RefusesBadParameters) {
         EXPECT_EQ(run.status, status) << message;
         EXPECT_THAT(run.err, AllOf(HasSubstr("tiomipra depth: "), HasSubstr(message)));
     }
-}
-
-TEST_F(DepthCommand, RefusesImagesLargerThanTheirCalibration) {
-    for (const char* file : {"left/1.png", "right/1.png"})
-        writeImage(pairs / file, cv::Mat(960, 1280, CV_8UC1));
-    const RunResult run = runTiomipra(pairs.arguments("depth"));
-    EXPECT_EQ(run.status, 3);
-    EXPECT_THAT(run.err, HasSubstr("is 1280x960, must be at most as wide as the calibration, 640"));
 }
 
 }  // namespace

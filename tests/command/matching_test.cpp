@@ -28,7 +28,7 @@ Rig simpleRig(const cv::Size& size = {640, 480}) {
     options.size = size;
     options.isDistorted = false;
     const ::Rig rig = makeRig(options);
-    return {rig.left, rig.right, "left.yml", "right.yml", ""};
+    return {rig.left, rig.right, "left.yml", "right.yml", "", {}};
 }
 
 MatcherSettings parse(const std::vector<std::string>& arguments) {
@@ -76,15 +76,40 @@ TEST(MatcherOptions, RangeCoversItsEndsAndExcludesWhatItSets) {
 }
 
 TEST(MatcherOptions, SavedParametersGiveTheSameMatcher) {
-    const ScratchFolder folder;
-    const MatcherSettings settings =
-        parse({"--preset", "balanced", "--range", "1.25..4.3", "--scale", "2", "--p1", "90"});
-    const auto saved = makeStereo(settings, simpleRig());
-    EXPECT_EQ(describeParameters(*saved, settings).at("max-depth").dump(), "4.3");
-    writeFile(folder / "saved.toml", encodeParameters(*saved, settings));
-    const MatcherSettings read = parse({"--parameters", folder / "saved.toml"});
-    const auto again = makeStereo(read, simpleRig());
-    EXPECT_EQ(describeParameters(*again, read), describeParameters(*saved, settings));
+    const std::vector<std::string> all{"--preset=accurate",
+                                       "--scale=2",
+                                       "--algorithm=bm",
+                                       "--window-size=9",
+                                       "--pre-filter-cap=17",
+                                       "--pre-filter-size=11",
+                                       "--texture-threshold=3",
+                                       "--uniqueness-ratio=4",
+                                       "--speckle-window-size=33",
+                                       "--speckle-range=3",
+                                       "--p1=90",
+                                       "--p2=901",
+                                       "--disp12-max-diff=-7",
+                                       "--full-dp=false"};
+    const std::vector<std::vector<std::string>> depths{
+        {"--range=125cm..4.3m"},
+        {"--range=1.25..4.3"},
+        {"--max-depth=430cm"},
+        {"--max-depth=4.3", "--min-disparity=-20", "--disparity-number=48"}};
+    for (const auto& depth : depths) {
+        const ScratchFolder folder;
+        std::vector<std::string> arguments = all;
+        arguments.insert(arguments.end(), depth.begin(), depth.end());
+        const MatcherSettings settings = parse(arguments);
+        const auto saved = makeStereo(settings, simpleRig());
+        EXPECT_EQ(describeParameters(*saved, settings).at("max-depth").dump(), "4.3");
+        const std::string text = encodeParameters(*saved, settings);
+        writeFile(folder / "saved.toml", text);
+        const MatcherSettings read = parse({"--parameters", folder / "saved.toml"});
+        const auto again = makeStereo(read, simpleRig());
+        EXPECT_EQ(describeParameters(*again, read), describeParameters(*saved, settings));
+        EXPECT_EQ(encodeParameters(*again, read), text) << "units too";
+        EXPECT_EQ(mustTrustUnit(read, simpleRig()), mustTrustUnit(settings, simpleRig()));
+    }
 }
 
 TEST(MatcherOptions, WarnOfCostsThatCanOverflowSixteenBits) {
@@ -109,7 +134,18 @@ TEST(MatcherOptions, WarnOfCostsThatCanOverflowSixteenBits) {
         else
             EXPECT_THAT(doubts, ElementsAre(HasSubstr(" = " + std::string(sum) + ",")));
     }
-    EXPECT_THAT(findDoubts(*stereoFor({"--algorithm", "bm"}), 640), IsEmpty());
+}
+
+TEST(MatcherOptions, WarnOfSearchesThatLeaveFewColumns) {
+    const struct {
+        const char* first;
+        const char* count;
+        const char* columns;
+    } cases[] = {{"1", "320", "{}"}, {"2", "320", "321 of 640"}, {"-322", "16", "322 of 640"}};
+    for (const auto& [first, count, columns] : cases) {
+        const auto stereo = stereoFor({"--min-disparity", first, "--disparity-number", count});
+        EXPECT_THAT(testing::PrintToString(findDoubts(*stereo, 640)), HasSubstr(columns));
+    }
 }
 
 TEST(Matching, RefusesDisparitiesThatTheResultCannotHold) {
@@ -161,13 +197,13 @@ INSTANTIATE_TEST_SUITE_P(Factors, ReducedMatching,
 
 // Scaled calibrations put pixel (x, y) at (x / 2, y / 2): so must the scaled images.
 TEST(Matching, ReducedImagesKeepTheirGeometry) {
-    cv::Mat left(96, 128, CV_8UC1);
+    cv::Mat left(97, 131, CV_8UC1);
     for (int y = 0; y < left.rows; ++y)
         for (int x = 0; x < left.cols; ++x)
             left.at<uchar>(y, x) = static_cast<uchar>(x + y);
-    const auto stereo = makeStereo(parse({"--scale", "2"}), left.size());
+    const auto stereo = makeStereo(parse({"--scale", "2"}), divisibleSize(left.size(), 2));
     const Match match = matchPair(*stereo, {left, left}, {}, 2);
-    EXPECT_EQ(match.left.size(), cv::Size(64, 48));
+    EXPECT_EQ(match.left.size(), cv::Size(65, 48));
     EXPECT_EQ(match.left.at<uchar>(20, 30), left.at<uchar>(40, 60));
 }
 

@@ -35,15 +35,18 @@ TEST(Rectify, WritesWhatTheLibraryMakes) {
     EXPECT_GE(rows.cols, 2 * left.cols);
 }
 
-TEST(Rectify, KeepsSixteenBits) {
+TEST(Rectify, KeepsBitsAndChannelsOfEachImage) {
     const SamplePairs pairs(1);
-    const cv::Mat image = makeNoise({160, 120}, CV_16UC1, 7);
-    writeImage(pairs / "left/1.png", image);
-    writeImage(pairs / "right/1.png", image);
+    const cv::Mat left = makeNoise({160, 120}, CV_16UC1, 7);
+    const cv::Mat right = makeNoise({160, 120}, CV_8UC3, 8);
+    writeImage(pairs / "left/1.png", left);
+    writeImage(pairs / "right/1.png", right);
     ASSERT_EQ(runTiomipra(pairs.arguments("rectify")).status, 0);
     OpenStereo stereo(pairs.rig);
     EXPECT_THAT(readImage(pairs / "out/1_left.png", Pixels::asStored),
-                IsSameMatrix(stereo.rectifyImageLeft(image)));
+                IsSameMatrix(stereo.rectifyImageLeft(left)));
+    EXPECT_THAT(readImage(pairs / "out/1_right.png", Pixels::asStored),
+                IsSameMatrix(stereo.rectifyImageRight(right)));
 }
 
 TEST(Rectify, TakesBothHalvesOfAVideoWhoseLengthIsUnknown) {
