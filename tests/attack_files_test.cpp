@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <vision/calibration.hpp>
@@ -94,9 +93,15 @@ INSTANTIATE_TEST_SUITE_P(
          "must start with an element type"},
         {"base64 without a type in XML", xml("<width type_id=\"binary\">\n  AAAA</width>"),
          "must start with an element type"},
+        {"base64 that isn't any", yaml("width: !!binary |\n  ????"),
+         "must start with an element type"},
+        {"base64 with nothing but a count", R"({"width": "$base64$MTExMTExMTExMTEx"})",
+         "must start with an element type"},
+        {"base64 announced without data", yaml("width: !!binary 1"),
+         "must start with an element type"},
         {"base64 behind a carriage return", yaml("width: !!binary |\n  \rMWYg\n  AAAAAAAA"),
          "holds a carriage return within a line"},
-        {"XML that ends in an attribute", "<?xml version=", "ends within a tag"},
+        {"XML that ends in an attribute", "\xEF\xBB\xBF<?xml version=", "ends within a tag"},
         {"byte 0", std::string("<?xml version=\0>", 16), "holds a byte 0"},
         {"YAML stream that is no mapping", yaml("width: 1\n...\n- 2"),
          "must be a mapping that starts in the first column"},
@@ -117,7 +122,7 @@ TEST(HostileFiles, LargeSoundDocumentsAreRead) {
                              " ]\n...\n---\nsecond: 1\n...")),
               640);
     EXPECT_EQ(loadWidth(yaml("width: 640\nnote: [ " + repeat("{ x: 1 }, ", 5000) + "1 ]" +
-                             "\n\xC3\xA4: 1\nmode: \"a:binary b\" # (binary)")),
+                             "\r\n\xC3\xA4: 1\n_mode: \"a:binary b\" # (binary)")),
               640);
     EXPECT_EQ(loadWidth(xml("<width>640</width><c>" + repeat("<_>1. 2.</_>", 5000) +
                             "</c><mode>\"binary pattern\"</mode>")),
@@ -151,17 +156,6 @@ TEST(HostileFiles, WhatIsNoRegularFileIsRefused) {
         EXPECT_THAT([&] { Calibration().load(name); }, refusal) << name;
     for (const std::string& name : {folder.path("fifo"), std::string("/dev/full")})
         EXPECT_THAT([&] { Calibration().save(name); }, refusal) << name;
-}
-
-TEST(HostileFiles, OneWithoutPermissionGivesAnEmptyRecord) {
-    const ScratchFolder folder;
-    const std::string file = folder.write("a.yml", yaml("width: 640"));
-    ASSERT_EQ(chmod(file.c_str(), 0), 0);
-    if (access(file.c_str(), R_OK) == 0)
-        GTEST_SKIP() << "this user may read everything";
-    Calibration calibration;
-    calibration.load(file);
-    EXPECT_EQ(calibration, Calibration());
 }
 
 TEST(HostileFiles, FullDiskIsNoticed) {

@@ -2,12 +2,11 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
-#include <atomic>
 #include <opencv2/core/utility.hpp>
-#include <tevo/log.hpp>
 #include <thread>
 #include <vision/stereo.hpp>
 
+#include "support/log_capture.hpp"
 #include "support/matrices.hpp"
 #include "support/rigs.hpp"
 
@@ -47,12 +46,8 @@ std::size_t countBytesInUse() {
 
 class Soak : public testing::Test {
   protected:
-    // OpenCV's own threads are no part of this, and the thread sanitizer can't see into them.
+    // OpenCV's own threads are no part of this.
     void SetUp() override { cv::setNumThreads(1); }
-    void TearDown() override {
-        tevo::log::setSink({});
-        tevo::log::setLevel(tevo::LogLevel::warning);
-    }
 };
 
 TEST_F(Soak, TenThousandFramesLeaveMemoryAndResultsAsTheyWere) {
@@ -78,26 +73,15 @@ TEST_F(Soak, TenThousandFramesLeaveMemoryAndResultsAsTheyWere) {
     EXPECT_LT(countBytesInUse(), afterFirstRound + 16384);
 }
 
-// Calls `work` with 0, 1, ... in threads of their own, while the sink and the level change.
+// Calls `work` with 0, 1, ... in threads of their own, which log.
 template <typename Work>
 void runInThreads(int count, Work work) {
-    std::atomic<bool> isDone{false};
-    std::thread switcher([&] {
-        while (!isDone) {
-            for (const auto level : {tevo::LogLevel::debug, tevo::LogLevel::error}) {
-                tevo::log::setSink([](const tevo::log::Record&) {});
-                tevo::log::setLevel(level);
-                std::this_thread::yield();
-            }
-        }
-    });
+    const LogCapture log;
     std::vector<std::thread> threads;
     for (int i = 0; i < count; ++i)
         threads.emplace_back(work, i);
     for (std::thread& thread : threads)
         thread.join();
-    isDone = true;
-    switcher.join();
 }
 
 TEST_F(Soak, EightObjectsInEightThreadsDoNotMeet) {

@@ -135,10 +135,12 @@ TEST_F(Log, DefaultOutputIsOneLineOnStandardError) {
     emit("two\nlines {} %v\n", LogLevel::warning);
     tevo::log::log(LogLevel::fatal, _category, "no function", "", "", 0);
     emit("progress", LogLevel::info);
+    emit("no level", static_cast<LogLevel>(-1));
     const std::string time = "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}[.][0-9]{3} ";
-    EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                MatchesRegex(time + "warning test[.]log emit: two lines [{][}] %v\n" + time +
-                             "fatal test[.]log: no function\n"));
+    EXPECT_THAT(
+        testing::internal::GetCapturedStderr(),
+        MatchesRegex(time + "warning test[.]log emit: two lines [{][}] %v\n" + time +
+                     "fatal test[.]log: no function\n" + time + "[?] test[.]log emit: no level\n"));
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_THAT(_messages, IsEmpty());
 }
@@ -153,6 +155,7 @@ TEST_F(Log, SinksAreCalledOneAtATimeAndNeverAfterTheyWereReplaced) {
         for (int i = 0; i < recordsPerThread; ++i) {
             emit("message");
             tevo::log::addCategory("test." + std::to_string(i));
+            tevo::log::setLevel(i % 2 == 0 ? LogLevel::error : LogLevel::verbose);
         }
     };
     std::vector<std::thread> workers;
