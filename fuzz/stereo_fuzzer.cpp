@@ -30,7 +30,7 @@ float takeFloat(Bytes& bytes) {
     if (bytes.ConsumeIntegralInRange(0, 7) != 0)
         return bytes.ConsumeFloatingPointInRange(-100.F, 100.F);
     const auto bits = bytes.ConsumeIntegral<std::uint32_t>();
-    float value;
+    float value = 0;
     std::memcpy(&value, &bits, sizeof value);
     return value;
 }

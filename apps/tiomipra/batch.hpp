@@ -29,6 +29,7 @@ struct BatchOptions {
 void addBatchOptions(CLI::App& command, BatchOptions& options);
 
 // What became of a pair.
+// NOLINTNEXTLINE(bugprone-exception-escape): moving JSON checks its invariants, nothing else
 struct PairResult {
     nlohmann::ordered_json values;  // for the report and --json; null when there is nothing to say
     std::string summary;            // the same for a person, a few words

@@ -196,7 +196,7 @@ class VideoFrames : public Sequence {
     Paths files() const override { return {_path}; }
 
     std::optional<Picture> next() override {
-        const cv::Mat image = _video->read();
+        cv::Mat image = _video->read();
         if (image.empty()) {
             warnIfCutOff();
             return std::nullopt;
