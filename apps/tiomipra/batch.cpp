@@ -85,7 +85,7 @@ class Batch {
                   });
         std::vector<Work::Worker> workers;
         for (const ProcessPair& process : processes)
-            workers.push_back(
+            workers.emplace_back(
                 [this, &process](const Frame& frame) { return make(frame, process); });
         try {
             work.run(workers);

@@ -252,7 +252,7 @@ void addParameters(CLI::App& command, MatcherOptions& options) {
     const auto isPlain = [](char letter) { return letter >= ' ' && letter <= '~'; };
     std::replace_if(problem.begin(), problem.end(), std::not_fn(isPlain), '?');
     if (problem.size() > longest)
-        problem.replace(longest, std::string::npos, "...");
+        problem = problem.substr(0, longest) + "...";
     throw InputError("parameters '" + path + "': " + problem);
 }
 
