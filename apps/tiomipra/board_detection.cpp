@@ -9,8 +9,8 @@
 #include <opencv2/features2d.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include "number_text.hpp"
 #include "status.hpp"
+#include "text.hpp"
 
 namespace tiomipra {
 

@@ -13,12 +13,12 @@
 #include "frame_source.hpp"
 #include "image_files.hpp"
 #include "json_text.hpp"
-#include "number_text.hpp"
 #include "output_files.hpp"
 #include "pictures.hpp"
 #include "progress.hpp"
 #include "provenance.hpp"
 #include "subcommands.hpp"
+#include "text.hpp"
 #include "units.hpp"
 #include "workers.hpp"
 
@@ -116,8 +116,8 @@ void requireSize(const cv::Size& size, const Frame& frame, Search& search) {
         search.imageSize = size;
     }
     if (size != search.imageSize)
-        throw InputError("'" + frame.leftFile + "' is " + sizeText(size) + ", '" +
-                         search.firstFile + "' is " + sizeText(search.imageSize) +
+        throw InputError(quote(frame.leftFile) + " is " + sizeText(size) + ", " +
+                         quote(search.firstFile) + " is " + sizeText(search.imageSize) +
                          "; all images must have the same size");
 }
 
@@ -174,7 +174,7 @@ Intrinsics readIntrinsics(const std::string& path, const cv::Size& imageSize) {
     try {
         calibration = readCalibration(path).scaleTo(imageSize.width, imageSize.height);
     } catch (const std::invalid_argument& error) {
-        throw InputError("'" + path + "' can't be used for images of " + sizeText(imageSize) +
+        throw InputError(quote(path) + " can't be used for images of " + sizeText(imageSize) +
                          ": " + error.what());
     }
     Intrinsics intrinsics;
@@ -258,8 +258,8 @@ Status judge(const CalibrateOptions& options, Grade verdict, std::size_t failure
     const bool isRedo = verdict == Grade::redo;
     std::vector<std::string> complaints;
     if (isRedo)
-        complaints.push_back("the calibrations in '" + options.output +
-                             "' are written, in place of any that were there, but should not be "
+        complaints.push_back("the calibrations in " + quote(options.output) +
+                             " are written, in place of any that were there, but should not be "
                              "used: calibrate again");
     if (failures > 0)
         complaints.push_back(std::to_string(failures) + " of " + std::to_string(pairs) +

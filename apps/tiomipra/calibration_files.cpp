@@ -7,10 +7,10 @@
 #include <utility>
 
 #include "input_files.hpp"
-#include "number_text.hpp"
 #include "provenance.hpp"
 #include "rig_inspection.hpp"
 #include "status.hpp"
+#include "text.hpp"
 
 namespace tiomipra {
 namespace {
@@ -22,10 +22,6 @@ constexpr std::pair<const char*, cv::Mat Calibration::*> matrices[] = {
     {"distortion", &Calibration::distortion},
     {"rectificationMatrix", &Calibration::rectificationMatrix},
     {"projectionMatrix", &Calibration::projectionMatrix}};
-
-std::string quote(const std::string& path) {
-    return "'" + path + "'";
-}
 
 void requireKeys(const Calibration& calibration, const std::string& path) {
     const auto complain = [&](const std::string& key, const std::string& rule) {

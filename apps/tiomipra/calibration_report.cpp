@@ -8,8 +8,8 @@
 #include <numeric>
 #include <sstream>
 
-#include "number_text.hpp"
 #include "pictures.hpp"
+#include "text.hpp"
 
 namespace tiomipra {
 namespace {

@@ -10,7 +10,6 @@
 #include "frame_source.hpp"
 #include "image_files.hpp"
 #include "json_text.hpp"
-#include "number_text.hpp"
 #include "output_files.hpp"
 #include "progress.hpp"
 #include "provenance.hpp"
@@ -18,6 +17,7 @@
 #include "rig_inspection.hpp"
 #include "row_differences.hpp"
 #include "subcommands.hpp"
+#include "text.hpp"
 #include "units.hpp"
 #include "workers.hpp"
 
@@ -57,8 +57,8 @@ void requireTwoViews(const Matches& matches, const Frame& frame) {
     for (std::size_t i = 0; i < matches.left.size(); ++i)
         distances.push_back(cv::norm(matches.left[i] - matches.right[i]));
     if (!distances.empty() && quantile(std::move(distances), 0.5) < nothing)
-        throw InputError("'" + frame.leftFile + "' and '" + frame.rightFile +
-                         "' show the same image, with no disparity between them; give the images "
+        throw InputError(quote(frame.leftFile) + " and " + quote(frame.rightFile) +
+                         " show the same image, with no disparity between them; give the images "
                          "of both cameras");
 }
 
@@ -90,8 +90,8 @@ void record(MatchedPairs& all, const Frame& frame, const Outcome<MatchedPair>& o
     const auto& pair = std::get<MatchedPair>(outcome);
     const cv::Size size = pair.left.size();
     if (all.pairs > 0 && size != all.firstImage.size())
-        all.failures.push_back("'" + frame.leftFile + "' is " + sizeText(size) + ", '" +
-                               all.firstFile + "' is " + sizeText(all.firstImage.size()) +
+        all.failures.push_back(quote(frame.leftFile) + " is " + sizeText(size) + ", " +
+                               quote(all.firstFile) + " is " + sizeText(all.firstImage.size()) +
                                "; all images must have the same size");
     else
         add(all, frame, pair);

@@ -8,6 +8,7 @@
 #include "image_files.hpp"
 #include "input_files.hpp"
 #include "status.hpp"
+#include "text.hpp"
 
 namespace tiomipra {
 namespace {
@@ -58,11 +59,11 @@ cv::Mat readDisparity(const std::string& path, std::optional<double> scale) {
             return fromFixedPoint(image, scale.value_or(256));
         case CV_8UC1:
             if (!scale)
-                throw UsageError("'" + path + "' holds 8-bit numbers; say what one pixel of " +
+                throw UsageError(quote(path) + " holds 8-bit numbers; say what one pixel of " +
                                  "disparity is in them with --ground-truth-scale");
             return fromFixedPoint(image, *scale);
         default:
-            throw InputError("'" + path + "' holds " + cv::typeToString(image.type()) +
+            throw InputError(quote(path) + " holds " + cv::typeToString(image.type()) +
                              ", must be a disparity image with one channel of 32-bit floats or " +
                              "16-bit or 8-bit whole numbers");
     }

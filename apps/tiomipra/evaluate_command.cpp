@@ -17,6 +17,7 @@
 #include "progress.hpp"
 #include "provenance.hpp"
 #include "subcommands.hpp"
+#include "text.hpp"
 #include "units.hpp"
 #include "workers.hpp"
 
@@ -71,7 +72,7 @@ std::vector<Inputs> resolveInputs(const EvaluateOptions& options) {
 void requireSameSize(const cv::Mat& disparity, const std::string& disparityFile,
                      const cv::Mat& other, const std::string& otherFile) {
     const auto describe = [](const cv::Mat& image, const std::string& file) {
-        return "'" + file + "' is " + std::to_string(image.cols) + "x" + std::to_string(image.rows);
+        return quote(file) + " is " + sizeText(image.size());
     };
     if (disparity.size() != other.size())
         throw InputError(describe(disparity, disparityFile) + ", " + describe(other, otherFile) +
@@ -82,7 +83,7 @@ void requireSameSize(const cv::Mat& disparity, const std::string& disparityFile,
 cv::Mat readMask(const std::string& path) {
     const cv::Mat image = readImage(path);
     if (image.channels() != 1)
-        throw InputError("'" + path + "' holds colours, must be a grey mask");
+        throw InputError(quote(path) + " holds colours, must be a grey mask");
     double largest = 0;
     cv::minMaxLoc(image, nullptr, &largest);
     return largest > 0 ? cv::Mat(image == largest) : image;
@@ -131,25 +132,18 @@ bool passes(const Result& result, double maxBad2) {
     return result.all.amongMeasured.above[2] * 100 <= maxBad2;
 }
 
-template <typename... Values>
-std::string print(const char* pattern, Values... values) {
-    char text[128];
-    std::snprintf(text, sizeof text, pattern, values...);
-    return text;
-}
-
 std::string printRow(const std::string& title, const BadShares& shares) {
-    std::string row = print("  %-34s", title.c_str());
+    std::string row = printed("  %-34s", title.c_str());
     for (const double share : shares.above)
-        row += print(" %7.2f", 100 * share);
-    return row + print(" %7.2f\n", 100 * shares.d1);
+        row += printed(" %7.2f", 100 * share);
+    return row + printed(" %7.2f\n", 100 * shares.d1);
 }
 
 std::string printRegion(const std::string& name, const Evaluation& evaluation) {
     if (evaluation.measured == 0)
-        return print("  %s: %zu pixels known, none of them measured\n", name.c_str(),
-                     evaluation.known);
-    return print(
+        return printed("  %s: %zu pixels known, none of them measured\n", name.c_str(),
+                       evaluation.known);
+    return printed(
                "  %s: %zu pixels known, %.2f %% of them measured, error %.3f px average, %.3f "
                "RMS\n",
                name.c_str(), evaluation.known, 100 * evaluation.density, evaluation.averageError,
@@ -159,7 +153,8 @@ std::string printRegion(const std::string& name, const Evaluation& evaluation) {
 }
 
 std::string printTable(const std::vector<Result>& results) {
-    std::string table = print("%-36s bad-0.5   bad-1   bad-2   bad-4      D1\n", "% of the pixels");
+    std::string table =
+        printed("%-36s bad-0.5   bad-1   bad-2   bad-4      D1\n", "% of the pixels");
     for (const Result& result : results) {
         table += result.inputs.disparity + " against " + result.inputs.truth + "\n" +
                  printRegion("all", result.all);
@@ -172,7 +167,7 @@ std::string printTable(const std::vector<Result>& results) {
 Json toJson(const BadShares& shares) {
     Json json;
     for (std::size_t i = 0; i < shares.above.size(); ++i)
-        json[print("bad%g", badThresholds[i])] = 100 * shares.above[i];
+        json[printed("bad%g", badThresholds[i])] = 100 * shares.above[i];
     json["d1"] = 100 * shares.d1;
     return json;
 }

@@ -14,6 +14,7 @@
 
 #include "input_files.hpp"
 #include "status.hpp"
+#include "text.hpp"
 #include "video_files.hpp"
 
 namespace tiomipra {
@@ -30,18 +31,6 @@ constexpr std::array videoExtensions = {".avi", ".m2ts", ".m4v", ".mkv", ".mov",
 template <typename Extensions>
 bool hasExtension(const std::string& path, const Extensions& extensions) {
     return std::find(extensions.begin(), extensions.end(), extensionOf(path)) != extensions.end();
-}
-
-std::string quote(const std::string& path) {
-    return "'" + path + "'";
-}
-
-std::string format(const cv::Mat& image) {
-    return std::to_string(image.cols) + "x" + std::to_string(image.rows);
-}
-
-bool startsWith(std::string_view text, std::string_view start) {
-    return text.substr(0, start.size()) == start;
 }
 
 bool endsWith(std::string_view text, std::string_view end) {
@@ -224,8 +213,8 @@ class VideoFrames : public Sequence {
 void requireAlike(const StereoImages& images, const Frame& frame) {
     const auto& [left, right] = images;
     if (left.size() != right.size())
-        throw InputError(quote(frame.leftFile) + " is " + format(left) + ", " +
-                         quote(frame.rightFile) + " is " + format(right) +
+        throw InputError(quote(frame.leftFile) + " is " + sizeText(left.size()) + ", " +
+                         quote(frame.rightFile) + " is " + sizeText(right.size()) +
                          "; both must have the same size");
 }
 
@@ -302,7 +291,7 @@ class SplitFrames : public FrameSource {
   private:
     static StereoImages split(const cv::Mat& image, const std::string& file) {
         if (image.cols % 2 != 0)
-            throw InputError(quote(file) + " is " + format(image) +
+            throw InputError(quote(file) + " is " + sizeText(image.size()) +
                              "; the width of a side-by-side image must be even");
         const int half = image.cols / 2;
         return {image.colRange(0, half).clone(), image.colRange(half, image.cols).clone()};

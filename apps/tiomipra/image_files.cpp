@@ -7,6 +7,7 @@
 #include "input_files.hpp"
 #include "module.hpp"
 #include "status.hpp"
+#include "text.hpp"
 
 namespace tiomipra {
 namespace {
@@ -59,10 +60,6 @@ bool isWholePng(std::string_view file) {
     return false;
 }
 
-bool startsWith(std::string_view text, std::string_view start) {
-    return text.substr(0, start.size()) == start;
-}
-
 bool isCutOff(std::string_view file) {
     return (startsWith(file, "\xFF\xD8\xFF") && !isWholeJpeg(file)) ||
            (startsWith(file, "\x89PNG") && !isWholePng(file));
@@ -73,10 +70,10 @@ bool isCutOff(std::string_view file) {
 cv::Mat readImage(const std::string& path, Pixels pixels) {
     const std::string file = readFile(path);
     if (isCutOff(file))
-        throw InputError("'" + path + "' is cut off: its end is missing");
+        throw InputError(quote(path) + " is cut off: its end is missing");
     const cv::Mat image = file.empty() ? cv::Mat() : codecs().decode(file, pixels);
     if (image.empty())
-        throw InputError("'" + path + "' is not an image, or is damaged");
+        throw InputError(quote(path) + " is not an image, or is damaged");
     return image;
 }
 

@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "status.hpp"
+#include "text.hpp"
 
 namespace tiomipra {
 namespace {
@@ -16,7 +17,7 @@ namespace {
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 [[noreturn]] void refuse(const std::string& path) {
-    throw InputError("can't read '" + path + "': " + std::generic_category().message(errno));
+    throw InputError("can't read " + quote(path) + ": " + std::generic_category().message(errno));
 }
 
 File openFile(const std::string& path) {
@@ -35,7 +36,7 @@ std::string readFile(const std::string& path, std::size_t largest) {
     while (const std::size_t count = std::fread(block.data(), 1, block.size(), file.get())) {
         bytes.append(block.data(), count);
         if (bytes.size() > largest)
-            throw InputError("'" + path + "' is larger than " + std::to_string(largest) + " bytes");
+            throw InputError(quote(path) + " is larger than " + std::to_string(largest) + " bytes");
     }
     if (std::ferror(file.get()) != 0)
         refuse(path);

@@ -17,6 +17,7 @@
 #include "status.hpp"
 #include "subcommands.hpp"
 #include "suggestions.hpp"
+#include "text.hpp"
 
 namespace {
 
@@ -119,8 +120,8 @@ std::string describe(const CLI::App& app, const CLI::ParseError& error) {
     if (unknown.empty())
         return error.what();
     const auto similar = findSimilar(unknown.front(), knownWords(command));
-    return "'" + unknown.front() + "' is not known here" +
-           (similar ? "; did you mean '" + *similar + "'?" : "");
+    return quote(unknown.front()) + " is not known here" +
+           (similar ? "; did you mean " + quote(*similar) + "?" : "");
 }
 
 int reportParseError(const CLI::App& app, const CLI::ParseError& error, bool isJsonWanted) {

@@ -12,6 +12,7 @@
 
 #include "input_files.hpp"
 #include "status.hpp"
+#include "text.hpp"
 
 namespace tiomipra {
 namespace {
@@ -253,7 +254,7 @@ void addParameters(CLI::App& command, MatcherOptions& options) {
     std::replace_if(problem.begin(), problem.end(), std::not_fn(isPlain), '?');
     if (problem.size() > longest)
         problem = problem.substr(0, longest) + "...";
-    throw InputError("parameters '" + path + "': " + problem);
+    throw InputError("parameters " + quote(path) + ": " + problem);
 }
 
 std::vector<CLI::ConfigItem> readItems(const std::string& path) {
@@ -271,7 +272,7 @@ std::string asArgument(const CLI::ConfigItem& item, const CLI::App& file) {
     if (!item.parents.empty())
         throw UsageError("[" + item.parents.front() + "]: there must be no sections");
     if (file.get_option_no_throw("--" + item.name) == nullptr)
-        throw UsageError("'" + item.name + "' is not a parameter of the matcher");
+        throw UsageError(quote(item.name) + " is not a parameter of the matcher");
     if (item.inputs.size() != 1 || item.inputs.front().empty())
         throw UsageError(item.name + " must have one value");
     return "--" + item.name + "=" + item.inputs.front();
@@ -389,7 +390,7 @@ void refuseSetting(const MatcherSettings& settings, const std::string& name,
                    const std::string& problem) {
     const auto file = settings.files.find(name);
     if (file != settings.files.end())
-        throw InputError("parameters '" + file->second + "': " + name + problem);
+        throw InputError("parameters " + quote(file->second) + ": " + name + problem);
     throw UsageError("--" + name + problem);
 }
 

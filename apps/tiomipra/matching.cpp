@@ -9,8 +9,8 @@
 #include "disparity_depth.hpp"
 #include "image_files.hpp"
 #include "measurements.hpp"
-#include "number_text.hpp"
 #include "status.hpp"
+#include "text.hpp"
 
 namespace tiomipra {
 namespace {
@@ -54,8 +54,8 @@ void requireUnit(const MatcherSettings& settings, const Rig& rig) {
         return;
     refuseSetting(
         settings, option,
-        " is in metres, as it has a suffix, '" + rig.leftFile + "' in " +
-            (rig.unit->empty() ? "your own unit, as --square had none" : "'" + *rig.unit + "'") +
+        " is in metres, as it has a suffix, " + quote(rig.leftFile) + " in " +
+            (rig.unit->empty() ? "your own unit, as --square had none" : quote(*rig.unit)) +
             "; must be in the unit of the calibrations, without a suffix");
 }
 

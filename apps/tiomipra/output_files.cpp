@@ -15,6 +15,7 @@
 
 #include "interruption.hpp"
 #include "status.hpp"
+#include "text.hpp"
 
 namespace tiomipra {
 namespace {
@@ -22,7 +23,7 @@ namespace {
 namespace fs = std::filesystem;
 
 [[noreturn]] void refuse(const std::string& path, const std::error_code& error) {
-    throw InputError("can't write '" + path + "': " + error.message());
+    throw InputError("can't write " + quote(path) + ": " + error.message());
 }
 
 // The file that symbolic links lead to, whether it exists or not.
@@ -121,7 +122,7 @@ void prepareFolder(const std::string& path) {
     if (!error && !fs::is_directory(path, error))
         error = std::make_error_code(std::errc::not_a_directory);
     if (error)
-        throw InputError("can't create the folder '" + path + "': " + error.message());
+        throw InputError("can't create the folder " + quote(path) + ": " + error.message());
     removeLeftovers(path);
 }
 
@@ -165,8 +166,8 @@ void ProtectedFiles::requireOther(const std::string& path) const {
     const auto identity = identify(path);
     const auto input = identity ? _paths.find(*identity) : _paths.end();
     if (input != _paths.end())
-        throw InputError("the result '" + path + "' would replace the input '" + input->second +
-                         "'; --output must be another folder");
+        throw InputError("the result " + quote(path) + " would replace the input " +
+                         quote(input->second) + "; --output must be another folder");
 }
 
 std::string pathIn(const std::string& folder, const std::string& file) {

@@ -7,9 +7,9 @@
 #include <set>
 #include <utility>
 
-#include "number_text.hpp"
 #include "output_files.hpp"
 #include "provenance.hpp"
+#include "text.hpp"
 
 namespace tiomipra {
 namespace {
@@ -33,7 +33,7 @@ void requireUsableSize(const std::optional<Rig>& rig, const cv::Size& size, int 
     if (rig)
         requireSameAspectRatio(*rig, size, file);
     if (size.width < scale || size.height < scale)
-        throw InputError("'" + file + "' is " + sizeText(size) + ", must be at least " +
+        throw InputError(quote(file) + " is " + sizeText(size) + ", must be at least " +
                          sizeText({scale, scale}) + " for --scale " + std::to_string(scale));
 }
 
@@ -160,8 +160,8 @@ Status runMatching(const std::string& name, const MatchingOptions& options,
         writeFile(options.matcher.saveParametersFile, encodeParameters(*stereo, settings));
 
     if (rig && mustTrustUnit(settings, *rig))
-        notices.say("note: no report of `tiomipra calibrate` on '" + rig->leftFile +
-                    "' is beside it; depths with a suffix are taken as if its unit were the metre");
+        notices.say("note: no report of `tiomipra calibrate` on " + quote(rig->leftFile) +
+                    " is beside it; depths with a suffix are taken as if its unit were the metre");
     const auto madeWith = describeRun(name, options, *stereo, settings, rig);
     const auto frames = openFrames(options.frames);
     const auto makeWorker = [&]() -> ProcessPair {

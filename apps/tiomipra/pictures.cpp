@@ -4,7 +4,7 @@
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
-#include "number_text.hpp"
+#include "text.hpp"
 
 namespace tiomipra {
 namespace {

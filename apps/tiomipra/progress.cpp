@@ -7,19 +7,14 @@
 #include <cstdio>
 #include <iostream>
 
+#include "text.hpp"
+
 namespace tiomipra {
 namespace {
 
 constexpr std::size_t barWidth = 24;
 constexpr std::chrono::milliseconds redrawInterval(100);
 constexpr auto clearLine = "\r\x1b[K";
-
-template <typename... Values>
-std::string print(const char* pattern, Values... values) {
-    char text[64];
-    std::snprintf(text, sizeof text, pattern, values...);
-    return text;
-}
 
 std::string formatCount(std::size_t done, std::size_t total) {
     std::string count = std::to_string(done);
@@ -53,14 +48,14 @@ ProgressOutput chooseBar(std::size_t total) {
 std::string formatDuration(double seconds) {
     const auto whole = std::llround(seconds);
     if (whole < 60)
-        return print("%lld s", whole);
+        return printed("%lld s", whole);
     if (whole < 3600)
-        return print("%lld min %02lld s", whole / 60, whole % 60);
-    return print("%lld h %02lld min", whole / 3600, whole / 60 % 60);
+        return printed("%lld min %02lld s", whole / 60, whole % 60);
+    return printed("%lld h %02lld min", whole / 3600, whole / 60 % 60);
 }
 
 std::string formatBar(std::size_t done, std::size_t total, double perSecond) {
-    const std::string rate = perSecond > 0 ? print("  %.1f pairs/s", perSecond) : "";
+    const std::string rate = perSecond > 0 ? printed("  %.1f pairs/s", perSecond) : "";
     if (total == 0)
         return formatCount(done, total) + rate;
     const std::size_t filled = std::min(barWidth, barWidth * done / total);

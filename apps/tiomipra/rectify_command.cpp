@@ -10,6 +10,7 @@
 #include "pictures.hpp"
 #include "provenance.hpp"
 #include "subcommands.hpp"
+#include "text.hpp"
 
 namespace tiomipra {
 namespace {
@@ -44,7 +45,7 @@ PairResult rectify(const Frame& frame, const vision::Stereo& stereo, const Rig& 
     writeImage(files.add("_rows.png"), drawRowLines(toEightBit(left), toEightBit(right)));
     PairResult result;
     result.values = {{"width", left.cols}, {"height", left.rows}};
-    result.summary = std::to_string(left.cols) + "x" + std::to_string(left.rows);
+    result.summary = sizeText(left.size());
     return result;
 }
 

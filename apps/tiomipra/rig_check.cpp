@@ -8,9 +8,9 @@
 #include <opencv2/features2d.hpp>
 #include <sstream>
 
-#include "number_text.hpp"
 #include "pictures.hpp"
 #include "status.hpp"
+#include "text.hpp"
 
 namespace tiomipra {
 namespace {

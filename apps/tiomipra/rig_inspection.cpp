@@ -8,7 +8,7 @@
 #include <sstream>
 #include <vision/stereo.hpp>
 
-#include "number_text.hpp"
+#include "text.hpp"
 
 namespace tiomipra {
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "status.hpp"
+#include "text.hpp"
 
 namespace tiomipra {
 namespace {
@@ -14,7 +15,7 @@ constexpr std::pair<std::string_view, double> metresPerUnit[] = {
     {"mm", 0.001}, {"cm", 0.01}, {"m", 1}, {"in", 0.0254}};
 
 [[noreturn]] void refuse(const std::string& text, const std::string& rule) {
-    throw UsageError("'" + text + "' must be " + rule);
+    throw UsageError(quote(text) + " must be " + rule);
 }
 
 // Reads a number from the start of `text`, whatever the locale is, and takes it off.
@@ -73,7 +74,7 @@ std::string requirePositiveNumber(const std::string& text) {
     std::string_view rest = text;
     double number = 0;
     const bool isNumber = takeNumber(rest, number) && rest.empty() && std::isfinite(number);
-    return isNumber && number > 0 ? "" : "'" + text + "' must be a positive number";
+    return isNumber && number > 0 ? "" : quote(text) + " must be a positive number";
 }
 
 }  // namespace tiomipra

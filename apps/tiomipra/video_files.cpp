@@ -3,6 +3,7 @@
 #include "input_files.hpp"
 #include "module.hpp"
 #include "status.hpp"
+#include "text.hpp"
 
 namespace tiomipra {
 
@@ -11,7 +12,7 @@ std::unique_ptr<Video> openVideo(const std::string& path) {
     static const auto open = *static_cast<const OpenVideo*>(findInModule("video", openVideoSymbol));
     auto video = open(path);
     if (video == nullptr)
-        throw InputError("'" + path + "' is not a video, or is damaged");
+        throw InputError(quote(path) + " is not a video, or is damaged");
     return video;
 }
 

@@ -1,4 +1,4 @@
-#include "number_text.hpp"
+#include "text.hpp"
 
 #include <cmath>
 #include <iomanip>
@@ -30,6 +30,14 @@ std::string significant(double value, int digits) {
             text.pop_back();
     }
     return text;
+}
+
+std::string quote(const std::string& text) {
+    return "'" + text + "'";
+}
+
+bool startsWith(std::string_view text, std::string_view start) {
+    return text.substr(0, start.size()) == start;
 }
 
 std::string sizeText(const cv::Size& size) {
