@@ -33,8 +33,8 @@ std::string digits(double value) {
     return significant(value, 4);
 }
 
-int lastDisparity(int minDisparity, int disparityNumber) {
-    return minDisparity + disparityNumber - 1;
+std::int64_t lastDisparity(const AdaptedParameters& adapted) {
+    return std::int64_t{adapted.minDisparity} + adapted.disparityNumber - 1;
 }
 
 int halvings(int factor) {
@@ -137,8 +137,9 @@ cv::Mat reduce(const cv::Mat& image, int scale) {
 
 // The columns at the sides of the left image for which the right image lacks a candidate.
 std::string doubtColumns(const AdaptedParameters& adapted, int imageWidth) {
-    const int last = lastDisparity(adapted.minDisparity, adapted.disparityNumber);
-    const int unmatched = std::max(0, last) + std::max(0, -adapted.minDisparity);
+    const std::int64_t last = lastDisparity(adapted);
+    const std::int64_t unmatched =
+        std::max<std::int64_t>(0, last) + std::max(0, -adapted.minDisparity);
     if (2 * unmatched <= imageWidth)
         return "";
     return std::to_string(unmatched) + " of " + std::to_string(imageWidth) +
@@ -225,7 +226,7 @@ std::unique_ptr<Stereo> makeStereo(const MatcherSettings& settings, const cv::Si
 std::string explainSearch(const Stereo& stereo, const Rig& rig, int scale) {
     const AdaptedParameters adapted = adaptParameters(stereo, rig.left.width / scale);
     const int first = scale * adapted.minDisparity;
-    const int last = scale * lastDisparity(adapted.minDisparity, adapted.disparityNumber);
+    const int last = scale * static_cast<int>(lastDisparity(adapted));
     const std::string parameters =
         "(min-disparity " + std::to_string(stereo.getMinDisparity()) + ", disparity-number " +
         std::to_string(stereo.getDisparityNumber()) + ", scale " + std::to_string(scale) + ")";
@@ -289,7 +290,7 @@ std::vector<std::string> fitToWidth(Stereo& stereo, int imageWidth) {
 void requireMatchable(const Stereo& stereo, int imageWidth) {
     const AdaptedParameters adapted = adaptParameters(stereo, imageWidth);
     const int first = adapted.minDisparity;
-    const int last = lastDisparity(first, adapted.disparityNumber);
+    const std::int64_t last = lastDisparity(adapted);
     const std::string search = "disparities from " + std::to_string(first) + " to " +
                                std::to_string(last) +
                                " are searched (min-disparity, disparity-number), ";

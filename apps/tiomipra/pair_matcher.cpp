@@ -79,9 +79,9 @@ class PairMatcher {
         const int matchedWidth = kept.width / scale();
         for (const std::string& change : fitToWidth(*_stereo, matchedWidth))
             _notices.say("note: " + change);
+        requireMatchable(*_stereo, matchedWidth);
         for (const std::string& doubt : findDoubts(*_stereo, matchedWidth))
             _notices.say("warning: " + doubt);
-        requireMatchable(*_stereo, matchedWidth);
         if (rig) {
             _notices.say(explainSearch(*_stereo, *rig, scale()));
             _rectifier = kept == size ? _stereo : makeStereo(_settings, scaleTo(*_rig, size), size);
