@@ -29,9 +29,7 @@ cv::Mat readPhotograph(int side, const std::string& view) {
                       ((side == 0 ? "left" : "right") + view + ".jpg");
     cv::Mat image = cv::imread(path.string(), cv::IMREAD_GRAYSCALE);
     if (image.empty())
-        throw std::runtime_error(path.string() +
-                                 " can't be read; run scripts/photographs, or set the CMake "
-                                 "variable TIOMIPRA_PHOTOGRAPHS to the folder that holds it");
+        throw std::runtime_error(path.string() + " can't be read; run scripts/photographs");
     return image;
 }
 
