@@ -37,8 +37,7 @@ Contents contentsOf(const std::string& folder) {
 TEST(Batch, CarriesOnPastPairsThatFail) {
     const SamplePairs pairs(4);
     pairs.folder.write("left/2.png", "hello");
-    const RunResult run = runTiomipra(pairs.arguments("rectify"));
-    EXPECT_EQ(run.status, 4);
+    const RunResult run = runTiomipra(pairs.arguments("rectify"), 4);
     EXPECT_THAT(run.err, HasSubstr("1 of 4 pairs failed:\n  2: '" + pairs / "left/2.png"));
     for (const char* name : {"1", "3", "4"})
         EXPECT_TRUE(fs::exists(pairs / ("out/" + std::string(name) + "_rows.png")));
@@ -51,9 +50,9 @@ TEST(Batch, CarriesOnPastPairsThatFail) {
 
 TEST(Batch, NumberOfJobsDoesNotChangeTheResult) {
     const SamplePairs pairs(7);
-    ASSERT_EQ(runTiomipra(pairs.arguments("rectify", {"--jobs", "1"})).status, 0);
+    runTiomipra(pairs.arguments("rectify", {"--jobs", "1"}));
     const Contents one = contentsOf(pairs / "out");
-    ASSERT_EQ(runTiomipra(pairs.arguments("rectify", {"--jobs", "5"})).status, 0);
+    runTiomipra(pairs.arguments("rectify", {"--jobs", "5"}));
     EXPECT_EQ(contentsOf(pairs / "out"), one);
 }
 
@@ -89,7 +88,6 @@ TEST(OrderedWork, KeepsTheOrderAndEndsWithWhatIsThrown) {
 // What --resume says about how many pairs were there already.
 std::string resume(const SamplePairs& pairs) {
     const RunResult run = runTiomipra(pairs.arguments("rectify", {"--resume"}));
-    EXPECT_EQ(run.status, 0) << run.err;
     const auto start = run.out.find('(');
     return start == std::string::npos ? "" : run.out.substr(start);
 }
@@ -98,7 +96,7 @@ TEST(Batch, ResumeDoesOnlyWhatIsMissing) {
     const SamplePairs pairs(3);
     EXPECT_EQ(resume(pairs), "");
     // Another subcommand's results in the same folder change nothing.
-    EXPECT_EQ(runTiomipra(pairs.arguments("disparity", {"--disparity-number", "16"})).status, 0);
+    runTiomipra(pairs.arguments("disparity", {"--disparity-number", "16"}));
     EXPECT_EQ(resume(pairs), "(3 were there already)\n");
     fs::remove(pairs / "out/1_rows.png");
     pairs.folder.write("out/2_rectify.json", "{\"files\": [1]}");
@@ -150,7 +148,7 @@ TEST(Batch, KilledAndResumedEndsLikeAnUndisturbedRun) {
     const SamplePairs pairs(12, {{320, 240}});
     const auto arguments = pairs.arguments("rectify", {"--resume"});
     const auto start = std::chrono::steady_clock::now();
-    ASSERT_EQ(runTiomipra(arguments).status, 0);
+    runTiomipra(arguments);
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - start;
     const Contents undisturbed = contentsOf(pairs / "out");
     fs::remove_all(pairs / "out");
@@ -168,7 +166,7 @@ TEST(Batch, KilledAndResumedEndsLikeAnUndisturbedRun) {
         if (isFinished)
             fs::remove_all(pairs / "out");
     }
-    ASSERT_EQ(runTiomipra(arguments).status, 0);
+    runTiomipra(arguments);
     EXPECT_TRUE(contentsOf(pairs / "out") == undisturbed);
 }
 
@@ -179,11 +177,11 @@ TEST(Interruption, LeavesResultsOfOneRunWithoutTraces) {
                            photograph("right0[12346].jpg"), "--output"};
     const Arguments calibrate = joined({"calibrate", "--corners", "9x6", "--square", "1"}, images);
     const Arguments check = joined({"check", "--calibration", folder / "rig"}, images);
-    ASSERT_EQ(runTiomipra(joined(calibrate, {folder / "rig"})).status, 0);
+    runTiomipra(joined(calibrate, {folder / "rig"}));
     for (const Arguments& arguments : {calibrate, check}) {
         const std::string output = folder / arguments.front();
         const auto start = std::chrono::steady_clock::now();
-        ASSERT_EQ(runTiomipra(joined(arguments, {output})).status, 0);
+        runTiomipra(joined(arguments, {output}));
         const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - start;
         const Contents undisturbed = contentsOf(output);
         Contents former = undisturbed;

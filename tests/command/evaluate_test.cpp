@@ -104,16 +104,16 @@ TEST(Evaluate, IsAGateWhenAskedTo) {
     writeImage(folder / "truth.tiff", truth);
     writeImage(folder / "found.tiff", disparity);
     writeImage(folder / "nothing.tiff", disparity * 0);
-    const auto run = [&](const std::string& found, const std::string& bound) {
+    const auto run = [&](const std::string& found, const std::string& bound, int status) {
         return runTiomipra({"evaluate", "--disparity", folder / found, "--ground-truth",
-                            folder / "truth.tiff", "--max-bad2", bound});
+                            folder / "truth.tiff", "--max-bad2", bound},
+                           status);
     };
-    EXPECT_EQ(run("found.tiff", "42.9").status, 0);
-    const RunResult refused = run("found.tiff", "42.8");
-    EXPECT_EQ(refused.status, 1);
+    run("found.tiff", "42.9", 0);
+    const RunResult refused = run("found.tiff", "42.8", 1);
     EXPECT_THAT(refused.out, HasSubstr("42.86"));
     EXPECT_THAT(refused.err, HasSubstr("found.tiff"));
-    EXPECT_EQ(run("nothing.tiff", "100").status, 1);
+    run("nothing.tiff", "100", 1);
 }
 
 TEST(Evaluate, CarriesOnPastFilesThatFail) {
@@ -127,8 +127,7 @@ TEST(Evaluate, CarriesOnPastFilesThatFail) {
         "evaluate", "--disparity", folder / "bad.pfm", good, folder / "none",  "--mask", black,
         black,      black,         "--max-bad2",       "5",  "--ground-truth", good,     good,
         good};
-    const RunResult run = runTiomipra(arguments);
-    EXPECT_EQ(run.status, 4);
+    const RunResult run = runTiomipra(arguments, 4);
     EXPECT_THAT(run.err, HasSubstr("2 of 3 disparity images failed:\n  " + folder / "bad.pfm"));
     EXPECT_THAT(run.err, HasSubstr("can't read '" + folder / "none': No such file"));
     EXPECT_THAT(run.out, HasSubstr("non-occluded: 0 pixels known, none of them measured\n"));
@@ -161,13 +160,10 @@ TEST(Evaluate, NamesWhatDoesNotFit) {
         {{folder / "truth.tiff", "--mask", folder / "colours.png"}, 3, "grey mask"},
         {{folder / "truth.tiff", "--ground-truth-scale", "0"}, 2, "'0' must be a positive number"},
         {{folder / "truth.tiff", "--max-bad2", "101"}, 2, "--max-bad2"}};
-    for (const auto& [arguments, status, message] : cases) {
-        const RunResult run = runTiomipra(joined(
-            {"evaluate", "--ground-truth", folder / "truth.tiff", "--disparity"}, arguments));
-        EXPECT_EQ(run.status, status) << message;
-        EXPECT_THAT(run.err, HasSubstr(message));
-        EXPECT_EQ(run.out, "");
-    }
+    for (const auto& [arguments, status, message] : cases)
+        expectRefusal(
+            joined({"evaluate", "--ground-truth", folder / "truth.tiff", "--disparity"}, arguments),
+            status, message);
 }
 
 }  // namespace

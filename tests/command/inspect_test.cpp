@@ -58,8 +58,7 @@ TEST_P(InspectFault, IsNamedWithRemedy) {
     ::Rig rig = makePair();
     GetParam().spoil(rig.left, rig.right);
     saveRig(folder / "rig", rig);
-    const RunResult result = runTiomipra({"inspect", "--calibration", folder / "rig"});
-    EXPECT_EQ(result.status, 1);
+    const RunResult result = runTiomipra({"inspect", "--calibration", folder / "rig"}, 1);
     EXPECT_THAT(result.out, HasSubstr(GetParam().message));
     EXPECT_THAT(result.out, HasSubstr("What to do: "));
 }

@@ -1,12 +1,13 @@
 #include "run_program.hpp"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <filesystem>
 #include <stdexcept>
 
 namespace tiomipra::test {
@@ -72,18 +73,29 @@ RunResult RunningProgram::wait() {
     return {exitStatus, ::readFile(_capture / "out"), ::readFile(_capture / "err")};
 }
 
-RunResult runTiomipra(const Arguments& arguments) {
-    return RunningProgram(arguments).wait();
+RunResult runTiomipra(const Arguments& arguments, int status) {
+    const RunResult run = RunningProgram(arguments).wait();
+    EXPECT_EQ(run.status, status) << testing::PrintToString(arguments) << run.out << run.err;
+    return run;
 }
 
 nlohmann::json runForJson(const Arguments& arguments, int status) {
-    const RunResult run = runTiomipra(joined(arguments, {"--json"}));
-    EXPECT_EQ(run.status, status) << run.out << run.err;
-    return nlohmann::json::parse(run.out);
+    return nlohmann::json::parse(runTiomipra(joined(arguments, {"--json"}), status).out);
 }
 
-RunResult runTiomipraOnFullDisk(const Arguments& arguments, std::uint64_t fileSizeLimit) {
-    return RunningProgram(arguments, fileSizeLimit).wait();
+void expectRefusal(const Arguments& arguments, int status, const std::string& message) {
+    const RunResult run = runTiomipra(arguments, status);
+    EXPECT_THAT(run.err, testing::AllOf(testing::ContainsRegex("tiomipra[ a-z]*: "),
+                                        testing::HasSubstr(message)));
+    EXPECT_EQ(run.out, "");
+}
+
+void expectNothingOnFullDisk(const Arguments& arguments, std::uint64_t fileSizeLimit,
+                             const std::string& folder) {
+    const RunResult run = RunningProgram(arguments, fileSizeLimit).wait();
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.err, testing::HasSubstr("can't write '" + folder));
+    EXPECT_TRUE(std::filesystem::is_empty(folder));
 }
 
 std::string photograph(const std::string& name) {

@@ -48,14 +48,20 @@ class RunningProgram {
     pid_t _process;
 };
 
-// `tiomipra ARGUMENTS...`, to its end.
-RunResult runTiomipra(const Arguments& arguments);
+// `tiomipra ARGUMENTS...`, to its end; expects that it ends with `status`.
+RunResult runTiomipra(const Arguments& arguments, int status = 0);
 
 // What `tiomipra ARGUMENTS... --json` prints; expects that it ends with `status`.
 nlohmann::json runForJson(const Arguments& arguments, int status = 0);
 
-// The same as `runTiomipra` where no file can grow beyond `fileSizeLimit` bytes.
-RunResult runTiomipraOnFullDisk(const Arguments& arguments, std::uint64_t fileSizeLimit);
+// Expects that `tiomipra ARGUMENTS...` ends with `status`, with `message` among what it says on
+// standard error, and nothing on standard output.
+void expectRefusal(const Arguments& arguments, int status, const std::string& message);
+
+// Expects that nothing is left in `folder`, and that it is named, where no file can grow beyond
+// `fileSizeLimit` bytes.
+void expectNothingOnFullDisk(const Arguments& arguments, std::uint64_t fileSizeLimit,
+                             const std::string& folder);
 
 // The path of a photograph of Debian's package opencv-doc, as in "left01.jpg".
 std::string photograph(const std::string& name);
