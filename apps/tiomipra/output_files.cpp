@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <iostream>
 #include <optional>
 #include <regex>
 #include <string>
@@ -35,11 +36,15 @@ fs::path followLinks(fs::path path) {
     return path;
 }
 
-// The file to replace, if any: a device or pipe, as in /dev/stdout, must be written itself.
+constexpr auto standardOutput = "/dev/stdout";
+
+// The file to replace, if any: a device or pipe must be written itself, and so must standard
+// output, even when it is redirected to a file.
 std::optional<fs::path> findTarget(const fs::path& path) {
     std::error_code error;
     fs::path target = followLinks(path);
-    if (fs::exists(path, error) && !fs::is_regular_file(target, error))
+    const bool isDevice = fs::exists(path, error) && !fs::is_regular_file(target, error);
+    if (isDevice || path == standardOutput)
         return std::nullopt;
     return target;
 }
@@ -96,6 +101,9 @@ void removeLeftovers(const std::string& folder) {
 
 // Errors may turn up in any of the three calls, that of a full disk usually in the last one.
 bool writeBytes(const std::string& path, std::string_view bytes) {
+    // Opened anew, a redirected standard output would be written from its start.
+    if (path == standardOutput)
+        return bool(std::cout << bytes << std::flush);
     std::FILE* file = std::fopen(path.c_str(), "wbe");
     if (file == nullptr)
         return false;
