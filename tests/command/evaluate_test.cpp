@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <opencv2/core.hpp>
 
 #include "evaluation.hpp"
 #include "image_files.hpp"
