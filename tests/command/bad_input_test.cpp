@@ -88,12 +88,13 @@ const std::vector<Fault> unreadableImages{
          fs::resize_file(p / "left/1.jpg", 20000);
      },
      {"left/1.jpg", "cut off"}},
-    {"TruncatedPgm",
+    {"TruncatedTiff",
      [](const SamplePairs& p) {
          fs::remove(p / "left/1.png");
-         p.folder.write("left/1.pgm", "P5 160 120 255 too short");
+         writeImage(p / "left/1.tiff", makeNoise({160, 120}, CV_8UC1, 3));
+         fs::resize_file(p / "left/1.tiff", 9000);
      },
-     {"left/1.pgm", "damaged"}},
+     {"left/1.tiff", "damaged"}},
     {"EmptyFolder",
      [](const SamplePairs& p) { fs::remove(p / "left/1.png"); },
      {"nothing matches", "/left'"}}};
