@@ -68,6 +68,7 @@ class PairMatcher {
     int scale() const { return _settings.scale.value_or(1); }
 
     void fitTo(const cv::Size& size, const Frame& frame) {
+        _size = {};  // whatever fails below: nothing is fitted to the former size any more
         requireUsableSize(_rig, size, scale(), frame.leftFile);
         const cv::Size kept = divisibleSize(size, scale());
         if (kept != size)

@@ -242,6 +242,20 @@ TEST_F(DepthCommand, ImagesOfAnySizeOfTheAspectRatioAreMeasured) {
     }
 }
 
+// One object matches all of them.
+TEST_F(DepthCommand, AnImageThatIsTooSmallDoesNotHarmTheNext) {
+    for (const std::string side : {"left", "right"}) {
+        const cv::Mat image = readImage(pairs / (side + "/1.png"));
+        writeImage(pairs / (side + "/2.png"), image(cv::Rect(0, 0, 64, 48)));
+        writeImage(pairs / (side + "/3.png"), image);
+    }
+    const auto result = runForJson(
+        pairs.arguments("depth", {"--disparity-number", "64", "--jobs", "1", "--formats", "png"}),
+        4);
+    EXPECT_EQ(result["failed"].size(), 1U);
+    EXPECT_EQ(result["pairs"][1]["result"], result["pairs"][0]["result"]);
+}
+
 TEST_F(DepthCommand, KnowsTheUnitByTheReportOnItsCalibrations) {
     const std::string hash =
         sha256(::readFile(pairs / "rig/left.yml") + ::readFile(pairs / "rig/right.yml"));
