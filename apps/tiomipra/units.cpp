@@ -46,7 +46,8 @@ Length parseLength(const std::string& text) {
 }
 
 Range parseRange(const std::string& text) {
-    constexpr auto rule = "NEAR..FAR, two positive lengths, the nearer one first";
+    constexpr auto rule =
+        "NEAR..FAR, two positive lengths, both with a suffix or none, the nearer one first";
     const auto dots = text.find("..");
     if (dots == std::string::npos)
         refuse(text, rule);
