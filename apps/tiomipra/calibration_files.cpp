@@ -38,12 +38,17 @@ void requireKeys(const Calibration& calibration, const std::string& path) {
     }
 }
 
+std::string reportBeside(const Rig& rig) {
+    return std::filesystem::path(rig.leftFile).replace_filename("report.json").string();
+}
+
 std::optional<std::string> findUnit(const Rig& rig) {
-    const auto path = std::filesystem::path(rig.leftFile).replace_filename("report.json");
-    if (!std::filesystem::is_regular_file(path))
+    const std::string path = reportBeside(rig);
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error))
         return std::nullopt;
     try {
-        const auto report = nlohmann::json::parse(readFile(path.string()));
+        const auto report = nlohmann::json::parse(readFile(path));
         if (report.at("calibrationSha256") == rig.hash)
             return report.at("unit").get<std::string>();
     } catch (const InputError&) {  // NOLINT(bugprone-empty-catch): as if it were not there
@@ -100,6 +105,13 @@ Rig readRig(const CalibrationOptions& options) {
     rig.hash = hashRig(readFile(rig.leftFile), readFile(rig.rightFile));
     rig.unit = findUnit(rig);
     return rig;
+}
+
+std::vector<std::string> filesOf(const Rig& rig) {
+    std::vector<std::string> files{rig.leftFile, rig.rightFile};
+    if (rig.unit)
+        files.push_back(reportBeside(rig));
+    return files;
 }
 
 void requireUsable(const Rig& rig) {

@@ -6,6 +6,7 @@
 #include <opencv2/core/types.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 #include <vision/calibration.hpp>
 #include <vision/stereo.hpp>
 
@@ -41,6 +42,9 @@ struct Rig {
 
 // Throws `UsageError` unless `options` name both calibrations, `InputError` as `readCalibration`.
 Rig readRig(const CalibrationOptions& options);
+
+// The files that the rig was read from, with the report that its unit stands in.
+std::vector<std::string> filesOf(const Rig& rig);
 
 // Throws `InputError` that names the files, the first of `findFaults` and its remedy unless the
 // calibrations can be used.

@@ -160,7 +160,7 @@ Status reportSwap(const CheckOptions& options, nlohmann::ordered_json report, co
 
 void prepareOutput(const CheckOptions& options, const Rig& rig, const FrameSource& source) {
     ProtectedFiles inputs(source.files());
-    inputs.add({rig.leftFile, rig.rightFile});
+    inputs.add(filesOf(rig));
     for (const char* name : {pictureName, reportName})
         inputs.requireOther(pathIn(options.output, name));
     prepareFolder(options.output);

@@ -175,7 +175,7 @@ void ProtectedFiles::requireOther(const std::string& path) const {
     const auto input = identity ? _paths.find(*identity) : _paths.end();
     if (input != _paths.end())
         throw InputError("the result " + quote(path) + " would replace the input " +
-                         quote(input->second) + "; --output must be another folder");
+                         quote(input->second) + "; it must be written elsewhere");
 }
 
 std::string pathIn(const std::string& folder, const std::string& file) {

@@ -156,15 +156,20 @@ Status runMatching(const std::string& name, const MatchingOptions& options,
     if (!options.isRectified)
         rig = readRig(options.calibration);
     const auto stereo = makeStereo(settings, rig, anySize);
-    Notices notices;
-    if (!options.matcher.saveParametersFile.empty())
+    const auto frames = openFrames(options.frames);
+    ProtectedFiles inputs(frames->files());
+    if (rig)
+        inputs.add(filesOf(*rig));
+    if (!options.matcher.saveParametersFile.empty()) {
+        inputs.requireOther(options.matcher.saveParametersFile);
         writeFile(options.matcher.saveParametersFile, encodeParameters(*stereo, settings));
+    }
 
+    Notices notices;
     if (rig && mustTrustUnit(settings, *rig))
         notices.say("note: no report of `tiomipra calibrate` on " + quote(rig->leftFile) +
                     " is beside it; depths with a suffix are taken as if its unit were the metre");
     const auto madeWith = describeRun(name, options, *stereo, settings, rig);
-    const auto frames = openFrames(options.frames);
     const auto makeWorker = [&]() -> ProcessPair {
         const auto matcher = std::make_shared<PairMatcher>(settings, rig, notices);
         return [&, matcher](const Frame& frame, PairFiles& files) {
@@ -182,9 +187,6 @@ Status runMatching(const std::string& name, const MatchingOptions& options,
             return result;
         };
     };
-    ProtectedFiles inputs(frames->files());
-    if (rig)
-        inputs.add({rig->leftFile, rig->rightFile});
     return runBatch(*frames, options.batch, inputs, madeWith, makeWorker);
 }
 

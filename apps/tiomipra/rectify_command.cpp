@@ -62,7 +62,7 @@ Status runRectify(const RectifyOptions& options) {
     };
     const auto frames = openFrames(options.frames, Pixels::asStored);
     ProtectedFiles inputs(frames->files());
-    inputs.add({rig.leftFile, rig.rightFile});
+    inputs.add(filesOf(rig));
     return runBatch(*frames, options.batch, inputs, provenance("rectify", nullptr, rig.hash),
                     makeWorker);
 }

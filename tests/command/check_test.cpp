@@ -107,6 +107,7 @@ TEST_F(Check, NamesInputsThatGiveNoAnswer) {
     expectRefusal(checkFirst(rig, {"--max-row-difference", "0"}), 2, "--max-row-difference");
     expectRefusal(check(rig, photograph("left01.jpg"), photograph("left01.jpg")), 3,
                   "show the same image");
+    expectRefusal(checkFirst(rig, {"--output", rig}), 3, "report.json' would replace the input");
 }
 
 TEST_F(Check, RejectsSwappedFiles) {

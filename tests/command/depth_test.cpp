@@ -339,6 +339,7 @@ TEST_F(DepthCommand, RefusesBadParameters) {
         {{"--parameters", pairs / "binary.toml"}, 3, "binary.toml': is not a text file"},
         {{"--parameters", "/dev/zero"}, 3, "'/dev/zero' is larger than 65536 bytes"},
         {{"--save-parameters", "/dev/full"}, 3, "'/dev/full': No space left on device"},
+        {{"--save-parameters", pairs / "left/1.png"}, 3, "would replace the input"},
     };
     for (const auto& [options, status, message] : cases)
         expectRefusal(pairs.arguments("depth", options), status, message);
