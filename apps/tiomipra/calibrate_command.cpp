@@ -238,7 +238,6 @@ nlohmann::ordered_json parameters(const CalibrateOptions& options) {
 // hash to which calibrations it belongs.
 nlohmann::ordered_json writeResults(const CalibrateOptions& options,
                                     const CalibrationReport& report, const cv::Mat& rectifiedPair) {
-    prepareFolder(options.output);
     const auto path = [&](const std::string& name) { return pathIn(options.output, name); };
     const RigSolution& solution = report.solution;
     const std::string left = encodeCalibration(path("left.yml"), solution.leftCalibration);
@@ -274,6 +273,7 @@ Status calibrate(const CalibrateOptions& options) {
     checkAlpha(options.calibration.alpha);
     const auto source = openFrames(options.frames);
     requireOtherInputs(options, *source);
+    prepareFolder(options.output);
     Search search = searchBoards(*source, board, options.jobs);
     requirePairs(search, board);
     RigSolution solution = calibrateRig(search.detections, board, search.imageSize,

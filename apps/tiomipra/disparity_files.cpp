@@ -59,8 +59,10 @@ cv::Mat readDisparity(const std::string& path, std::optional<double> scale) {
             return fromFixedPoint(image, scale.value_or(256));
         case CV_8UC1:
             if (!scale)
-                throw UsageError(quote(path) + " holds 8-bit numbers; say what one pixel of " +
-                                 "disparity is in them with --ground-truth-scale");
+                throw InputError(
+                    quote(path) + " holds 8-bit numbers, which don't say what one " +
+                    "pixel of disparity is; only the ground truth may, together with " +
+                    "--ground-truth-scale");
             return fromFixedPoint(image, *scale);
         default:
             throw InputError(quote(path) + " holds " + cv::typeToString(image.type()) +

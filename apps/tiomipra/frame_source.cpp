@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "input_files.hpp"
+#include "progress.hpp"
 #include "status.hpp"
 #include "text.hpp"
 #include "video_files.hpp"
@@ -200,8 +201,8 @@ class VideoFrames : public Sequence {
     // Once, however often it is asked for more.
     void warnIfCutOff() {
         if (!std::exchange(_hasEnded, true) && _next < count())
-            std::cerr << quote(_path) << " promises " << count() << " frames, " << _next
-                      << " could be read" << std::endl;
+            sayBesideBar(quote(_path) + " promises " + std::to_string(count()) + " frames, " +
+                         std::to_string(_next) + " could be read");
     }
 
     std::string _path;

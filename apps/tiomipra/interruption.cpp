@@ -13,15 +13,23 @@ void note(int signal) {
     notedSignal = signal;
 }
 
+// What is ignored stays ignored: a shell has jobs in the background ignore SIGINT.
+void watchFor(int signal, struct sigaction& previous) {
+    sigaction(signal, nullptr, &previous);
+    if (previous.sa_handler == SIG_IGN)
+        return;
+    struct sigaction action {};
+    action.sa_handler = note;
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
+    sigaction(signal, &action, nullptr);
+}
+
 }  // namespace
 
 InterruptionWatch::InterruptionWatch() {
     notedSignal = 0;
-    struct sigaction action {};
-    action.sa_handler = note;
-    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
-    sigaction(SIGINT, &action, &_previousInterrupt);
-    sigaction(SIGTERM, &action, &_previousTerminate);
+    watchFor(SIGINT, _previousInterrupt);
+    watchFor(SIGTERM, _previousTerminate);
 }
 
 InterruptionWatch::~InterruptionWatch() {

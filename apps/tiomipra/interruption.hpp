@@ -7,8 +7,8 @@
 
 namespace tiomipra {
 
-// While an object lives, the first SIGINT or SIGTERM is only noted; a second one kills the process.
-// One object at a time.
+// While an object lives, the first SIGINT and the first SIGTERM are only noted; a second one of the
+// same kind kills the process. One object at a time.
 class InterruptionWatch {
   public:
     InterruptionWatch();

@@ -221,7 +221,8 @@ void addParameters(CLI::App& command, MatcherOptions& options) {
             .add_option_function<std::string>(
                 "--" + rangeName,
                 [&settings](const std::string& text) { settings.range = parseRange(text); },
-                "Depths to measure: sets max-depth, min-disparity and\n"
+                "Depths to measure, each alone or both with a suffix mm,\n"
+                "cm, m, in: sets max-depth, min-disparity and\n"
                 "disparity-number for the calibrations at hand")
             ->check(complaint<parseRange>)
             ->type_name("NEAR..FAR")

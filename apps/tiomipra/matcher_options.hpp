@@ -10,9 +10,9 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <vision/stereo.hpp>
 
 #include "units.hpp"
-#include "vision/stereo.hpp"
 
 namespace tiomipra {
 

@@ -93,6 +93,10 @@ void setFarthest(Stereo& stereo, const Rig& rig, const MatcherSettings& settings
 void setNearest(Stereo& stereo, const Rig& rig, const MatcherSettings& settings) {
     const int scale = settings.scale.value_or(1);
     const double depth = settings.range->nearest;
+    if (depth >= stereo.getMaxDepth())
+        refuseSetting(settings, "range",
+                      " from " + digits(depth) + " must start nearer than max-depth, " +
+                          digits(stereo.getMaxDepth()));
     const DisparityModel model = modelOf(rig);
     const double disparity = model.disparityAt(depth);
     if (std::ceil(disparity) >= rig.left.width)

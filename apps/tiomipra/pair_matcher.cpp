@@ -1,13 +1,13 @@
 #include "pair_matcher.hpp"
 
 #include <algorithm>
-#include <iostream>
 #include <mutex>
 #include <optional>
 #include <set>
 #include <utility>
 
 #include "output_files.hpp"
+#include "progress.hpp"
 #include "provenance.hpp"
 #include "text.hpp"
 
@@ -20,7 +20,7 @@ class Notices {
     void say(const std::string& message) {
         const std::lock_guard lock(_mutex);
         if (_said.insert(message).second)
-            std::cerr << message << std::endl;
+            sayBesideBar(message);
     }
 
   private:

@@ -45,6 +45,10 @@ ProgressOutput chooseBar(std::size_t total) {
     return output;
 }
 
+void sayBesideBar(const std::string& line) {
+    std::cerr << (isatty(STDERR_FILENO) != 0 ? clearLine : "") << line << std::endl;
+}
+
 std::string formatDuration(double seconds) {
     const auto whole = std::llround(seconds);
     if (whole < 60)

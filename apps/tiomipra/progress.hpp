@@ -22,6 +22,9 @@ ProgressOutput chooseProgressOutput(bool isOutputReserved, std::size_t total);
 // The same without any lines, for those who are to be silent off a terminal.
 ProgressOutput chooseBar(std::size_t total);
 
+// Puts a line on standard error, in place of a bar that may be there.
+void sayBesideBar(const std::string& line);
+
 // "[=====     ]  12/40  14.2 pairs/s  2 s left"; without a total (0) only what is known.
 std::string formatBar(std::size_t done, std::size_t total, double perSecond);
 

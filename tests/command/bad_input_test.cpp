@@ -121,7 +121,7 @@ const struct {
     {{"rectify", "disparity", "depth"}, swappedCalibrations},
     {{"rectify", "disparity", "depth", "check", "calibrate", "evaluate"}, unreadableImages},
     {{"rectify", "disparity", "depth", "check", "calibrate"}, mismatches},
-    {{"rectify", "disparity", "depth", "check"}, unwritableOutput}};
+    {{"rectify", "disparity", "depth", "check", "calibrate"}, unwritableOutput}};
 
 struct Case {
     std::string subcommand;
@@ -148,6 +148,10 @@ Arguments callOf(const std::string& subcommand, const SamplePairs& pairs) {
         return {"calibrate",    "--corners", "9x6",           "--square", "1",          "--left",
                 pairs / "left", "--right",   pairs / "right", "--output", pairs / "out"};
     return pairs.arguments(subcommand);
+}
+
+void PrintTo(const Case& test, std::ostream* out) {
+    *out << test.fault.name;
 }
 
 class BadInput : public testing::TestWithParam<Case> {};

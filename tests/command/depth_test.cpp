@@ -315,6 +315,7 @@ TEST_F(DepthCommand, MatchesRectifiedPhotographsWithoutCalibrations) {
 TEST_F(DepthCommand, RefusesBadParameters) {
     pairs.folder.write("unknown.toml", "window-sise = 5\n");
     pairs.folder.write("window.toml", "window-size = 4\n");
+    pairs.folder.write("range.toml", "range = \"2..3\"\n");
     pairs.folder.write("text.toml", "full-dp = maybe\n");
     pairs.folder.write("binary.toml", std::string("p1 = \0\xff", 7));
     const struct {
@@ -335,6 +336,9 @@ TEST_F(DepthCommand, RefusesBadParameters) {
         {{"--parameters", pairs / "unknown.toml"}, 3, "'window-sise' is not a parameter"},
         {{"--parameters", pairs / "nosuch.toml"}, 3, "nosuch.toml"},
         {{"--parameters", pairs / "window.toml"}, 3, "window.toml': window-size 4: Invalid"},
+        {{"--parameters", pairs / "range.toml", "--max-depth", "2"},
+         3,
+         "range.toml': range from 2 must start nearer than max-depth, 2"},
         {{"--parameters", pairs / "text.toml"}, 3, "text.toml': --full-dp: maybe not in"},
         {{"--parameters", pairs / "binary.toml"}, 3, "binary.toml': is not a text file"},
         {{"--parameters", "/dev/zero"}, 3, "'/dev/zero' is larger than 65536 bytes"},

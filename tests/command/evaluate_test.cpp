@@ -156,7 +156,7 @@ TEST(Evaluate, NamesWhatDoesNotFit) {
         {{folder / "small.tiff"}, 3, "small.tiff' is 3x2"},
         {{folder / "colours.png"}, 3, "colours.png' holds CV_8UC3"},
         {{folder / "text.pfm"}, 3, "text.pfm' is not an image"},
-        {{folder / "bytes.png"}, 2, "bytes.png' holds 8-bit"},
+        {{folder / "bytes.png"}, 3, "bytes.png' holds 8-bit"},
         {{folder / "truth.tiff", folder / "truth.tiff"}, 3, "2 images"},
         {{folder / "truth.tiff", "--mask", folder / "colours.png"}, 3, "grey mask"},
         {{folder / "truth.tiff", "--ground-truth-scale", "0"}, 2, "'0' must be a positive number"},
