@@ -253,8 +253,10 @@ void addParameters(CLI::App& command, MatcherOptions& options) {
     // It may quote any text, of the wrong file say.
     const auto isPlain = [](char letter) { return letter >= ' ' && letter <= '~'; };
     std::replace_if(problem.begin(), problem.end(), std::not_fn(isPlain), '?');
-    if (problem.size() > longest)
-        problem = problem.substr(0, longest) + "...";
+    if (problem.size() > longest) {
+        problem.resize(longest);
+        problem += "...";
+    }
     throw InputError("parameters " + quote(path) + ": " + problem);
 }
 
@@ -284,8 +286,8 @@ MatcherOptions readParametersFile(const std::string& path) {
     CLI::App file;
     file.set_help_flag();
     addParameters(file, options);
-    std::vector<std::string> arguments;
     try {
+        std::vector<std::string> arguments;
         for (const CLI::ConfigItem& item : readItems(path)) {
             arguments.push_back(asArgument(item, file));
             options.settings.files.emplace(item.name, path);

@@ -172,7 +172,9 @@ void ProtectedFiles::add(const std::vector<std::string>& files) {
 
 void ProtectedFiles::requireOther(const std::string& path) const {
     const auto identity = identify(path);
-    const auto input = identity ? _paths.find(*identity) : _paths.end();
+    if (!identity)
+        return;
+    const auto input = _paths.find(*identity);
     if (input != _paths.end())
         throw InputError("the result " + quote(path) + " would replace the input " +
                          quote(input->second) + "; it must be written elsewhere");
