@@ -71,7 +71,7 @@ cv::Mat readImage(const std::string& path, Pixels pixels) {
     const std::string file = readFile(path);
     if (isCutOff(file))
         throw InputError(quote(path) + " is cut off: its end is missing");
-    const cv::Mat image = file.empty() ? cv::Mat() : codecs().decode(file, pixels);
+    cv::Mat image = file.empty() ? cv::Mat() : codecs().decode(file, pixels);
     if (image.empty())
         throw InputError(quote(path) + " is not an image, or is damaged");
     return image;
