@@ -68,7 +68,7 @@ TEST(Calibration, EqualityIsExactAndStopsAtTheFirstDifference) {
     EXPECT_FALSE(reference != makeCalibration());
     for (const auto matrix : matrices) {
         Calibration different = reference;
-        float& element = (different.*matrix).at<float>(0, 0);
+        auto& element = (different.*matrix).at<float>(0, 0);
         element = std::nextafter(element, 1e9F);
         EXPECT_FALSE(reference == different);
         EXPECT_TRUE(reference != different);

@@ -80,7 +80,7 @@ TEST(Depth, OfAPlaneIsMetric) {
     int measured = 0;
     for (int y = 100; y < 380; ++y) {
         for (int x = 120; x < 540; ++x) {
-            const auto point = points.at<cv::Vec3f>(y, x);
+            const auto& point = points.at<cv::Vec3f>(y, x);
             if (point == cv::Vec3f())
                 continue;
             ++measured;
