@@ -43,7 +43,7 @@ TEST(Calibration, CopiesShareNoBuffer) {
     Calibration assigned = makeRig({{320, 240}}).left;
     EXPECT_EQ(&(assigned = source), &assigned);
     const Calibration copied(source);
-    const Calibration moved(std::move(source));
+    const Calibration moved(std::move(source));  // NOLINT(performance-move-const-arg): it copies
     for (const Calibration& copy : {std::cref(assigned), std::cref(copied), std::cref(moved)}) {
         expectSame(copy, makeCalibration());
         for (const auto matrix : matrices)

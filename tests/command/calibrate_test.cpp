@@ -199,43 +199,43 @@ class CalibrateInput : public testing::Test {
     CalibrateInput() {
         for (const char* file : {"left01.jpg", "left02.jpg", "left03.jpg", "right01.jpg",
                                  "right02.jpg", "right03.jpg"})
-            std::filesystem::copy(photograph(file), folder / file);
+            std::filesystem::copy(photograph(file), _folder / file);
     }
 
     Arguments arguments(const Arguments& board = calibrateBoard) const {
-        return joined(board, {"--left", folder / "left*", "--right", folder / "right*", "--output",
-                              folder / "rig"});
+        return joined(board, {"--left", _folder / "left*", "--right", _folder / "right*",
+                              "--output", _folder / "rig"});
     }
 
     // Expects input that does not fit; nothing may have been written.
     void expectMisfit(const std::string& message, const Arguments& options = {},
                       const Arguments& board = calibrateBoard) {
         expectRefusal(joined(arguments(board), options), 3, message);
-        EXPECT_FALSE(std::filesystem::exists(folder / "rig/right.yml"));
+        EXPECT_FALSE(std::filesystem::exists(_folder / "rig/right.yml"));
     }
 
-    ScratchFolder folder;
+    ScratchFolder _folder;
 };
 
 TEST_F(CalibrateInput, NeedsThreePairsOfOneSize) {
     for (const char* file : {"left02.jpg", "right02.jpg"})
-        writeImage(folder / file, cv::Mat::zeros(480, 640, CV_8UC1));
+        writeImage(_folder / file, cv::Mat::zeros(480, 640, CV_8UC1));
     expectMisfit("only 2 of 3 pairs");
     for (const char* file : {"left02.jpg", "right02.jpg"})
-        writeImage(folder / file, cv::Mat::zeros(240, 320, CV_8UC1));
+        writeImage(_folder / file, cv::Mat::zeros(240, 320, CV_8UC1));
     expectMisfit("left02.jpg' is 320x240");
 }
 
 // OpenCV finds 8x6 corners on this board of 9x6 as well.
 TEST_F(CalibrateInput, BoardMustNotBeLarger) {
-    expectMisfit("the board in " + (folder / "left02.jpg") +
+    expectMisfit("the board in " + (_folder / "left02.jpg") +
                      " has more than 8x6 corners; --corners must count all of them",
                  {}, {"calibrate", "--corners", "8x6", "--square", "1"});
 }
 
 TEST_F(CalibrateInput, IsLeftOutWhenOthersSuffice) {
-    folder.write("left04.jpg", "no image");
-    std::filesystem::copy(photograph("right04.jpg"), folder / "right04.jpg");
+    _folder.write("left04.jpg", "no image");
+    std::filesystem::copy(photograph("right04.jpg"), _folder / "right04.jpg");
     const RunResult result = runTiomipra(arguments(), 1);  // Three pairs make no usable rig.
     EXPECT_THAT(result.err, HasSubstr("1 of 4 pairs can't be read"));
     EXPECT_THAT(result.out, HasSubstr("left04.jpg' is not an image"));
@@ -243,19 +243,20 @@ TEST_F(CalibrateInput, IsLeftOutWhenOthersSuffice) {
 
 TEST_F(CalibrateInput, FixedIntrinsicsMustFitImages) {
     ::Rig rig = makeRig({{640, 360}});
-    rig.left.save(folder / "wide.yml");
+    rig.left.save(_folder / "wide.yml");
     expectMisfit("wide.yml' can't be used for images of 640x480",
-                 {"--fix-intrinsics", folder / "wide.yml", folder / "wide.yml"});
+                 {"--fix-intrinsics", _folder / "wide.yml", _folder / "wide.yml"});
     rig = makeRig();
     rig.left.cameraMatrix.convertTo(rig.left.cameraMatrix, CV_64F);
-    rig.left.save(folder / "double.yml");
-    expectMisfit("double.yml", {"--fix-intrinsics", folder / "double.yml", folder / "double.yml"});
+    rig.left.save(_folder / "double.yml");
+    expectMisfit("double.yml",
+                 {"--fix-intrinsics", _folder / "double.yml", _folder / "double.yml"});
 }
 
 TEST_F(CalibrateInput, SameImagesOnBothSidesHaveNoBaseline) {
     for (const char* number : {"1", "2", "3"})
-        std::filesystem::copy(folder / ("left0" + std::string(number) + ".jpg"),
-                              folder / ("right0" + std::string(number) + ".jpg"),
+        std::filesystem::copy(_folder / ("left0" + std::string(number) + ".jpg"),
+                              _folder / ("right0" + std::string(number) + ".jpg"),
                               std::filesystem::copy_options::overwrite_existing);
     expectMisfit("the two cameras are in the same place");
 }

@@ -71,7 +71,8 @@ std::vector<Point> readPly(const std::string& path) {
             if (isText)
                 reader.file >> point[i];
             else
-                point[i] = i < 3 ? reader.read<float>() : reader.read<unsigned char>();
+                point[i] =
+                    i < 3 ? reader.read<float>() : static_cast<float>(reader.read<unsigned char>());
         }
     }
     reader.expectEnd();
@@ -106,45 +107,45 @@ class DepthCommand : public testing::Test {
         SceneOptions options;
         options.planes = {{25.F}};
         const Scene scene = renderScene(options);
-        left = scene.left;
-        writeImage(pairs / "left/1.png", renderRawView(scene.left, pairs.rig.left));
-        writeImage(pairs / "right/1.png", renderRawView(scene.right, pairs.rig.right));
+        _left = scene.left;
+        writeImage(_pairs / "left/1.png", renderRawView(scene.left, _pairs.rig.left));
+        writeImage(_pairs / "right/1.png", renderRawView(scene.right, _pairs.rig.right));
     }
 
     cv::Mat read(const std::string& name) const {
-        return readImage(pairs / ("out/" + name), Pixels::asStored);
+        return readImage(_pairs / ("out/" + name), Pixels::asStored);
     }
 
     nlohmann::json report() const {
-        return nlohmann::json::parse(::readFile(pairs / "out/1_depth.json"));
+        return nlohmann::json::parse(::readFile(_pairs / "out/1_depth.json"));
     }
 
-    const SamplePairs pairs{1, {}};
-    cv::Mat left;  // rectified
+    const SamplePairs _pairs{1, {}};
+    cv::Mat _left;  // rectified
 };
 
 TEST_F(DepthCommand, MeasuresARenderedPlaneInEveryFormat) {
     const auto runWith = [&](const std::string& formats) {
-        const RunResult run = runTiomipra(pairs.arguments(
+        const RunResult run = runTiomipra(_pairs.arguments(
             "depth", {"--preset", "balanced", "--range", "1..5", "--formats", formats}));
         EXPECT_THAT(run.err, HasSubstr("min-disparity 12, disparity-number 64"));
     };
     runWith("ply-text");
-    const std::vector<Point> text = readPly(pairs / "out/1.ply");
+    const std::vector<Point> text = readPly(_pairs / "out/1.ply");
     runWith("ply,pcd,png,picture");
-    const std::vector<Point> points = readPly(pairs / "out/1.ply");
+    const std::vector<Point> points = readPly(_pairs / "out/1.ply");
     EXPECT_TRUE(text == points);
-    EXPECT_TRUE(readPcd(pairs / "out/1.pcd") == points);
+    EXPECT_TRUE(readPcd(_pairs / "out/1.pcd") == points);
 
-    EXPECT_GT(points.size(), left.total() * 8 / 10);
+    EXPECT_GT(points.size(), _left.total() * 8 / 10);
     EXPECT_EQ(points.size(), report().at("result").at("measuredPixels"));
     std::size_t offPlane = 0, offColour = 0;
     for (const auto& [x, y, z, red, green, blue] : points) {
         // f B / Z is the disparity; back in the image, the pixel has the point's colour.
         offPlane += std::abs(62.5F / z - 25.F) > 0.5F;
         const cv::Point pixel(cvRound(x / z * 500.F + 320.25F), cvRound(y / z * 500.F + 236.5F));
-        ASSERT_TRUE(cv::Rect({}, left.size()).contains(pixel));
-        offColour += std::abs(left.at<uchar>(pixel) - green) > 25;
+        ASSERT_TRUE(cv::Rect({}, _left.size()).contains(pixel));
+        offColour += std::abs(static_cast<float>(_left.at<uchar>(pixel)) - green) > 25;
     }
     EXPECT_LT(offPlane, points.size() / 100);
     EXPECT_LT(offColour, points.size() / 100);
@@ -153,17 +154,17 @@ TEST_F(DepthCommand, MeasuresARenderedPlaneInEveryFormat) {
     ASSERT_EQ(depth.type(), CV_16UC1);
     EXPECT_EQ(std::size_t(cv::countNonZero(depth)), points.size());
     EXPECT_NEAR(cv::mean(depth, depth != 0)[0], 2500, 10);
-    EXPECT_GT(read("1_depth_picture.png").rows, left.rows) << "image and colour bar";
+    EXPECT_GT(read("1_depth_picture.png").rows, _left.rows) << "image and colour bar";
 }
 
 TEST_F(DepthCommand, PngOmitsWhatItCannotHold) {
     // In thousandths of the unit, a unit that is 40 times smaller goes beyond 16 bits.
     for (const char* side : {"rig/left.yml", "rig/right.yml"}) {
-        vision::Calibration camera = readCalibration(pairs / side);
+        vision::Calibration camera = readCalibration(_pairs / side);
         camera.projectionMatrix.at<float>(0, 3) *= 40;
-        camera.save(pairs / side);
+        camera.save(_pairs / side);
     }
-    const RunResult run = runTiomipra(pairs.arguments(
+    const RunResult run = runTiomipra(_pairs.arguments(
         "depth", {"--preset", "balanced", "--max-depth", "200", "--formats", "png"}));
     EXPECT_GT(report().at("result").at("outOfRangeOfPng"), 200000);
     EXPECT_THAT(run.out, HasSubstr("outside of what the 16-bit PNG holds"));
@@ -172,8 +173,8 @@ TEST_F(DepthCommand, PngOmitsWhatItCannotHold) {
 
 TEST_F(DepthCommand, DisparityFilesAgree) {
     const auto printed =
-        runForJson(pairs.arguments("disparity", {"--preset", "fast", "--max-depth", "5",
-                                                 "--formats", "tiff,pfm,png,picture"}));
+        runForJson(_pairs.arguments("disparity", {"--preset", "fast", "--max-depth", "5",
+                                                  "--formats", "tiff,pfm,png,picture"}));
     const cv::Mat tiff = read("1_disparity.tiff");
     const cv::Mat pfm = read("1_disparity.pfm");
     const cv::Mat png = read("1_disparity.png");
@@ -198,10 +199,10 @@ TEST_F(DepthCommand, ReducedScaleMeasuresTheSamePlane) {
     for (const char* preset : {"fast", "balanced", "accurate"})
         for (const int scale : {2, 4}) {
             runTiomipra(
-                pairs.arguments("depth", {"--preset", preset, "--scale", std::to_string(scale),
-                                          "--range", "1..5", "--formats", "png"}));
+                _pairs.arguments("depth", {"--preset", preset, "--scale", std::to_string(scale),
+                                           "--range", "1..5", "--formats", "png"}));
             const cv::Mat depth = read("1_depth.png");
-            EXPECT_EQ(depth.size(), left.size() / scale);
+            EXPECT_EQ(depth.size(), _left.size() / scale);
             EXPECT_GT(cv::countNonZero(depth), int(depth.total()) / 2) << preset << scale;
             // An eighth of a pixel of the reduced images.
             EXPECT_NEAR(cv::mean(depth, depth != 0)[0], 2500, 12.5 * scale) << preset << scale;
@@ -217,7 +218,7 @@ TEST_F(DepthCommand, ImagesOfAnySizeOfTheAspectRatioAreMeasured) {
     } cases[] = {{{400, 300}, 1, 13, {400, 300}},
                  {{600, 450}, 4, 19, {150, 112}},
                  {{1280, 960}, 1, 41, {1280, 960}}};
-    const std::string files[] = {pairs / "left/1.png", pairs / "right/1.png"};
+    const std::string files[] = {_pairs / "left/1.png", _pairs / "right/1.png"};
     const cv::Mat raw[] = {readImage(files[0]), readImage(files[1])};
     for (const auto& [size, scale, minDisparity, matched] : cases) {
         cv::Mat images[2];
@@ -227,17 +228,17 @@ TEST_F(DepthCommand, ImagesOfAnySizeOfTheAspectRatioAreMeasured) {
         writeImage(files[0], images[0]);
         writeImage(files[1], images[1]);
         const RunResult run = runTiomipra(
-            pairs.arguments("depth", {"--preset", "balanced", "--range", "2..3", "--scale",
-                                      std::to_string(scale), "--formats", "png,ply"}));
+            _pairs.arguments("depth", {"--preset", "balanced", "--range", "2..3", "--scale",
+                                       std::to_string(scale), "--formats", "png,ply"}));
         EXPECT_EQ(run.err.find("600x448 are matched") != std::string::npos, scale == 4) << run.err;
         const cv::Mat depth = read("1_depth.png");
         EXPECT_EQ(depth.size(), matched);
         EXPECT_GT(cv::countNonZero(depth), int(depth.total()) * 7 / 10);
         // A quarter of a pixel of what is matched.
-        EXPECT_NEAR(cv::mean(depth, depth != 0)[0], 2500, 16000 / matched.width);
+        EXPECT_NEAR(cv::mean(depth, depth != 0)[0], 2500, 16000. / matched.width);
         EXPECT_EQ(report().at("result").at("matcher").at("min-disparity"), minDisparity);
         EXPECT_NE(report().at("madeWith").at("parameters").at("min-disparity"), minDisparity);
-        EXPECT_THAT(::readFile(pairs / "out/1.ply"),
+        EXPECT_THAT(::readFile(_pairs / "out/1.ply"),
                     HasSubstr("\"min-disparity\":" + std::to_string(minDisparity) + ","));
     }
 }
@@ -245,12 +246,12 @@ TEST_F(DepthCommand, ImagesOfAnySizeOfTheAspectRatioAreMeasured) {
 // One object matches all of them.
 TEST_F(DepthCommand, AnImageThatIsTooSmallDoesNotHarmTheNext) {
     for (const std::string side : {"left", "right"}) {
-        const cv::Mat image = readImage(pairs / (side + "/1.png"));
-        writeImage(pairs / (side + "/2.png"), image(cv::Rect(0, 0, 64, 48)));
-        writeImage(pairs / (side + "/3.png"), image);
+        const cv::Mat image = readImage(_pairs / (side + "/1.png"));
+        writeImage(_pairs / (side + "/2.png"), image(cv::Rect(0, 0, 64, 48)));
+        writeImage(_pairs / (side + "/3.png"), image);
     }
     const auto result = runForJson(
-        pairs.arguments("depth", {"--disparity-number", "64", "--jobs", "1", "--formats", "png"}),
+        _pairs.arguments("depth", {"--disparity-number", "64", "--jobs", "1", "--formats", "png"}),
         4);
     EXPECT_EQ(result["failed"].size(), 1U);
     EXPECT_EQ(result["pairs"][1]["result"], result["pairs"][0]["result"]);
@@ -258,7 +259,7 @@ TEST_F(DepthCommand, AnImageThatIsTooSmallDoesNotHarmTheNext) {
 
 TEST_F(DepthCommand, KnowsTheUnitByTheReportOnItsCalibrations) {
     const std::string hash =
-        sha256(::readFile(pairs / "rig/left.yml") + ::readFile(pairs / "rig/right.yml"));
+        sha256(::readFile(_pairs / "rig/left.yml") + ::readFile(_pairs / "rig/right.yml"));
     const struct {
         nlohmann::json report;
         int status;
@@ -269,39 +270,39 @@ TEST_F(DepthCommand, KnowsTheUnitByTheReportOnItsCalibrations) {
         {{{"calibrationSha256", "of another rig"}, {"unit", ""}}, 0, {"note: no report"}},
         {{{"calibrationSha256", hash}}, 0, {"note: no report"}}};
     for (const auto& [report, status, words] : cases) {
-        writeFile(pairs / "rig/report.json", report.dump());
+        writeFile(_pairs / "rig/report.json", report.dump());
         const RunResult run = runTiomipra(
-            pairs.arguments("depth", {"--range", "100cm..5m", "--formats", "ply"}), status);
+            _pairs.arguments("depth", {"--range", "100cm..5m", "--formats", "ply"}), status);
         for (const std::string& word : words)
             EXPECT_THAT(run.err, HasSubstr(word));
         if (report.value("unit", "") == "m") {
-            EXPECT_THAT(::readFile(pairs / "out/1.ply"), HasSubstr("\ncomment unit: m\n"));
+            EXPECT_THAT(::readFile(_pairs / "out/1.ply"), HasSubstr("\ncomment unit: m\n"));
         }
     }
 }
 
 TEST_F(DepthCommand, WarnsWhereNothingIsMeasured) {
     for (const char* file : {"left/1.png", "right/1.png"})
-        writeImage(pairs / file, cv::Mat(480, 640, CV_8UC1, cv::Scalar(90)));
-    const RunResult run = runTiomipra(pairs.arguments("depth", {"--formats", "picture"}));
+        writeImage(_pairs / file, cv::Mat(480, 640, CV_8UC1, cv::Scalar(90)));
+    const RunResult run = runTiomipra(_pairs.arguments("depth", {"--formats", "picture"}));
     EXPECT_THAT(run.err, HasSubstr("warning: 1: nothing was measured"));
     EXPECT_TRUE(report().at("result").at("depth").at("median").is_null());
 }
 
 TEST_F(DepthCommand, RectifiedImagesHaveNoCalibrationsAndNoDepth) {
-    expectRefusal(pairs.arguments("disparity", {"--rectified"}), 2, "--calibration excludes");
-    const Arguments rectified{"disparity", "--rectified",   "--left",   pairs / "left",
-                              "--right",   pairs / "right", "--output", pairs / "out"};
+    expectRefusal(_pairs.arguments("disparity", {"--rectified"}), 2, "--calibration excludes");
+    const Arguments rectified{"disparity", "--rectified",    "--left",   _pairs / "left",
+                              "--right",   _pairs / "right", "--output", _pairs / "out"};
     expectRefusal(joined(rectified, {"--range", "1..5"}), 2,
                   "--range and --max-depth need calibrations");
     for (const char* option : {"--save-parameters", "--parameters"})
-        runTiomipra(joined(rectified, {option, pairs / "saved.toml"}));
+        runTiomipra(joined(rectified, {option, _pairs / "saved.toml"}));
 }
 
 TEST_F(DepthCommand, MatchesRectifiedPhotographsWithoutCalibrations) {
     runTiomipra({"disparity", "--rectified", "--left", photograph("aloeL.jpg"), "--right",
                  photograph("aloeR.jpg"), "--preset", "fast", "--disparity-number", "224",
-                 "--output", pairs / "out", "--formats", "pfm"});
+                 "--output", _pairs / "out", "--formats", "pfm"});
     const cv::Mat disparity = read("aloeL_disparity.pfm");
     const cv::Mat truth = readImage(photograph("aloeGT.png"), Pixels::eightBit);
     const cv::Mat compared = (truth > 0) & (disparity < INFINITY);
@@ -313,11 +314,11 @@ TEST_F(DepthCommand, MatchesRectifiedPhotographsWithoutCalibrations) {
 
 // With the status and the words that name what is wrong.
 TEST_F(DepthCommand, RefusesBadParameters) {
-    pairs.folder.write("unknown.toml", "window-sise = 5\n");
-    pairs.folder.write("window.toml", "window-size = 4\n");
-    pairs.folder.write("range.toml", "range = \"2..3\"\n");
-    pairs.folder.write("text.toml", "full-dp = maybe\n");
-    pairs.folder.write("binary.toml", std::string("p1 = \0\xff", 7));
+    _pairs.folder.write("unknown.toml", "window-sise = 5\n");
+    _pairs.folder.write("window.toml", "window-size = 4\n");
+    _pairs.folder.write("range.toml", "range = \"2..3\"\n");
+    _pairs.folder.write("text.toml", "full-dp = maybe\n");
+    _pairs.folder.write("binary.toml", std::string("p1 = \0\xff", 7));
     const struct {
         Arguments options;
         int status;
@@ -333,20 +334,20 @@ TEST_F(DepthCommand, RefusesBadParameters) {
         {{"--max-depth", "0.01"}, 2, "--max-depth 0.01"},
         {{"--range", "5"}, 2, "--range: '5' must be NEAR..FAR"},
         {{"--preset", "best"}, 2, "best not in {fast,balanced,accurate}"},
-        {{"--parameters", pairs / "unknown.toml"}, 3, "'window-sise' is not a parameter"},
-        {{"--parameters", pairs / "nosuch.toml"}, 3, "nosuch.toml"},
-        {{"--parameters", pairs / "window.toml"}, 3, "window.toml': window-size 4: Invalid"},
-        {{"--parameters", pairs / "range.toml", "--max-depth", "2"},
+        {{"--parameters", _pairs / "unknown.toml"}, 3, "'window-sise' is not a parameter"},
+        {{"--parameters", _pairs / "nosuch.toml"}, 3, "nosuch.toml"},
+        {{"--parameters", _pairs / "window.toml"}, 3, "window.toml': window-size 4: Invalid"},
+        {{"--parameters", _pairs / "range.toml", "--max-depth", "2"},
          3,
          "range.toml': range from 2 must start nearer than max-depth, 2"},
-        {{"--parameters", pairs / "text.toml"}, 3, "text.toml': --full-dp: maybe not in"},
-        {{"--parameters", pairs / "binary.toml"}, 3, "binary.toml': is not a text file"},
+        {{"--parameters", _pairs / "text.toml"}, 3, "text.toml': --full-dp: maybe not in"},
+        {{"--parameters", _pairs / "binary.toml"}, 3, "binary.toml': is not a text file"},
         {{"--parameters", "/dev/zero"}, 3, "'/dev/zero' is larger than 65536 bytes"},
         {{"--save-parameters", "/dev/full"}, 3, "'/dev/full': No space left on device"},
-        {{"--save-parameters", pairs / "left/1.png"}, 3, "would replace the input"},
+        {{"--save-parameters", _pairs / "left/1.png"}, 3, "would replace the input"},
     };
     for (const auto& [options, status, message] : cases)
-        expectRefusal(pairs.arguments("depth", options), status, message);
+        expectRefusal(_pairs.arguments("depth", options), status, message);
 }
 
 }  // namespace

@@ -58,7 +58,7 @@ TEST(Evaluate, ReadsEveryFormat) {
     const ScratchFolder folder;
     cv::Mat known = truth.clone();
     cv::patchNaNs(known, 0);
-    known.setTo(0, known == infinity);
+    known.setTo(0, known == static_cast<double>(infinity));
     writeImage(folder / "truth.tiff", truth);
     // The size of the scale says nothing about disparities.
     folder.write("truth.pfm", encodePfm(truth, "-0.00390625"));

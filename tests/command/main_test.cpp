@@ -44,7 +44,7 @@ TEST(Program, SaysInJsonWhyThereIsNoResult) {
 
 TEST(Program, FindsOutThatOutputIsLost) {
     const SamplePairs pairs(0);
-    const std::string shell = TIOMIPRA_PROGRAM " inspect --calibration " + pairs / "rig";
+    const std::string shell = "'" + programPath() + "' inspect --calibration " + pairs / "rig";
     EXPECT_EQ(WEXITSTATUS(std::system((shell + " > /dev/full 2> /dev/null").c_str())), 3);
 }
 

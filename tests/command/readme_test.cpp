@@ -45,7 +45,7 @@ TEST(Readme, ItsCommandsWorkAsWritten) {
     const ScratchFolder folder;
     layOutPhotographs(folder);
     const std::string shell = "cd '" + folder / "" + "' && PATH='" +
-                              fs::path(TIOMIPRA_PROGRAM).parent_path().string() + "':$PATH && ";
+                              fs::path(programPath()).parent_path().string() + "':$PATH && ";
     const auto commands = readmeCommands();
     ASSERT_EQ(commands.size(), 3U);
     for (const std::string& command : commands) {

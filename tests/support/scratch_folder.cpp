@@ -1,8 +1,7 @@
 #include "support/scratch_folder.hpp"
 
-#include <stdlib.h>
-
 #include <cerrno>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <system_error>

@@ -29,7 +29,7 @@ void limitFileSize(std::uint64_t bytes) {
 }
 
 std::vector<char*> asArgv(const Arguments& arguments) {
-    static std::string program = TIOMIPRA_PROGRAM;
+    static std::string program = programPath();
     std::vector<char*> argv{program.data()};
     for (const std::string& argument : arguments)
         argv.push_back(const_cast<char*>(argument.c_str()));  // execv does not change them
@@ -74,7 +74,7 @@ RunResult RunningProgram::wait() {
 }
 
 RunResult runTiomipra(const Arguments& arguments, int status) {
-    const RunResult run = RunningProgram(arguments).wait();
+    RunResult run = RunningProgram(arguments).wait();
     EXPECT_EQ(run.status, status) << testing::PrintToString(arguments) << run.out << run.err;
     return run;
 }
@@ -96,6 +96,10 @@ void expectNothingOnFullDisk(const Arguments& arguments, std::uint64_t fileSizeL
     EXPECT_EQ(run.status, 3);
     EXPECT_THAT(run.err, testing::HasSubstr("can't write '" + folder));
     EXPECT_TRUE(std::filesystem::is_empty(folder));
+}
+
+std::string programPath() {
+    return TIOMIPRA_PROGRAM;
 }
 
 std::string photograph(const std::string& name) {

@@ -63,6 +63,9 @@ void expectRefusal(const Arguments& arguments, int status, const std::string& me
 void expectNothingOnFullDisk(const Arguments& arguments, std::uint64_t fileSizeLimit,
                              const std::string& folder);
 
+// The path of the built program.
+std::string programPath();
+
 // The path of a photograph of Debian's package opencv-doc, as in "left01.jpg".
 std::string photograph(const std::string& name);
 
