@@ -117,16 +117,15 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(HostileFiles, LargeSoundDocumentsAreRead) {
     const std::string points = repeat("[ 1.5, -2. ], ", 5000) + "[ 3., 4. ]";
-    EXPECT_EQ(loadWidth("{\"width\": 640, \"corners\": [ " + points + " ]}"), 640);
-    EXPECT_EQ(loadWidth(yaml("# a binary: [[[\nwidth: 640\ncorners: [ " + points +
-                             " ]\n...\n---\nsecond: 1\n...")),
-              640);
-    EXPECT_EQ(loadWidth(yaml("width: 640\nnote: [ " + repeat("{ x: 1 }, ", 5000) + "1 ]" +
-                             "\r\n\xC3\xA4: 1\n_mode: \"a:binary b\" # (binary)")),
-              640);
-    EXPECT_EQ(loadWidth(xml("<width>640</width><c>" + repeat("<_>1. 2.</_>", 5000) +
-                            "</c><mode>\"binary pattern\"</mode>")),
-              640);
+    const std::string texts[] = {
+        "{\"width\": 640, \"corners\": [ " + points + " ]}",
+        yaml("# a binary: [[[\nwidth: 640\ncorners: [ " + points + " ]\n...\n---\nsecond: 1\n..."),
+        yaml("width: 640\nnote: [ " + repeat("{ x: 1 }, ", 5000) + "1 ]" +
+             "\r\n\xC3\xA4: 1\n_mode: \"a:binary b\" # (binary)"),
+        xml("<width>640</width><c>" + repeat("<_>1. 2.</_>", 5000) +
+            "</c><mode>\"binary pattern\"</mode>")};
+    for (const std::string& text : texts)
+        EXPECT_EQ(loadWidth(text), 640);
 }
 
 TEST(HostileFiles, FilesCutAnywhereNeverEndTheProcess) {

@@ -50,14 +50,6 @@ TEST_F(StereoCalibrations, AreEmptyAtFirstThenCopiedInAndOut) {
     EXPECT_EQ(stereo.getCalibrations(), std::pair(makeRig().left, makeRig().right));
 }
 
-TEST_F(StereoCalibrations, ReplacementEmptiesTheCache) {
-    const Rig wider = makeRig({{800, 600}});
-    _stereo.setCalibrations(wider.left, wider.right);
-    EXPECT_THAT(_stereo._transforms, IsEmpty());
-    EXPECT_EQ(_stereo.getCalibrations(), std::pair(wider.left, wider.right));
-    EXPECT_THAT(_log.takeLines(), IsEmpty());
-}
-
 TEST_F(StereoCalibrations, ThatDoNotFitAreRefused) {
     Rig rigs[] = {makeRig(), makeRig(), makeRig(), makeRig()};
     rigs[0].left.projectionMatrix = cv::Mat();

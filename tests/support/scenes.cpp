@@ -22,13 +22,6 @@ float leftColumn(const Plane& plane, float x) {
     return (x + plane.disparity) / (1.F - plane.slope);
 }
 
-const Plane* planeInLeft(const std::vector<Plane>& planes, float x) {
-    const auto found = std::find_if(planes.begin(), planes.end(), [x](const Plane& plane) {
-        return x >= static_cast<float>(plane.begin) && x < static_cast<float>(plane.end);
-    });
-    return found == planes.end() ? nullptr : &*found;
-}
-
 // The nearest plane that shows in the right image's column `x`; the farthest fills what the left
 // camera does not see.
 const Plane& planeInRight(const std::vector<Plane>& planes, float x) {
@@ -47,12 +40,9 @@ Scene renderScene(const SceneOptions& options) {
     cv::Mat rows(options.size, CV_32FC1);
     Scene scene;
     scene.left = texture.colRange(0, options.size.width).clone();
-    scene.disparity.create(options.size, CV_32FC1);
     for (int y = 0; y < options.size.height; ++y) {
         for (int x = 0; x < options.size.width; ++x) {
             const auto column = static_cast<float>(x);
-            const Plane& plane = *planeInLeft(options.planes, column);
-            scene.disparity.at<float>(y, x) = plane.disparity + plane.slope * column;
             columns.at<float>(y, x) = leftColumn(planeInRight(options.planes, column), column);
             rows.at<float>(y, x) = static_cast<float>(y);
         }

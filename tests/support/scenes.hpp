@@ -21,11 +21,10 @@ struct SceneOptions {
     unsigned seed = 1;
 };
 
-// A rectified pair, CV_8UC1, and the disparity of the left image, CV_32FC1.
+// A rectified pair, CV_8UC1.
 struct Scene {
     cv::Mat left;
     cv::Mat right;
-    cv::Mat disparity;
 };
 
 Scene renderScene(const SceneOptions& options);
