@@ -34,11 +34,10 @@ cv::Mat readPhotograph(int side, const std::string& view) {
 }
 
 // The distances between `points` that are one square apart; those without depth left out.
-template <typename Point>
-std::vector<double> neighbourDistances(const std::vector<Point>& points) {
+std::vector<double> neighbourDistances(const std::vector<cv::Point3f>& points) {
     std::vector<double> distances;
-    const auto measure = [&](const Point& a, const Point& b) {
-        if (a != Point() && b != Point())
+    const auto measure = [&](const cv::Point3f& a, const cv::Point3f& b) {
+        if (a != cv::Point3f() && b != cv::Point3f())
             distances.push_back(cv::norm(a - b));
     };
     for (int i = 0; i < board.area(); ++i) {
@@ -54,10 +53,8 @@ Corners findCorners(const cv::Mat& image) {
     Corners corners;
     if (!cv::findChessboardCorners(image, board, corners))
         throw std::runtime_error("no board found");
-    const auto distances = neighbourDistances(corners);
     // A larger window would reach the neighbouring corners of the boards seen from afar.
-    const int window = cvRound(0.35 * *std::min_element(distances.begin(), distances.end()));
-    cv::cornerSubPix(image, corners, {window, window}, {-1, -1}, {3, 100, 1e-4});
+    cv::cornerSubPix(image, corners, {5, 5}, {-1, -1}, {3, 100, 1e-4});
     return corners;
 }
 
@@ -67,13 +64,10 @@ Rig calibrate(const std::vector<Corners> (&corners)[sides]) {
         squares.emplace_back(i % board.width, i / board.width, 0);
     const std::vector<std::vector<cv::Point3f>> boards(views.size(), squares);
     cv::Mat camera[sides], distortion[sides], rectification[sides], projection[sides];
-    for (int side = 0; side < sides; ++side)
-        cv::calibrateCamera(boards, corners[side], imageSize, camera[side], distortion[side],
-                            cv::noArray(), cv::noArray());
     cv::Mat rotation, translation, reprojection;
     cv::stereoCalibrate(boards, corners[0], corners[1], camera[0], distortion[0], camera[1],
                         distortion[1], imageSize, rotation, translation, cv::noArray(),
-                        cv::noArray(), cv::CALIB_USE_INTRINSIC_GUESS);
+                        cv::noArray(), 0);
     cv::stereoRectify(camera[0], distortion[0], camera[1], distortion[1], imageSize, rotation,
                       translation, rectification[0], rectification[1], projection[0], projection[1],
                       reprojection, cv::CALIB_ZERO_DISPARITY, 0);

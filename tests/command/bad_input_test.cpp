@@ -52,6 +52,25 @@ const std::vector<Fault> unusableCalibrations{
               rig.left.distortion.template at<float>(0) = std::numeric_limits<float>::infinity();
           },
           {"left", "distortion", "not finite"}),
+    inRig("ShapeOfMatrix",
+          [](auto& rig) { rig.right.projectionMatrix = cv::Mat::eye(3, 3, CV_32F); },
+          {"right projectionMatrix is 3x3 CV_32FC1, must be 3x4 CV_32FC1"}),
+    inRig("CountOfCoefficients",
+          [](auto& rig) { rig.left.distortion = cv::Mat::zeros(1, 3, CV_32F); },
+          {"left distortion is 1x3 CV_32FC1"}),
+    inRig("FocalLength", [](auto& rig) { rig.left.cameraMatrix.template at<float>(0, 0) = -500; },
+          {"left cameraMatrix has a focal length of -500, must be above 0"}),
+    inRig("NoRotation", [](auto& rig) { rig.right.rectificationMatrix *= 2; },
+          {"right rectificationMatrix is not a rotation"}),
+    inRig("OtherPrincipalPoint",
+          [](auto& rig) { rig.right.projectionMatrix.template at<float>(1, 2) = 200; },
+          {"differ in the principal point along y (left 236.5, right 200)"}),
+    inRig("CamerasAboveEachOther",
+          [](auto& rig) {
+              std::swap(rig.right.projectionMatrix.template at<float>(0, 3),
+                        rig.right.projectionMatrix.template at<float>(1, 3));
+          },
+          {"the cameras lie above each other"}),
     inRig("OtherSizeOfOneCamera", [](auto& rig) { rig.right = rig.right.scaleTo(80, 60); },
           {"left", "160x120", "right", "80x60"}),
     inRig("NoBaseline", [](auto& rig) { rig.right = rig.left; }, {"baseline"}),
@@ -62,9 +81,9 @@ const std::vector<Fault> unusableCalibrations{
      },
      {"left/1.png' is 160x90", "160x120", "aspect ratio"}}};
 
-const std::vector<Fault> swappedCalibrations{
-    inRig("SwappedCameras", [](auto& rig) { std::swap(rig.left, rig.right); },
-          {"left and right are swapped", "what to do: exchange"})};
+const std::vector<Fault> swappedCalibrations{inRig(
+    "SwappedCameras", [](auto& rig) { std::swap(rig.left, rig.right); },
+    {"left and right are swapped", "baseline is -0.125, must be above 0", "what to do: exchange"})};
 
 const std::vector<Fault> unreadableImages{
     {"MissingImage",
@@ -148,10 +167,6 @@ Arguments callOf(const std::string& subcommand, const SamplePairs& pairs) {
         return {"calibrate",    "--corners", "9x6",           "--square", "1",          "--left",
                 pairs / "left", "--right",   pairs / "right", "--output", pairs / "out"};
     return pairs.arguments(subcommand);
-}
-
-void PrintTo(const Case& test, std::ostream* out) {
-    *out << test.fault.name;
 }
 
 class BadInput : public testing::TestWithParam<Case> {};

@@ -17,23 +17,19 @@ using testing::HasSubstr;
 
 class Check : public testing::Test {
   protected:
-    static void SetUpTestSuite() {
-        folder = std::make_unique<ScratchFolder>();
-        rigFolder = *folder / "rig";
+    Check() {
         runTiomipra({"calibrate", "--corners", "9x6", "--square", "1", "--left",
                      photograph("left[01]?.jpg"), "--right", photograph("right[01]?.jpg"),
-                     "--output", rigFolder});
+                     "--output", _rig});
     }
 
-    static void TearDownTestSuite() { folder.reset(); }
-
     // The rig with the right camera's rectification turned about x.
-    static std::string turnedRig(double degrees) {
-        std::string turned = *folder / ("turned" + std::to_string(degrees));
+    std::string turnedRig(double degrees) const {
+        std::string turned = _folder / ("turned" + std::to_string(degrees));
         std::filesystem::create_directory(turned);
-        std::filesystem::copy(rigFolder + "/left.yml", turned + "/left.yml");
+        std::filesystem::copy(_rig + "/left.yml", turned + "/left.yml");
         vision::Calibration right;
-        right.load(rigFolder + "/right.yml");
+        right.load(_rig + "/right.yml");
         cv::Mat turn;
         cv::Rodrigues(cv::Vec3d(degrees * CV_PI / 180, 0, 0), turn);
         turn.convertTo(turn, CV_32F);
@@ -52,16 +48,13 @@ class Check : public testing::Test {
         return check(calibration, photograph("left01.jpg"), photograph("right01.jpg"), options);
     }
 
-    static std::unique_ptr<ScratchFolder> folder;
-    static std::string rigFolder;
+    const ScratchFolder _folder;
+    const std::string _rig = _folder / "rig";
 };
 
-std::unique_ptr<ScratchFolder> Check::folder;
-std::string Check::rigFolder;
-
 TEST_F(Check, AcceptsRigOnItsPhotographs) {
-    const std::string output = *folder / "check";
-    const RunResult result = runTiomipra(checkFirst(rigFolder, {"--json", "--output", output}));
+    const std::string output = _folder / "check";
+    const RunResult result = runTiomipra(checkFirst(_rig, {"--json", "--output", output}));
     const auto report = nlohmann::json::parse(result.out);
     EXPECT_EQ(report["verdict"], "calibrated");
     EXPECT_LT(report["rowDifference"]["median"], 0.5);
@@ -69,7 +62,7 @@ TEST_F(Check, AcceptsRigOnItsPhotographs) {
     EXPECT_EQ(readImage(output + "/row_differences.png").cols, 640);
 
     const Arguments several =
-        check(rigFolder, photograph("left0[1-4].jpg"), photograph("right0[1-4].jpg"), {"--jobs"});
+        check(_rig, photograph("left0[1-4].jpg"), photograph("right0[1-4].jpg"), {"--jobs"});
     EXPECT_EQ(runForJson(joined(several, {"1"})), runForJson(joined(several, {"3"})));
 }
 
@@ -78,14 +71,14 @@ TEST_F(Check, AcceptsReducedImages) {
         cv::Mat reduced;
         cv::resize(readImage(photograph(side + "01.jpg")), reduced, {320, 240}, 0, 0,
                    cv::INTER_AREA);
-        writeImage(*folder / (side + ".png"), reduced);
+        writeImage(_folder / (side + ".png"), reduced);
     }
-    runTiomipra(check(rigFolder, *folder / "left.png", *folder / "right.png"));
+    runTiomipra(check(_rig, _folder / "left.png", _folder / "right.png"));
 }
 
 TEST_F(Check, RejectsSwappedImages) {
     for (const std::string number : {"01", "07", "14"}) {
-        const RunResult result = runTiomipra(check(rigFolder, photograph("right" + number + ".jpg"),
+        const RunResult result = runTiomipra(check(_rig, photograph("right" + number + ".jpg"),
                                                    photograph("left" + number + ".jpg")),
                                              1);
         EXPECT_THAT(result.out, HasSubstr("Verdict: swapped"));
@@ -101,20 +94,19 @@ TEST_F(Check, RejectsTurnedCamera) {
 }
 
 TEST_F(Check, NamesInputsThatGiveNoAnswer) {
-    const std::string blank = *folder / "blank.png";
+    const std::string blank = _folder / "blank.png";
     writeImage(blank, cv::Mat::zeros(480, 640, CV_8UC1));
-    expectRefusal(check(rigFolder, blank, blank), 3, "only 0 of 0 matches");
-    expectRefusal(checkFirst(rigFolder, {"--max-row-difference", "0"}), 2, "--max-row-difference");
-    expectRefusal(check(rigFolder, photograph("left01.jpg"), photograph("left01.jpg")), 3,
+    expectRefusal(check(_rig, blank, blank), 3, "only 0 of 0 matches");
+    expectRefusal(checkFirst(_rig, {"--max-row-difference", "0"}), 2, "--max-row-difference");
+    expectRefusal(check(_rig, photograph("left01.jpg"), photograph("left01.jpg")), 3,
                   "show the same image");
-    expectRefusal(checkFirst(rigFolder, {"--output", rigFolder}), 3,
-                  "report.json' would replace the input");
+    expectRefusal(checkFirst(_rig, {"--output", _rig}), 3, "report.json' would replace the input");
 }
 
 TEST_F(Check, RejectsSwappedFiles) {
     const RunResult result =
-        runTiomipra({"check", "--left-calibration", rigFolder + "/right.yml", "--right-calibration",
-                     rigFolder + "/left.yml", "--left", photograph("left01.jpg"), "--right",
+        runTiomipra({"check", "--left-calibration", _rig + "/right.yml", "--right-calibration",
+                     _rig + "/left.yml", "--left", photograph("left01.jpg"), "--right",
                      photograph("right01.jpg")},
                     1);
     EXPECT_THAT(result.out, HasSubstr("What to do: exchange the two calibration files"));
@@ -126,7 +118,7 @@ TEST_F(Check, CarriesOnPastImagesThatCannotBeRead) {
         std::filesystem::copy(photograph(name), pairs / name);
     pairs.write("left02.jpg", "no image");
     const RunResult result =
-        runTiomipra(check(rigFolder, pairs / "left*", pairs / "right*", {"--json"}), 4);
+        runTiomipra(check(_rig, pairs / "left*", pairs / "right*", {"--json"}), 4);
     EXPECT_THAT(result.err, testing::AllOf(HasSubstr("right03.jpg' are taken for a pair"),
                                            HasSubstr("1 of 2 pairs can't be used"),
                                            HasSubstr("left02.jpg' is not an image")));
@@ -136,8 +128,8 @@ TEST_F(Check, CarriesOnPastImagesThatCannotBeRead) {
 }
 
 TEST_F(Check, LeavesNothingHalfWrittenOnFullDisk) {
-    expectNothingOnFullDisk(checkFirst(rigFolder, {"--output", *folder / "full"}), 100,
-                            *folder / "full");
+    expectNothingOnFullDisk(checkFirst(_rig, {"--output", _folder / "full"}), 100,
+                            _folder / "full");
 }
 
 }  // namespace

@@ -53,25 +53,33 @@ json evaluateFiles(const Arguments& arguments) {
     return runForJson(joined({"evaluate"}, arguments))["evaluations"][0];
 }
 
+class Evaluate : public testing::Test {
+  protected:
+    Evaluate() {
+        writeImage(_folder / "truth.tiff", truth);
+        writeImage(_folder / "found.tiff", disparity);
+    }
+
+    const ScratchFolder _folder;
+};
+
 // The same numbers whatever the files that hold them.
-TEST(Evaluate, ReadsEveryFormat) {
-    const ScratchFolder folder;
+TEST_F(Evaluate, ReadsEveryFormat) {
     cv::Mat known = truth.clone();
     cv::patchNaNs(known, 0);
     known.setTo(0, known == static_cast<double>(infinity));
-    writeImage(folder / "truth.tiff", truth);
     // The size of the scale says nothing about disparities.
-    folder.write("truth.pfm", encodePfm(truth, "-0.00390625"));
+    _folder.write("truth.pfm", encodePfm(truth, "-0.00390625"));
     cv::Mat fixed;
     known.convertTo(fixed, CV_16U, 256);
-    writeImage(folder / "truth256.png", fixed);
+    writeImage(_folder / "truth256.png", fixed);
     known.convertTo(fixed, CV_8U, 2);
-    writeImage(folder / "truth2.png", fixed);
-    folder.write("disparity.pfm", encodePfm(disparity, "-1"));
+    writeImage(_folder / "truth2.png", fixed);
+    _folder.write("disparity.pfm", encodePfm(disparity, "-1"));
 
-    const std::string found = folder / "disparity.pfm";
+    const std::string found = _folder / "disparity.pfm";
     const json reference =
-        evaluateFiles({"--disparity", found, "--ground-truth", folder / "truth.tiff"})["all"];
+        evaluateFiles({"--disparity", found, "--ground-truth", _folder / "truth.tiff"})["all"];
     EXPECT_EQ(reference["known"], 9);
     EXPECT_NEAR(reference["percentOfMeasured"]["bad2"], 300. / 7, 1e-9);
     EXPECT_NEAR(reference["percentOfKnown"]["d1"], 400. / 9, 1e-9);
@@ -79,35 +87,29 @@ TEST(Evaluate, ReadsEveryFormat) {
                                       {"truth256.png", ""},
                                       {"truth256.png", "256"},
                                       {"truth2.png", "2"}}) {
-        Arguments arguments{"--disparity", found, "--ground-truth", folder / name};
+        Arguments arguments{"--disparity", found, "--ground-truth", _folder / name};
         if (std::strlen(scale) > 0)
             arguments = joined(arguments, {"--ground-truth-scale", scale});
         EXPECT_EQ(evaluateFiles(arguments)["all"], reference) << name;
     }
 }
 
-TEST(Evaluate, ReportsNonOccludedPixelsApart) {
-    const ScratchFolder folder;
-    writeImage(folder / "truth.tiff", truth);
-    writeImage(folder / "found.tiff", disparity);
+TEST_F(Evaluate, ReportsNonOccludedPixelsApart) {
     // White: not occluded; grey: occluded; black: unknown.
-    writeImage(folder / "mask.png", (cv::Mat_<unsigned char>(2, 6) << 255, 255, 128, 128, 128, 128,
-                                     0, 255, 0, 255, 0, 0));
-    const json result = evaluateFiles({"--disparity", folder / "found.tiff", "--ground-truth",
-                                       folder / "truth.tiff", "--mask", folder / "mask.png"});
+    writeImage(_folder / "mask.png", (cv::Mat_<unsigned char>(2, 6) << 255, 255, 128, 128, 128, 128,
+                                      0, 255, 0, 255, 0, 0));
+    const json result = evaluateFiles({"--disparity", _folder / "found.tiff", "--ground-truth",
+                                       _folder / "truth.tiff", "--mask", _folder / "mask.png"});
     EXPECT_EQ(result["all"]["known"], 9);
     EXPECT_EQ(result["nonOccluded"]["known"], 3);
     EXPECT_EQ(result["nonOccluded"]["averageError"], 0.25);
 }
 
-TEST(Evaluate, IsAGateWhenAskedTo) {
-    const ScratchFolder folder;
-    writeImage(folder / "truth.tiff", truth);
-    writeImage(folder / "found.tiff", disparity);
-    writeImage(folder / "nothing.tiff", disparity * 0);
+TEST_F(Evaluate, IsAGateWhenAskedTo) {
+    writeImage(_folder / "nothing.tiff", disparity * 0);
     const auto run = [&](const std::string& found, const std::string& bound, int status) {
-        return runTiomipra({"evaluate", "--disparity", folder / found, "--ground-truth",
-                            folder / "truth.tiff", "--max-bad2", bound},
+        return runTiomipra({"evaluate", "--disparity", _folder / found, "--ground-truth",
+                            _folder / "truth.tiff", "--max-bad2", bound},
                            status);
     };
     run("found.tiff", "42.9", 0);
@@ -117,54 +119,50 @@ TEST(Evaluate, IsAGateWhenAskedTo) {
     run("nothing.tiff", "100", 1);
 }
 
-TEST(Evaluate, CarriesOnPastFilesThatFail) {
-    const ScratchFolder folder;
-    writeImage(folder / "truth.tiff", truth);
-    writeImage(folder / "black.png", cv::Mat::zeros(truth.size(), CV_8UC1));
-    folder.write("bad.pfm", "hello");
-    const std::string good = folder / "truth.tiff";
-    const std::string black = folder / "black.png";
+TEST_F(Evaluate, CarriesOnPastFilesThatFail) {
+    writeImage(_folder / "black.png", cv::Mat::zeros(truth.size(), CV_8UC1));
+    _folder.write("bad.pfm", "hello");
+    const std::string good = _folder / "truth.tiff";
+    const std::string black = _folder / "black.png";
     const Arguments arguments{
-        "evaluate", "--disparity", folder / "bad.pfm", good, folder / "none",  "--mask", black,
-        black,      black,         "--max-bad2",       "5",  "--ground-truth", good,     good,
+        "evaluate", "--disparity", _folder / "bad.pfm", good, _folder / "none", "--mask", black,
+        black,      black,         "--max-bad2",        "5",  "--ground-truth", good,     good,
         good};
     const RunResult run = runTiomipra(arguments, 4);
-    EXPECT_THAT(run.err, HasSubstr("2 of 3 disparity images failed:\n  " + folder / "bad.pfm"));
-    EXPECT_THAT(run.err, HasSubstr("can't read '" + folder / "none': No such file"));
+    EXPECT_THAT(run.err, HasSubstr("2 of 3 disparity images failed:\n  " + _folder / "bad.pfm"));
+    EXPECT_THAT(run.err, HasSubstr("can't read '" + _folder / "none': No such file"));
     EXPECT_THAT(run.out, HasSubstr("non-occluded: 0 pixels known, none of them measured\n"));
 
     const json result = runForJson(joined(arguments, {"--jobs", "1"}), 4);
     EXPECT_EQ(result, runForJson(joined(arguments, {"--jobs", "3"}), 4));
-    EXPECT_EQ(result["failed"][0]["name"], folder / "bad.pfm");
+    EXPECT_EQ(result["failed"][0]["name"], _folder / "bad.pfm");
     EXPECT_EQ(result["evaluations"][0]["all"]["known"], 9);
     EXPECT_EQ(result["passed"], false);
     EXPECT_EQ(result["parameters"], json::parse(R"({"maxBad2": 5.0})"));
 }
 
-TEST(Evaluate, NamesWhatDoesNotFit) {
-    const ScratchFolder folder;
-    writeImage(folder / "truth.tiff", truth);
-    writeImage(folder / "small.tiff", truth.colRange(0, 3));
-    writeImage(folder / "bytes.png", cv::Mat::ones(truth.size(), CV_8UC1));
-    writeImage(folder / "colours.png", cv::Mat(2, 6, CV_8UC3));
-    folder.write("text.pfm", "Pf\n6 2\n-1\nshort");
+TEST_F(Evaluate, NamesWhatDoesNotFit) {
+    writeImage(_folder / "small.tiff", truth.colRange(0, 3));
+    writeImage(_folder / "bytes.png", cv::Mat::ones(truth.size(), CV_8UC1));
+    writeImage(_folder / "colours.png", cv::Mat(2, 6, CV_8UC3));
+    _folder.write("text.pfm", "Pf\n6 2\n-1\nshort");
     const struct {
         Arguments arguments;
         int status;
         std::string message;
     } cases[] = {
-        {{folder / "small.tiff"}, 3, "small.tiff' is 3x2"},
-        {{folder / "colours.png"}, 3, "colours.png' holds CV_8UC3"},
-        {{folder / "text.pfm"}, 3, "text.pfm' is not an image"},
-        {{folder / "bytes.png"}, 3, "bytes.png' holds 8-bit"},
-        {{folder / "truth.tiff", folder / "truth.tiff"}, 3, "2 images"},
-        {{folder / "truth.tiff", "--mask", folder / "colours.png"}, 3, "grey mask"},
-        {{folder / "truth.tiff", "--ground-truth-scale", "0"}, 2, "'0' must be a positive number"},
-        {{folder / "truth.tiff", "--max-bad2", "101"}, 2, "--max-bad2"}};
+        {{_folder / "small.tiff"}, 3, "small.tiff' is 3x2"},
+        {{_folder / "colours.png"}, 3, "colours.png' holds CV_8UC3"},
+        {{_folder / "text.pfm"}, 3, "text.pfm' is not an image"},
+        {{_folder / "bytes.png"}, 3, "bytes.png' holds 8-bit"},
+        {{_folder / "truth.tiff", _folder / "truth.tiff"}, 3, "2 images"},
+        {{_folder / "truth.tiff", "--mask", _folder / "colours.png"}, 3, "grey mask"},
+        {{_folder / "truth.tiff", "--ground-truth-scale", "0"}, 2, "'0' must be a positive number"},
+        {{_folder / "truth.tiff", "--max-bad2", "101"}, 2, "--max-bad2"}};
     for (const auto& [arguments, status, message] : cases)
-        expectRefusal(
-            joined({"evaluate", "--ground-truth", folder / "truth.tiff", "--disparity"}, arguments),
-            status, message);
+        expectRefusal(joined({"evaluate", "--ground-truth", _folder / "truth.tiff", "--disparity"},
+                             arguments),
+                      status, message);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <sstream>
 
+#include "frame_source.hpp"
 #include "image_files.hpp"
 #include "support/run_program.hpp"
 
@@ -30,13 +31,9 @@ std::vector<std::string> readmeCommands() {
 
 // left01.jpg, right01.jpg ... of a board, and the pair a.png and b.png.
 void layOutPhotographs(const ScratchFolder& folder) {
-    for (const auto& entry : fs::directory_iterator(photograph(""))) {
-        const std::string name = entry.path().filename().string();
-        if (name.rfind("left0", 0) == 0 || name.rfind("left1", 0) == 0) {
-            fs::copy(entry, folder / name);
-            fs::copy(photograph("right" + name.substr(4)), folder / ("right" + name.substr(4)));
-        }
-    }
+    for (const std::string& path :
+         resolveImages({photograph("left[01]?.jpg"), photograph("right[01]?.jpg")}))
+        fs::copy(path, folder / fs::path(path).filename().string());
     writeImage(folder / "a.png", readImage(photograph("left01.jpg")));
     writeImage(folder / "b.png", readImage(photograph("right01.jpg")));
 }

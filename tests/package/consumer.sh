@@ -13,40 +13,25 @@ mkdir -p "$scratch"
 
 setting() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
 
-buildWithCMake() {
-    cmake -S "$consumer" -B "$scratch/build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
-        -DCMAKE_CXX_COMPILER="$(setting CMAKE_CXX_COMPILER)" "$@"
-    cmake --build "$scratch/build"
-    "$scratch/build/consumer"
-}
+if [ "$way" = subdirectory ]; then
+    options=(-DTIOMIPRA_SOURCE="$source" -DBUILD_SHARED_LIBS="$(setting BUILD_SHARED_LIBS)")
+else
+    # What is installed works wherever it is moved to.
+    cmake --install "$build" --prefix "$scratch/first"
+    mv "$scratch/first" "$scratch/tree"
+    options=(-DCMAKE_PREFIX_PATH="$scratch/tree")
+fi
 
-buildWithPkgConfig() {
-    local library
-    library=$(dirname "$(find "$1" -name tiomipra.pc)")
-    export PKG_CONFIG_PATH=$library
+if [ "$way" = pkgconfig ]; then
+    library=$(dirname "$(find "$scratch/tree" -name tiomipra.pc)")
+    export PKG_CONFIG_PATH=$library LD_LIBRARY_PATH=$library/..
     # shellcheck disable=SC2046 # the flags are separate words
     "$(setting CMAKE_CXX_COMPILER)" -std=c++17 "$consumer/main.cpp" -o "$scratch/consumer" \
         $(pkg-config --cflags --libs tiomipra tevo)
-    LD_LIBRARY_PATH=$library/.. "$scratch/consumer"
-}
-
-# What is installed works wherever it is moved to.
-installAndMove() {
-    cmake --install "$build" --prefix "$scratch/first"
-    mv "$scratch/first" "$scratch/tree"
-}
-
-case $way in
-    moved)
-        installAndMove
-        buildWithCMake -DCMAKE_PREFIX_PATH="$scratch/tree"
-        ;;
-    subdirectory)
-        buildWithCMake -DTIOMIPRA_SOURCE="$source" \
-            -DBUILD_SHARED_LIBS="$(setting BUILD_SHARED_LIBS)"
-        ;;
-    pkgconfig)
-        installAndMove
-        buildWithPkgConfig "$scratch/tree"
-        ;;
-esac
+    "$scratch/consumer"
+else
+    cmake -S "$consumer" -B "$scratch/build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
+        -DCMAKE_CXX_COMPILER="$(setting CMAKE_CXX_COMPILER)" "${options[@]}"
+    cmake --build "$scratch/build"
+    "$scratch/build/consumer"
+fi

@@ -12,11 +12,6 @@ compiler=$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$build/CMakeCache.txt")
 rm -rf "$scratch"
 mkdir -p "$scratch/packages"
 
-fail() {
-    echo "$*" >&2
-    exit 1
-}
-
 makePackages() {
     # Built for /usr, as that decides where libraries go on Debian.
     cmake -S "$source" -B "$scratch/build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
@@ -31,8 +26,10 @@ expectDependencies() {
     local package=$1 depends expression
     depends=$(dpkg-deb --field "$scratch/packages/${package}_${version}"_*.deb Depends)
     for expression in "${@:2}"; do
-        grep -Eq "(^|, )$expression" <<<"$depends" ||
-            fail "$package depends on \"$depends\", not on $expression"
+        if ! grep -Eq "(^|, )$expression" <<<"$depends"; then
+            echo "$package depends on \"$depends\", not on $expression" >&2
+            exit 1
+        fi
     done
 }
 

@@ -9,55 +9,47 @@ namespace tiomipra::test {
 namespace {
 
 constexpr int pixelsPerSquare = 80;
-constexpr int margin = 2;  // squares around the outermost points
 
-cv::Mat drawChessboard(const Board& board) {
-    const cv::Size squares = board.corners + cv::Size(1, 1);
-    cv::Mat picture((squares.height + 2) * pixelsPerSquare, (squares.width + 2) * pixelsPerSquare,
-                    CV_8UC1, cv::Scalar(255));
+void drawChessboard(const Board& board, cv::Mat& picture) {
     const cv::Size square(pixelsPerSquare, pixelsPerSquare);
-    for (int row = 0; row < squares.height; ++row) {
-        for (int column = row % 2; column < squares.width; column += 2)
-            picture(cv::Rect(cv::Point(column + 1, row + 1) * pixelsPerSquare, square)).setTo(0);
+    for (int row = 0; row <= board.corners.height; ++row) {
+        for (int column = row % 2; column <= board.corners.width; column += 2)
+            picture(cv::Rect(cv::Point(column, row) * pixelsPerSquare, square)).setTo(0);
     }
-    return picture;
 }
 
-cv::Mat drawCharuco(const Board& board) {
-    const cv::Size squares = board.corners + cv::Size(1, 1);
+void drawCharuco(const Board& board, cv::Mat& picture) {
     const auto charuco = cv::aruco::CharucoBoard::create(
-        squares.width, squares.height, float(board.square), float(board.marker),
+        board.corners.width + 1, board.corners.height + 1, float(board.square), float(board.marker),
         cv::aruco::getPredefinedDictionary(dictionaryNames().at(board.dictionary)));
-    cv::Mat picture;
-    charuco->draw(squares * pixelsPerSquare, picture);
+    charuco->draw(picture.size(), picture);
+}
+
+void drawCircles(const Board& board, cv::Mat& picture) {
+    for (const cv::Point3f& point : boardPoints(board)) {
+        // An even diameter around the corner of four pixels, which is where the point lies.
+        const cv::Point2d centre =
+            (cv::Point2d(point.x, point.y) / board.square + cv::Point2d(1, 1)) * pixelsPerSquare -
+            cv::Point2d(0.5, 0.5);
+        constexpr int shift = 4;
+        const int radius = pixelsPerSquare / (board.pattern == Pattern::circles ? 4 : 2);
+        cv::circle(picture, cv::Point(centre * (1 << shift)), radius << shift, cv::Scalar(0),
+                   cv::FILLED, cv::LINE_AA, shift);
+    }
+}
+
+// With a white square around it.
+cv::Mat drawBoard(const Board& board) {
+    const int steps = board.pattern == Pattern::asymmetricCircles ? 2 : 1;
+    const cv::Size squares(board.corners.width * steps + 1, board.corners.height + 1);
+    cv::Mat picture(squares * pixelsPerSquare, CV_8UC1, cv::Scalar(255));
+    const auto draw = board.pattern == Pattern::chessboard ? drawChessboard
+                      : board.pattern == Pattern::charuco  ? drawCharuco
+                                                           : drawCircles;
+    draw(board, picture);
     cv::copyMakeBorder(picture, picture, pixelsPerSquare, pixelsPerSquare, pixelsPerSquare,
                        pixelsPerSquare, cv::BORDER_CONSTANT, cv::Scalar(255));
     return picture;
-}
-
-cv::Mat drawCircles(const Board& board) {
-    const int steps = board.pattern == Pattern::asymmetricCircles ? 2 : 1;
-    cv::Mat picture((board.corners.height - 1 + 2 * margin) * pixelsPerSquare,
-                    (board.corners.width * steps - 1 + 2 * margin) * pixelsPerSquare, CV_8UC1,
-                    cv::Scalar(255));
-    for (const cv::Point3f& point : boardPoints(board)) {
-        const cv::Point2d centre =
-            (cv::Point2d(point.x, point.y) / board.square + cv::Point2d(margin, margin)) *
-            pixelsPerSquare;
-        // An even diameter around the corner of four pixels, which is where the point lies.
-        constexpr int shift = 4;
-        constexpr int one = 1 << shift;
-        cv::circle(picture, cv::Point((centre - cv::Point2d(0.5, 0.5)) * one),
-                   pixelsPerSquare * one * steps / 4, cv::Scalar(0), cv::FILLED, cv::LINE_AA,
-                   shift);
-    }
-    return picture;
-}
-
-cv::Mat drawBoard(const Board& board) {
-    if (board.pattern == Pattern::chessboard)
-        return drawChessboard(board);
-    return board.pattern == Pattern::charuco ? drawCharuco(board) : drawCircles(board);
 }
 
 cv::Matx33d rotation(const cv::Vec3d& vector) {
