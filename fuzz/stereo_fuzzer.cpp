@@ -3,9 +3,9 @@
 
 #include <cstring>
 #include <limits>
-#include <opencv2/core/utils/logger.hpp>
-#include <tevo/log.hpp>
 #include <vision/stereo.hpp>
+
+#include "support/rigs.hpp"
 
 namespace {
 
@@ -46,47 +46,26 @@ void fill(Bytes& bytes, cv::Mat& matrix) {
 cv::Mat takeOddMatrix(Bytes& bytes) {
     const int type =
         CV_MAKETYPE(bytes.ConsumeIntegralInRange(0, CV_16F), bytes.ConsumeIntegralInRange(1, 6));
-    const int dimensions = bytes.ConsumeIntegralInRange(0, 4);
-    if (dimensions == 0)
-        return {};
-    std::vector<int> sizes(static_cast<std::size_t>(dimensions));
+    int sizes[4];
     for (int& size : sizes)
         size = bytes.ConsumeIntegralInRange(0, 15);
-    cv::Mat matrix(dimensions, sizes.data(), type);
+    cv::Mat matrix(bytes.ConsumeIntegralInRange(0, 4), sizes, type);
     fill(bytes, matrix);
     return matrix;
 }
 
-// `usual`, unless the bytes want another element, type or shape.
-cv::Mat takeMatrix(Bytes& bytes, cv::Mat usual) {
+// Keeps `matrix`, unless the bytes want another type, shape or element.
+void change(Bytes& bytes, cv::Mat& matrix) {
     const int choice = bytes.ConsumeIntegralInRange(0, 15);
     if (choice == 0)
-        return takeOddMatrix(bytes);
-    if (choice == 1)
-        usual.convertTo(usual, CV_64F);
-    if (choice > 8 && !usual.empty())
-        usual.at<float>(bytes.ConsumeIntegralInRange(0, usual.rows - 1),
-                        bytes.ConsumeIntegralInRange(0, usual.cols - 1)) = takeFloat(bytes);
-    return usual;
-}
-
-vision::Calibration takeCalibration(Bytes& bytes, const cv::Size& size, float baseline) {
-    constexpr int coefficientCounts[] = {0, 4, 5, 8, 12, 14};
-    const int coefficients = bytes.PickValueInArray(coefficientCounts);
-    const float cx = 0.5F * static_cast<float>(size.width);
-    const float cy = 0.5F * static_cast<float>(size.height);
-    vision::Calibration calibration;
-    calibration.width = size.width;
-    calibration.height = size.height;
-    calibration.cameraMatrix =
-        takeMatrix(bytes, (cv::Mat_<float>(3, 3) << 50, 0, cx, 0, 50, cy, 0, 0, 1));
-    calibration.distortion =
-        takeMatrix(bytes, bytes.ConsumeBool() ? cv::Mat::zeros(1, coefficients, CV_32F)
-                                              : cv::Mat::zeros(coefficients, 1, CV_32F));
-    calibration.rectificationMatrix = takeMatrix(bytes, cv::Mat::eye(3, 3, CV_32F));
-    calibration.projectionMatrix = takeMatrix(
-        bytes, (cv::Mat_<float>(3, 4) << 50, 0, cx, -50 * baseline, 0, 50, cy, 0, 0, 0, 1, 0));
-    return calibration;
+        matrix = takeOddMatrix(bytes);
+    else if (choice == 1)
+        matrix.convertTo(matrix, CV_64F);
+    else if (choice == 2)
+        matrix = cv::Mat::zeros(matrix.rows, bytes.ConsumeIntegralInRange(0, 14), CV_32F);
+    else if (choice > 8)
+        matrix.at<float>(bytes.ConsumeIntegralInRange(0, matrix.rows - 1),
+                         bytes.ConsumeIntegralInRange(0, matrix.cols - 1)) = takeFloat(bytes);
 }
 
 // Mostly small, sometimes any 32-bit number.
@@ -96,10 +75,19 @@ int takeInt(Bytes& bytes, int low, int high) {
 }
 
 void setCalibrations(Bytes& bytes, vision::Stereo& stereo, const cv::Size& usual) {
-    const cv::Size size(takeInt(bytes, usual.width, usual.width),
-                        takeInt(bytes, usual.height, usual.height));
-    const auto left = takeCalibration(bytes, size, 0);
-    stereo.setCalibrations(left, takeCalibration(bytes, size, 0.5F));
+    const auto centre = cv::Point2f(usual) / 2;
+    RigOptions options{usual, 50.F, centre, centre.x, 0.5F};
+    options.isDistorted = bytes.ConsumeBool();
+    Rig rig = makeRig(options);
+    rig.left.width = rig.right.width = takeInt(bytes, usual.width, usual.width);
+    rig.left.height = rig.right.height = takeInt(bytes, usual.height, usual.height);
+    for (vision::Calibration* camera : {&rig.left, &rig.right}) {
+        change(bytes, camera->cameraMatrix);
+        change(bytes, camera->distortion);
+        change(bytes, camera->rectificationMatrix);
+        change(bytes, camera->projectionMatrix);
+    }
+    stereo.setCalibrations(rig.left, rig.right);
 }
 
 void setParameters(Bytes& bytes, vision::Stereo& stereo) {
@@ -170,15 +158,6 @@ cv::Size takeFrameSize(Bytes& bytes, const cv::Size& calibrated) {
 }
 
 }  // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
-    cv::redirectError([](int, const char*, const char*, const char*, int, void*) { return 0; });
-    cv::setNumThreads(1);
-    tevo::log::setSink([](const tevo::log::Record&) {});
-    tevo::log::setLevel(tevo::LogLevel::debug);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     constexpr decltype(&match) operations[] = {rectify, match, measure};
