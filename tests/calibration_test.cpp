@@ -170,17 +170,6 @@ TEST_F(CalibrationFile, ThatIsMalformedKeepsTheFieldsReadBefore) {
     expectSame(calibration, expected);
 }
 
-TEST_F(CalibrationFile, ThatCannotHoldAMatrixThrows) {
-    // OpenCV writes no half-precision matrices in its Base64 variant, which the name asks for.
-    Calibration calibration = makeCalibration();
-    calibration.cameraMatrix = cv::Mat::ones(3, 3, CV_16F);
-    const std::string path = _path + "?base64";
-    const std::string complaint = openCvComplaint([&] { calibration.save(path); });
-    EXPECT_EQ(_log.takeLines().back(),
-              "error vision.stereo.calibration save: Cannot write calibration file \"" + path +
-                  "\": " + complaint);
-}
-
 TEST_F(CalibrationFile, LoadAndSaveLogWhatTheyDo) {
     const Calibration calibration = makeCalibration();
     calibration.save(_path);

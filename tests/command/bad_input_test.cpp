@@ -22,9 +22,8 @@ struct Fault {
     std::vector<std::string> words;
 };
 
-using FaultyRig = std::function<void(::Rig&)>;
-
-Fault inRig(const std::string& name, const FaultyRig& change, const Arguments& words) {
+Fault inRig(const std::string& name, const Arguments& words,
+            const std::function<void(::Rig&)>& change) {
     const auto make = [change](const SamplePairs& pairs) {
         ::Rig rig = pairs.rig;
         change(rig);
@@ -40,40 +39,31 @@ const std::vector<Fault> unreadableCalibrations{
     {"MalformedCalibration",
      [](const SamplePairs& p) { fs::resize_file(p / "rig/left.yml", 200); },
      {"rig/left.yml", "not a"}},
-    inRig("IncompleteCalibration", [](auto& rig) { rig.left.rectificationMatrix = cv::Mat(); },
-          {"rig/left.yml", "rectificationMatrix", "missing"})};
+    inRig("IncompleteCalibration", {"rig/left.yml", "rectificationMatrix", "missing"},
+          [](::Rig& rig) { rig.left.rectificationMatrix = cv::Mat(); })};
 
 const std::vector<Fault> unusableCalibrations{
-    inRig("DoubleMatrices",
-          [](auto& rig) { rig.right.cameraMatrix.convertTo(rig.right.cameraMatrix, CV_64F); },
-          {"cameraMatrix is 3x3 CV_64FC1", "CV_32FC1"}),
-    inRig("NotFinite",
-          [](auto& rig) {
-              rig.left.distortion.template at<float>(0) = std::numeric_limits<float>::infinity();
-          },
-          {"left", "distortion", "not finite"}),
-    inRig("ShapeOfMatrix",
-          [](auto& rig) { rig.right.projectionMatrix = cv::Mat::eye(3, 3, CV_32F); },
-          {"right projectionMatrix is 3x3 CV_32FC1, must be 3x4 CV_32FC1"}),
-    inRig("CountOfCoefficients",
-          [](auto& rig) { rig.left.distortion = cv::Mat::zeros(1, 3, CV_32F); },
-          {"left distortion is 1x3 CV_32FC1"}),
-    inRig("FocalLength", [](auto& rig) { rig.left.cameraMatrix.template at<float>(0, 0) = -500; },
-          {"left cameraMatrix has a focal length of -500, must be above 0"}),
-    inRig("NoRotation", [](auto& rig) { rig.right.rectificationMatrix *= 2; },
-          {"right rectificationMatrix is not a rotation"}),
-    inRig("OtherPrincipalPoint",
-          [](auto& rig) { rig.right.projectionMatrix.template at<float>(1, 2) = 200; },
-          {"differ in the principal point along y (left 236.5, right 200)"}),
-    inRig("CamerasAboveEachOther",
-          [](auto& rig) {
-              std::swap(rig.right.projectionMatrix.template at<float>(0, 3),
-                        rig.right.projectionMatrix.template at<float>(1, 3));
-          },
-          {"the cameras lie above each other"}),
-    inRig("OtherSizeOfOneCamera", [](auto& rig) { rig.right = rig.right.scaleTo(80, 60); },
-          {"left", "160x120", "right", "80x60"}),
-    inRig("NoBaseline", [](auto& rig) { rig.right = rig.left; }, {"baseline"}),
+    inRig("DoubleMatrices", {"cameraMatrix is 3x3 CV_64FC1", "CV_32FC1"},
+          [](::Rig& rig) { rig.right.cameraMatrix.convertTo(rig.right.cameraMatrix, CV_64F); }),
+    inRig("NotFinite", {"left", "distortion", "not finite"},
+          [](::Rig& rig) {
+              rig.left.distortion.at<float>(0) = std::numeric_limits<float>::infinity();
+          }),
+    inRig("ShapeOfMatrix", {"right projectionMatrix is 3x3 CV_32FC1, must be 3x4 CV_32FC1"},
+          [](::Rig& rig) { rig.right.projectionMatrix = cv::Mat::eye(3, 3, CV_32F); }),
+    inRig("CountOfCoefficients", {"left distortion is 1x3 CV_32FC1"},
+          [](::Rig& rig) { rig.left.distortion = cv::Mat::zeros(1, 3, CV_32F); }),
+    inRig("FocalLength", {"left cameraMatrix has a focal length of -500, must be above 0"},
+          [](::Rig& rig) { rig.left.cameraMatrix.at<float>(0, 0) = -500; }),
+    inRig("NoRotation", {"right rectificationMatrix is not a rotation"},
+          [](::Rig& rig) { rig.right.rectificationMatrix *= 2; }),
+    inRig("OtherPrincipalPoint", {"differ in the principal point along y (left 236.5, right 200)"},
+          [](::Rig& rig) { rig.right.projectionMatrix.at<float>(1, 2) = 200; }),
+    inRig("CamerasAboveEachOther", {"the cameras lie above each other"},
+          [](::Rig& rig) { rig.right.projectionMatrix.at<float>(1, 3) = -62.5F; }),
+    inRig("OtherSizeOfOneCamera", {"left", "160x120", "right", "80x60"},
+          [](::Rig& rig) { rig.right = rig.right.scaleTo(80, 60); }),
+    inRig("NoBaseline", {"baseline"}, [](::Rig& rig) { rig.right = rig.left; }),
     {"OtherAspectRatio",
      [](const SamplePairs& p) {
          for (const char* file : {"left/1.png", "right/1.png"})
@@ -82,8 +72,9 @@ const std::vector<Fault> unusableCalibrations{
      {"left/1.png' is 160x90", "160x120", "aspect ratio"}}};
 
 const std::vector<Fault> swappedCalibrations{inRig(
-    "SwappedCameras", [](auto& rig) { std::swap(rig.left, rig.right); },
-    {"left and right are swapped", "baseline is -0.125, must be above 0", "what to do: exchange"})};
+    "SwappedCameras",
+    {"left and right are swapped", "baseline is -0.125, must be above 0", "what to do: exchange"},
+    [](::Rig& rig) { std::swap(rig.left, rig.right); })};
 
 const std::vector<Fault> unreadableImages{
     {"MissingImage",

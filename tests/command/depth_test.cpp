@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "calibration_files.hpp"
+#include "cloud_files.hpp"
 #include "image_files.hpp"
 #include "output_files.hpp"
 #include "provenance.hpp"
@@ -58,6 +59,16 @@ Cloud readCloud(const std::string& path) {
     return cloud;
 }
 
+TEST(CloudFiles, ColoursAreRedGreenAndBlue) {
+    const std::vector<CloudPoint> cloud{{{1, 2, 3}, {10, 20, 30}}};  // blue, green, red
+    const std::pair<CloudFormat, std::string> cases[] = {
+        {CloudFormat::plyText, "\n1 2 3 30 20 10\n"},
+        {CloudFormat::plyBinary, "\x1e\x14\x0a"},
+        {CloudFormat::pcd, std::string("\x0a\x14\x1e\0", 4)}};
+    for (const auto& [format, end] : cases)
+        EXPECT_THAT(encodeCloud(cloud, format, {}), testing::EndsWith(end));
+}
+
 // A rig and a rendered pair of a plane on disk: its disparity of 25 pixels is a depth of 2.5, as
 // focal length times baseline is 62.5.
 class DepthCommand : public testing::Test {
@@ -104,7 +115,7 @@ TEST_F(DepthCommand, MeasuresARenderedPlaneInEveryFormat) {
         EXPECT_THAT(header, HasSubstr(words));
     for (const std::string words :
          {"\n# program: tiomipra ", "\nFIELDS x y z rgb\nSIZE 4 4 4 4\nTYPE F F F F\n",
-          "\nHEIGHT 1\n"})
+          "\nHEIGHT 1\n", ("\nWIDTH " + std::to_string(pcd.points.size()) + "\n").c_str()})
         EXPECT_THAT(pcd.header, HasSubstr(words));
 
     EXPECT_GT(points.size(), _left.total() * 8 / 10);

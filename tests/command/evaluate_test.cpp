@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <opencv2/core.hpp>
 
@@ -83,15 +82,15 @@ TEST_F(Evaluate, ReadsEveryFormat) {
     EXPECT_EQ(reference["known"], 9);
     EXPECT_NEAR(reference["percentOfMeasured"]["bad2"], 300. / 7, 1e-9);
     EXPECT_NEAR(reference["percentOfKnown"]["d1"], 400. / 9, 1e-9);
-    for (const auto& [name, scale] : {std::pair{"truth.pfm", ""},
-                                      {"truth256.png", ""},
-                                      {"truth256.png", "256"},
-                                      {"truth2.png", "2"}}) {
-        Arguments arguments{"--disparity", found, "--ground-truth", _folder / name};
-        if (std::strlen(scale) > 0)
-            arguments = joined(arguments, {"--ground-truth-scale", scale});
-        EXPECT_EQ(evaluateFiles(arguments)["all"], reference) << name;
-    }
+    for (const Arguments& truthArguments :
+         {Arguments{_folder / "truth.pfm"},
+          {_folder / "truth256.png"},
+          {_folder / "truth256.png", "--ground-truth-scale", "256"},
+          {_folder / "truth2.png", "--ground-truth-scale", "2"}})
+        EXPECT_EQ(
+            evaluateFiles(joined({"--disparity", found, "--ground-truth"}, truthArguments))["all"],
+            reference)
+            << truthArguments[0];
 }
 
 TEST_F(Evaluate, ReportsNonOccludedPixelsApart) {

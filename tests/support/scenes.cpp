@@ -36,18 +36,13 @@ const Plane& planeInRight(const std::vector<Plane>& planes, float x) {
 
 Scene renderScene(const SceneOptions& options) {
     const cv::Mat texture = makeTexture(options.size, options.seed);
-    cv::Mat columns(options.size, CV_32FC1);
-    cv::Mat rows(options.size, CV_32FC1);
-    Scene scene;
-    scene.left = texture.colRange(0, options.size.width).clone();
-    for (int y = 0; y < options.size.height; ++y) {
-        for (int x = 0; x < options.size.width; ++x) {
-            const auto column = static_cast<float>(x);
-            columns.at<float>(y, x) = leftColumn(planeInRight(options.planes, column), column);
-            rows.at<float>(y, x) = static_cast<float>(y);
-        }
-    }
-    cv::remap(texture, scene.right, columns, rows, cv::INTER_CUBIC, cv::BORDER_REPLICATE);
+    cv::Mat_<cv::Point2f> places(options.size);
+    places.forEach([&](cv::Point2f& place, const int* pixel) {
+        const auto x = static_cast<float>(pixel[1]);
+        place = {leftColumn(planeInRight(options.planes, x), x), static_cast<float>(pixel[0])};
+    });
+    Scene scene{texture.colRange(0, options.size.width).clone(), {}};
+    cv::remap(texture, scene.right, places, cv::noArray(), cv::INTER_CUBIC, cv::BORDER_REPLICATE);
     return scene;
 }
 

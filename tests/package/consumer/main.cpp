@@ -18,8 +18,6 @@ vision::Calibration camera(float offset) {
     calibration.width = 64;
     calibration.height = 48;
     calibration.cameraMatrix = (cv::Mat_<float>(3, 3) << 50, 0, 32, 0, 50, 24, 0, 0, 1);
-    calibration.distortion = cv::Mat::zeros(1, 5, CV_32F);
-    calibration.rectificationMatrix = cv::Mat::eye(3, 3, CV_32F);
     calibration.projectionMatrix =
         (cv::Mat_<float>(3, 4) << 50, 0, 32, offset, 0, 50, 24, 0, 0, 0, 1, 0);
     return calibration;
