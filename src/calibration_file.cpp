@@ -206,9 +206,13 @@ bool startsWithElementType(std::string_view data) {
     return false;
 }
 
-// How a format announces base64 data.
+// How a format announces base64 data: in XML as an attribute's value, in YAML as a tag such as "!!"
+// or
+// "!<tag:yaml.org,2002:", in JSON by the word itself.
 struct Base64Mark {
     std::string_view word;
+    char introducer;           // Precedes the word; none: '\0'.
+    std::string_view between;  // Any of these may stand between the two.
     std::string_view after;    // Follows the word as OpenCV writes it.
     std::string_view skipped;  // Then any of these before the data.
 };
@@ -216,35 +220,29 @@ struct Base64Mark {
 Base64Mark base64MarkOf(Format format) {
     switch (format) {
         case Format::json:
-            return {"\"$base64$", "", ""};
+            return {"\"$base64$", '\0', "", "", ""};
         case Format::xml:
-            return {"binary", "\">", blanks};
+            return {"binary", '=', "\"' \t\r\n", "\">", blanks};
         default:
-            return {"binary", " |", blanks};
+            return {"binary", '!',
+                    "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ.,:/<^-_", " |",
+                    blanks};
     }
-}
-
-// True when the word behind `text` announces base64 data: in XML as an attribute's value, in YAML
-// as a tag such as "!!" or "!<tag:yaml.org,2002:".
-bool precedesBase64Mark(std::string_view text, Format format) {
-    constexpr std::string_view tag =
-        "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ.,:/<^-_";
-    if (format == Format::json)
-        return true;
-    if (format == Format::yaml) {
-        const auto start = text.find_last_not_of(tag);
-        return start != text.npos && text[start] == '!';
-    }
-    const auto equals = text.find_last_not_of("\"' \t\r\n");
-    return equals != text.npos && text[equals] == '=';
 }
 
 // OpenCV's parser never ends with base64 data that lack an element type.
 bool hasSoundBase64(std::string_view text, Format format) {
     const Base64Mark mark = base64MarkOf(format);
+    char last = '\0';  // The last character before the word that is none of `mark.between`.
+    std::size_t scanned = 0;
     for (auto found = text.find(mark.word); found != text.npos;
          found = text.find(mark.word, found + 1)) {
-        if (!precedesBase64Mark(text.substr(0, found), format))
+        const auto piece = text.substr(scanned, found - scanned);
+        const auto position = piece.find_last_not_of(mark.between);
+        if (position != piece.npos)
+            last = piece[position];
+        scanned = found;
+        if (mark.introducer != '\0' && last != mark.introducer)
             continue;
         auto rest = text.substr(found + mark.word.size());
         if (!startsWith(rest, mark.after))

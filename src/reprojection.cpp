@@ -1,5 +1,5 @@
 // The result is to the last bit that of OpenCV's functions one after the other, `reprojectByOpenCv`
-// below, at a twentieth of the time or less. What makes that safe:
+// below, at a twelfth of the time or less. What makes that safe:
 //
 // - Only matrices as rectified pairs have them (`hasRectifiedForm`) take the short way. X then
 //   depends on the column alone, Y on the row, Z on nothing and W on the disparity. The products

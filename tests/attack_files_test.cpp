@@ -57,7 +57,8 @@ TEST_P(HostileFile, IsRefused) {
             << text.substr(0, 100);
 }
 
-constexpr int deep = 100000;  // More than 8 MiB of stack in OpenCV's parser.
+constexpr int deep = 100000;                        // More than 8 MiB of stack in OpenCV's parser.
+const std::string manyBlanks = repeat("ICAg", 20);  // in base64; fewer end the parser
 
 INSTANTIATE_TEST_SUITE_P(
     Attack, HostileFile,
@@ -81,9 +82,10 @@ INSTANTIATE_TEST_SUITE_P(
           xml(repeat("<a>", deep) + repeat("</a>", deep))}},
         // Without a type, without data, not base64 at all.
         {"must start with an element type",
-         {R"({"width": "$base64$ICAg"})", R"({"width": "$base64$MTExMTExMTExMTEx"})",
-          yaml("width: !!binary |\n  MTIgICAg"), yaml("width: !!binary |\n  ????"),
-          yaml("width: !!binary 1"), xml("<width type_id=\"binary\">\n  AAAA</width>")}},
+         {"{\"width\": \"$base64$" + manyBlanks + "\"}", R"({"width": "$base64$MTExMTExMTExMTEx"})",
+          yaml("width: !!binary |\n  MTIg" + manyBlanks), yaml("width: !!binary |\n  ????"),
+          yaml("width: !!binary 1"),
+          xml("<width type_id=\"binary\">\n  " + manyBlanks + "</width>")}},
         {"holds a carriage return within a line",
          {yaml("width: !!binary |\n  \rMWYg\n  AAAAAAAA")}},
         {"ends within a tag", {"\xEF\xBB\xBF<?xml version="}},
@@ -102,7 +104,8 @@ TEST(HostileFiles, LargeSoundDocumentsAreRead) {
     const std::string points = repeat("[ 1.5, -2. ], ", 5000) + "[ 3., 4. ]";
     const std::string texts[] = {
         "{\"width\": 640, \"corners\": [ " + points + " ]}",
-        yaml("# a binary: [[[\nwidth: 640\ncorners: [ " + points + " ]\n...\n---\nsecond: 1\n..."),
+        yaml("# " + repeat("binary", 200000) + ": [[[\nwidth: 640\ncorners: [ " + points +
+             " ]\n...\n---\nsecond: 1\n..."),
         yaml("width: 640\nnote: [ " + repeat("{ x: 1 }, ", 5000) + "1 ]" +
              "\r\n\xC3\xA4: 1\n_mode: \"a:binary b\" # (binary)"),
         xml("<width>640</width><c>" + repeat("<_>1. 2.</_>", 5000) +
