@@ -50,11 +50,14 @@ set(CPACK_COMPONENT_COMMAND_DEPENDS libraries)
 set(CPACK_COMPONENT_COMMAND_DESCRIPTION
   "Calibrates a stereo rig and turns its images into depth.")
 
-# Debian wants the copyright of each package in that package's own folder. The files have no place
-# in a plain installation.
+# Debian wants copyright and changes of each package in that package's own folder. The files have no
+# place in a plain installation.
+file(ARCHIVE_CREATE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/debian/changelog.gz
+  PATHS ${PROJECT_SOURCE_DIR}/CHANGELOG.md FORMAT raw COMPRESSION GZip COMPRESSION_LEVEL 9)
 foreach(component LIBRARIES DEVELOPMENT COMMAND)
   string(TOLOWER ${component} lower)
   install(FILES ${PROJECT_SOURCE_DIR}/cmake/copyright
+    ${CMAKE_CURRENT_BINARY_DIR}/debian/changelog.gz
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${component}_PACKAGE_NAME}
     COMPONENT ${lower} EXCLUDE_FROM_ALL)
 endforeach()

@@ -139,11 +139,16 @@ cv::Mat reduce(const cv::Mat& image, int scale) {
     return reduced;
 }
 
-// The columns at the sides of the left image for which the right image lacks a candidate.
+// The columns of the left image for which the right image has all candidates.
+cv::Range matchableColumns(const AdaptedParameters& adapted, int imageWidth) {
+    const auto begin = std::clamp<std::int64_t>(lastDisparity(adapted), 0, imageWidth);
+    const int end = imageWidth + std::min(0, adapted.minDisparity);
+    return {static_cast<int>(begin), std::max(end, static_cast<int>(begin))};
+}
+
 std::string doubtColumns(const AdaptedParameters& adapted, int imageWidth) {
     const std::int64_t last = lastDisparity(adapted);
-    const std::int64_t unmatched =
-        std::max<std::int64_t>(0, last) + std::max(0, -adapted.minDisparity);
+    const int unmatched = imageWidth - matchableColumns(adapted, imageWidth).size();
     if (2 * unmatched <= imageWidth)
         return "";
     return std::to_string(unmatched) + " of " + std::to_string(imageWidth) +
@@ -327,6 +332,10 @@ Match matchPair(const Stereo& stereo, const StereoImages& rectified, const cv::M
     match.measured = findMatched(match.disparity, adapted.minDisparity) &
                      findTextured(left, adapted.windowSize, stereo.getPreFilterCap(),
                                   std::max(1, stereo.getTextureThreshold()));
+    // Block matching leaves stray values of other rows beside the columns that it can match.
+    const cv::Range columns = matchableColumns(adapted, left.cols);
+    match.measured.colRange(0, columns.start).setTo(0);
+    match.measured.colRange(columns.end, left.cols).setTo(0);
     if (!seen.empty())
         match.measured &= reduce(seen, scale) == 255;
     return match;

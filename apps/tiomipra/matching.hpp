@@ -72,8 +72,8 @@ struct Match {
 
 // Matches a rectified pair at 1 / `scale` of its size; the last columns and rows that don't fill a
 // reduced pixel are left out, as the object's calibrations must have it. Not measured is what has
-// no match, no texture, or no value in `seen` (`CV_8UC1`, as large as the images; empty: all of
-// it).
+// no match, no texture, no value in `seen` (`CV_8UC1`, as large as the images; empty: all of it),
+// or stands in columns where the right image lacks a candidate.
 Match matchPair(const vision::Stereo& stereo, const StereoImages& rectified, const cv::Mat& seen,
                 int scale);
 

@@ -19,7 +19,8 @@
 /// cv::Mat points = stereo.computeDepth(disparity);  // CV_32FC3, (0, 0, 0): nothing was measured
 /// @endcode
 ///
-/// Images may have the calibrated size or any other size of the same aspect ratio.
+/// Images may have the calibrated size or another of the same aspect ratio: any for rectification
+/// and depth, up to the calibrated one for matching (see `computeDisparity`).
 ///
 /// Calls on one object must be serialised by the caller, those of const operations too: they fill a
 /// cache without a lock. `computeDisparity` alone may run several times at once on one object, as
@@ -118,7 +119,8 @@ class TIOMIPRA_EXPORT Stereo {
     ///         own
     /// @throws std::invalid_argument when sizes or types differ, when the aspect ratio is not the
     ///         calibrations', or when the calibrations can't be scaled (`Calibration::scaleTo`)
-    /// @throws cv::Exception when OpenCV refuses the calibrations' matrices or the image
+    /// @throws cv::Exception when OpenCV refuses the calibrations' matrices or the images, as it
+    ///         does empty ones
     std::pair<cv::Mat, cv::Mat> rectifyImages(const cv::Mat& left, const cv::Mat& right) const;
 
     /// Rectifies one image of the left camera; see `rectifyImages`.
@@ -140,7 +142,9 @@ class TIOMIPRA_EXPORT Stereo {
     /// @param right  rectified right image, same size and type
     /// @return `CV_32FC1` of the same size: disparities of the left image's pixels in pixels of
     ///         this image, in steps of 1/16; below the (adapted) minimum disparity where there is
-    ///         no match. Empty when the algorithm is neither `BM` nor `SGBM`.
+    ///         no match. With `BM`, a positive minimum disparity and no speckle filter, OpenCV
+    ///         leaves stray values in columns left of the largest disparity, where nothing can
+    ///         be matched. Empty when the algorithm is neither `BM` nor `SGBM`.
     /// @throws std::invalid_argument when sizes differ, an image is not `CV_8UC1`, the image has no
     ///         columns or is wider than the calibration, or no calibrations are set; also when the
     ///         adapted parameters go beyond what the matcher can compute without overflow or
@@ -254,11 +258,14 @@ class TIOMIPRA_EXPORT Stereo {
     void setUniquenessRatio(int uniquenessRatio);
 
     /// Cost of a disparity change by 1 between neighbours, semi-global only; default 8 * 21 * 21.
+    ///
+    /// The matcher computes with 16 bits: P1 and P2, as adapted to the image's width, should stay
+    /// below 32768, and so should the sum of a block's costs with them.
     int getP1() const;
     /// @throws std::range_error unless `P1` is 0 or more.
     void setP1(int P1);
 
-    /// Cost of a larger disparity change, semi-global only; default 32 * 21 * 21.
+    /// Cost of a larger disparity change, semi-global only; default 32 * 21 * 21; see `getP1`.
     int getP2() const;
     /// @throws std::range_error unless `P2` is 0 or more.
     void setP2(int P2);

@@ -173,7 +173,7 @@ TEST(Matching, ReducedImagesKeepTheirGeometry) {
     EXPECT_EQ(match.left.at<uchar>(20, 30), left.at<uchar>(40, 60));
 }
 
-TEST(Matching, UniformImagesAndUnseenPixelsAreNotMeasured) {
+TEST(Matching, UniformImagesUnseenPixelsAndUnmatchableColumnsAreNotMeasured) {
     const cv::Size size(320, 240);
     SceneOptions options;
     options.size = size;
@@ -181,12 +181,15 @@ TEST(Matching, UniformImagesAndUnseenPixelsAreNotMeasured) {
     const cv::Mat uniform(size, CV_8UC1, cv::Scalar(90));
     const cv::Mat unseen = cv::Mat::zeros(size, CV_8UC1);
     for (const std::string algorithm : {"bm", "sgbm"}) {
-        const auto stereo = makeStereo(parse("--algorithm " + algorithm + " --texture-threshold 0" +
-                                             " --uniqueness-ratio 0 --speckle-window-size 0"),
-                                       size);
+        const auto stereo =
+            makeStereo(parse("--algorithm " + algorithm + " --texture-threshold 0" +
+                             " --uniqueness-ratio 0 --speckle-window-size 0 --min-disparity 20"),
+                       size);
         EXPECT_EQ(cv::countNonZero(matchPair(*stereo, {uniform, uniform}, {}, 1).measured), 0);
-        EXPECT_GT(cv::countNonZero(matchPair(*stereo, {scene.left, scene.right}, {}, 1).measured),
-                  size.area() / 2);
+        const cv::Mat measured = matchPair(*stereo, {scene.left, scene.right}, {}, 1).measured;
+        EXPECT_GT(cv::countNonZero(measured), size.area() / 2);
+        // Disparities up to 99 are searched.
+        EXPECT_EQ(cv::countNonZero(measured.colRange(0, 99)), 0);
         EXPECT_EQ(
             cv::countNonZero(matchPair(*stereo, {scene.left, scene.right}, unseen, 1).measured), 0);
     }

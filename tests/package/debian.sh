@@ -48,12 +48,14 @@ runInstalled() {
     local root=$scratch/root
     debootstrap --variant=minbase bookworm "$root"
     mkdir "$root/test"
-    cp "$scratch"/packages/*.deb "$source/tests/package/command.sh" \
+    cp "$scratch"/packages/*.deb "$source"/tests/package/{command.sh,consumer/main.cpp} \
         "$photographs"/{left,right}[01]*.jpg "$photographs/tree.avi" "$root/test"
     chroot "$root" apt-get update -qq
     chroot "$root" sh -c 'DEBIAN_FRONTEND=noninteractive \
-        apt-get install -y -qq --no-install-recommends /test/*.deb' >/dev/null
+        apt-get install -y -qq --no-install-recommends /test/*.deb g++ pkg-config' >/dev/null
     chroot "$root" /test/command.sh tiomipra "$version" /test /test/results
+    chroot "$root" sh -c 'g++ -std=c++17 /test/main.cpp -o /test/consumer \
+        $(pkg-config --cflags --libs tiomipra tevo) && /test/consumer'
     rm -rf "$root"
 }
 

@@ -12,7 +12,7 @@ source "$completion"
 completionsOf() {
     COMP_WORDS=(tiomipra "$@")
     COMP_CWORD=$#
-    _tiomipra "$program" "${COMP_WORDS[-1]}" "${COMP_WORDS[-2]}"
+    _tiomipra "$program" "${COMP_WORDS[-1]}"
     printf '%s\n' "${COMPREPLY[@]}"
 }
 

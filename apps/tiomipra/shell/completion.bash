@@ -1,9 +1,9 @@
 # shellcheck shell=bash
-# bash completion of tiomipra. It asks the program for its subcommands, options and their values, so
-# that it fits whatever version is installed.
+# bash completion of tiomipra. It asks the program for its subcommands and options, so that it fits
+# whatever version is installed; what follows an option is completed as a file name.
 
 _tiomipra() {
-    local program=$1 current=$2 previous=$3 subcommand='' help words='' word
+    local program=$1 current=$2 subcommand='' help words='' word
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         [[ $word == -* ]] || { subcommand=$word && break; }
     done
@@ -11,9 +11,6 @@ _tiomipra() {
 
     if [[ $current == -* ]]; then
         words=$(grep -oE '^ +(-[a-z],)?--[a-z0-9-]+' <<<"$help" | grep -oE -e '--.*')
-    elif [[ $previous == --* ]]; then
-        # Values stand in braces after the option, as in --colour {grey,turbo}.
-        words=$(sed -nE "s/^ +(-[a-z],)?$previous \{([^}]*)\}.*/\2/p" <<<"$help" | tr , ' ')
     elif [[ -z $subcommand ]]; then
         words=$(sed -nE '/^Subcommands:/,/^$/s/^  ([a-z]+) .*/\1/p' <<<"$help")
     fi
