@@ -49,7 +49,7 @@ bool hasContent(const std::string& path) {
 // lists are there.
 bool isDone(const Frame& frame, const BatchOptions& options, const Json& madeWith) {
     const std::string path = reportPath(options, madeWith, frame.name);
-    if (!fs::exists(path) ||
+    if (!hasContent(path) ||
         std::any_of(frame.files.begin(), frame.files.end(),
                     [&](const std::string& file) { return isNewer(file, path); }))
         return false;
@@ -119,7 +119,7 @@ class Batch {
         // From now on the files that it vouches for may change.
         const std::string report = reportPath(_options, _madeWith, frame.name);
         _inputs.requireOther(report);
-        fs::remove(report);
+        removeFile(report);
         PairFiles files(_options.output, frame.name, _inputs);
         PairResult result = process(frame, files);
         Json content = describeOrigin(frame, _madeWith);

@@ -139,8 +139,9 @@ std::string hashRig(const std::string& left, const std::string& right) {
 }
 
 std::string encodeCalibration(const std::string& path, const Calibration& calibration) {
+    // The extension chooses the syntax.
     const std::string temporary =
-        temporaryName(path, std::filesystem::path(path).parent_path().string());
+        temporaryName(std::filesystem::path(path).parent_path().string()) + ".yml";
     std::string bytes;
     try {
         calibration.save(temporary);

@@ -3,7 +3,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
+#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -27,26 +29,34 @@ namespace fs = std::filesystem;
     throw InputError("can't write " + quote(path) + ": " + error.message());
 }
 
-// The file that symbolic links lead to, whether it exists or not.
+// The descriptor of this process that `path` stands for, as /dev/fd/5 does.
+std::optional<int> findDescriptor(const fs::path& path) {
+    std::error_code error;
+    const fs::path descriptors = fs::canonical("/proc/self/fd", error);
+    if (error || fs::canonical(path.parent_path(), error) != descriptors)
+        return std::nullopt;
+    const std::string name = path.filename().string();
+    int descriptor = -1;  // which no file has
+    std::from_chars(name.data(), name.data() + name.size(), descriptor);
+    return descriptor;
+}
+
+// What symbolic links lead to, whether it exists or not: a file, a folder or a descriptor.
 fs::path followLinks(fs::path path) {
     constexpr int mostLinks = 40;  // as the kernel has it
     std::error_code error;
-    for (int links = 0; links < mostLinks && fs::is_symlink(path, error); ++links)
+    for (int links = 0; links < mostLinks && fs::is_symlink(path, error) && !findDescriptor(path);
+         ++links)
         path = path.parent_path() / fs::read_symlink(path, error);
     return path;
 }
 
-constexpr auto standardOutput = "/dev/stdout";
-
-// The file to replace, if any: a device or pipe must be written itself, and so must standard
-// output, even when it is redirected to a file.
-std::optional<fs::path> findTarget(const fs::path& path) {
+// A device or pipe can't be replaced, and what somebody else has open, standard output say, must
+// not be, even if it is a file.
+bool isWrittenInPlace(const fs::path& target) {
     std::error_code error;
-    fs::path target = followLinks(path);
-    const bool isDevice = fs::exists(path, error) && !fs::is_regular_file(target, error);
-    if (isDevice || path == standardOutput)
-        return std::nullopt;
-    return target;
+    return findDescriptor(target) ||
+           (fs::exists(target, error) && !fs::is_regular_file(target, error));
 }
 
 void moveTo(const fs::path& target, const std::string& temporary) {
@@ -60,11 +70,12 @@ void replace(const std::vector<NewFile>& files) {
     std::vector<std::pair<fs::path, std::string>> places;  // where files belong and are now
     try {
         for (const auto& [path, write] : files) {
-            if (const auto target = findTarget(path)) {
-                places.emplace_back(*target, temporaryName(path, target->parent_path()));
-                write(places.back().second);
+            const fs::path target = followLinks(path);
+            if (isWrittenInPlace(target)) {
+                write(target);
             } else {
-                write(path);
+                places.emplace_back(target, temporaryName(target.parent_path()));
+                write(places.back().second);
             }
         }
         for (const auto& [target, temporary] : places)
@@ -79,7 +90,7 @@ void replace(const std::vector<NewFile>& files) {
 
 // The process whose temporary file that is, if it is one.
 std::optional<pid_t> findOwner(const std::string& file) {
-    static const std::regex pattern(R"(\..*\.tiomipra-([0-9]{1,9})(\.[^.]*)?)");
+    static const std::regex pattern(R"(\.tiomipra-([0-9]{1,9})-.*)");
     std::smatch match;
     if (!std::regex_match(file, match, pattern))
         return std::nullopt;
@@ -95,16 +106,22 @@ void removeLeftovers(const std::string& folder) {
     for (const auto& entry : fs::directory_iterator(folder, error)) {
         const auto owner = findOwner(entry.path().filename().string());
         if (owner && !isRunning(*owner))
-            fs::remove(entry.path(), error);
+            unlink(entry.path().c_str());
     }
+}
+
+std::FILE* openToWrite(const std::string& path) {
+    const auto descriptor = findDescriptor(path);
+    if (!descriptor)
+        return std::fopen(path.c_str(), "wbe");
+    // Opened anew, a file would be written from its start. What this program has said comes first.
+    std::cout.flush();
+    return fdopen(dup(*descriptor), "wb");
 }
 
 // Errors may turn up in any of the three calls, that of a full disk usually in the last one.
 bool writeBytes(const std::string& path, std::string_view bytes) {
-    // Opened anew, a redirected standard output would be written from its start.
-    if (path == standardOutput)
-        return bool(std::cout << bytes << std::flush);
-    std::FILE* file = std::fopen(path.c_str(), "wbe");
+    std::FILE* file = openToWrite(path);
     if (file == nullptr)
         return false;
     const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
@@ -125,8 +142,12 @@ std::optional<std::pair<dev_t, ino_t>> identify(const std::string& path) {
 }  // namespace
 
 void prepareFolder(const std::string& path) {
+    // Links may lead to folders that are missing.
+    fs::path folder;
+    for (const fs::path& part : fs::path(path))
+        folder = followLinks(folder / part);
     std::error_code error;
-    fs::create_directories(path, error);
+    fs::create_directories(folder, error);
     if (!error && !fs::is_directory(path, error))
         error = std::make_error_code(std::errc::not_a_directory);
     if (error)
@@ -134,11 +155,9 @@ void prepareFolder(const std::string& path) {
     removeLeftovers(path);
 }
 
-// The extension stays, as it chooses the syntax of some files. Processes don't share a file.
-std::string temporaryName(const std::string& path, const std::string& folder) {
-    const fs::path final(path);
-    return pathIn(folder, "." + final.stem().string() + ".tiomipra-" + std::to_string(getpid()) +
-                              final.extension().string());
+std::string temporaryName(const std::string& folder) {
+    static std::atomic<unsigned> count = 0;
+    return pathIn(folder, ".tiomipra-" + std::to_string(getpid()) + "-" + std::to_string(++count));
 }
 
 NewFile newFile(const std::string& path, std::string bytes) {
@@ -161,6 +180,11 @@ void writeTogether(const std::vector<NewFile>& files) {
 
 void writeFile(const std::string& path, std::string bytes) {
     writeAtomically(newFile(path, std::move(bytes)));
+}
+
+void removeFile(const std::string& path) {
+    if (unlink(path.c_str()) != 0 && errno != ENOENT)
+        refuse(path, {errno, std::generic_category()});
 }
 
 void ProtectedFiles::add(const std::vector<std::string>& files) {

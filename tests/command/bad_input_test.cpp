@@ -122,6 +122,15 @@ const std::vector<Fault> unwritableOutput{
      [](const SamplePairs& p) { p.folder.write("out", "a file"); },
      {"/out'", "directory"}}};
 
+// Each in place of a result: that of the whole pair, and one file of it.
+const std::vector<Fault> unwritableResults{
+    {"FolderForReport",
+     [](const SamplePairs& p) { fs::create_directories(p / "out/1_rectify.json"); },
+     {"out/1_rectify.json", "Is a directory"}},
+    {"FolderForImage",
+     [](const SamplePairs& p) { fs::create_directories(p / "out/1_left.png"); },
+     {"out/1_left.png", "Is a directory"}}};
+
 const struct {
     std::vector<std::string> subcommands;
     std::vector<Fault> faults;
@@ -131,7 +140,8 @@ const struct {
     {{"rectify", "disparity", "depth"}, swappedCalibrations},
     {{"rectify", "disparity", "depth", "check", "calibrate", "evaluate"}, unreadableImages},
     {{"rectify", "disparity", "depth", "check", "calibrate"}, mismatches},
-    {{"rectify", "disparity", "depth", "check", "calibrate"}, unwritableOutput}};
+    {{"rectify", "disparity", "depth", "check", "calibrate"}, unwritableOutput},
+    {{"rectify"}, unwritableResults}};
 
 struct Case {
     std::string subcommand;

@@ -1,7 +1,10 @@
 // Many pairs: failures, resuming, ends that come too early.
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <chrono>
+#include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -225,6 +228,27 @@ TEST(WriteFile, FollowsLinks) {
         EXPECT_EQ(readFile(folder / ("there/" + file)), "text");
         EXPECT_TRUE(fs::is_symlink(folder / file) && fs::is_symlink(folder / (file + "Link")));
     }
+    fs::create_symlink("missing", folder / "link");
+    prepareFolder(folder / "link/folder");
+    EXPECT_TRUE(fs::is_directory(folder / "missing/folder"));
+}
+
+TEST(WriteFile, GoesOnInWhatIsOpen) {
+    const ScratchFolder folder;
+    const int file = open((folder / "file").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    fs::create_symlink("/dev/fd/" + std::to_string(file), folder / "link");
+    EXPECT_EQ(write(file, "one ", 4), 4);
+    writeFile(folder / "link", "two ");
+    EXPECT_EQ(write(file, "three", 5), 5);
+    close(file);
+    EXPECT_EQ(readFile(folder / "file"), "one two three");
+}
+
+TEST(WriteFile, NamesMayBeAsLongAsTheSystemTakes) {
+    const ScratchFolder folder;
+    const std::string path = folder / std::string(NAME_MAX, 'a');
+    writeFile(path, "text");
+    EXPECT_EQ(readFile(path), "text");
 }
 
 TEST(Progress, TellsRateAndTimeLeft) {
