@@ -47,7 +47,7 @@ struct Search {
     std::vector<PairNames> names;     // of `detections`
     std::vector<std::size_t> frames;  // of `detections`: their numbers within the source
     std::vector<SkippedPair> skipped;
-    std::size_t failures = 0;  // of `skipped`: pairs that can't be read
+    std::size_t failures = 0;  // of `skipped`: pairs that can't be read or have another size
 };
 
 struct SearchedPair {
@@ -109,29 +109,32 @@ std::string whyUnusable(const Frame& frame, const SearchedPair& pair, const Boar
     return "";
 }
 
-// The first image that can be read has the size that all must have.
-void requireSize(const cv::Size& size, const Frame& frame, Search& search) {
+// Why a pair is none to look at; empty if it is one. The first pair that can be read has the size
+// that all must have.
+std::string whyFailed(Search& search, const Frame& frame, const Outcome<SearchedPair>& outcome) {
+    if (const auto* error = std::get_if<CommandError>(&outcome))
+        return error->what();
+    const cv::Size size = std::get<SearchedPair>(outcome).imageSize;
     if (search.firstFile.empty()) {
         search.firstFile = frame.leftFile;
         search.imageSize = size;
     }
-    if (size != search.imageSize)
-        throw InputError(quote(frame.leftFile) + " is " + sizeText(size) + ", " +
-                         quote(search.firstFile) + " is " + sizeText(search.imageSize) +
-                         "; all images must have the same size");
+    return size == search.imageSize
+               ? ""
+               : sizesDiffer(frame.leftFile, size, search.firstFile, search.imageSize);
 }
 
 void record(Search& search, const Frame& frame, const Outcome<SearchedPair>& outcome,
             const Board& board) {
     const PairNames names{frame.leftFile, frame.rightFile};
     const std::size_t number = search.detections.size() + search.skipped.size();
-    if (const auto* error = std::get_if<CommandError>(&outcome)) {
+    const std::string failure = whyFailed(search, frame, outcome);
+    if (!failure.empty()) {
         ++search.failures;
-        search.skipped.push_back({names, error->what()});
+        search.skipped.push_back({names, failure});
         return;
     }
     const auto& pair = std::get<SearchedPair>(outcome);
-    requireSize(pair.imageSize, frame, search);
     const std::string reason = whyUnusable(frame, pair, board);
     if (!reason.empty()) {
         search.skipped.push_back({names, reason});
@@ -159,11 +162,13 @@ Search searchBoards(FrameSource& source, const Board& board, unsigned jobs) {
 void requirePairs(const Search& search, const Board& board) {
     if (search.detections.size() >= minimumPairs)
         return;
-    std::string message =
-        "the board was found in both images of only " + std::to_string(search.detections.size()) +
-        " of " + std::to_string(search.detections.size() + search.skipped.size()) +
-        " pairs, at least " + std::to_string(minimumPairs) + " are needed; does it have " +
-        sizeText(board.corners) + " points (--corners) and this --pattern?";
+    std::string message = "the board was found in both images of only " +
+                          std::to_string(search.detections.size()) + " of " +
+                          std::to_string(search.detections.size() + search.skipped.size()) +
+                          " pairs, at least " + std::to_string(minimumPairs) + " are needed";
+    if (search.skipped.size() > search.failures)
+        message +=
+            "; does it have " + sizeText(board.corners) + " points (--corners) and this --pattern?";
     for (const SkippedPair& pair : search.skipped)
         message += "\n  " + pair.names.left + "  " + pair.names.right + ": " + pair.reason;
     throw InputError(message);
@@ -262,7 +267,7 @@ Status judge(const CalibrateOptions& options, Grade verdict, std::size_t failure
                              "used: calibrate again");
     if (failures > 0)
         complaints.push_back(std::to_string(failures) + " of " + std::to_string(pairs) +
-                             " pairs can't be read, see those left out");
+                             " pairs can't be read or have another size, see those left out");
     if (complaints.empty())
         return Status::done;
     throw FailedAfterResults(isRedo ? Status::no : Status::partial, joined(complaints, "; "));

@@ -90,9 +90,8 @@ void record(MatchedPairs& all, const Frame& frame, const Outcome<MatchedPair>& o
     const auto& pair = std::get<MatchedPair>(outcome);
     const cv::Size size = pair.left.size();
     if (all.pairs > 0 && size != all.firstImage.size())
-        all.failures.push_back(quote(frame.leftFile) + " is " + sizeText(size) + ", " +
-                               quote(all.firstFile) + " is " + sizeText(all.firstImage.size()) +
-                               "; all images must have the same size");
+        all.failures.push_back(
+            sizesDiffer(frame.leftFile, size, all.firstFile, all.firstImage.size()));
     else
         add(all, frame, pair);
 }

@@ -71,12 +71,8 @@ std::vector<Inputs> resolveInputs(const EvaluateOptions& options) {
 
 void requireSameSize(const cv::Mat& disparity, const std::string& disparityFile,
                      const cv::Mat& other, const std::string& otherFile) {
-    const auto describe = [](const cv::Mat& image, const std::string& file) {
-        return quote(file) + " is " + sizeText(image.size());
-    };
     if (disparity.size() != other.size())
-        throw InputError(describe(disparity, disparityFile) + ", " + describe(other, otherFile) +
-                         "; both must have the same size");
+        throw InputError(sizesDiffer(disparityFile, disparity.size(), otherFile, other.size()));
 }
 
 // White is not occluded; darker shades are occluded or unknown in the masks that are in use.

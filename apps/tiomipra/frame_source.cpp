@@ -214,9 +214,7 @@ class VideoFrames : public Sequence {
 void requireAlike(const StereoImages& images, const Frame& frame) {
     const auto& [left, right] = images;
     if (left.size() != right.size())
-        throw InputError(quote(frame.leftFile) + " is " + sizeText(left.size()) + ", " +
-                         quote(frame.rightFile) + " is " + sizeText(right.size()) +
-                         "; both must have the same size");
+        throw InputError(sizesDiffer(frame.leftFile, left.size(), frame.rightFile, right.size()));
 }
 
 // Two sequences, one for each camera.

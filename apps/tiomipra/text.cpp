@@ -44,4 +44,10 @@ std::string sizeText(const cv::Size& size) {
     return std::to_string(size.width) + "x" + std::to_string(size.height);
 }
 
+std::string sizesDiffer(const std::string& file, const cv::Size& size, const std::string& otherFile,
+                        const cv::Size& otherSize) {
+    return quote(file) + " is " + sizeText(size) + ", " + quote(otherFile) + " is " +
+           sizeText(otherSize) + "; their sizes must be the same";
+}
+
 }  // namespace tiomipra

@@ -33,6 +33,10 @@ std::string printed(const char* pattern, Values... values) {
 // "640x480".
 std::string sizeText(const cv::Size& size);
 
+// "'a.png' is 640x480, 'b.png' is 320x240; their sizes must be the same".
+std::string sizesDiffer(const std::string& file, const cv::Size& size, const std::string& otherFile,
+                        const cv::Size& otherSize);
+
 // The items in one line: "a, b, c".
 template <typename Strings>
 std::string joined(const Strings& items, const std::string& separator = ", ") {

@@ -219,9 +219,12 @@ TEST_F(CalibrateInput, BoardMustNotBeLarger) {
 TEST_F(CalibrateInput, IsLeftOutWhenOthersSuffice) {
     _folder.write("left04.jpg", "no image");
     std::filesystem::copy(photograph("right04.jpg"), _folder / "right04.jpg");
+    for (const char* file : {"left05.jpg", "right05.jpg"})
+        writeImage(_folder / file, cv::Mat::zeros(240, 320, CV_8UC1));
     const RunResult result = runTiomipra(arguments(), 1);  // Three pairs make no usable rig.
-    EXPECT_THAT(result.err, HasSubstr("1 of 4 pairs can't be read"));
+    EXPECT_THAT(result.err, HasSubstr("2 of 5 pairs can't be read or have another size"));
     EXPECT_THAT(result.out, HasSubstr("left04.jpg' is not an image"));
+    EXPECT_THAT(result.out, HasSubstr("left05.jpg' is 320x240"));
 }
 
 TEST_F(CalibrateInput, FixedIntrinsicsMustFitImages) {
