@@ -17,6 +17,8 @@ namespace {
 constexpr int coverageColumns = 8;
 constexpr int coverageRows = 6;
 
+constexpr double usablePairError = 1;  // pixels
+
 cv::Mat countPoints(const std::vector<cv::Point2f>& points, const cv::Size& imageSize,
                     const cv::Size& grid) {
     cv::Mat counts = cv::Mat::zeros(grid, CV_32SC1);
@@ -63,9 +65,15 @@ std::string coverageAdvice(const CalibrationReport& report) {
     return regions.empty() ? advice : advice + ", also " + joined(regions);
 }
 
-// Each camera alone agrees with the board, only both together do not.
-bool lookOfDifferentMoments(const RigSolution& solution) {
-    return solution.pairError > 5 * std::max({solution.left.error, solution.right.error, 0.2});
+// What else than single views may be behind a large pair error; empty if nothing is known.
+std::string otherCauses(const RigSolution& solution) {
+    const double alone = std::max(solution.left.error, solution.right.error);
+    if (alone > usablePairError)
+        return "not even each camera alone fits the board: are --corners and --pattern right? "
+               "Otherwise ";
+    if (solution.pairError > 5 * std::max(alone, 0.2))
+        return "each camera alone fits the board: are these pairs of the same moment? Otherwise ";
+    return "";
 }
 
 std::vector<Criterion> makeCriteria(const CalibrationReport& report) {
@@ -73,13 +81,10 @@ std::vector<Criterion> makeCriteria(const CalibrationReport& report) {
     const std::string outliers =
         "look at the views with the largest errors, leave them out with --reject-above, keep the "
         "board flat and still";
-    const std::string pairs =
-        lookOfDifferentMoments(solution)
-            ? "each camera alone fits the board: are these pairs of the same moment? Otherwise "
-            : "";
     std::vector<Criterion> criteria{
         {"pairs used", "", double(solution.used.size()), 10, 5, "take more pairs"},
-        {"pair error", "pixels", solution.pairError, 0.5, 1, pairs + outliers},
+        {"pair error", "pixels", solution.pairError, 0.5, usablePairError,
+         otherCauses(solution) + outliers},
         {"mean row difference", "pixels", solution.rowDifferences.mean, 0.3, 0.75, outliers},
         {"95 % of row differences within", "pixels", solution.rowDifferences.p95, 1, 2, outliers},
         {"image covered by corners", "%",
@@ -300,7 +305,9 @@ CalibrationReport makeReport(RigSolution solution, const std::vector<PairDetecti
         pointsSeen(detections, solution.used, &PairDetection::left), solution.imageSize);
     report.rightCoverage = measureCoverage(
         pointsSeen(detections, solution.used, &PairDetection::right), solution.imageSize);
-    report.faults = findFaults(solution.leftCalibration, solution.rightCalibration);
+    // With larger errors, where the cameras are is not known.
+    if (solution.pairError <= usablePairError)
+        report.faults = findFaults(solution.leftCalibration, solution.rightCalibration);
     report.skipped = std::move(skipped);
     for (const RejectedView& view : solution.rejected) {
         report.skipped.push_back({names[view.index], "pair error " + fixed(view.error, 3) +

@@ -57,7 +57,9 @@ struct CalibrationReport {
     RigSolution solution;
     Coverage leftCoverage;
     Coverage rightCoverage;
-    std::vector<Fault> faults;  // what keeps the library from using the calibrations
+    // What keeps the library from using the calibrations; not looked for if the pair error makes
+    // the verdict `redo` anyway, as the places of the cameras are not known then.
+    std::vector<Fault> faults;
     std::vector<Criterion> criteria;
     Grade verdict = Grade::redo;  // the worst of the criteria; with faults always `redo`
 };

@@ -6,6 +6,7 @@
 #include <opencv2/imgproc.hpp>
 #include <vision/calibration.hpp>
 
+#include "calibration_report.hpp"
 #include "image_files.hpp"
 #include "support/rendered_boards.hpp"
 #include "support/rigs.hpp"
@@ -107,6 +108,18 @@ TEST(Calibrate, FindsSwappedCameras) {
         1);
     EXPECT_EQ(report["verdict"], "redo");
     EXPECT_THAT(report["faults"][0]["problem"], HasSubstr("left and right are swapped"));
+}
+
+TEST(CalibrationReport, JudgesPlacesOfCamerasByUsableErrorsOnly) {
+    const ::Rig rig = makeRig();
+    RigSolution solution;
+    solution.imageSize = {640, 480};
+    solution.leftCalibration = rig.right;
+    solution.rightCalibration = rig.left;
+    for (const double error : {0.9, 40.}) {
+        solution.pairError = error;
+        EXPECT_EQ(makeReport(solution, {}, {}, {}, "").faults.empty(), error > 1) << error;
+    }
 }
 
 struct BoardCase {
