@@ -26,6 +26,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+constexpr auto things = "disparity images";
+
 struct EvaluateOptions {
     std::vector<std::string> disparity;
     std::vector<std::string> truth;
@@ -118,7 +120,7 @@ std::vector<Result> evaluateAll(const std::vector<Inputs>& all, const EvaluateOp
     const Work::Worker worker = [&](const Inputs& inputs) {
         return evaluateFiles(inputs, options.truthScale);
     };
-    work.run(std::vector(countWorkers(options.jobs, all.size()), worker));
+    work.run(std::vector(countWorkers(options.jobs, all.size()), worker), things);
     return results;
 }
 
@@ -228,7 +230,7 @@ Status runEvaluate(const EvaluateOptions& options) {
         std::cerr << file << ": more than " << *options.maxBad2
                   << " % of the measured pixels are off by more than 2 pixels\n";
     if (!failures.empty())
-        conclude(failures, inputs.size(), "disparity images");
+        conclude(failures, inputs.size(), things);
     return refused.empty() ? Status::done : Status::no;
 }
 

@@ -59,7 +59,7 @@ std::string formatDuration(double seconds) {
 }
 
 std::string formatBar(std::size_t done, std::size_t total, double perSecond) {
-    const std::string rate = perSecond > 0 ? printed("  %.1f pairs/s", perSecond) : "";
+    const std::string rate = perSecond > 0 ? printed("  %.1f/s", perSecond) : "";
     if (total == 0)
         return formatCount(done, total) + rate;
     const std::size_t filled = std::min(barWidth, barWidth * done / total);

@@ -25,7 +25,7 @@ ProgressOutput chooseBar(std::size_t total);
 // Puts a line on standard error, in place of a bar that may be there.
 void sayBesideBar(const std::string& line);
 
-// "[=====     ]  12/40  14.2 pairs/s  2 s left"; without a total (0) only what is known.
+// "[=====     ]  12/40  14.2/s  2 s left"; without a total (0) only what is known.
 std::string formatBar(std::size_t done, std::size_t total, double perSecond);
 
 // "8 s", "2 min 05 s", "1 h 02 min".

@@ -9,8 +9,9 @@ namespace tiomipra {
 
 CLI::Option* addJobsOption(CLI::App& command, unsigned& jobs) {
     return command
-        .add_option("--jobs", jobs,
-                    "Pairs to work on at the same time\n(default: as many as there are processors)")
+        .add_option(
+            "--jobs", jobs,
+            "How many to work on at the same time\n(default: as many as there are processors)")
         ->type_name("N")
         ->check(CLI::Range(1, 1024));
 }

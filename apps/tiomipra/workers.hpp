@@ -48,7 +48,8 @@ using Outcome = std::variant<Result, CommandError>;
 // and hands what they return or throw to `accept`, in the order in which `next` gave the pairs.
 //
 // One thread at a time calls `next` or `accept`; when one of these throws, the run ends with that.
-// SIGINT and SIGTERM end it after the pairs at hand: `run` throws `Interrupted` then.
+// SIGINT and SIGTERM end it after the pairs at hand: `run` throws `Interrupted` then, with the
+// count of the `things` that were accepted.
 template <typename Pair, typename Result>
 class OrderedWork {
   public:
@@ -58,7 +59,7 @@ class OrderedWork {
 
     OrderedWork(Next next, Accept accept) : _next(std::move(next)), _accept(std::move(accept)) {}
 
-    void run(const std::vector<Worker>& workers) {
+    void run(const std::vector<Worker>& workers, const std::string& things = "pairs") {
         const SharedProcessors processors(workers.size());
         _mostAhead = 2 * workers.size();
         std::vector<std::future<void>> threads;
@@ -67,7 +68,7 @@ class OrderedWork {
         for (std::future<void>& thread : threads)
             thread.get();
         if (!_isExhausted)
-            throw Interrupted("interrupted after " + std::to_string(_accepted) + " pairs");
+            throw Interrupted("interrupted after " + std::to_string(_accepted) + " " + things);
     }
 
   private:

@@ -252,8 +252,8 @@ TEST(WriteFile, NamesMayBeAsLongAsTheSystemTakes) {
 }
 
 TEST(Progress, TellsRateAndTimeLeft) {
-    EXPECT_EQ(formatBar(3, 12, 4.5), "[======                  ]   3/12  4.5 pairs/s  2 s left");
-    EXPECT_EQ(formatBar(5, 0, 2), "5  2.0 pairs/s");
+    EXPECT_EQ(formatBar(3, 12, 4.5), "[======                  ]   3/12  4.5/s  2 s left");
+    EXPECT_EQ(formatBar(5, 0, 2), "5  2.0/s");
     EXPECT_EQ(formatDuration(125), "2 min 05 s");
     EXPECT_EQ(formatDuration(3720), "1 h 02 min");
 }
