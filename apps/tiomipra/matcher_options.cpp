@@ -59,8 +59,9 @@ const std::vector<Parameter> parameters{
      get<&Stereo::getWindowSize>, set<&Stereo::setWindowSize>},
     {minDisparityName,
      "Smallest disparity searched in pixels: within minus and\n"
-     "plus the width of the images; unless given, it follows\n"
-     "from the calibrations and the maximum depth",
+     "plus the width of the images, and the calibrated one;\n"
+     "unless given, it follows from the calibrations and the\n"
+     "maximum depth",
      get<&Stereo::getMinDisparity>, set<&Stereo::setMinDisparity>},
     {disparityNumberName, "How many are searched: a positive multiple of 16",
      get<&Stereo::getDisparityNumber>, set<&Stereo::setDisparityNumber>},
@@ -260,12 +261,25 @@ void addParameters(CLI::App& command, MatcherOptions& options) {
     throw InputError("parameters " + quote(path) + ": " + problem);
 }
 
+// CLI11 passes over lines that are too short for a name and a value.
+void requireWholeLines(const std::string& path, const std::string& text) {
+    constexpr std::size_t shortest = 3;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        CLI::detail::trim(line);
+        const bool isComment = line.find_first_of("#;") == 0;
+        if (!line.empty() && !isComment && line.size() < shortest)
+            refuseFile(path, quote(line) + " is not a parameter of the matcher");
+    }
+}
+
 std::vector<CLI::ConfigItem> readItems(const std::string& path) {
     constexpr std::size_t largest = 65536;
     const std::string text = readFile(path, largest);
     const auto isControl = [](unsigned char byte) { return byte < ' ' && std::isspace(byte) == 0; };
     if (std::any_of(text.begin(), text.end(), isControl))
         refuseFile(path, "is not a text file");
+    requireWholeLines(path, text);
     std::istringstream lines(text);
     return CLI::ConfigTOML().from_config(lines);
 }

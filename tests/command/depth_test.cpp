@@ -289,6 +289,7 @@ TEST_F(DepthCommand, RefusesBadParameters) {
     _pairs.folder.write("window.toml", "window-size = 4\n");
     _pairs.folder.write("range.toml", "range = \"2..3\"\n");
     _pairs.folder.write("text.toml", "full-dp = maybe\n");
+    _pairs.folder.write("short.toml", "p1 = 100\nx=\n");
     _pairs.folder.write("binary.toml", std::string("p1 = \0\xff", 7));
     const struct {
         Arguments options;
@@ -312,6 +313,7 @@ TEST_F(DepthCommand, RefusesBadParameters) {
          3,
          "range.toml': range from 2 must start nearer than max-depth, 2"},
         {{"--parameters", _pairs / "text.toml"}, 3, "text.toml': --full-dp: maybe not in"},
+        {{"--parameters", _pairs / "short.toml"}, 3, "short.toml': 'x=' is not a parameter"},
         {{"--parameters", _pairs / "binary.toml"}, 3, "binary.toml': is not a text file"},
         {{"--parameters", "/dev/zero"}, 3, "'/dev/zero' is larger than 65536 bytes"},
         {{"--save-parameters", "/dev/full"}, 3, "'/dev/full': No space left on device"},
