@@ -374,6 +374,8 @@ std::vector<cv::Point3f> boardPoints(const Board& board) {
 }
 
 Detection detectBoard(const cv::Mat& image, const Board& board) {
+    // OpenCV's finder draws from it, and must not depend on what this thread has looked at before.
+    cv::theRNG() = cv::RNG();
     if (board.pattern == Pattern::charuco)
         return detectCharuco(image, board);
     return allPoints(board.pattern == Pattern::chessboard ? detectChessboard(image, board)

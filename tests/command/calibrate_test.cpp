@@ -110,6 +110,17 @@ TEST(Calibrate, FindsSwappedCameras) {
     EXPECT_THAT(report["faults"][0]["problem"], HasSubstr("left and right are swapped"));
 }
 
+// Too few corners leave the finder a choice.
+TEST(DetectBoard, DoesNotDependOnFormerImages) {
+    for (const char* name : {"left02.jpg", "left05.jpg", "left06.jpg"}) {
+        const cv::Mat image = toGrey(readImage(photograph(name)));
+        const Board board{Pattern::chessboard, {3, 3}};
+        const Detection first = detectBoard(image, board);
+        EXPECT_FALSE(first.empty());
+        EXPECT_EQ(detectBoard(image, board).points, first.points) << name;
+    }
+}
+
 TEST(CalibrationReport, JudgesPlacesOfCamerasByUsableErrorsOnly) {
     const ::Rig rig = makeRig();
     RigSolution solution;
