@@ -52,8 +52,8 @@ set(CPACK_COMPONENT_COMMAND_DESCRIPTION
 
 # Debian wants copyright and changes of each package in that package's own folder. The files have no
 # place in a plain installation.
-file(ARCHIVE_CREATE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/debian/changelog.gz
-  PATHS ${PROJECT_SOURCE_DIR}/CHANGELOG.md FORMAT raw COMPRESSION GZip COMPRESSION_LEVEL 9)
+execute_process(COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+  OUTPUT_FILE ${CMAKE_CURRENT_BINARY_DIR}/debian/changelog.gz COMMAND_ERROR_IS_FATAL ANY)
 foreach(component LIBRARIES DEVELOPMENT COMMAND)
   string(TOLOWER ${component} lower)
   install(FILES ${PROJECT_SOURCE_DIR}/cmake/copyright
