@@ -78,6 +78,7 @@ INSTANTIATE_TEST_SUITE_P(
           "{\"width\": " + repeat("[\"]\",", deep) + repeat("]", deep) + "}",
           yaml("width: " + repeat("[", deep)), yaml("width: " + repeat("{ 1} : ", deep)),
           yaml("width:\n " + repeat("- ", deep) + "1"),
+          yaml("width:\n " + repeat("a: ", deep) + "1"),
           yaml("width:\n " + repeat("a[:", deep) + "1"),
           xml(repeat("<a>", deep) + repeat("</a>", deep))}},
         // Without a type, without data, not base64 at all.

@@ -77,9 +77,7 @@ std::vector<double> readAll(const Stereo& stereo) {
 // Calibrated to a width of 640, with default parameters and a transform in the cache.
 class Parameters : public testing::Test {
   protected:
-    Parameters() {
-        const Rig rig = makeRig();
-        _stereo.setCalibrations(rig.left, rig.right);
+    Parameters() : _stereo(makeRig()) {
         _stereo.setMinDisparity(1);
         _stereo._findOrComputeTransform({40, 30}, "");
         _log.takeLines();

@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
-#include <vision/calibration.hpp>
 
+#include "calibration_files.hpp"
 #include "calibration_report.hpp"
 #include "image_files.hpp"
 #include "support/rendered_boards.hpp"
@@ -26,12 +26,6 @@ Arguments calibratePhotographs(const std::string& output) {
                                    photograph("right[01]?.jpg"), "--output", output});
 }
 
-vision::Calibration load(const std::string& path) {
-    vision::Calibration calibration;
-    calibration.load(path);
-    return calibration;
-}
-
 TEST(Calibrate, ReachesSmallErrorsOnPhotographs) {
     const ScratchFolder folder;
     const std::string rig = folder / "rig";
@@ -45,7 +39,7 @@ TEST(Calibrate, ReachesSmallErrorsOnPhotographs) {
     EXPECT_NEAR(report["baseline"], 3.33, 0.02);
     EXPECT_EQ(report["unit"], "");
 
-    const vision::Calibration right = load(rig + "/right.yml");
+    const vision::Calibration right = readCalibration(rig + "/right.yml");
     EXPECT_NEAR(-right.projectionMatrix.at<float>(0, 3) / right.projectionMatrix.at<float>(0, 0),
                 report["baseline"], 1e-4);
     EXPECT_EQ(readImage(rig + "/rectified.png").size(), cv::Size(2 * 640, 480));
@@ -58,12 +52,12 @@ TEST(Calibrate, KeepsGivenIntrinsics) {
     const std::string first = folder / "first";
     const std::string second = folder / "second";
     runForJson(calibratePhotographs(first));
-    vision::Calibration left = load(first + "/left.yml");
+    vision::Calibration left = readCalibration(first + "/left.yml");
     left.cameraMatrix.at<float>(0, 0) += 2;
     left.save(folder / "known.yml");
     runForJson(joined(calibratePhotographs(second),
                       {"--fix-intrinsics", folder / "known.yml", first + "/right.yml"}));
-    EXPECT_EQ(cv::norm(load(second + "/left.yml").cameraMatrix, left.cameraMatrix), 0);
+    EXPECT_EQ(cv::norm(readCalibration(second + "/left.yml").cameraMatrix, left.cameraMatrix), 0);
 }
 
 // A view of another moment on one side, and one without a board.

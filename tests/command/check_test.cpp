@@ -5,10 +5,9 @@
 #include <filesystem>
 #include <opencv2/calib3d.hpp>
 #include <opencv2/imgproc.hpp>
-#include <vision/calibration.hpp>
 
 #include "image_files.hpp"
-#include "support/run_program.hpp"
+#include "support/sample_pairs.hpp"
 
 namespace tiomipra::test {
 namespace {
@@ -25,17 +24,15 @@ class Check : public testing::Test {
 
     // The rig with the right camera's rectification turned about x.
     std::string turnedRig(double degrees) const {
-        std::string turned = _folder / ("turned" + std::to_string(degrees));
-        std::filesystem::create_directory(turned);
-        std::filesystem::copy(_rig + "/left.yml", turned + "/left.yml");
-        vision::Calibration right;
-        right.load(_rig + "/right.yml");
+        std::string path = _folder / ("turned" + std::to_string(degrees));
+        ::Rig rig;
+        rig.left.load(_rig + "/left.yml");
+        rig.right.load(_rig + "/right.yml");
         cv::Mat turn;
-        cv::Rodrigues(cv::Vec3d(degrees * CV_PI / 180, 0, 0), turn);
-        turn.convertTo(turn, CV_32F);
-        right.rectificationMatrix = turn * right.rectificationMatrix;
-        right.save(turned + "/right.yml");
-        return turned;
+        cv::Rodrigues(cv::Vec3f(static_cast<float>(degrees * CV_PI / 180), 0, 0), turn);
+        rig.right.rectificationMatrix = turn * rig.right.rectificationMatrix;
+        saveRig(path, rig);
+        return path;
     }
 
     static Arguments check(const std::string& calibration, const std::string& left,

@@ -116,16 +116,15 @@ TEST(MatcherOptions, WarnOfWhatGoesWellButMeasuresBadly) {
 
 TEST(Matching, RefusesDisparitiesThatTheResultCannotHold) {
     const Rig wide = simpleRig({8192, 6144});
-    const auto stereoWith = [&](int minDisparity, int disparityNumber) {
-        MatcherSettings settings;
-        settings.values = {{"min-disparity", minDisparity}, {"disparity-number", disparityNumber}};
-        return makeStereo(settings, wide);
+    const auto matchAt = [&](int width, const std::string& arguments) {
+        requireMatchable(*makeStereo(parse(arguments), wide), width);
     };
-    EXPECT_NO_THROW(requireMatchable(*stereoWith(0, 2048), 8192));
-    EXPECT_THROW(requireMatchable(*stereoWith(1, 2048), 8192), UsageError);
-    EXPECT_NO_THROW(requireMatchable(*stereoWith(-2047, 16), 8192));
-    EXPECT_THROW(requireMatchable(*stereoWith(-2048, 16), 8192), UsageError);
-    EXPECT_NO_THROW(requireMatchable(*stereoWith(1, 2048), 4096)) << "halved by the library";
+    EXPECT_NO_THROW(matchAt(8192, "--min-disparity 0 --disparity-number 2048"));
+    EXPECT_THROW(matchAt(8192, "--min-disparity 1 --disparity-number 2048"), UsageError);
+    EXPECT_NO_THROW(matchAt(8192, "--min-disparity -2047 --disparity-number 16"));
+    EXPECT_THROW(matchAt(8192, "--min-disparity -2048 --disparity-number 16"), UsageError);
+    // Halved by the library.
+    EXPECT_NO_THROW(matchAt(4096, "--min-disparity 1 --disparity-number 2048"));
     EXPECT_THROW(requireMatchable(*stereoFor("--disparity-number 640"), 640), UsageError);
 }
 

@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <sstream>
 
 #include "frame_source.hpp"
 #include "image_files.hpp"
@@ -14,20 +13,6 @@ namespace tiomipra::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-// The first block of commands, line by line.
-std::vector<std::string> readmeCommands() {
-    std::istringstream readme(::readFile(TIOMIPRA_README));
-    std::vector<std::string> commands;
-    const std::string indentation = "    ";
-    for (std::string line; std::getline(readme, line);) {
-        if (line.rfind(indentation + "tiomipra ", 0) == 0)
-            commands.push_back(line.substr(indentation.size()));
-        else if (!commands.empty())
-            break;
-    }
-    return commands;
-}
 
 // left01.jpg, right01.jpg ... of a board, and the pair a.png and b.png.
 void layOutPhotographs(const ScratchFolder& folder) {
@@ -41,14 +26,13 @@ void layOutPhotographs(const ScratchFolder& folder) {
 TEST(Readme, ItsCommandsWorkAsWritten) {
     const ScratchFolder folder;
     layOutPhotographs(folder);
+    // The first block of commands.
+    const std::string extract = "sed -n '/^    tiomipra /,/^$/{p;/^$/q}' " TIOMIPRA_README;
     const std::string shell = "cd '" + folder / "" + "' && PATH='" +
-                              fs::path(programPath()).parent_path().string() + "':$PATH && ";
-    const auto commands = readmeCommands();
-    ASSERT_EQ(commands.size(), 3U);
-    for (const std::string& command : commands) {
-        const int status = std::system((shell + command + " > log 2>&1").c_str());
-        ASSERT_EQ(WEXITSTATUS(status), 0) << command << "\n" << ::readFile(folder / "log");
-    }
+                              fs::path(programPath()).parent_path().string() + "':$PATH && " +
+                              extract + " > commands && sh -ex commands > log 2>&1";
+    const int status = std::system(shell.c_str());
+    ASSERT_EQ(WEXITSTATUS(status), 0) << ::readFile(folder / "log");
     for (const char* result : {"rig/left.yml", "rig/report.json", "result/a.ply",
                                "result/a_depth.png", "result/a_depth_picture.png"})
         EXPECT_TRUE(fs::exists(folder / result)) << result;

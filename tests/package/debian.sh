@@ -12,14 +12,12 @@ compiler=$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$build/CMakeCache.txt")
 rm -rf "$scratch"
 mkdir -p "$scratch/packages"
 
-makePackages() {
-    # Built for /usr, as that decides where libraries go on Debian.
-    cmake -S "$source" -B "$scratch/build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
-        -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_CXX_COMPILER="$compiler" \
-        -DTIOMIPRA_BUILD_TESTS=OFF -DTIOMIPRA_BUILD_EXAMPLES=OFF
-    cmake --build "$scratch/build"
-    cpack --config "$scratch/build/CPackConfig.cmake" -B "$scratch/packages"
-}
+# Built for /usr, as that decides where libraries go on Debian.
+cmake -S "$source" -B "$scratch/build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
+    -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_CXX_COMPILER="$compiler" \
+    -DTIOMIPRA_BUILD_TESTS=OFF -DTIOMIPRA_BUILD_EXAMPLES=OFF
+cmake --build "$scratch/build"
+cpack --config "$scratch/build/CPackConfig.cmake" -B "$scratch/packages"
 
 # expectDependency PACKAGE EXPRESSION...: each is found in the package's dependencies.
 expectDependencies() {
@@ -33,19 +31,20 @@ expectDependencies() {
     done
 }
 
-# Without a system around them, as far as a machine where nothing may be installed allows.
-runUnpacked() {
-    local package
-    for package in "$scratch"/packages/*.deb; do
-        dpkg-deb --extract "$package" "$scratch/unpacked"
-    done
-    "$source/tests/package/command.sh" "$scratch/unpacked/usr/bin/tiomipra" "$version" \
-        "$photographs" "$scratch/results"
-}
+expectDependencies libtiomipra1 'libopencv-core[0-9]+ \(>= ' 'libspdlog[0-9]' 'libstdc\+\+6 '
+expectDependencies libtiomipra-dev "libtiomipra1 \(= $version\)" libopencv-dev
+expectDependencies tiomipra "libtiomipra1 \(= $version\)" libopencv-imgcodecs libopencv-videoio
 
-# In a fresh Debian, where nothing but the packages' own dependencies can help them.
-runInstalled() {
-    local root=$scratch/root
+# Without a system around them, as far as a machine where nothing may be installed allows.
+for package in "$scratch"/packages/*.deb; do
+    dpkg-deb --extract "$package" "$scratch/unpacked"
+done
+"$source/tests/package/command.sh" "$scratch/unpacked/usr/bin/tiomipra" "$version" \
+    "$photographs" "$scratch/results"
+
+if [ "$(id -u)" -eq 0 ]; then
+    # In a fresh Debian, where nothing but the packages' own dependencies can help them.
+    root=$scratch/root
     debootstrap --variant=minbase bookworm "$root"
     mkdir "$root/test"
     cp "$scratch"/packages/*.deb "$source"/tests/package/{command.sh,consumer/main.cpp} \
@@ -54,18 +53,10 @@ runInstalled() {
     chroot "$root" sh -c 'DEBIAN_FRONTEND=noninteractive \
         apt-get install -y -qq --no-install-recommends /test/*.deb g++ pkg-config' >/dev/null
     chroot "$root" /test/command.sh tiomipra "$version" /test /test/results
+    # shellcheck disable=SC2016 # expanded within the root
     chroot "$root" sh -c 'g++ -std=c++17 /test/main.cpp -o /test/consumer \
         $(pkg-config --cflags --libs tiomipra tevo) && /test/consumer'
     rm -rf "$root"
-}
-
-makePackages
-expectDependencies libtiomipra1 'libopencv-core[0-9]+ \(>= ' 'libspdlog[0-9]' 'libstdc\+\+6 '
-expectDependencies libtiomipra-dev "libtiomipra1 \(= $version\)" libopencv-dev
-expectDependencies tiomipra "libtiomipra1 \(= $version\)" libopencv-imgcodecs libopencv-videoio
-runUnpacked
-if [ "$(id -u)" -eq 0 ]; then
-    runInstalled
 else
     echo "Not root: the packages are not installed into a clean system."
 fi

@@ -36,9 +36,6 @@ class RunningProgram {
     // `fileSizeLimit` in bytes makes every write beyond it fail, as on a full disk.
     explicit RunningProgram(const Arguments& arguments,
                             std::optional<std::uint64_t> fileSizeLimit = {});
-    RunningProgram(const RunningProgram&) = delete;
-    RunningProgram& operator=(const RunningProgram&) = delete;
-    ~RunningProgram() = default;
 
     void send(int signal) const;
     RunResult wait();
