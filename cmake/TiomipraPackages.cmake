@@ -52,6 +52,7 @@ set(CPACK_COMPONENT_COMMAND_DESCRIPTION
 
 # Debian wants copyright and changes of each package in that package's own folder. The files have no
 # place in a plain installation.
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/CHANGELOG.md)
 execute_process(COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/CHANGELOG.md
   OUTPUT_FILE ${CMAKE_CURRENT_BINARY_DIR}/debian/changelog.gz COMMAND_ERROR_IS_FATAL ANY)
 foreach(component LIBRARIES DEVELOPMENT COMMAND)

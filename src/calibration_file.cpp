@@ -206,9 +206,8 @@ bool startsWithElementType(std::string_view data) {
     return false;
 }
 
-// How a format announces base64 data: in XML as an attribute's value, in YAML as a tag such as "!!"
-// or
-// "!<tag:yaml.org,2002:", in JSON by the word itself.
+// How a format announces base64 data: in XML as an attribute's value, in YAML behind a tag's start,
+// "!!" or "!<tag:yaml.org,2002:", in JSON by the word itself.
 struct Base64Mark {
     std::string_view word;
     char introducer;           // Precedes the word; none: '\0'.

@@ -162,13 +162,14 @@ Search searchBoards(FrameSource& source, const Board& board, unsigned jobs) {
 void requirePairs(const Search& search, const Board& board) {
     if (search.detections.size() >= minimumPairs)
         return;
-    std::string message = "the board was found in both images of only " +
-                          std::to_string(search.detections.size()) + " of " +
+    std::string message = "only " + std::to_string(search.detections.size()) + " of " +
                           std::to_string(search.detections.size() + search.skipped.size()) +
-                          " pairs, at least " + std::to_string(minimumPairs) + " are needed";
-    if (search.skipped.size() > search.failures)
-        message +=
-            "; does it have " + sizeText(board.corners) + " points (--corners) and this --pattern?";
+                          " pairs can be used, at least " + std::to_string(minimumPairs) +
+                          " are needed";
+    const std::size_t withoutBoard = search.skipped.size() - search.failures;
+    if (withoutBoard > search.failures)
+        message += "; does the board have " + sizeText(board.corners) +
+                   " points (--corners) and this --pattern?";
     for (const SkippedPair& pair : search.skipped)
         message += "\n  " + pair.names.left + "  " + pair.names.right + ": " + pair.reason;
     throw InputError(message);

@@ -1,5 +1,6 @@
 #include "output_files.hpp"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include <filesystem>
 #include <iostream>
 #include <optional>
+#include <random>
 #include <regex>
 #include <string>
 #include <string_view>
@@ -36,9 +38,11 @@ std::optional<int> findDescriptor(const fs::path& path) {
     if (error || fs::canonical(path.parent_path(), error) != descriptors)
         return std::nullopt;
     const std::string name = path.filename().string();
-    int descriptor = -1;  // which no file has
-    std::from_chars(name.data(), name.data() + name.size(), descriptor);
-    return descriptor;
+    const char* const end = name.data() + name.size();
+    int descriptor = 0;
+    const auto parsed = std::from_chars(name.data(), end, descriptor);
+    constexpr int none = -1;
+    return parsed.ec == std::errc() && parsed.ptr == end ? descriptor : none;
 }
 
 // What symbolic links lead to, whether it exists or not: a file, a folder or a descriptor.
@@ -116,7 +120,16 @@ std::FILE* openToWrite(const std::string& path) {
         return std::fopen(path.c_str(), "wbe");
     // Opened anew, a file would be written from its start. What this program has said comes first.
     std::cout.flush();
-    return fdopen(dup(*descriptor), "wb");
+    const int duplicate = fcntl(*descriptor, F_DUPFD_CLOEXEC, 0);
+    if (duplicate < 0)
+        return nullptr;
+    std::FILE* const file = fdopen(duplicate, "wb");
+    if (file == nullptr) {
+        const int error = errno == EINVAL ? EACCES : errno;  // one that is open for reading only
+        close(duplicate);
+        errno = error;
+    }
+    return file;
 }
 
 // Errors may turn up in any of the three calls, that of a full disk usually in the last one.
@@ -156,7 +169,8 @@ void prepareFolder(const std::string& path) {
 }
 
 std::string temporaryName(const std::string& folder) {
-    static std::atomic<unsigned> count = 0;
+    // Processes in two containers that share a folder may have the same number.
+    static std::atomic<unsigned> count = std::random_device()();
     return pathIn(folder, ".tiomipra-" + std::to_string(getpid()) + "-" + std::to_string(++count));
 }
 

@@ -27,7 +27,7 @@ TEST(Readme, ItsCommandsWorkAsWritten) {
     const ScratchFolder folder;
     layOutPhotographs(folder);
     // The first block of commands.
-    const std::string extract = "sed -n '/^    tiomipra /,/^$/{p;/^$/q}' " TIOMIPRA_README;
+    const std::string extract = "sed -n '/^    tiomipra /,/^$/{p;/^$/q}' '" TIOMIPRA_README "'";
     const std::string shell = "cd '" + folder / "" + "' && PATH='" +
                               fs::path(programPath()).parent_path().string() + "':$PATH && " +
                               extract + " > commands && sh -ex commands > log 2>&1";
