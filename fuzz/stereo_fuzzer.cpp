@@ -2,7 +2,6 @@
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <cstring>
-#include <limits>
 #include <vision/stereo.hpp>
 
 #include "support/rigs.hpp"

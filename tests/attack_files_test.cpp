@@ -104,7 +104,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(HostileFiles, LargeSoundDocumentsAreRead) {
     const std::string points = repeat("[ 1.5, -2. ], ", 5000) + "[ 3., 4. ]";
     const std::string texts[] = {
-        "{\"width\": 640, \"corners\": [ " + points + " ]}",
+        R"({"width": 640, "corners": [ )" + points + " ]}",
         yaml("# " + repeat("binary", 200000) + ": [[[\nwidth: 640\ncorners: [ " + points +
              " ]\n...\n---\nsecond: 1\n..."),
         yaml("width: 640\nnote: [ " + repeat("{ x: 1 }, ", 5000) + "1 ]" +

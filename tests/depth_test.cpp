@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -11,7 +10,6 @@
 
 namespace {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 using vision::Stereo;
 

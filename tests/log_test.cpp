@@ -108,9 +108,9 @@ TEST_F(Log, RecordsFromInsideTheSinkGoToStandardError) {
 TEST_F(Log, SinkMayThrowAndReplaceItself) {
     int calls = 0;
     tevo::log::setSink([&](const Record&) {
-        if (++calls == 2)
+        if (calls == 1)
             collectMessages();
-        throw calls;
+        throw ++calls;
     });
     for (const char* const message : {"first", "second", "third"})
         EXPECT_NO_THROW(emit(message));
