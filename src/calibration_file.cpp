@@ -4,6 +4,7 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -181,29 +182,41 @@ bool hasSoundStreams(std::string_view text) {
     return true;
 }
 
-int base64Value(char character) {
+// The bytes of `data` up to the first four characters that are not all base64.
+std::string decodeBase64(std::string_view data) {
     constexpr std::string_view alphabet =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    const auto index = alphabet.find(character);
-    return index == alphabet.npos ? -1 : static_cast<int>(index);
+    std::string bytes;
+    for (; data.size() >= 4; data.remove_prefix(4)) {
+        std::uint32_t bits = 0;
+        for (const char character : data.substr(0, 4)) {
+            const auto value = alphabet.find(character);
+            if (value == alphabet.npos)
+                return bytes;
+            bits = bits << 6 | static_cast<std::uint32_t>(value);
+        }
+        for (const int shift : {16, 8, 0})
+            bytes += static_cast<char>(bits >> shift & 0xff);
+    }
+    return bytes;
 }
 
-// True when base64 `data` starts with an element type, as in "3f": a count, if any, and a letter.
-bool startsWithElementType(std::string_view data) {
-    constexpr std::size_t longest = 16;
-    unsigned bits = 0;
-    for (std::size_t i = 0; i < std::min(data.size(), longest); ++i) {
-        const int value = base64Value(data[i]);
-        if (value < 0)
+// True when base64 `data` starts with a header as OpenCV writes it: the types of an element, as in
+// "3f" or "2if", filled up with blanks. The parser never ends when it finds none, which it also
+// does where a line ends within the header, or when its sum of the counts passes an int.
+bool startsWithElementTypes(std::string_view data) {
+    constexpr std::size_t headerLength = 24;
+    constexpr int mostDigits = 9;
+    const std::string header = decodeBase64(data.substr(0, headerLength / 3 * 4));
+    const auto types = std::string_view(header).substr(0, header.find(' '));
+    int digits = 0;
+    for (const char character : types) {
+        const auto byte = static_cast<unsigned char>(character);
+        digits = std::isdigit(byte) != 0 ? digits + 1 : 0;
+        if (std::isalnum(byte) == 0 || digits > mostDigits)
             return false;
-        bits = bits << 6 | static_cast<unsigned>(value);
-        if (i % 4 == 0)
-            continue;
-        const auto decoded = static_cast<unsigned char>(bits >> (6 - 2 * (i % 4)));
-        if (std::isdigit(decoded) == 0)
-            return std::isalpha(decoded) != 0;
     }
-    return false;
+    return header.size() == headerLength && !types.empty() && digits == 0;
 }
 
 // How a format announces base64 data: in XML as an attribute's value, in YAML behind a tag's start,
@@ -229,7 +242,6 @@ Base64Mark base64MarkOf(Format format) {
     }
 }
 
-// OpenCV's parser never ends with base64 data that lack an element type.
 bool hasSoundBase64(std::string_view text, Format format) {
     const Base64Mark mark = base64MarkOf(format);
     char last = '\0';  // The last character before the word that is none of `mark.between`.
@@ -248,7 +260,7 @@ bool hasSoundBase64(std::string_view text, Format format) {
             return false;
         rest.remove_prefix(mark.after.size());
         rest.remove_prefix(std::min(rest.find_first_not_of(mark.skipped), rest.size()));
-        if (!startsWithElementType(rest))
+        if (!startsWithElementTypes(rest))
             return false;
     }
     return true;
@@ -273,7 +285,7 @@ void checkText(const std::string& filename, std::string_view text) {
     if (format == Format::yaml && hasEmptyKey(text))
         refuse(filename, "holds an empty key");
     if (!hasSoundBase64(text, format))
-        refuse(filename, "base64 data must start with an element type");
+        refuse(filename, "base64 data must start with 24 bytes that name the types of an element");
 }
 
 }  // namespace

@@ -81,11 +81,13 @@ INSTANTIATE_TEST_SUITE_P(
           yaml("width:\n " + repeat("a: ", deep) + "1"),
           yaml("width:\n " + repeat("a[:", deep) + "1"),
           xml(repeat("<a>", deep) + repeat("</a>", deep))}},
-        // Without a type, without data, not base64 at all.
-        {"must start with an element type",
+        // No type, no data, not base64 at all, cut by the line's end, counts that add up past an
+        // int.
+        {"must start with 24 bytes that name the types",
          {"{\"width\": \"$base64$" + manyBlanks + "\"}", R"({"width": "$base64$MTExMTExMTExMTEx"})",
           yaml("width: !!binary |\n  MTIg" + manyBlanks), yaml("width: !!binary |\n  ????"),
-          yaml("width: !!binary 1"),
+          yaml("width: !!binary 1"), yaml("width: !!binary |\n  MWY\n  " + manyBlanks),
+          yaml("width: !!binary |\n  MjAwMDAwMDAwMGYyMDAwMDAwMDAwZiAgAAAA"),
           xml("<width type_id=\"binary\">\n  " + manyBlanks + "</width>")}},
         {"holds a carriage return within a line",
          {yaml("width: !!binary |\n  \rMWYg\n  AAAAAAAA")}},
