@@ -5,7 +5,6 @@
 #include <cctype>
 #include <cerrno>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -19,9 +18,12 @@ constexpr std::size_t largestDocument = std::size_t{16} << 20;
 // What OpenCV decompresses can't be looked into; only its length is bounded.
 constexpr std::size_t largestExpansion = 1032;
 constexpr std::size_t largestCompressed = largestDocument / largestExpansion;
-// A calibration nests three deep. The parser takes up to half a kilobyte of stack for each level,
-// so that these take half of the usual 8 MiB.
+// A calibration nests three deep. The parser takes half a kilobyte of stack for each level of XML
+// and half as much for one of YAML, which has two kinds of them: half of the usual 8 MiB at most.
 constexpr int deepestNesting = 8000;
+// A calibration has twenty. The parser looks keys up in a hash table whose lists grow as long as a
+// file wants: 20000 keys of one hash take it two seconds, 50000 half a minute.
+constexpr std::ptrdiff_t mostKeys = 20000;
 // Of any cv::Mat; cv::read puts the sizes into an array of that length.
 constexpr std::size_t mostDimensions = 32;
 
@@ -122,16 +124,47 @@ int boundIndentation(std::string_view text) {
     std::size_t deepest = 0;
     while (!text.empty()) {
         const auto line = text.substr(0, text.find('\n'));
+        const bool hasTag = line.find('!') != line.npos;  // Behind one, "-.5" is a sequence.
         std::size_t levels = std::min(line.find_first_not_of(' '), line.size());
         for (std::size_t i = 0; i < line.size(); ++i) {
             const char next = i + 1 < line.size() ? line[i + 1] : ' ';
-            const bool isSign = next == '.' || (next >= '0' && next <= '9');
+            const bool isSign = !hasTag && (next == '.' || (next >= '0' && next <= '9'));
             levels += line[i] == ':' || (line[i] == '-' && !isSign) ? 1 : 0;
         }
         deepest = std::max(deepest, levels);
         text.remove_prefix(std::min(line.size() + 1, text.size()));
     }
     return static_cast<int>(deepest);
+}
+
+// An upper bound: a key is followed by a colon, in XML it is a tag. Elements without a name, "<_>",
+// share one key.
+std::ptrdiff_t boundKeys(std::string_view text, Format format) {
+    if (format != Format::xml)
+        return std::count(text.begin(), text.end(), ':');
+    std::ptrdiff_t keys = 0;
+    for (auto found = text.find('<'); found != text.npos; found = text.find('<', found + 1)) {
+        const auto tag = text.substr(found + 1);
+        keys += startsWith(tag, "/") || startsWith(tag, "_>") || startsWith(tag, "_ ") ? 0 : 1;
+    }
+    return keys;
+}
+
+// A byte 0 within a text of XML, as "&#0;" makes it, leads the parser to lengths and counts that it
+// takes from the bytes behind.
+bool hasSoundReferences(std::string_view text) {
+    constexpr std::string_view start = "&#";
+    for (auto found = text.find(start); found != text.npos; found = text.find(start, found + 1)) {
+        auto number = text.substr(found + start.size());
+        number = number.substr(0, number.find(';'));
+        if (startsWith(number, "x"))
+            number.remove_prefix(1);
+        const bool isZero = number.find_first_not_of('0') == number.npos;
+        if (isZero || number.size() > 3 ||
+            number.find_first_not_of("0123456789abcdefABCDEF") != number.npos)
+            return false;
+    }
+    return true;
 }
 
 // The parser takes a carriage return for the end of a line, but reads on behind the line feed.
@@ -202,8 +235,9 @@ std::string decodeBase64(std::string_view data) {
 }
 
 // True when base64 `data` starts with a header as OpenCV writes it: the types of an element, as in
-// "3f" or "2if", filled up with blanks. The parser never ends when it finds none, which it also
-// does where a line ends within the header, or when its sum of the counts passes an int.
+// "3f" or "2if", filled up with blanks. The parser never ends without a type, which it also misses
+// when the first line has fewer than four characters, nor when counts add up past an int. With nine
+// digits each, a header has no room for so many.
 bool startsWithElementTypes(std::string_view data) {
     constexpr std::size_t headerLength = 24;
     constexpr int mostDigits = 9;
@@ -277,15 +311,32 @@ void checkText(const std::string& filename, std::string_view text) {
     const Format format = formatOf(text);
     if (format == Format::xml && text[text.find_last_not_of(blanks)] != '>')
         refuse(filename, "ends within a tag or a text");
+    if (format == Format::xml && !hasSoundReferences(text))
+        refuse(filename, "holds \"&#\" without up to three digits, not all 0, and \";\" behind it");
     if (boundNesting(text) > deepestNesting ||
         (format == Format::yaml && boundIndentation(text) > deepestNesting))
         refuse(filename, "may nest deeper than " + std::to_string(deepestNesting) + " levels");
+    if (boundKeys(text, format) > mostKeys)
+        refuse(filename, "may hold more than " + std::to_string(mostKeys) + " keys");
     if (format == Format::yaml && !hasSoundStreams(text))
         refuse(filename, "YAML must be a mapping that starts in the first column");
     if (format == Format::yaml && hasEmptyKey(text))
         refuse(filename, "holds an empty key");
     if (!hasSoundBase64(text, format))
         refuse(filename, "base64 data must start with 24 bytes that name the types of an element");
+}
+
+// The channels of a matrix of that element type. OpenCV adds up all counts: "2d1d" has three.
+double countChannels(const std::string& type) {
+    double channels = 0;
+    int count = 0;
+    for (const char character : type) {
+        const bool isDigit = std::isdigit(static_cast<unsigned char>(character)) != 0;
+        if (!isDigit)
+            channels += std::max(1, count);
+        count = isDigit ? 10 * count + (character - '0') : 0;
+    }
+    return std::max(1., channels);
 }
 
 }  // namespace
@@ -327,7 +378,7 @@ void checkMatrixNode(const cv::FileNode& node, const char* key, const std::strin
     int columns = 0;
     cv::read(node["rows"], rows, -1);
     cv::read(node["cols"], columns, -1);
-    double claimed = std::max(1, std::atoi(type.c_str()));
+    double claimed = countChannels(type);
     if (rows >= 0) {
         claimed *= static_cast<double>(rows) * columns;
     } else {

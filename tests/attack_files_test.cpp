@@ -66,7 +66,14 @@ INSTANTIATE_TEST_SUITE_P(
         {"distortion claims 10000000000 elements, but holds 1",
          {matrix("rows: 100000\n   cols: 100000\n   dt: d\n   data: [ 1. ]")}},
         {"distortion claims 1000 elements, but holds 2",
-         {matrix("rows: 1\n   cols: 2\n   dt: \"500d\"\n   data: [ 1., 2. ]")}},
+         {matrix("rows: 1\n   cols: 2\n   dt: \"500d\"\n   data: [ 1., 2. ]"),
+          matrix("rows: 1\n   cols: 2\n   dt: \"d498dd\"\n   data: [ 1., 2. ]")}},
+        {"may hold more than 20000 keys",
+         {yaml(repeat("a: 1\n", 20001)), "{" + repeat("\"a\": 1,", 20001) + "\"b\": 1}",
+          xml(repeat("<a>1</a>", 20001))}},
+        {"holds \"&#\" without",
+         {xml("<a>\"&#0;~~~~\" 2</a>"), xml("<a>\"&#;~~~~\" 2</a>"), xml("<a>\"&#x;~~~~\" 2</a>"),
+          xml("<a>\"&#4294967296;~~~~\" 2</a>"), xml("<a>\"&#+0;~~~~\" 2</a>")}},
         {"distortion claims 281474976710656 elements, but holds 1",
          {matrix("sizes: [ 65536, 65536, 65536 ]\n   dt: u\n   data: [ 1 ]")}},
         {"distortion has 100 dimensions, must have at most 32",
@@ -79,7 +86,7 @@ INSTANTIATE_TEST_SUITE_P(
           yaml("width: " + repeat("[", deep)), yaml("width: " + repeat("{ 1} : ", deep)),
           yaml("width:\n " + repeat("- ", deep) + "1"),
           yaml("width:\n " + repeat("a: ", deep) + "1"),
-          yaml("width:\n " + repeat("a[:", deep) + "1"),
+          yaml("width:\n " + repeat("a[:", deep) + "1"), yaml("width: " + repeat("!a -.: ", 5000)),
           xml(repeat("<a>", deep) + repeat("</a>", deep))}},
         // No type, no data, not base64 at all, cut by the line's end, counts that add up past an
         // int.
@@ -112,7 +119,7 @@ TEST(HostileFiles, LargeSoundDocumentsAreRead) {
         yaml("width: 640\nnote: [ " + repeat("{ x: 1 }, ", 5000) + "1 ]" +
              "\r\n\xC3\xA4: 1\n_mode: \"a:binary b\" # (binary)"),
         xml("<width>640</width><c>" + repeat("<_>1. 2.</_>", 5000) +
-            "</c><mode>\"binary pattern\"</mode>")};
+            "</c><mode>\"binary &#x41; pattern\"</mode>")};
     for (const std::string& text : texts)
         EXPECT_EQ(loadWidth(text), 640);
 }

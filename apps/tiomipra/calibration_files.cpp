@@ -1,9 +1,11 @@
 #include "calibration_files.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <opencv2/core.hpp>
+#include <stdexcept>
 #include <utility>
 
 #include "input_files.hpp"
@@ -57,6 +59,16 @@ std::optional<std::string> findUnit(const Rig& rig) {
     return std::nullopt;
 }
 
+// OpenCV's parser states "PATH(LINE): what is wrong" where an exception has its function.
+std::string describeComplaint(const cv::Exception& exception, const std::string& path) {
+    const std::string start = path + "(";
+    if (!startsWith(exception.func, start))
+        return exception.err;
+    std::string complaint = exception.func.substr(start.size());
+    complaint.erase(std::min(complaint.find(')'), complaint.size()), 1);
+    return "line " + complaint;
+}
+
 }  // namespace
 
 void addCalibrationOptions(CLI::App& command, CalibrationOptions& options) {
@@ -85,7 +97,10 @@ Calibration readCalibration(const std::string& path) {
     try {
         calibration.load(path);
     } catch (const cv::Exception& exception) {
-        throw InputError(quote(path) + " is not a calibration: " + exception.err);
+        throw InputError(quote(path) +
+                         " is not a calibration: " + describeComplaint(exception, path));
+    } catch (const std::logic_error& error) {  // of the parser's own strings
+        throw InputError(quote(path) + " is not a calibration: " + error.what());
     }
     requireKeys(calibration, path);
     return calibration;

@@ -37,8 +37,10 @@ const std::vector<Fault> unreadableCalibrations{
      [](const SamplePairs& p) { fs::remove(p / "rig/right.yml"); },
      {"rig/right.yml", "No such file"}},
     {"MalformedCalibration",
-     [](const SamplePairs& p) { fs::resize_file(p / "rig/left.yml", 200); },
-     {"rig/left.yml", "not a"}},
+     [](const SamplePairs& p) {
+         p.folder.write("rig/left.yml", "%YAML:1.0\n---\nwidth: 64\n\theight: 48");
+     },
+     {"rig/left.yml", "not a calibration: line 4: Tabs are prohibited"}},
     inRig("IncompleteCalibration", {"rig/left.yml", "rectificationMatrix", "missing"},
           [](::Rig& rig) { rig.left.rectificationMatrix = cv::Mat(); })};
 
