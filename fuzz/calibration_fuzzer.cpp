@@ -8,8 +8,8 @@
 #include <vision/calibration.hpp>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    // A file of this process alone. Its name asks for no decompression: what that brings to light
-    // is not checked.
+    // A file of this process alone. Its name asks for no decompression, as the library does not
+    // check what OpenCV decompresses.
     const std::string filename =
         std::filesystem::temp_directory_path() / ("calibration-" + std::to_string(getpid()));
     std::ofstream(filename, std::ios::binary)

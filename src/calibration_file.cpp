@@ -21,9 +21,10 @@ constexpr std::size_t largestCompressed = largestDocument / largestExpansion;
 // A calibration nests three deep. The parser takes half a kilobyte of stack for each level of XML
 // and half as much for one of YAML, which has two kinds of them: half of the usual 8 MiB at most.
 constexpr int deepestNesting = 8000;
-// A calibration has twenty. The parser looks keys up in a hash table whose lists grow as long as a
-// file wants: 20000 keys of one hash take it two seconds, 50000 half a minute.
-constexpr std::ptrdiff_t mostKeys = 20000;
+// A calibration has two dozen. The parser looks keys up in a hash table whose lists grow as long as
+// a file wants: 5000 keys of one hash that fill the largest document take it three seconds, 20000
+// take half a minute.
+constexpr std::ptrdiff_t mostKeys = 5000;
 // Of any cv::Mat; cv::read puts the sizes into an array of that length.
 constexpr std::size_t mostDimensions = 32;
 
@@ -57,7 +58,7 @@ struct Target {
 
 Target targetOf(const std::string& filename) {
     std::string path = filename.substr(0, filename.find_last_of('?'));
-    if (path.size() > 4 && path.compare(path.size() - 4, 3, ".gz") == 0 &&
+    if (path.size() >= 4 && path.compare(path.size() - 4, 3, ".gz") == 0 &&
         std::isdigit(static_cast<unsigned char>(path.back())) != 0)
         path.pop_back();
     return {path, endsWith(path, ".gz")};
@@ -124,11 +125,11 @@ int boundIndentation(std::string_view text) {
     std::size_t deepest = 0;
     while (!text.empty()) {
         const auto line = text.substr(0, text.find('\n'));
-        const bool hasTag = line.find('!') != line.npos;  // Behind one, "-.5" is a sequence.
+        const auto tag = line.find('!');  // Behind one, "-.5" is a sequence.
         std::size_t levels = std::min(line.find_first_not_of(' '), line.size());
         for (std::size_t i = 0; i < line.size(); ++i) {
             const char next = i + 1 < line.size() ? line[i + 1] : ' ';
-            const bool isSign = !hasTag && (next == '.' || (next >= '0' && next <= '9'));
+            const bool isSign = i < tag && (next == '.' || (next >= '0' && next <= '9'));
             levels += line[i] == ':' || (line[i] == '-' && !isSign) ? 1 : 0;
         }
         deepest = std::max(deepest, levels);
@@ -137,8 +138,7 @@ int boundIndentation(std::string_view text) {
     return static_cast<int>(deepest);
 }
 
-// An upper bound: a key is followed by a colon, in XML it is a tag. Elements without a name, "<_>",
-// share one key.
+// An upper bound: a key is followed by a colon, in XML it is a tag. Elements "<_>" have none.
 std::ptrdiff_t boundKeys(std::string_view text, Format format) {
     if (format != Format::xml)
         return std::count(text.begin(), text.end(), ':');
@@ -154,13 +154,14 @@ std::ptrdiff_t boundKeys(std::string_view text, Format format) {
 // takes from the bytes behind.
 bool hasSoundReferences(std::string_view text) {
     constexpr std::string_view start = "&#";
+    constexpr std::size_t mostDigits = 3;
     for (auto found = text.find(start); found != text.npos; found = text.find(start, found + 1)) {
         auto number = text.substr(found + start.size());
         number = number.substr(0, number.find(';'));
         if (startsWith(number, "x"))
             number.remove_prefix(1);
-        const bool isZero = number.find_first_not_of('0') == number.npos;
-        if (isZero || number.size() > 3 ||
+        number.remove_prefix(std::min(number.find_first_not_of('0'), number.size()));
+        if (number.empty() || number.size() > mostDigits ||
             number.find_first_not_of("0123456789abcdefABCDEF") != number.npos)
             return false;
     }
@@ -235,9 +236,9 @@ std::string decodeBase64(std::string_view data) {
 }
 
 // True when base64 `data` starts with a header as OpenCV writes it: the types of an element, as in
-// "3f" or "2if", filled up with blanks. The parser never ends without a type, which it also misses
-// when the first line has fewer than four characters, nor when counts add up past an int. With nine
-// digits each, a header has no room for so many.
+// "3f" or "2if", filled up with blanks. The parser never ends without a type, with a first line of
+// fewer than four characters, or with counts that add up past an int. Counts of at most nine digits
+// can't, in 24 bytes.
 bool startsWithElementTypes(std::string_view data) {
     constexpr std::size_t headerLength = 24;
     constexpr int mostDigits = 9;
@@ -312,7 +313,8 @@ void checkText(const std::string& filename, std::string_view text) {
     if (format == Format::xml && text[text.find_last_not_of(blanks)] != '>')
         refuse(filename, "ends within a tag or a text");
     if (format == Format::xml && !hasSoundReferences(text))
-        refuse(filename, "holds \"&#\" without up to three digits, not all 0, and \";\" behind it");
+        refuse(filename,
+               "holds a reference to a character (\"&#\") that is 0, too large or not closed");
     if (boundNesting(text) > deepestNesting ||
         (format == Format::yaml && boundIndentation(text) > deepestNesting))
         refuse(filename, "may nest deeper than " + std::to_string(deepestNesting) + " levels");
@@ -382,8 +384,10 @@ void checkMatrixNode(const cv::FileNode& node, const char* key, const std::strin
     if (rows >= 0) {
         claimed *= static_cast<double>(rows) * columns;
     } else {
-        for (const cv::FileNode& size : sizes)
-            claimed *= static_cast<int>(size);
+        // Counted, as the end of a damaged sequence is never met.
+        auto size = sizes.begin();
+        for (std::size_t left = sizes.size(); left > 0; --left, ++size)
+            claimed *= static_cast<int>(*size);
     }
     const std::size_t held = node["data"].size();
     if (claimed > static_cast<double>(held))

@@ -59,11 +59,15 @@ std::optional<std::string> findUnit(const Rig& rig) {
     return std::nullopt;
 }
 
+std::string unreadable(const std::string& complaint) {
+    return "OpenCV can't read it (" + complaint + ")";
+}
+
 // OpenCV's parser states "PATH(LINE): what is wrong" where an exception has its function.
 std::string describeComplaint(const cv::Exception& exception, const std::string& path) {
     const std::string start = path + "(";
     if (!startsWith(exception.func, start))
-        return exception.err;
+        return exception.code == cv::Error::StsAssert ? unreadable(exception.err) : exception.err;
     std::string complaint = exception.func.substr(start.size());
     complaint.erase(std::min(complaint.find(')'), complaint.size()), 1);
     return "line " + complaint;
@@ -99,8 +103,8 @@ Calibration readCalibration(const std::string& path) {
     } catch (const cv::Exception& exception) {
         throw InputError(quote(path) +
                          " is not a calibration: " + describeComplaint(exception, path));
-    } catch (const std::logic_error& error) {  // of the parser's own strings
-        throw InputError(quote(path) + " is not a calibration: " + error.what());
+    } catch (const std::logic_error& error) {  // OpenCV's parser lets those of std::string through.
+        throw InputError(quote(path) + " is not a calibration: " + unreadable(error.what()));
     }
     requireKeys(calibration, path);
     return calibration;

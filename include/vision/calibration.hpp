@@ -82,7 +82,7 @@ class TIOMIPRA_EXPORT Calibration {
     ///         matrix; fields read before the failure keep their new values. Also, with the record
     ///         unchanged, when the name is that of a directory, FIFO or device, when the document
     ///         is longer than 16 MiB (compressed: 15 KiB), or when it may nest deeper than 8000
-    ///         levels or hold more than 20000 keys.
+    ///         levels or hold more than 5000 keys.
     /// @throws std::length_error from OpenCV's parser, on a few malformed documents in place of
     ///         `cv::Exception`
     void load(const std::string& filename);
