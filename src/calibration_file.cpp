@@ -314,7 +314,7 @@ void checkText(const std::string& filename, std::string_view text) {
         refuse(filename, "ends within a tag or a text");
     if (format == Format::xml && !hasSoundReferences(text))
         refuse(filename,
-               "holds a reference to a character (\"&#\") that is 0, too large or not closed");
+               R"(holds a reference to a character ("&#") that is 0, too large or not closed)");
     if (boundNesting(text) > deepestNesting ||
         (format == Format::yaml && boundIndentation(text) > deepestNesting))
         refuse(filename, "may nest deeper than " + std::to_string(deepestNesting) + " levels");
