@@ -22,7 +22,7 @@ constexpr std::size_t largestCompressed = largestDocument / largestExpansion;
 // and half as much for one of YAML, which has two kinds of them: half of the usual 8 MiB at most.
 constexpr int deepestNesting = 8000;
 // A calibration has two dozen. The parser looks keys up in a hash table whose lists grow as long as
-// a file wants: 5000 keys of one hash that fill the largest document take it three seconds, 20000
+// a file wants: 5000 keys of one hash that fill the largest document take it five seconds, 20000
 // take half a minute.
 constexpr std::ptrdiff_t mostKeys = 5000;
 // Of any cv::Mat; cv::read puts the sizes into an array of that length.
