@@ -97,14 +97,17 @@ void addCalibrationOptions(CLI::App& command, CalibrationOptions& options) {
 
 Calibration readCalibration(const std::string& path) {
     requireReadable(path);
+    std::error_code error;
+    if (std::filesystem::file_size(path, error) == 0)
+        throw InputError(quote(path) + " is empty, must be a calibration");
     Calibration calibration;
     try {
         calibration.load(path);
     } catch (const cv::Exception& exception) {
         throw InputError(quote(path) +
                          " is not a calibration: " + describeComplaint(exception, path));
-    } catch (const std::logic_error& error) {  // OpenCV's parser lets those of std::string through.
-        throw InputError(quote(path) + " is not a calibration: " + unreadable(error.what()));
+    } catch (const std::logic_error& fault) {  // OpenCV's parser lets those of std::string through.
+        throw InputError(quote(path) + " is not a calibration: " + unreadable(fault.what()));
     }
     requireKeys(calibration, path);
     return calibration;

@@ -36,6 +36,9 @@ const std::vector<Fault> unreadableCalibrations{
     {"MissingCalibration",
      [](const SamplePairs& p) { fs::remove(p / "rig/right.yml"); },
      {"rig/right.yml", "No such file"}},
+    {"EmptyCalibration",
+     [](const SamplePairs& p) { p.folder.write("rig/left.yml", ""); },
+     {"rig/left.yml", "is empty"}},
     {"MalformedCalibration",
      [](const SamplePairs& p) {
          p.folder.write("rig/left.yml", "%YAML:1.0\n---\nwidth: 64\n\theight: 48");
