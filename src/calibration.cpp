@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "calibration_file.hpp"
+#include "calibration_document.hpp"
 #include "log_message.hpp"
 #include "matrix_checks.hpp"
 

@@ -1,16 +1,17 @@
 #include "vision/stereo.hpp"
 
 #include <cmath>
-#include <limits>
 #include <opencv2/calib3d.hpp>
 #include <opencv2/imgproc.hpp>
 #include <stdexcept>
 #include <string>
 
 #include "log_message.hpp"
-#include "matcher_limits.hpp"
 #include "matrix_checks.hpp"
+#include "opencv_limits.hpp"
 #include "reprojection.hpp"
+#include "shared/adaptation.hpp"
+#include "shared/truncation.hpp"
 
 namespace vision {
 namespace {
@@ -24,14 +25,6 @@ constexpr int defaultP1(int windowSize) {
 }
 constexpr int defaultP2(int windowSize) {
     return 32 * windowSize * windowSize;
-}
-
-// Truncates towards zero; what no int can hold, NaN included, becomes the smallest int, as the
-// conversion instruction of x86 has it.
-int truncateToInt(float value) {
-    constexpr float limit = 2147483648.f;
-    return value >= -limit && value < limit ? static_cast<int>(value)
-                                            : std::numeric_limits<int>::min();
 }
 
 // -`value`, where the smallest int is its own negation.
@@ -102,26 +95,6 @@ int computeReductionFactor(int calibratedWidth, int imageWidth) {
     return factor;
 }
 
-AdaptedParameters adapt(const Stereo& stereo, int reductionFactor) {
-    constexpr int smallestDisparityNumber = 16;
-    const int level = static_cast<int>(std::round(std::log2(static_cast<double>(reductionFactor))));
-    const int disparityNumber = stereo.getDisparityNumber() - 16 * level;
-
-    AdaptedParameters adapted{};
-    adapted.minDisparity = stereo.getMinDisparity() / reductionFactor;
-    adapted.disparityNumber = std::max(disparityNumber, smallestDisparityNumber);
-    adapted.windowSize =
-        reductionFactor == 1 ? stereo.getWindowSize() : stereo.getWindowSize() - reductionFactor;
-    adapted.speckleWindowSize = stereo.getSpeckleWindowSize() / reductionFactor;
-    adapted.speckleRange = stereo.getSpeckleRange() / reductionFactor;
-    return adapted;
-}
-
-// Costs grow with the number of pixels in the block.
-int adaptPenalty(int penalty, float windowRatio) {
-    return truncateToInt(static_cast<float>(penalty) * windowRatio * windowRatio);
-}
-
 void configure(cv::StereoBM& matcher, const Stereo& stereo, const AdaptedParameters& adapted) {
     matcher.setBlockSize(adapted.windowSize);
     matcher.setMinDisparity(adapted.minDisparity);
@@ -135,15 +108,13 @@ void configure(cv::StereoBM& matcher, const Stereo& stereo, const AdaptedParamet
 }
 
 void configure(cv::StereoSGBM& matcher, const Stereo& stereo, const AdaptedParameters& adapted) {
-    const float windowRatio =
-        static_cast<float>(adapted.windowSize) / static_cast<float>(stereo.getWindowSize());
     matcher.setMinDisparity(adapted.minDisparity);
     matcher.setNumDisparities(adapted.disparityNumber);
     matcher.setBlockSize(adapted.windowSize);
     matcher.setPreFilterCap(stereo.getPreFilterCap());
     matcher.setUniquenessRatio(stereo.getUniquenessRatio());
-    matcher.setP1(adaptPenalty(stereo.getP1(), windowRatio));
-    matcher.setP2(adaptPenalty(stereo.getP2(), windowRatio));
+    matcher.setP1(adapted.P1);
+    matcher.setP2(adapted.P2);
     matcher.setSpeckleWindowSize(adapted.speckleWindowSize);
     matcher.setSpeckleRange(adapted.speckleRange);
     matcher.setDisp12MaxDiff(stereo.getDisp12MaxDiff());

@@ -3,8 +3,8 @@
 // The parser recurses for every nested collection, loops for ever over some malformed base64 data,
 // reads on behind a document that ends too early, and allocates a matrix of any claimed size. Each
 // is found out here first and refused with the kind of exception that the parser itself throws.
-#ifndef VISION_CALIBRATION_FILE_HPP
-#define VISION_CALIBRATION_FILE_HPP
+#ifndef VISION_CALIBRATION_DOCUMENT_HPP
+#define VISION_CALIBRATION_DOCUMENT_HPP
 
 #include <opencv2/core.hpp>
 #include <string>

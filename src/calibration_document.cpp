@@ -1,4 +1,4 @@
-#include "calibration_file.hpp"
+#include "calibration_document.hpp"
 
 #include <algorithm>
 #include <array>
@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <fstream>
 #include <string_view>
+
+#include "shared/text.hpp"
 
 namespace vision {
 namespace {
@@ -35,14 +37,6 @@ constexpr std::string_view blanks = " \t\r\n";
 }
 
 enum class Format { xml, yaml, json };
-
-bool startsWith(std::string_view text, std::string_view prefix) {
-    return text.substr(0, prefix.size()) == prefix;
-}
-
-bool endsWith(std::string_view text, std::string_view suffix) {
-    return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
-}
 
 Format formatOf(std::string_view text) {
     if (startsWith(text, "<"))

@@ -1,21 +1,14 @@
 // What OpenCV's matchers can compute without leaving their buffers and number formats, which they
 // don't check themselves.
-#ifndef VISION_MATCHER_LIMITS_HPP
-#define VISION_MATCHER_LIMITS_HPP
+#ifndef VISION_OPENCV_LIMITS_HPP
+#define VISION_OPENCV_LIMITS_HPP
 
 #include <opencv2/core.hpp>
 #include <string>
 
-namespace vision {
+#include "shared/adaptation.hpp"
 
-// The matchers' parameters that depend on the resolution.
-struct AdaptedParameters {
-    int minDisparity;
-    int disparityNumber;
-    int windowSize;
-    int speckleWindowSize;
-    int speckleRange;
-};
+namespace vision {
 
 // What keeps images of `size` from being matched with these parameters, naming item, value and
 // rule; empty when nothing does. What OpenCV refuses itself is not looked for.

@@ -1,8 +1,10 @@
-#include "matcher_limits.hpp"
+#include "opencv_limits.hpp"
 
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+
+#include "shared/text.hpp"
 
 namespace vision {
 namespace {
@@ -23,10 +25,6 @@ std::string describeRange(const AdaptedParameters& parameters) {
            std::to_string(endOfDisparities(parameters) - 1);
 }
 
-std::string describeSize(const cv::Size& size) {
-    return std::to_string(size.width) + "x" + std::to_string(size.height);
-}
-
 std::string complaintAboutRange(const AdaptedParameters& parameters) {
     if (endOfDisparities(parameters) > largestInt)
         return describeRange(parameters) + ", must end below " + std::to_string(largestInt);
@@ -43,11 +41,11 @@ std::string complaintAboutSpeckleFilter(const AdaptedParameters& parameters, con
     if (parameters.speckleWindowSize == 0)
         return {};
     if (std::max(size.width, size.height) > longestSide)
-        return "image is " + describeSize(size) + ", must be at most " +
-               std::to_string(longestSide) + " pixels long for the speckle filter";
+        return "image is " + describe(size) + ", must be at most " + std::to_string(longestSide) +
+               " pixels long for the speckle filter";
     if (std::int64_t{size.width} * size.height > mostPixels)
-        return "image is " + describeSize(size) + ", must have at most " +
-               std::to_string(mostPixels) + " pixels for the speckle filter";
+        return "image is " + describe(size) + ", must have at most " + std::to_string(mostPixels) +
+               " pixels for the speckle filter";
     return {};
 }
 
