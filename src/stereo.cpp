@@ -18,14 +18,21 @@ namespace {
 
 const tevo::log::Category* const category = tevo::log::addCategory("vision.stereo");
 
+constexpr float defaultMaxDepth = 5.F;
+constexpr auto defaultAlgorithm = Stereo::BM;
 constexpr int defaultWindowSize = 21;
-
-constexpr int defaultP1(int windowSize) {
-    return 8 * windowSize * windowSize;
-}
-constexpr int defaultP2(int windowSize) {
-    return 32 * windowSize * windowSize;
-}
+constexpr int defaultMinDisparity = 1;
+constexpr int defaultDisparityNumber = 80;
+constexpr int defaultPreFilterCap = 45;
+constexpr int defaultPreFilterSize = 25;
+constexpr int defaultSpeckleRange = 10;
+constexpr int defaultSpeckleWindowSize = 400;
+constexpr int defaultTextureThreshold = 1;
+constexpr int defaultUniquenessRatio = 2;
+constexpr int defaultP1 = 8 * defaultWindowSize * defaultWindowSize;
+constexpr int defaultP2 = 32 * defaultWindowSize * defaultWindowSize;
+constexpr int defaultDisp12MaxDiff = 0;
+constexpr bool defaultFullDP = false;
 
 // -`value`, where the smallest int is its own negation.
 int wrappingNegation(int value) {
@@ -172,21 +179,21 @@ cv::Mat computeReprojectionMatrix(const cv::Mat& leftProjection, const cv::Mat& 
 }  // namespace
 
 Stereo::Stereo()
-    : _maxDepth(5.F),
-      _stereoAlgorithm(BM),
+    : _maxDepth(defaultMaxDepth),
+      _stereoAlgorithm(defaultAlgorithm),
       _windowSize(defaultWindowSize),
-      _minDisparity(1),
-      _disparityNumber(80),
-      _preFilterCap(45),
-      _preFilterSize(25),
-      _speckleRange(10),
-      _speckleWindowSize(400),
-      _textureThreshold(1),
-      _uniquenessRatio(2),
-      _P1(defaultP1(defaultWindowSize)),
-      _P2(defaultP2(defaultWindowSize)),
-      _disp12MaxDiff(0),
-      _fullDP(false),
+      _minDisparity(defaultMinDisparity),
+      _disparityNumber(defaultDisparityNumber),
+      _preFilterCap(defaultPreFilterCap),
+      _preFilterSize(defaultPreFilterSize),
+      _speckleRange(defaultSpeckleRange),
+      _speckleWindowSize(defaultSpeckleWindowSize),
+      _textureThreshold(defaultTextureThreshold),
+      _uniquenessRatio(defaultUniquenessRatio),
+      _P1(defaultP1),
+      _P2(defaultP2),
+      _disp12MaxDiff(defaultDisp12MaxDiff),
+      _fullDP(defaultFullDP),
       _transforms(precedesByArea) {}
 
 Stereo::~Stereo() = default;
@@ -321,18 +328,18 @@ const Stereo::ImageTransform& Stereo::_findOrComputeTransform(const cv::Size& si
 
 void Stereo::resetAllParameters() {
     _windowSize = defaultWindowSize;
-    setMinDisparity(1);
-    _disparityNumber = 80;
-    _preFilterCap = 45;
-    _preFilterSize = 25;
-    _speckleRange = 10;
-    _speckleWindowSize = 400;
-    _textureThreshold = 1;
-    _uniquenessRatio = 2;
-    setP1(defaultP1(_windowSize));
-    setP2(defaultP2(_windowSize));
-    _disp12MaxDiff = 0;
-    _fullDP = false;
+    setMinDisparity(defaultMinDisparity);
+    _disparityNumber = defaultDisparityNumber;
+    _preFilterCap = defaultPreFilterCap;
+    _preFilterSize = defaultPreFilterSize;
+    _speckleRange = defaultSpeckleRange;
+    _speckleWindowSize = defaultSpeckleWindowSize;
+    _textureThreshold = defaultTextureThreshold;
+    _uniquenessRatio = defaultUniquenessRatio;
+    _P1 = defaultP1;
+    _P2 = defaultP2;
+    _disp12MaxDiff = defaultDisp12MaxDiff;
+    _fullDP = defaultFullDP;
 }
 
 float Stereo::getMaxDepth() const {

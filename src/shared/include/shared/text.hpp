@@ -23,9 +23,9 @@ inline std::string describe(const cv::Size& size) {
 
 // Shape and type: "3x4 CV_64FC1", "0x0 CV_8UC1", "3-dimensional CV_8UC1".
 inline std::string describeShape(const cv::Mat& matrix) {
-    const std::string shape =
-        matrix.dims <= 2 ? std::to_string(matrix.rows) + "x" + std::to_string(matrix.cols)
-                         : std::to_string(matrix.dims) + "-dimensional";
+    const std::string shape = matrix.dims <= 2
+                                  ? std::to_string(matrix.rows) + "x" + std::to_string(matrix.cols)
+                                  : std::to_string(matrix.dims) + "-dimensional";
     return shape + " " + cv::typeToString(matrix.type());
 }
 
