@@ -15,19 +15,22 @@
 namespace vision {
 namespace {
 
-// A calibration takes some kilobytes; files that keep the corners of all views stay far below.
+// Bytes. A calibration takes some kilobytes; files that also keep the corners of all views stay far
+// below this.
 constexpr std::size_t largestDocument = std::size_t{16} << 20;
-// What OpenCV decompresses can't be looked into; only its length is bounded.
+// Gzip makes 1032 bytes of one at most. The library can't decompress, so it bounds the compressed
+// length such that the text is not longer than `largestDocument`.
 constexpr std::size_t largestExpansion = 1032;
 constexpr std::size_t largestCompressed = largestDocument / largestExpansion;
-// A calibration nests three deep. The parser takes half a kilobyte of stack for each level of XML
-// and half as much for one of YAML, which has two kinds of them: half of the usual 8 MiB at most.
+// A calibration nests three deep. The parser takes half a kilobyte of stack for each level of XML,
+// and a quarter for each of YAML, where brackets and indentation are bounded separately: at most
+// half of the usual stack of 8 MiB.
 constexpr int deepestNesting = 8000;
-// A calibration has two dozen. The parser looks keys up in a hash table whose lists grow as long as
-// a file wants: 5000 keys of one hash that fill the largest document take it five seconds, 20000
-// take half a minute.
+// A calibration has two dozen. The parser looks keys up in a hash table, and a file may choose keys
+// that all have the same hash: 5000 of them that fill the largest document take it five seconds,
+// 20000 take half a minute.
 constexpr std::ptrdiff_t mostKeys = 5000;
-// Of any cv::Mat; cv::read puts the sizes into an array of that length.
+// A cv::Mat has no more; cv::read writes the sizes into an array of that length.
 constexpr std::size_t mostDimensions = 32;
 
 constexpr std::string_view blanks = " \t\r\n";
@@ -37,6 +40,23 @@ constexpr std::string_view blanks = " \t\r\n";
 }
 
 enum class Format { xml, yaml, json };
+
+// `text` without those of `characters` that it starts with.
+std::string_view skip(std::string_view text, std::string_view characters) {
+    text.remove_prefix(std::min(text.find_first_not_of(characters), text.size()));
+    return text;
+}
+
+// Removes the first line from `text` and gives it without its line feed.
+std::string_view takeLine(std::string_view& text) {
+    const auto line = text.substr(0, text.find('\n'));
+    text.remove_prefix(std::min(line.size() + 1, text.size()));
+    return line;
+}
+
+bool isDigit(char character) {
+    return std::isdigit(static_cast<unsigned char>(character)) != 0;
+}
 
 Format formatOf(std::string_view text) {
     if (startsWith(text, "<"))
@@ -52,8 +72,7 @@ struct Target {
 
 Target targetOf(const std::string& filename) {
     std::string path = filename.substr(0, filename.find_last_of('?'));
-    if (path.size() >= 4 && path.compare(path.size() - 4, 3, ".gz") == 0 &&
-        std::isdigit(static_cast<unsigned char>(path.back())) != 0)
+    if (path.size() >= 4 && path.compare(path.size() - 4, 3, ".gz") == 0 && isDigit(path.back()))
         path.pop_back();
     return {path, endsWith(path, ".gz")};
 }
@@ -90,49 +109,53 @@ bool isCutGzip(std::string_view bytes) {
     return stated > bytes.size() * largestExpansion;
 }
 
-// An upper bound of the levels that brackets and tags nest: all that are opened, less the sequences
-// and elements that hold nothing but words and numbers. No other end is trusted, as only the parser
-// itself can tell it from one within a string, a key or a comment.
+// At least as many levels as brackets and tags nest: all that are opened, less the sequences and
+// elements that hold nothing but words and numbers. An end behind anything else does not count, as
+// it may stand within a string, a key or a comment, which only the parser itself can tell.
 int boundNesting(std::string_view text) {
     constexpr std::string_view plain =
         "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ.,+-_> \t\r\n";
     int levels = 0;
-    char opened = '\0';
+    char opened = '\0';  // What only plain characters have followed since.
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char character = text[i];
-        const bool endsTag = character == '<' && startsWith(text.substr(i), "</");
-        if ((character == ']' && opened == '[') || (endsTag && opened == '<'))
+        const bool endsElement = startsWith(text.substr(i), "</");
+        if ((character == ']' && opened == '[') || (endsElement && opened == '<'))
             --levels;
-        const bool opens = (character == '[' || character == '{' || character == '<') && !endsTag;
-        levels += opens ? 1 : 0;
-        if (opens)
+        if (!endsElement && (character == '[' || character == '{' || character == '<')) {
+            ++levels;
             opened = character;
-        else if (plain.find(character) == plain.npos)
+        } else if (plain.find(character) == plain.npos) {
             opened = '\0';
+        }
     }
     return levels;
 }
 
-// An upper bound of the levels that YAML nests by indentation. Each starts in a column of its own,
-// behind blanks, a dash or a key, and several may start in one line, as in "- - a: b: 1".
+// At least as many levels as start in one line of YAML: in the columns of its indentation, behind
+// each dash and behind each key, as in "- - a: b: 1".
+std::size_t boundLevels(std::string_view line) {
+    const auto tag = line.find('!');
+    std::size_t levels = line.size() - skip(line, " ").size();
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        const char next = i + 1 < line.size() ? line[i + 1] : ' ';
+        // The parser takes "-.5" for a number, but behind a tag for the start of a sequence.
+        const bool isSign = i < tag && (next == '.' || isDigit(next));
+        levels += line[i] == ':' || (line[i] == '-' && !isSign) ? 1 : 0;
+    }
+    return levels;
+}
+
+// At least as many levels as YAML nests by indentation. Each starts in a column of its own.
 int boundIndentation(std::string_view text) {
     std::size_t deepest = 0;
-    while (!text.empty()) {
-        const auto line = text.substr(0, text.find('\n'));
-        const auto tag = line.find('!');  // Behind one, "-.5" is a sequence.
-        std::size_t levels = std::min(line.find_first_not_of(' '), line.size());
-        for (std::size_t i = 0; i < line.size(); ++i) {
-            const char next = i + 1 < line.size() ? line[i + 1] : ' ';
-            const bool isSign = i < tag && (next == '.' || (next >= '0' && next <= '9'));
-            levels += line[i] == ':' || (line[i] == '-' && !isSign) ? 1 : 0;
-        }
-        deepest = std::max(deepest, levels);
-        text.remove_prefix(std::min(line.size() + 1, text.size()));
-    }
+    while (!text.empty())
+        deepest = std::max(deepest, boundLevels(takeLine(text)));
     return static_cast<int>(deepest);
 }
 
-// An upper bound: a key is followed by a colon, in XML it is a tag. Elements "<_>" have none.
+// At least as many keys as there are: a colon follows each, in XML each is a tag. Elements "<_>"
+// have none.
 std::ptrdiff_t boundKeys(std::string_view text, Format format) {
     if (format != Format::xml)
         return std::count(text.begin(), text.end(), ':');
@@ -144,8 +167,8 @@ std::ptrdiff_t boundKeys(std::string_view text, Format format) {
     return keys;
 }
 
-// A byte 0 within a text of XML, as "&#0;" makes it, leads the parser to lengths and counts that it
-// takes from the bytes behind.
+// True when no text of XML refers to the character 0, as "&#0;" does, and every reference is short
+// and closed. Behind a byte 0 within a text, the parser takes any bytes for lengths and counts.
 bool hasSoundReferences(std::string_view text) {
     constexpr std::string_view start = "&#";
     constexpr std::size_t mostDigits = 3;
@@ -154,9 +177,9 @@ bool hasSoundReferences(std::string_view text) {
         number = number.substr(0, number.find(';'));
         if (startsWith(number, "x"))
             number.remove_prefix(1);
-        number.remove_prefix(std::min(number.find_first_not_of('0'), number.size()));
+        number = skip(number, "0");
         if (number.empty() || number.size() > mostDigits ||
-            number.find_first_not_of("0123456789abcdefABCDEF") != number.npos)
+            !skip(number, "0123456789abcdefABCDEF").empty())
             return false;
     }
     return true;
@@ -164,18 +187,16 @@ bool hasSoundReferences(std::string_view text) {
 
 // The parser takes a carriage return for the end of a line, but reads on behind the line feed.
 bool hasStrayReturn(std::string_view text) {
-    for (auto found = text.find('\r'); found != text.npos; found = text.find('\r', found + 1)) {
-        if (!startsWith(text.substr(found), "\r\n"))
-            return true;
-    }
-    return false;
+    const auto isStray = [](char a, char b) { return a == '\r' && b != '\n'; };
+    return endsWith(text, "\r") ||
+           std::adjacent_find(text.begin(), text.end(), isStray) != text.end();
 }
 
-// The parser looks for the end of a key before the line when nothing but blanks precede a colon.
+// True when a line of YAML starts with a colon, or with blanks and a colon. The parser then looks
+// for the end of the key in front of the line.
 bool hasEmptyKey(std::string_view text) {
-    for (auto colon = text.find(':'); colon != text.npos; colon = text.find(':', colon + 1)) {
-        const auto before = text.substr(0, colon).find_last_not_of(' ');
-        if (before == text.npos || text[before] == '\n')
+    while (!text.empty()) {
+        if (startsWith(skip(takeLine(text), " "), ":"))
             return true;
     }
     return false;
@@ -188,23 +209,21 @@ bool startsKey(char character) {
 }
 
 // True when each YAML stream is a mapping that starts in the first column, and "..." is followed by
-// nothing but further streams. The parser never ends with some of what may stand elsewhere.
+// nothing but further streams. Of other documents, there are some that the parser never ends with.
 bool hasSoundStreams(std::string_view text) {
-    bool isWithinStream = false;
+    bool isWithinMapping = false;
     while (!text.empty()) {
-        auto line = text.substr(0, text.find('\n'));
-        text.remove_prefix(std::min(line.size() + 1, text.size()));
-        if (startsWith(line, "---") && !isWithinStream)
-            line.remove_prefix(3);
-        else if (startsWith(line, "...")) {
-            isWithinStream = false;
-            line.remove_prefix(3);
-        } else if (!line.empty() && (startsKey(line[0]) || (line[0] == '%' && !isWithinStream))) {
-            isWithinStream = line[0] != '%';
+        auto line = takeLine(text);
+        if (!line.empty() && startsKey(line[0]))
+            isWithinMapping = true;
+        if (startsWith(line, "..."))
+            isWithinMapping = false;
+        if (isWithinMapping || startsWith(line, "%"))
             continue;
-        }
-        const auto content = line.find_first_not_of(blanks);
-        if (!isWithinStream && content != line.npos && line[content] != '#')
+        if (startsWith(line, "---") || startsWith(line, "..."))
+            line.remove_prefix(3);
+        const auto content = skip(line, blanks);
+        if (!content.empty() && content[0] != '#')
             return false;
     }
     return true;
@@ -230,9 +249,9 @@ std::string decodeBase64(std::string_view data) {
 }
 
 // True when base64 `data` starts with a header as OpenCV writes it: the types of an element, as in
-// "3f" or "2if", filled up with blanks. The parser never ends without a type, with a first line of
-// fewer than four characters, or with counts that add up past an int. Counts of at most nine digits
-// can't, in 24 bytes.
+// "3f" or "2if", filled up with blanks to 24 bytes. The parser never ends without a type, with a
+// first line of fewer than four characters, or with counts whose sum no int can hold. In 24 bytes,
+// counts of at most nine digits never have such a sum.
 bool startsWithElementTypes(std::string_view data) {
     constexpr std::size_t headerLength = 24;
     constexpr int mostDigits = 9;
@@ -240,9 +259,8 @@ bool startsWithElementTypes(std::string_view data) {
     const auto types = std::string_view(header).substr(0, header.find(' '));
     int digits = 0;
     for (const char character : types) {
-        const auto byte = static_cast<unsigned char>(character);
-        digits = std::isdigit(byte) != 0 ? digits + 1 : 0;
-        if (std::isalnum(byte) == 0 || digits > mostDigits)
+        digits = isDigit(character) ? digits + 1 : 0;
+        if (std::isalnum(static_cast<unsigned char>(character)) == 0 || digits > mostDigits)
             return false;
     }
     return header.size() == headerLength && !types.empty() && digits == 0;
@@ -252,10 +270,10 @@ bool startsWithElementTypes(std::string_view data) {
 // "!!" or "!<tag:yaml.org,2002:", in JSON by the word itself.
 struct Base64Mark {
     std::string_view word;
-    char introducer;           // Precedes the word; none: '\0'.
+    char introducer;           // Must precede the word; '\0': the word alone announces the data.
     std::string_view between;  // Any of these may stand between the two.
     std::string_view after;    // Follows the word as OpenCV writes it.
-    std::string_view skipped;  // Then any of these before the data.
+    std::string_view skipped;  // Any of these may follow then, before the data.
 };
 
 Base64Mark base64MarkOf(Format format) {
@@ -271,10 +289,16 @@ Base64Mark base64MarkOf(Format format) {
     }
 }
 
+// True when `rest`, what follows the word of `mark`, is as OpenCV writes it.
+bool continuesSoundly(std::string_view rest, const Base64Mark& mark) {
+    return startsWith(rest, mark.after) &&
+           startsWithElementTypes(skip(rest.substr(mark.after.size()), mark.skipped));
+}
+
 bool hasSoundBase64(std::string_view text, Format format) {
     const Base64Mark mark = base64MarkOf(format);
-    char last = '\0';  // The last character before the word that is none of `mark.between`.
-    std::size_t scanned = 0;
+    char last = '\0';         // The last character before the word that is none of `mark.between`.
+    std::size_t scanned = 0;  // Up to here, so that no character is looked at once for each word.
     for (auto found = text.find(mark.word); found != text.npos;
          found = text.find(mark.word, found + 1)) {
         const auto piece = text.substr(scanned, found - scanned);
@@ -282,44 +306,45 @@ bool hasSoundBase64(std::string_view text, Format format) {
         if (position != piece.npos)
             last = piece[position];
         scanned = found;
-        if (mark.introducer != '\0' && last != mark.introducer)
-            continue;
-        auto rest = text.substr(found + mark.word.size());
-        if (!startsWith(rest, mark.after))
-            return false;
-        rest.remove_prefix(mark.after.size());
-        rest.remove_prefix(std::min(rest.find_first_not_of(mark.skipped), rest.size()));
-        if (!startsWithElementTypes(rest))
+        const bool isIntroduced = mark.introducer == '\0' || last == mark.introducer;
+        if (isIntroduced && !continuesSoundly(text.substr(found + mark.word.size()), mark))
             return false;
     }
     return true;
 }
 
-// What the parser does not survive in a document that is not compressed.
+// Refuses what the parser does not survive in a document that is not compressed.
 void checkText(const std::string& filename, std::string_view text) {
     if (startsWith(text, "\xEF\xBB\xBF"))
         text.remove_prefix(3);
-    if (text.find('\0') != text.npos)
-        refuse(filename, "not a text: holds a byte 0");
-    if (hasStrayReturn(text))
-        refuse(filename, "holds a carriage return within a line");
     const Format format = formatOf(text);
-    if (format == Format::xml && text[text.find_last_not_of(blanks)] != '>')
-        refuse(filename, "ends within a tag or a text");
-    if (format == Format::xml && !hasSoundReferences(text))
-        refuse(filename,
-               R"(holds a reference to a character ("&#") that is 0, too large or not closed)");
-    if (boundNesting(text) > deepestNesting ||
-        (format == Format::yaml && boundIndentation(text) > deepestNesting))
-        refuse(filename, "may nest deeper than " + std::to_string(deepestNesting) + " levels");
-    if (boundKeys(text, format) > mostKeys)
-        refuse(filename, "may hold more than " + std::to_string(mostKeys) + " keys");
-    if (format == Format::yaml && !hasSoundStreams(text))
-        refuse(filename, "YAML must be a mapping that starts in the first column");
-    if (format == Format::yaml && hasEmptyKey(text))
-        refuse(filename, "holds an empty key");
-    if (!hasSoundBase64(text, format))
-        refuse(filename, "base64 data must start with 24 bytes that name the types of an element");
+    const bool isXml = format == Format::xml;
+    const bool isYaml = format == Format::yaml;
+    const auto refuseIf = [&filename](bool isBroken, const std::string& complaint) {
+        if (isBroken)
+            refuse(filename, complaint);
+    };
+    refuseIf(text.find('\0') != text.npos, "not a text: holds a byte 0");
+    refuseIf(hasStrayReturn(text), "holds a carriage return within a line");
+    refuseIf(isXml && text[text.find_last_not_of(blanks)] != '>', "ends within a tag or a text");
+    refuseIf(isXml && !hasSoundReferences(text),
+             R"(holds a reference to a character ("&#") that is 0, too large or not closed)");
+    refuseIf(
+        boundNesting(text) > deepestNesting || (isYaml && boundIndentation(text) > deepestNesting),
+        "may nest deeper than " + std::to_string(deepestNesting) + " levels");
+    refuseIf(boundKeys(text, format) > mostKeys,
+             "may hold more than " + std::to_string(mostKeys) + " keys");
+    refuseIf(isYaml && !hasSoundStreams(text),
+             "YAML must be a mapping that starts in the first column");
+    refuseIf(isYaml && hasEmptyKey(text), "holds an empty key");
+    refuseIf(!hasSoundBase64(text, format),
+             "base64 data must start with 24 bytes that name the types of an element");
+}
+
+int readInt(const cv::FileNode& node) {
+    int value = 0;
+    cv::read(node, value, -1);
+    return value;
 }
 
 // The channels of a matrix of that element type. OpenCV adds up all counts: "2d1d" has three.
@@ -327,12 +352,25 @@ double countChannels(const std::string& type) {
     double channels = 0;
     int count = 0;
     for (const char character : type) {
-        const bool isDigit = std::isdigit(static_cast<unsigned char>(character)) != 0;
-        if (!isDigit)
+        if (!isDigit(character))
             channels += std::max(1, count);
-        count = isDigit ? 10 * count + (character - '0') : 0;
+        count = isDigit(character) ? 10 * count + (character - '0') : 0;
     }
     return std::max(1., channels);
+}
+
+// The elements that the sizes under a matrix key claim.
+double countElements(const cv::FileNode& node) {
+    const int rows = readInt(node["rows"]);
+    if (rows >= 0)
+        return static_cast<double>(rows) * readInt(node["cols"]);
+    double elements = 1;
+    const cv::FileNode sizes = node["sizes"];
+    // By their count, as walking over a damaged sequence never meets its end.
+    auto size = sizes.begin();
+    for (std::size_t left = sizes.size(); left > 0; --left, ++size)
+        elements *= static_cast<int>(*size);
+    return elements;
 }
 
 }  // namespace
@@ -346,9 +384,10 @@ void checkDocument(const std::string& filename) {
     const std::string document = readBeginning(file, largestDocument);
     const bool isOpaque = target.isCompressed && isGzip(document);
     const std::size_t longest = isOpaque ? largestCompressed : largestDocument;
-    if (document.size() > longest)
+    if (document.size() > longest) {
         refuse(filename, std::string(isOpaque ? "compressed and " : "") + "longer than " +
                              std::to_string(longest) + " bytes");
+    }
     if (isOpaque && isCutGzip(document))
         refuse(filename, "compressed, but not complete");
     if (!isOpaque)
@@ -360,33 +399,22 @@ void checkMatrixNode(const cv::FileNode& node, const char* key, const std::strin
         return;
     constexpr std::size_t longestType = 8;
     const std::string type = node["dt"].isString() ? node["dt"].string() : "";
-    if (type.size() > longestType)
+    if (type.size() > longestType) {
         refuse(filename, std::string(key) + " has an element type of " +
                              std::to_string(type.size()) + " characters, must have at most " +
                              std::to_string(longestType));
-
-    const cv::FileNode sizes = node["sizes"];
-    if (sizes.size() > mostDimensions)
-        refuse(filename, std::string(key) + " has " + std::to_string(sizes.size()) +
-                             " dimensions, must have at most " + std::to_string(mostDimensions));
-
-    int rows = 0;
-    int columns = 0;
-    cv::read(node["rows"], rows, -1);
-    cv::read(node["cols"], columns, -1);
-    double claimed = countChannels(type);
-    if (rows >= 0) {
-        claimed *= static_cast<double>(rows) * columns;
-    } else {
-        // Counted, as the end of a damaged sequence is never met.
-        auto size = sizes.begin();
-        for (std::size_t left = sizes.size(); left > 0; --left, ++size)
-            claimed *= static_cast<int>(*size);
     }
+    const std::size_t dimensions = node["sizes"].size();
+    if (dimensions > mostDimensions) {
+        refuse(filename, std::string(key) + " has " + std::to_string(dimensions) +
+                             " dimensions, must have at most " + std::to_string(mostDimensions));
+    }
+    const double claimed = countChannels(type) * countElements(node);
     const std::size_t held = node["data"].size();
-    if (claimed > static_cast<double>(held))
+    if (claimed > static_cast<double>(held)) {
         refuse(filename, std::string(key) + " claims " + cv::format("%.0f", claimed) +
                              " elements, but holds " + std::to_string(held));
+    }
 }
 
 bool isCompressed(const std::string& filename) {
