@@ -107,11 +107,12 @@ Images rectifyByOpenCv(const Stereo::ImageTransform& transform, const cv::Mat& l
 }
 
 cv::Ptr<cv::StereoMatcher> makeMatcher(const Stereo& stereo, Stereo::StereoAlgorithm algorithm) {
-    if (algorithm == Stereo::SGBM)
+    if (algorithm == Stereo::SGBM) {
         return cv::StereoSGBM::create(
             stereo.getMinDisparity(), stereo.getDisparityNumber(), stereo.getWindowSize(),
             stereo.getP1(), stereo.getP2(), stereo.getDisp12MaxDiff(), stereo.getPreFilterCap(),
             stereo.getUniquenessRatio(), stereo.getSpeckleWindowSize(), stereo.getSpeckleRange());
+    }
     auto matcher = cv::StereoBM::create(stereo.getDisparityNumber(), stereo.getWindowSize());
     matcher->setMinDisparity(stereo.getMinDisparity());
     matcher->setPreFilterCap(stereo.getPreFilterCap());

@@ -62,9 +62,10 @@ void change(Bytes& bytes, cv::Mat& matrix) {
         matrix.convertTo(matrix, CV_64F);
     else if (choice == 2)
         matrix = cv::Mat::zeros(matrix.rows, bytes.ConsumeIntegralInRange(0, 14), CV_32F);
-    else if (choice > 8)
+    else if (choice > 8) {
         matrix.at<float>(bytes.ConsumeIntegralInRange(0, matrix.rows - 1),
                          bytes.ConsumeIntegralInRange(0, matrix.cols - 1)) = takeFloat(bytes);
+    }
 }
 
 // Mostly small, sometimes any 32-bit number.

@@ -125,9 +125,8 @@ int boundNesting(std::string_view text) {
         if (!endsElement && (character == '[' || character == '{' || character == '<')) {
             ++levels;
             opened = character;
-        } else if (plain.find(character) == plain.npos) {
+        } else if (plain.find(character) == plain.npos)
             opened = '\0';
-        }
     }
     return levels;
 }

@@ -17,7 +17,7 @@ constexpr int smallestDisparity = -2047;
 
 // The disparity behind the last one searched.
 std::int64_t endOfDisparities(const AdaptedParameters& parameters) {
-    return std::int64_t{parameters.minDisparity} + parameters.disparityNumber;
+    return static_cast<std::int64_t>(parameters.minDisparity) + parameters.disparityNumber;
 }
 
 std::string describeRange(const AdaptedParameters& parameters) {
@@ -28,9 +28,10 @@ std::string describeRange(const AdaptedParameters& parameters) {
 std::string complaintAboutRange(const AdaptedParameters& parameters) {
     if (endOfDisparities(parameters) > largestInt)
         return describeRange(parameters) + ", must end below " + std::to_string(largestInt);
-    if (parameters.minDisparity < smallestDisparity || parameters.minDisparity > largestInt / 16)
+    if (parameters.minDisparity < smallestDisparity || parameters.minDisparity > largestInt / 16) {
         return describeRange(parameters) + ", must begin within " +
                std::to_string(smallestDisparity) + " and " + std::to_string(largestInt / 16);
+    }
     return {};
 }
 
@@ -40,12 +41,14 @@ std::string complaintAboutSpeckleFilter(const AdaptedParameters& parameters, con
     constexpr std::int64_t mostPixels = largestInt / 9;
     if (parameters.speckleWindowSize == 0)
         return {};
-    if (std::max(size.width, size.height) > longestSide)
+    if (std::max(size.width, size.height) > longestSide) {
         return "image is " + describe(size) + ", must be at most " + std::to_string(longestSide) +
                " pixels long for the speckle filter";
-    if (std::int64_t{size.width} * size.height > mostPixels)
+    }
+    if (static_cast<std::int64_t>(size.width) * size.height > mostPixels) {
         return "image is " + describe(size) + ", must have at most " + std::to_string(mostPixels) +
                " pixels for the speckle filter";
+    }
     return {};
 }
 
@@ -74,10 +77,11 @@ std::string complaintAboutBlockMatching(const AdaptedParameters& parameters, con
         std::min<std::int64_t>(size.height, std::int64_t{10} * (parameters.windowSize - 1)) + 1;
     const std::int64_t costs = (stripe + parameters.windowSize + 1) * (parameters.windowSize + 1) *
                                parameters.disparityNumber;
-    if (costs > largestInt)
+    if (costs > largestInt) {
         return "window of " + std::to_string(parameters.windowSize) + " pixels and " +
                std::to_string(parameters.disparityNumber) + " disparities take " +
                std::to_string(costs) + " costs, must take at most " + std::to_string(largestInt);
+    }
     return complaintAboutLargestDisparity(parameters);
 }
 
@@ -95,16 +99,18 @@ std::string complaintAboutSemiGlobalMatching(const AdaptedParameters& parameters
 
     // The first sum over the window reads that many columns, whether they are there or not.
     const int window = parameters.windowSize > 0 ? parameters.windowSize : 5;  // as OpenCV has it
-    if (window / 2 >= matchedColumns)
+    if (window / 2 >= matchedColumns) {
         return "window is " + std::to_string(window) +
                " pixels wide, must be less than twice the " + std::to_string(matchedColumns) +
                " columns of the image that all disparities reach";
+    }
     // Costs along four paths, a border included, are indexed by 32-bit numbers.
     const std::int64_t costs = 4 * (matchedColumns + 2) * (parameters.disparityNumber + 16);
-    if (costs > largestInt)
+    if (costs > largestInt) {
         return std::to_string(matchedColumns) + " columns and " +
                std::to_string(parameters.disparityNumber) + " disparities take " +
                std::to_string(costs) + " costs, must take at most " + std::to_string(largestInt);
+    }
     return complaintAboutLargestDisparity(parameters);
 }
 

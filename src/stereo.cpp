@@ -89,16 +89,18 @@ template <typename... Pieces>
 // Calibrated width / image width, at least 1.
 int computeReductionFactor(int calibratedWidth, int imageWidth) {
     constexpr auto function = "computeDisparity";
-    if (imageWidth < 1)
+    if (imageWidth < 1) {
         refuse(category, function,
                "left image is " + std::to_string(imageWidth) +
                    " pixels wide, must be at least 1 pixel wide");
+    }
     const int factor = calibratedWidth / imageWidth;
-    if (factor < 1)
+    if (factor < 1) {
         refuse(category, function,
                "left image is " + std::to_string(imageWidth) +
                    " pixels wide, must be at most as wide as the calibration, which is " +
                    std::to_string(calibratedWidth) + " pixels wide");
+    }
     return factor;
 }
 
@@ -208,9 +210,10 @@ void Stereo::setCalibrations(const Calibration& left, const Calibration& right) 
     }
     if (!holdsFloats(left.projectionMatrix, 1, 4))
         refuse(category, function, complaint("left projectionMatrix", left.projectionMatrix, 1, 4));
-    if (!holdsFloats(right.projectionMatrix, 1, 4))
+    if (!holdsFloats(right.projectionMatrix, 1, 4)) {
         refuse(category, function,
                complaint("right projectionMatrix", right.projectionMatrix, 1, 4));
+    }
 
     // Copied before anything is stored: without memory, the object stays as it was.
     Calibration leftCopy(left);
@@ -289,10 +292,11 @@ cv::Mat Stereo::computeDepth(const cv::Mat& disparity) const {
 }
 
 Stereo::ImageTransform Stereo::computeImageTransforms(const cv::Size& size) const {
-    if (_leftCalibration.width == 0 && _leftCalibration.height == 0)
+    if (_leftCalibration.width == 0 && _leftCalibration.height == 0) {
         refuse(category, "computeImageTransforms",
                "calibrations are 0x0, must be set before images of " + format(size) +
                    " are processed");
+    }
     ImageTransform transform;
     const Calibration left = _leftCalibration.scaleTo(size.width, size.height);
     computeMaps(left, size, transform.leftMapX, transform.leftMapY);
@@ -365,9 +369,10 @@ int Stereo::getWindowSize() const {
 }
 
 void Stereo::setWindowSize(int windowSize) {
-    if (!isOddWithin5And255(windowSize))
+    if (!isOddWithin5And255(windowSize)) {
         refuseValue("setWindowSize", "Invalid window size.", "Invalid window size (", windowSize,
                     ").");
+    }
     _windowSize = windowSize;
 }
 
@@ -377,9 +382,10 @@ int Stereo::getMinDisparity() const {
 
 void Stereo::setMinDisparity(int minDisparity) {
     if (minDisparity > _leftCalibration.width ||
-        minDisparity < wrappingNegation(_leftCalibration.width))
+        minDisparity < wrappingNegation(_leftCalibration.width)) {
         refuseValue("setMinDisparity", "Invalid min disparity.", "Invalid min disparity (",
                     minDisparity, ").");
+    }
     _minDisparity = minDisparity;
 }
 
@@ -388,9 +394,10 @@ int Stereo::getDisparityNumber() const {
 }
 
 void Stereo::setDisparityNumber(int disparityNumber) {
-    if (disparityNumber <= 0 || disparityNumber % 16 != 0)
+    if (disparityNumber <= 0 || disparityNumber % 16 != 0) {
         refuseValue("setDisparityNumber", "Invalid disparity number.", "Invalid disparity number (",
                     disparityNumber, "), must be multiple of 16 and strictly positive.");
+    }
     _disparityNumber = disparityNumber;
 }
 
@@ -399,9 +406,10 @@ int Stereo::getPreFilterCap() const {
 }
 
 void Stereo::setPreFilterCap(int preFilterCap) {
-    if (preFilterCap < 1 || preFilterCap > 63)
+    if (preFilterCap < 1 || preFilterCap > 63) {
         refuseValue("setPreFilterCap", "Invalid prefilter cap.", "Invalid Prefilter cap (",
                     preFilterCap, ").");
+    }
     _preFilterCap = preFilterCap;
 }
 
@@ -410,9 +418,10 @@ int Stereo::getPreFilterSize() const {
 }
 
 void Stereo::setPreFilterSize(int preFilterSize) {
-    if (!isOddWithin5And255(preFilterSize))
+    if (!isOddWithin5And255(preFilterSize)) {
         refuseValue("setPreFilterSize", "Invalid prefilter size.", "Invalid Prefilter size (",
                     preFilterSize, ").");
+    }
     _preFilterSize = preFilterSize;
 }
 
@@ -421,9 +430,10 @@ int Stereo::getSpeckleRange() const {
 }
 
 void Stereo::setSpeckleRange(int speckleRange) {
-    if (speckleRange < 0 || speckleRange > 31)
+    if (speckleRange < 0 || speckleRange > 31) {
         refuseValue("setSpeckleRange", "Invalid speckle range.", "Invalid Speckle range (",
                     speckleRange, ").");
+    }
     _speckleRange = speckleRange;
 }
 
@@ -432,9 +442,10 @@ int Stereo::getSpeckleWindowSize() const {
 }
 
 void Stereo::setSpeckleWindowSize(int speckleWindowSize) {
-    if (speckleWindowSize < 0 || speckleWindowSize > 1000)
+    if (speckleWindowSize < 0 || speckleWindowSize > 1000) {
         refuseValue("setSpeckleWindowSize", "Invalid speckle window size.",
                     "Invalid Speckle window size (", speckleWindowSize, ").");
+    }
     _speckleWindowSize = speckleWindowSize;
 }
 
@@ -443,9 +454,10 @@ int Stereo::getTextureThreshold() const {
 }
 
 void Stereo::setTextureThreshold(int textureThreshold) {
-    if (textureThreshold < 0 || textureThreshold > 10000)
+    if (textureThreshold < 0 || textureThreshold > 10000) {
         refuseValue("setTextureThreshold", "Invalid texture threshold.",
                     "Invalid Texture threshold (", textureThreshold, ").");
+    }
     _textureThreshold = textureThreshold;
 }
 
@@ -454,9 +466,10 @@ int Stereo::getUniquenessRatio() const {
 }
 
 void Stereo::setUniquenessRatio(int uniquenessRatio) {
-    if (uniquenessRatio < 0 || uniquenessRatio > 100)
+    if (uniquenessRatio < 0 || uniquenessRatio > 100) {
         refuseValue("setUniquenessRatio", "Invalid uniqueness ratio.", "Invalid Uniqueness ratio (",
                     uniquenessRatio, ").");
+    }
     _uniquenessRatio = uniquenessRatio;
 }
 

@@ -51,10 +51,11 @@ class HostileFile : public testing::TestWithParam<HostileTexts> {};
 TEST_P(HostileFile, IsRefused) {
     const LogCapture log;
     const HostileTexts& hostile = GetParam();
-    for (const std::string& text : hostile.texts)
+    for (const std::string& text : hostile.texts) {
         EXPECT_THAT([&] { loadWidth(text, hostile.name); },
                     testing::ThrowsMessage<cv::Exception>(testing::HasSubstr(hostile.complaint)))
             << text.substr(0, 100);
+    }
 }
 
 constexpr int deep = 100000;                        // More than 8 MiB of stack in OpenCV's parser.

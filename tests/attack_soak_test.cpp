@@ -63,9 +63,8 @@ TEST_F(Soak, TenThousandFramesLeaveMemoryAndResultsAsTheyWere) {
         for (unsigned frame = 0; frame < framesPerRound; ++frame) {
             const cv::Size& size = sizes[frame % 4];
             const cv::Mat points = process(stereo, size, frame);
-            if (frame < 4) {
+            if (frame < 4)
                 ASSERT_THAT(points, IsSameMatrix(processAfresh(rig, algorithm, size, frame)));
-            }
         }
         if (round == 0)
             afterFirstRound = countBytesInUse();
@@ -92,9 +91,10 @@ TEST_F(Soak, EightObjectsInEightThreadsDoNotMeet) {
         const auto algorithm = index % 3 == 0 ? Stereo::SGBM : Stereo::BM;
         Stereo stereo;
         configure(stereo, rig, algorithm);
-        for (unsigned frame = 0; frame < 40; ++frame)
+        for (unsigned frame = 0; frame < 40; ++frame) {
             EXPECT_THAT(process(stereo, sizes[frame % 2], frame),
                         IsSameMatrix(processAfresh(rig, algorithm, sizes[frame % 2], frame)));
+        }
     });
 }
 

@@ -140,9 +140,10 @@ TEST_F(CalibrationFile, SizesAreConvertedToInt) {
     const std::pair<std::string, int> cases[] = {
         {"640", 640},    {"-3", -3},           {"639.5", 640},           {"640.5", 640},
         {"640.51", 641}, {"wide", 2147483647}, {"[ 1, 2 ]", 2147483647}, {"{ a: 1 }", 2147483647}};
-    for (const auto& [text, value] : cases)
+    for (const auto& [text, value] : cases) {
         expectSame(load("height: " + text + "\nother: 7\nwidth: " + text + "\n"),
                    withSize({}, value, value));
+    }
     expectSame(load("other: 7\n"), {});
 }
 
@@ -176,9 +177,10 @@ TEST_F(CalibrationFile, LoadAndSaveLogWhatTheyDo) {
     std::vector<std::string> expected;
     for (const char* const item :
          {"calibration width", "calibration height", "camera matrix", "distortion matrix",
-          "rectification matrix", "projection matrix"})
+          "rectification matrix", "projection matrix"}) {
         expected.push_back(std::string("verbose vision.stereo.calibration save: Write ") + item +
                            ".");
+    }
     EXPECT_EQ(_log.takeLines(), expected);
 
     Calibration().load(_path);

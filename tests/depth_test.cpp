@@ -77,9 +77,10 @@ TEST(Depth, OfAPlaneIsMetric) {
 TEST(Depth, RefusesWhatIsNoDisparity) {
     LogCapture log;
     const OpenStereo stereo(makeRig());
-    for (const int type : {CV_16SC1, CV_32FC2})
+    for (const int type : {CV_16SC1, CV_32FC2}) {
         EXPECT_THAT([&] { (void)stereo.computeDepth(cv::Mat::zeros(480, 640, type)); },
                     Refuses<std::invalid_argument>("Wrong disparity image type, need CV_32FC1."));
+    }
     EXPECT_THAT(log.takeLines(), IsEmpty());
 }
 

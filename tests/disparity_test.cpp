@@ -32,10 +32,11 @@ struct Settings {
 };
 
 cv::Ptr<cv::StereoMatcher> makeMatcher(Stereo::StereoAlgorithm algorithm, const Settings& s) {
-    if (algorithm == Stereo::SGBM)
+    if (algorithm == Stereo::SGBM) {
         return cv::StereoSGBM::create(s.minDisparity, s.disparities, s.window, s.P1, s.P2,
                                       s.disp12MaxDiff, s.preFilterCap, s.uniquenessRatio,
                                       s.speckleWindow, s.speckleRange, s.mode);
+    }
     const auto matcher = cv::StereoBM::create(s.disparities, s.window);
     matcher->setMinDisparity(s.minDisparity);
     matcher->setPreFilterCap(s.preFilterCap);
@@ -115,10 +116,10 @@ TEST_P(Disparity, IsThatOfTheMatcherWithAdaptedParameters) {
         const Scene scene = makeDifficultScene(size);
         std::vector<std::string> lines{"verbose " + prefix + "Compute block matcher" +
                                        (isBlockMatching ? "..." : " (SGBM)...")};
-        if (isBlockMatching && adapted.window % 2 == 0)
+        if (isBlockMatching && adapted.window % 2 == 0) {
             lines.push_back("error " + prefix + "Error in block matching algorithm: " +
                             openCvComplaint([&] { match(scene); }));
-        else
+        } else
             EXPECT_THAT(match(scene), IsSameMatrix(matchDirectly(GetParam(), adapted, scene)));
         EXPECT_EQ(log.takeLines(), lines);
     }

@@ -24,9 +24,10 @@ cv::Mat makeDisparity(const cv::Size& size, std::mt19937& random) {
         const std::uint32_t bits = random();
         if (bits % 4 == 0)
             std::memcpy(&value, &bits, sizeof value);
-        else
+        else {
             value = bits % 64 == 1 ? special[bits / 64 % std::size(special)]
                                    : static_cast<float>(bits % 1360) / 16.F - 5.F;
+        }
     }
     return disparity;
 }

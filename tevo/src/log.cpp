@@ -125,9 +125,8 @@ class Registry {
         if (const auto sink = _sink) {
             const SinkScope scope;
             (*sink)(record);
-        } else {
+        } else
             _defaultOutput.write(record);
-        }
     }
 
   private:
