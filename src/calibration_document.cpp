@@ -340,6 +340,7 @@ void checkText(const std::string& filename, std::string_view text) {
              "base64 data must start with 24 bytes that name the types of an element");
 }
 
+// -1 where there is none.
 int readInt(const cv::FileNode& node) {
     int value = 0;
     cv::read(node, value, -1);
@@ -358,12 +359,12 @@ double countChannels(const std::string& type) {
     return std::max(1., channels);
 }
 
-// The elements that the sizes under a matrix key claim.
-double countElements(const cv::FileNode& node) {
+// The elements, by channels, that the node of a matrix with elements of `type` claims to hold.
+double countClaimed(const cv::FileNode& node, const std::string& type) {
+    double elements = countChannels(type);
     const int rows = readInt(node["rows"]);
     if (rows >= 0)
-        return static_cast<double>(rows) * readInt(node["cols"]);
-    double elements = 1;
+        return elements * (static_cast<double>(rows) * readInt(node["cols"]));
     const cv::FileNode sizes = node["sizes"];
     // By their count, as walking over a damaged sequence never meets its end.
     auto size = sizes.begin();
@@ -408,7 +409,7 @@ void checkMatrixNode(const cv::FileNode& node, const char* key, const std::strin
         refuse(filename, std::string(key) + " has " + std::to_string(dimensions) +
                              " dimensions, must have at most " + std::to_string(mostDimensions));
     }
-    const double claimed = countChannels(type) * countElements(node);
+    const double claimed = countClaimed(node, type);
     const std::size_t held = node["data"].size();
     if (claimed > static_cast<double>(held)) {
         refuse(filename, std::string(key) + " claims " + cv::format("%.0f", claimed) +
