@@ -9,6 +9,9 @@
 namespace {
 
 using Bytes = FuzzedDataProvider;
+using tiomipra::test::CalibrationPair;
+using tiomipra::test::makeRig;
+using tiomipra::test::RigOptions;
 
 // Stops the fuzzer: a result that the documentation rules out.
 void require(bool holds) {
@@ -78,7 +81,7 @@ void setCalibrations(Bytes& bytes, vision::Stereo& stereo, const cv::Size& usual
     const auto centre = cv::Point2f(usual) / 2;
     RigOptions options{usual, 50.F, centre, centre.x, 0.5F};
     options.isDistorted = bytes.ConsumeBool();
-    Rig rig = makeRig(options);
+    CalibrationPair rig = makeRig(options);
     rig.left.width = rig.right.width = takeInt(bytes, usual.width, usual.width);
     rig.left.height = rig.right.height = takeInt(bytes, usual.height, usual.height);
     for (vision::Calibration* camera : {&rig.left, &rig.right}) {

@@ -23,9 +23,9 @@ struct Fault {
 };
 
 Fault inRig(const std::string& name, const Arguments& words,
-            const std::function<void(::Rig&)>& change) {
+            const std::function<void(CalibrationPair&)>& change) {
     const auto make = [change](const SamplePairs& pairs) {
-        ::Rig rig = pairs.rig;
+        CalibrationPair rig = pairs.rig;
         change(rig);
         saveRig(pairs / "rig", rig);
     };
@@ -45,30 +45,32 @@ const std::vector<Fault> unreadableCalibrations{
      },
      {"rig/left.yml", "not a calibration: line 4: Tabs are prohibited"}},
     inRig("IncompleteCalibration", {"rig/left.yml", "rectificationMatrix", "missing"},
-          [](::Rig& rig) { rig.left.rectificationMatrix = cv::Mat(); })};
+          [](CalibrationPair& rig) { rig.left.rectificationMatrix = cv::Mat(); })};
 
 const std::vector<Fault> unusableCalibrations{
     inRig("DoubleMatrices", {"cameraMatrix is 3x3 CV_64FC1", "CV_32FC1"},
-          [](::Rig& rig) { rig.right.cameraMatrix.convertTo(rig.right.cameraMatrix, CV_64F); }),
+          [](CalibrationPair& rig) {
+              rig.right.cameraMatrix.convertTo(rig.right.cameraMatrix, CV_64F);
+          }),
     inRig("NotFinite", {"left", "distortion", "not finite"},
-          [](::Rig& rig) {
+          [](CalibrationPair& rig) {
               rig.left.distortion.at<float>(0) = std::numeric_limits<float>::infinity();
           }),
     inRig("ShapeOfMatrix", {"right projectionMatrix is 3x3 CV_32FC1, must be 3x4 CV_32FC1"},
-          [](::Rig& rig) { rig.right.projectionMatrix = cv::Mat::eye(3, 3, CV_32F); }),
+          [](CalibrationPair& rig) { rig.right.projectionMatrix = cv::Mat::eye(3, 3, CV_32F); }),
     inRig("CountOfCoefficients", {"left distortion is 1x3 CV_32FC1"},
-          [](::Rig& rig) { rig.left.distortion = cv::Mat::zeros(1, 3, CV_32F); }),
+          [](CalibrationPair& rig) { rig.left.distortion = cv::Mat::zeros(1, 3, CV_32F); }),
     inRig("FocalLength", {"left cameraMatrix has a focal length of -500, must be above 0"},
-          [](::Rig& rig) { rig.left.cameraMatrix.at<float>(0, 0) = -500; }),
+          [](CalibrationPair& rig) { rig.left.cameraMatrix.at<float>(0, 0) = -500; }),
     inRig("NoRotation", {"right rectificationMatrix is not a rotation"},
-          [](::Rig& rig) { rig.right.rectificationMatrix *= 2; }),
+          [](CalibrationPair& rig) { rig.right.rectificationMatrix *= 2; }),
     inRig("OtherPrincipalPoint", {"differ in the principal point along y (left 236.5, right 200)"},
-          [](::Rig& rig) { rig.right.projectionMatrix.at<float>(1, 2) = 200; }),
+          [](CalibrationPair& rig) { rig.right.projectionMatrix.at<float>(1, 2) = 200; }),
     inRig("CamerasAboveEachOther", {"the cameras lie above each other"},
-          [](::Rig& rig) { rig.right.projectionMatrix.at<float>(1, 3) = -62.5F; }),
+          [](CalibrationPair& rig) { rig.right.projectionMatrix.at<float>(1, 3) = -62.5F; }),
     inRig("OtherSizeOfOneCamera", {"left", "160x120", "right", "80x60"},
-          [](::Rig& rig) { rig.right = rig.right.scaleTo(80, 60); }),
-    inRig("NoBaseline", {"baseline"}, [](::Rig& rig) { rig.right = rig.left; }),
+          [](CalibrationPair& rig) { rig.right = rig.right.scaleTo(80, 60); }),
+    inRig("NoBaseline", {"baseline"}, [](CalibrationPair& rig) { rig.right = rig.left; }),
     {"OtherAspectRatio",
      [](const SamplePairs& p) {
          for (const char* file : {"left/1.png", "right/1.png"})
@@ -79,7 +81,7 @@ const std::vector<Fault> unusableCalibrations{
 const std::vector<Fault> swappedCalibrations{inRig(
     "SwappedCameras",
     {"left and right are swapped", "baseline is -0.125, must be above 0", "what to do: exchange"},
-    [](::Rig& rig) { std::swap(rig.left, rig.right); })};
+    [](CalibrationPair& rig) { std::swap(rig.left, rig.right); })};
 
 const std::vector<Fault> unreadableImages{
     {"MissingImage",

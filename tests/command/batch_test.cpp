@@ -109,7 +109,7 @@ TEST(Batch, ResumeDoesOnlyWhatIsMissing) {
                                                    std::chrono::seconds(1));
     EXPECT_EQ(resume(pairs), "(1 were there already)\n");
 
-    ::Rig other = pairs.rig;
+    CalibrationPair other = pairs.rig;
     other.left.cameraMatrix.at<float>(0, 0) += 1;
     saveRig(pairs / "rig", other);
     EXPECT_EQ(resume(pairs), "");

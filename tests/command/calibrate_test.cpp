@@ -115,7 +115,7 @@ TEST(DetectBoard, DoesNotDependOnFormerImages) {
 }
 
 TEST(CalibrationReport, JudgesPlacesOfCamerasByUsableErrorsOnly) {
-    const ::Rig rig = makeRig();
+    const CalibrationPair rig = makeRig();
     RigSolution solution;
     solution.imageSize = {640, 480};
     solution.leftCalibration = rig.right;

@@ -25,7 +25,7 @@ class Check : public testing::Test {
     // The rig with the right camera's rectification turned about x.
     std::string turnedRig(double degrees) const {
         std::string path = _folder / ("turned" + std::to_string(degrees));
-        ::Rig rig;
+        CalibrationPair rig;
         rig.left.load(_rig + "/left.yml");
         rig.right.load(_rig + "/right.yml");
         cv::Mat turn;

@@ -28,7 +28,7 @@ struct Cloud {
 
 // A reader of PLY and PCD from their definitions.
 Cloud readCloud(const std::string& path) {
-    std::istringstream file(::readFile(path));
+    std::istringstream file(readFile(path));
     Cloud cloud;
     std::string line;
     while (std::getline(file, line) && line != "end_header" && line != "DATA binary")
@@ -87,7 +87,7 @@ class DepthCommand : public testing::Test {
     }
 
     nlohmann::json report() const {
-        return nlohmann::json::parse(::readFile(_pairs / "out/1_depth.json"));
+        return nlohmann::json::parse(readFile(_pairs / "out/1_depth.json"));
     }
 
     const SamplePairs _pairs{1, {}};
@@ -210,7 +210,7 @@ TEST_F(DepthCommand, ImagesOfAnySizeAndScaleAreMeasured) {
         EXPECT_NEAR(cv::mean(depth, depth != 0)[0], 2500, pixels * 64000 / matched.width) << preset;
         EXPECT_EQ(report().at("result").at("matcher").at("min-disparity"), minDisparity);
         EXPECT_EQ(report().at("madeWith").at("parameters").at("min-disparity"), 20);
-        EXPECT_THAT(::readFile(_pairs / "out/1.ply"),
+        EXPECT_THAT(readFile(_pairs / "out/1.ply"),
                     HasSubstr("\"min-disparity\":" + std::to_string(minDisparity) + ","));
     }
 }
@@ -231,7 +231,7 @@ TEST_F(DepthCommand, AnImageThatIsTooSmallDoesNotHarmTheNext) {
 
 TEST_F(DepthCommand, KnowsTheUnitByTheReportOnItsCalibrations) {
     const std::string hash =
-        sha256(::readFile(_pairs / "rig/left.yml") + ::readFile(_pairs / "rig/right.yml"));
+        sha256(readFile(_pairs / "rig/left.yml") + readFile(_pairs / "rig/right.yml"));
     const struct {
         nlohmann::json report;
         int status;
@@ -248,7 +248,7 @@ TEST_F(DepthCommand, KnowsTheUnitByTheReportOnItsCalibrations) {
         for (const std::string& word : words)
             EXPECT_THAT(run.err, HasSubstr(word));
         if (report.value("unit", "") == "m") {
-            EXPECT_THAT(::readFile(_pairs / "out/1.ply"), HasSubstr("\ncomment unit: m\n"));
+            EXPECT_THAT(readFile(_pairs / "out/1.ply"), HasSubstr("\ncomment unit: m\n"));
         }
     }
 }

@@ -36,7 +36,7 @@ TEST(Inspect, TellsGeometryOfUsablePair) {
 }
 
 TEST(Inspect, NamesFaultsWithTheirRemedies) {
-    const ::Rig rig = makeRig();
+    const CalibrationPair rig = makeRig();
     const ScratchFolder folder;
     saveRig(folder / "rig", {rig.right, rig.left});
     EXPECT_THAT(runTiomipra({"inspect", "--calibration", folder / "rig"}, 1).out,

@@ -25,7 +25,7 @@ Rig simpleRig(const cv::Size& size = {640, 480}) {
     RigOptions options;
     options.size = size;
     options.isDistorted = false;
-    const ::Rig rig = makeRig(options);
+    const CalibrationPair rig = makeRig(options);
     return {rig.left, rig.right, "left.yml", "right.yml", "", {}};
 }
 

@@ -32,7 +32,7 @@ TEST(Readme, ItsCommandsWorkAsWritten) {
                               fs::path(programPath()).parent_path().string() + "':$PATH && " +
                               extract + " > commands && sh -ex commands > log 2>&1";
     const int status = std::system(shell.c_str());
-    ASSERT_EQ(WEXITSTATUS(status), 0) << ::readFile(folder / "log");
+    ASSERT_EQ(WEXITSTATUS(status), 0) << readFile(folder / "log");
     for (const char* result : {"rig/left.yml", "rig/report.json", "result/a.ply",
                                "result/a_depth.png", "result/a_depth_picture.png"})
         EXPECT_TRUE(fs::exists(folder / result)) << result;

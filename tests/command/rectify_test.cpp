@@ -51,8 +51,8 @@ TEST(Rectify, ReplacesNoInputOfTheRun) {
     const std::string input = pairs / "left/1_right.png";
     fs::rename(pairs / "left/2.png", input);
     fs::create_symlink(pairs / "rig/left.yml", pairs / "left/3_left.png");
-    const std::string image = ::readFile(input);
-    const std::string calibration = ::readFile(pairs / "rig/left.yml");
+    const std::string image = readFile(input);
+    const std::string calibration = readFile(pairs / "rig/left.yml");
     const RunResult run = runTiomipra(
         {"rectify", "--calibration", pairs / "rig", "--left", pairs / "left/1.png", input,
          pairs / "left/3.png", "--right", pairs / "right", "--output", pairs / "right/../left"},
@@ -61,8 +61,8 @@ TEST(Rectify, ReplacesNoInputOfTheRun) {
                 testing::AllOf(HasSubstr("2 of 3 pairs failed"),
                                HasSubstr("/1_right.png' would replace the input '" + input),
                                HasSubstr("would replace the input '" + pairs / "rig/left.yml")));
-    EXPECT_EQ(::readFile(input), image);
-    EXPECT_EQ(::readFile(pairs / "rig/left.yml"), calibration);
+    EXPECT_EQ(readFile(input), image);
+    EXPECT_EQ(readFile(pairs / "rig/left.yml"), calibration);
 }
 
 TEST(Rectify, RefusesWrongUsage) {

@@ -3,6 +3,8 @@
 #include <opencv2/core.hpp>
 #include <utility>
 
+namespace tiomipra::test {
+
 constexpr const char* levelNames[] = {"none", "fatal",   "error", "warning",
                                       "info", "verbose", "debug"};
 
@@ -34,3 +36,5 @@ std::string openCvComplaint(const std::function<void()>& operation) {
     ADD_FAILURE() << "nothing thrown";
     return "";
 }
+
+}  // namespace tiomipra::test

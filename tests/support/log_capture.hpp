@@ -9,6 +9,8 @@
 #include <tevo/log.hpp>
 #include <vector>
 
+namespace tiomipra::test {
+
 // Takes all records while it lives, then restores the default output and level.
 class LogCapture {
   public:
@@ -34,5 +36,7 @@ auto Refuses(const std::string& text) {
     return testing::Throws<Exception>(
         testing::Property("what()", &Exception::what, testing::StrEq(text)));
 }
+
+}  // namespace tiomipra::test
 
 #endif

@@ -8,6 +8,8 @@ void cv::PrintTo(const Mat& matrix, std::ostream* out) {
     *out << matrix.rows << "x" << matrix.cols << " " << typeToString(matrix.type());
 }
 
+namespace tiomipra::test {
+
 std::string firstDifference(const cv::Mat& actual, const cv::Mat& expected) {
     if (actual.size() != expected.size() || actual.type() != expected.type())
         return "shape or type differ";
@@ -53,3 +55,5 @@ cv::Mat reprojectByOpenCv(const cv::Mat& disparity, const cv::Mat& reprojectionM
     points.setTo(cv::Scalar::all(0), disparity < static_cast<double>(minDisparity));
     return points;
 }
+
+}  // namespace tiomipra::test

@@ -13,6 +13,8 @@ namespace cv {
 void PrintTo(const Mat& matrix, std::ostream* out);
 }  // namespace cv
 
+namespace tiomipra::test {
+
 // How or where `actual` differs from `expected`, bit for bit; empty when it does not.
 std::string firstDifference(const cv::Mat& actual, const cv::Mat& expected);
 
@@ -34,5 +36,7 @@ cv::Mat withRowStep(const cv::Mat& matrix);
 // The points that OpenCV gives for `disparity`, those beyond the limits blanked one by one.
 cv::Mat reprojectByOpenCv(const cv::Mat& disparity, const cv::Mat& reprojectionMatrix,
                           float maxDepth, float minDisparity);
+
+}  // namespace tiomipra::test
 
 #endif

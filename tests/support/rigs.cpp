@@ -2,6 +2,7 @@
 
 #include <opencv2/calib3d.hpp>
 
+namespace tiomipra::test {
 namespace {
 
 vision::Calibration makeCamera(const RigOptions& options, float centreX, float translation,
@@ -31,7 +32,9 @@ vision::Calibration makeCamera(const RigOptions& options, float centreX, float t
 
 }  // namespace
 
-Rig makeRig(const RigOptions& options) {
+CalibrationPair makeRig(const RigOptions& options) {
     return {makeCamera(options, options.leftCentre.x, 0, 1),
             makeCamera(options, options.rightCentreX, -options.focalLength * options.baseline, -1)};
 }
+
+}  // namespace tiomipra::test

@@ -7,6 +7,8 @@
 #include <vision/calibration.hpp>
 #include <vision/stereo.hpp>
 
+namespace tiomipra::test {
+
 struct RigOptions {
     cv::Size size{640, 480};
     float focalLength = 500.F;  // of the rectified cameras, pixels
@@ -16,22 +18,24 @@ struct RigOptions {
     bool isDistorted = true;  // raw cameras with lens distortion, not quite parallel
 };
 
-struct Rig {
+struct CalibrationPair {
     vision::Calibration left;
     vision::Calibration right;
 };
 
-Rig makeRig(const RigOptions& options = {});
+CalibrationPair makeRig(const RigOptions& options = {});
 
 // A stereo object that shows what is protected.
 class OpenStereo : public vision::Stereo {
   public:
     OpenStereo() = default;
-    explicit OpenStereo(const Rig& rig) { setCalibrations(rig.left, rig.right); }
+    explicit OpenStereo(const CalibrationPair& rig) { setCalibrations(rig.left, rig.right); }
 
     using Stereo::_findOrComputeTransform;
     using Stereo::_rectifyImage;
     using Stereo::_transforms;
 };
+
+}  // namespace tiomipra::test
 
 #endif

@@ -4,6 +4,7 @@
 #include <opencv2/calib3d.hpp>
 #include <opencv2/imgproc.hpp>
 
+namespace tiomipra::test {
 namespace {
 
 // Wide enough for what only the right camera sees.
@@ -59,3 +60,5 @@ cv::Mat renderRawView(const cv::Mat& rectified, const vision::Calibration& camer
     cv::remap(rectified, raw, positions.reshape(2, camera.height), cv::noArray(), cv::INTER_CUBIC);
     return raw;
 }
+
+}  // namespace tiomipra::test

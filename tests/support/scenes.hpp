@@ -6,6 +6,8 @@
 #include <vector>
 #include <vision/calibration.hpp>
 
+namespace tiomipra::test {
+
 // A textured plane: in the left image's columns from `begin` to `end`, the disparity of pixel
 // (x, y) is `disparity` + `slope` * x.
 struct Plane {
@@ -31,5 +33,7 @@ Scene renderScene(const SceneOptions& options);
 
 // What the raw camera sees of the rectified image `rectified`.
 cv::Mat renderRawView(const cv::Mat& rectified, const vision::Calibration& camera);
+
+}  // namespace tiomipra::test
 
 #endif

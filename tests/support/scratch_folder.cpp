@@ -6,6 +6,8 @@
 #include <sstream>
 #include <system_error>
 
+namespace tiomipra::test {
+
 ScratchFolder::ScratchFolder() {
     auto pattern = (std::filesystem::temp_directory_path() / "tiomipra-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr)
@@ -28,3 +30,5 @@ std::string readFile(const std::string& path) {
     content << std::ifstream(path).rdbuf();
     return content.str();
 }
+
+}  // namespace tiomipra::test

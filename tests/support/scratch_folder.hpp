@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <string>
 
+namespace tiomipra::test {
+
 // Created empty, removed with all that it holds.
 class ScratchFolder {
   public:
@@ -25,5 +27,7 @@ class ScratchFolder {
 
 // All that the file at `path` holds.
 std::string readFile(const std::string& path);
+
+}  // namespace tiomipra::test
 
 #endif

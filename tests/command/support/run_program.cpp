@@ -70,7 +70,7 @@ RunResult RunningProgram::wait() {
     int status = 0;
     waitpid(_process, &status, 0);
     const int exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    return {exitStatus, ::readFile(_capture / "out"), ::readFile(_capture / "err")};
+    return {exitStatus, readFile(_capture / "out"), readFile(_capture / "err")};
 }
 
 RunResult runTiomipra(const Arguments& arguments, int status) {

@@ -23,7 +23,7 @@ Arguments SamplePairs::arguments(const std::string& command, const Arguments& mo
                   more);
 }
 
-void saveRig(const std::string& path, const ::Rig& rig) {
+void saveRig(const std::string& path, const CalibrationPair& rig) {
     std::filesystem::create_directories(path);
     rig.left.save(path + "/left.yml");
     rig.right.save(path + "/right.yml");

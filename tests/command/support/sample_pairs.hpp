@@ -21,11 +21,11 @@ struct SamplePairs {
     Arguments arguments(const std::string& command, const Arguments& more = {}) const;
 
     ScratchFolder folder;
-    ::Rig rig;
+    CalibrationPair rig;
 };
 
 // Writes left.yml and right.yml to the folder `path`.
-void saveRig(const std::string& path, const ::Rig& rig);
+void saveRig(const std::string& path, const CalibrationPair& rig);
 
 }  // namespace tiomipra::test
 

@@ -8,6 +8,7 @@
 #include "support/matrices.hpp"
 #include "support/rigs.hpp"
 
+namespace tiomipra::test {
 namespace {
 
 using testing::ElementsAre;
@@ -42,7 +43,7 @@ class StereoCalibrations : public testing::Test {
 TEST_F(StereoCalibrations, AreEmptyAtFirstThenCopiedInAndOut) {
     EXPECT_EQ(Stereo().getCalibrations(), std::pair(Calibration(), Calibration()));
     expectUnchanged();
-    Rig rig = makeRig();
+    CalibrationPair rig = makeRig();
     OpenStereo stereo(rig);
     rig.left.projectionMatrix.setTo(0);
     rig.right.cameraMatrix.setTo(0);
@@ -51,7 +52,7 @@ TEST_F(StereoCalibrations, AreEmptyAtFirstThenCopiedInAndOut) {
 }
 
 TEST_F(StereoCalibrations, ThatDoNotFitAreRefused) {
-    Rig rigs[] = {makeRig(), makeRig(), makeRig(), makeRig()};
+    CalibrationPair rigs[] = {makeRig(), makeRig(), makeRig(), makeRig()};
     rigs[0].left.projectionMatrix = cv::Mat();
     rigs[1].left.projectionMatrix = cv::Mat::eye(3, 4, CV_64F);
     rigs[2].right.projectionMatrix = cv::Mat::eye(3, 3, CV_32F);
@@ -73,8 +74,8 @@ TEST_F(StereoCalibrations, ThatDoNotFitAreRefused) {
 }
 
 // Calibrations that hold nothing but what the minimum disparity is derived from.
-Rig makeBareRig(float leftCentre, float rightCentre, float translation) {
-    Rig rig;
+CalibrationPair makeBareRig(float leftCentre, float rightCentre, float translation) {
+    CalibrationPair rig;
     rig.left.width = rig.right.width = 640;
     rig.left.projectionMatrix = (cv::Mat_<float>(1, 4) << 0, 0, leftCentre, 0);
     rig.right.projectionMatrix = (cv::Mat_<float>(1, 4) << 0, 0, rightCentre, translation);
@@ -87,7 +88,7 @@ TEST_F(StereoCalibrations, MinDisparityIsThatOfThePointsAtTheMaximumDepth) {
         {0, 640, 0, 5, -640},   {300, 310, -30, 4, -3},  // rounded down, not towards zero
         {0, 0, -3, .6F, 5}};                             // 4.99... in double precision
     for (const auto& [leftCentre, rightCentre, translation, maxDepth, expected] : cases) {
-        const Rig rig = makeBareRig(leftCentre, rightCentre, translation);
+        const CalibrationPair rig = makeBareRig(leftCentre, rightCentre, translation);
         _stereo.setMaxDepth(maxDepth);
         _stereo.setCalibrations(rig.left, rig.right);
         EXPECT_EQ(_stereo.getMinDisparity(), expected);
@@ -104,7 +105,7 @@ TEST_F(StereoCalibrations, StayStoredWhenTheMinDisparityIsOutOfRange) {
                                                            {-infinity, 1, unrepresentable},
                                                            {-30, std::nanf(""), unrepresentable}};
     for (const auto& [translation, maxDepth, value] : cases) {
-        const Rig rig = makeBareRig(0, 0, translation);
+        const CalibrationPair rig = makeBareRig(0, 0, translation);
         _stereo.setMaxDepth(maxDepth);
         EXPECT_THAT([&] { _stereo.setCalibrations(rig.left, rig.right); },
                     Refuses<std::range_error>("Invalid min disparity."));
@@ -118,9 +119,10 @@ TEST_F(StereoCalibrations, StayStoredWhenTheMinDisparityIsOutOfRange) {
 }
 
 TEST_F(StereoCalibrations, OfAnyWidthBoundTheMinDisparityWithoutOverflow) {
-    Rig rig = makeBareRig(0, 0, -30);
+    CalibrationPair rig = makeBareRig(0, 0, -30);
     rig.left.width = rig.right.width = std::numeric_limits<int>::min();
     EXPECT_THROW(_stereo.setCalibrations(rig.left, rig.right), std::range_error);
 }
 
 }  // namespace
+}  // namespace tiomipra::test

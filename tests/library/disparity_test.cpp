@@ -9,6 +9,7 @@
 #include "support/rigs.hpp"
 #include "support/scenes.hpp"
 
+namespace tiomipra::test {
 namespace {
 
 using testing::IsEmpty;
@@ -208,3 +209,4 @@ TEST(UnknownAlgorithm, GivesAnEmptyImage) {
 }
 
 }  // namespace
+}  // namespace tiomipra::test

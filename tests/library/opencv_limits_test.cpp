@@ -5,6 +5,7 @@
 #include "support/matrices.hpp"
 #include "support/rigs.hpp"
 
+namespace tiomipra::test {
 namespace {
 
 using vision::Stereo;
@@ -20,9 +21,9 @@ struct Attempt {
     int reduction = 1;      // calibrated size / image size
 };
 
-class MatcherLimits : public testing::TestWithParam<Attempt> {};
+class OpenCvLimits : public testing::TestWithParam<Attempt> {};
 
-TEST_P(MatcherLimits, AreKept) {
+TEST_P(OpenCvLimits, AreKept) {
     const Attempt& attempt = GetParam();
     const LogCapture log;
     OpenStereo stereo(makeRig({attempt.size * attempt.reduction}));
@@ -74,7 +75,7 @@ const Attempt attempts[] = {
      "2147483647"}};
 // clang-format on
 
-INSTANTIATE_TEST_SUITE_P(Attack, MatcherLimits, testing::ValuesIn(attempts));
+INSTANTIATE_TEST_SUITE_P(Attempts, OpenCvLimits, testing::ValuesIn(attempts));
 
 // Block matching writes nothing when there are columns to match but no room for its window.
 TEST(Matching, ResultHoldsNothingThatWasInMemoryBefore) {
@@ -88,7 +89,7 @@ TEST(Matching, ResultHoldsNothingThatWasInMemoryBefore) {
                 IsSameMatrix(cv::Mat(size, CV_32FC1, cv::Scalar(0))));
 }
 
-TEST(HostileImages, OfThreeDimensionsAreRefused) {
+TEST(Images, OfThreeDimensionsAreRefused) {
     const int sizes[] = {4, 4, 4};
     const cv::Mat bytes(3, sizes, CV_8UC1, cv::Scalar(0));
     const cv::Mat floats(3, sizes, CV_32FC1, cv::Scalar(0));
@@ -103,3 +104,4 @@ TEST(HostileImages, OfThreeDimensionsAreRefused) {
 }
 
 }  // namespace
+}  // namespace tiomipra::test

@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+namespace tiomipra::test {
 namespace {
 
 using testing::ElementsAre;
@@ -199,3 +200,4 @@ TEST(LogEnvironment, SetsLevels) {
 }
 
 }  // namespace
+}  // namespace tiomipra::test

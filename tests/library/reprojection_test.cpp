@@ -8,6 +8,7 @@
 
 #include "support/matrices.hpp"
 
+namespace tiomipra::test {
 namespace {
 
 using vision::InstructionSet;
@@ -99,3 +100,4 @@ TEST_P(Reprojection, RefusesAnEmptyDisparityAsOpenCvDoes) {
 }
 
 }  // namespace
+}  // namespace tiomipra::test

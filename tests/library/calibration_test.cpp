@@ -9,6 +9,7 @@
 #include "support/rigs.hpp"
 #include "support/scratch_folder.hpp"
 
+namespace tiomipra::test {
 namespace {
 
 using testing::ElementsAre;
@@ -265,3 +266,4 @@ TEST(CalibrationScaling, RefusesWhatItCannotScale) {
 }
 
 }  // namespace
+}  // namespace tiomipra::test

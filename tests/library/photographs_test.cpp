@@ -12,6 +12,7 @@
 
 #include "support/rigs.hpp"
 
+namespace tiomipra::test {
 namespace {
 
 using Corners = std::vector<cv::Point2f>;
@@ -58,7 +59,7 @@ Corners findCorners(const cv::Mat& image) {
     return corners;
 }
 
-Rig calibrate(const std::vector<Corners> (&corners)[sides]) {
+CalibrationPair calibrate(const std::vector<Corners> (&corners)[sides]) {
     std::vector<cv::Point3f> squares;
     for (int i = 0; i < board.area(); ++i)
         squares.emplace_back(i % board.width, i / board.width, 0);
@@ -71,7 +72,7 @@ Rig calibrate(const std::vector<Corners> (&corners)[sides]) {
     cv::stereoRectify(camera[0], distortion[0], camera[1], distortion[1], imageSize, rotation,
                       translation, rectification[0], rectification[1], projection[0], projection[1],
                       reprojection, cv::CALIB_ZERO_DISPARITY, 0);
-    Rig rig;
+    CalibrationPair rig;
     for (int side = 0; side < sides; ++side) {
         vision::Calibration& calibration = side == 0 ? rig.left : rig.right;
         calibration.width = imageSize.width;
@@ -110,7 +111,7 @@ TEST(Photographs, GiveMetricDepthOfTheBoard) {
             corners[side].push_back(findCorners(images[side].back()));
         }
     }
-    const Rig rig = calibrate(corners);
+    const CalibrationPair rig = calibrate(corners);
     vision::Stereo stereo;
     stereo.setMaxDepth(20);
     stereo.setCalibrations(rig.left, rig.right);
@@ -138,3 +139,4 @@ TEST(Photographs, GiveMetricDepthOfTheBoard) {
 }
 
 }  // namespace
+}  // namespace tiomipra::test

@@ -7,6 +7,7 @@
 #include "support/log_capture.hpp"
 #include "support/rigs.hpp"
 
+namespace tiomipra::test {
 namespace {
 
 using testing::ElementsAre;
@@ -151,3 +152,4 @@ TEST_F(Parameters, ResetWithoutCalibrationsStopsAfterTheWindowSize) {
 }
 
 }  // namespace
+}  // namespace tiomipra::test

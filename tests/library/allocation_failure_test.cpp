@@ -39,6 +39,7 @@ void operator delete(void* memory, std::size_t) noexcept {
     std::free(memory);
 }
 
+namespace tiomipra::test {
 namespace {
 
 // Fails the buffers of matrices, otherwise those of OpenCV's own allocator.
@@ -65,7 +66,7 @@ class FailingAllocator : public cv::MatAllocator {
     }
 };
 
-class Allocations : public testing::Test {
+class FailedAllocations : public testing::Test {
   protected:
     void SetUp() override {
         cv::setNumThreads(1);
@@ -93,20 +94,20 @@ class Allocations : public testing::Test {
         EXPECT_GT(failures, 2);
     }
 
-    const Rig _rig = makeRig({{64, 48}, 50.F, {32.F, 24.F}, 32.F});
+    const CalibrationPair _rig = makeRig({{64, 48}, 50.F, {32.F, 24.F}, 32.F});
     LogCapture _log;
 };
 
-TEST_F(Allocations, OfConstructingAndScalingLeaveNothing) {
+TEST_F(FailedAllocations, OfConstructingAndScalingLeaveNothing) {
     failEach([this] {
         OpenStereo stereo(_rig);
         _rig.left.scaleTo(32, 24);
     });
 }
 
-TEST_F(Allocations, OfSetCalibrationsLeaveTheOldOnes) {
+TEST_F(FailedAllocations, OfSetCalibrationsLeaveTheOldOnes) {
     OpenStereo stereo(_rig);
-    const Rig other = makeRig({{64, 48}, 60.F});
+    const CalibrationPair other = makeRig({{64, 48}, 60.F});
     failEach(
         [&] {
             stereo.setCalibrations(_rig.left, _rig.right);
@@ -119,7 +120,7 @@ TEST_F(Allocations, OfSetCalibrationsLeaveTheOldOnes) {
         });
 }
 
-TEST_F(Allocations, OfTransformsAndDepthLeaveTheCache) {
+TEST_F(FailedAllocations, OfTransformsAndDepthLeaveTheCache) {
     OpenStereo stereo(_rig);
     const cv::Mat disparity(48, 64, CV_32FC1, cv::Scalar(7));
     const cv::Mat expected = stereo.computeDepth(disparity);
@@ -134,13 +135,13 @@ TEST_F(Allocations, OfTransformsAndDepthLeaveTheCache) {
         });
 }
 
-TEST_F(Allocations, OfACategoryLeaveTheOthers) {
+TEST_F(FailedAllocations, OfACategoryLeaveTheOthers) {
     int count = 0;
     failEach([&] { tevo::log::addCategory("allocations." + std::to_string(count++)); },
              [] { tevo::log::setLevel(tevo::LogLevel::warning); });
 }
 
-TEST_F(Allocations, OfLoadAndSaveLeaveAUsableRecord) {
+TEST_F(FailedAllocations, OfLoadAndSaveLeaveAUsableRecord) {
     const ScratchFolder folder;
     _rig.left.save(folder.path("a.yml"));
     vision::Calibration record;
@@ -153,3 +154,4 @@ TEST_F(Allocations, OfLoadAndSaveLeaveAUsableRecord) {
 }
 
 }  // namespace
+}  // namespace tiomipra::test

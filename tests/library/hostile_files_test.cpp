@@ -10,6 +10,7 @@
 #include "support/rigs.hpp"
 #include "support/scratch_folder.hpp"
 
+namespace tiomipra::test {
 namespace {
 
 using vision::Calibration;
@@ -62,7 +63,7 @@ constexpr int deep = 100000;                        // More than 8 MiB of stack 
 const std::string manyBlanks = repeat("ICAg", 20);  // in base64; fewer end the parser
 
 INSTANTIATE_TEST_SUITE_P(
-    Attack, HostileFile,
+    Texts, HostileFile,
     testing::ValuesIn(std::vector<HostileTexts>{
         {"distortion claims 10000000000 elements, but holds 1",
          {matrix("rows: 100000\n   cols: 100000\n   dt: d\n   data: [ 1. ]")}},
@@ -181,3 +182,4 @@ TEST(HostileFiles, FullDiskIsNoticed) {
 }
 
 }  // namespace
+}  // namespace tiomipra::test

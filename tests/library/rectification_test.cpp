@@ -7,6 +7,7 @@
 #include "support/matrices.hpp"
 #include "support/rigs.hpp"
 
+namespace tiomipra::test {
 namespace {
 
 using testing::ElementsAre;
@@ -20,11 +21,11 @@ std::string computeLine(const char* function, const char* size) {
 }
 
 // Focal lengths and centres that differ, so that none can stand for another.
-Rig makeUnevenRig() {
+CalibrationPair makeUnevenRig() {
     RigOptions options;
     options.rightCentreX = 300.F;
     options.baseline = 0.12F;
-    Rig rig = makeRig(options);
+    CalibrationPair rig = makeRig(options);
     rig.left.projectionMatrix.at<float>(1, 1) = 503.F;
     rig.right.projectionMatrix.at<float>(0, 0) = 510.F;
     return rig;
@@ -44,7 +45,7 @@ cv::Mat rectify(const cv::Mat& image, const cv::Mat& mapX, const cv::Mat& mapY) 
 }
 
 TEST(ImageTransforms, AreThoseOfTheScaledCalibrations) {
-    const Rig rig = makeUnevenRig();
+    const CalibrationPair rig = makeUnevenRig();
     const OpenStereo stereo(rig);
     for (const cv::Size size : {cv::Size(640, 480), cv::Size(320, 240), cv::Size(1280, 960)}) {
         const auto transform = stereo.computeImageTransforms(size);
@@ -155,3 +156,4 @@ TEST(Rectification, CachesNothingForImagesItCannotRectify) {
 }
 
 }  // namespace
+}  // namespace tiomipra::test

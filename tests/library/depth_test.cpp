@@ -8,6 +8,7 @@
 #include "support/rigs.hpp"
 #include "support/scenes.hpp"
 
+namespace tiomipra::test {
 namespace {
 
 using testing::IsEmpty;
@@ -50,7 +51,7 @@ TEST(Depth, IsTheReprojectionWithinTheMeasuredRange) {
 }
 
 TEST(Depth, OfAPlaneIsMetric) {
-    const Rig rig = makeRig();  // f = 500, baseline 0.125: 20 pixels are 3.125 away
+    const CalibrationPair rig = makeRig();  // f = 500, baseline 0.125: 20 pixels are 3.125 away
     OpenStereo stereo(rig);
     const Scene scene = renderScene({});
     const auto [left, right] = stereo.rectifyImages(renderRawView(scene.left, rig.left),
@@ -85,3 +86,4 @@ TEST(Depth, RefusesWhatIsNoDisparity) {
 }
 
 }  // namespace
+}  // namespace tiomipra::test
