@@ -77,8 +77,8 @@ void Calibration::load(const std::string& filename) {
         const cv::FileStorage storage(filename, cv::FileStorage::READ, "");
         cv::read(storage["width"], width, 0);
         cv::read(storage["height"], height, 0);
-        // Each matrix is read into a new buffer: one that the host took from this record earlier
-        // must not change with it.
+        // Each matrix is read into a new buffer: the host may have taken one of this record's
+        // earlier, and must not see it change.
         const auto readMatrix = [&storage, &filename](const char* key) {
             const cv::FileNode node = storage[key];
             checkMatrixNode(node, key, filename);
@@ -106,7 +106,8 @@ void Calibration::save(const std::string& filename) const {
         refuse(category, "save", "Invalid calibration save file: " + filename);
     try {
         checkTarget(filename);
-        // Composed in memory first, as cv::FileStorage does not notice when a disk is full.
+        // Composed in memory, and written by `writeDocument`, as cv::FileStorage does not notice
+        // when a disk is full.
         const bool inMemory = !isCompressed(filename);
         cv::FileStorage storage(
             filename, cv::FileStorage::WRITE | (inMemory ? cv::FileStorage::MEMORY : 0), "");

@@ -64,7 +64,8 @@ Format formatOf(std::string_view text) {
     return startsWith(text, "{") ? Format::json : Format::yaml;
 }
 
-// What OpenCV opens under a name: options may follow the last '?', a level of compression ".gz".
+// The file that OpenCV opens under a name, in which options may follow the last '?' and the level
+// of compression, a digit, may follow ".gz".
 struct Target {
     std::string path;
     bool isCompressed;
@@ -85,7 +86,7 @@ void checkRegular(const std::string& filename, const std::string& path) {
         refuse(filename, "not a regular file");
 }
 
-// At most one byte more than `longest`.
+// All that `stream` holds, or its first bytes if they are more than `longest`.
 std::string readBeginning(std::istream& stream, std::size_t longest) {
     std::string text;
     std::array<char, 16384> piece{};
@@ -98,7 +99,8 @@ bool isGzip(std::string_view bytes) {
     return startsWith(bytes, "\x1f\x8b");
 }
 
-// True when the end of a gzip file can't be one: it states the length of the text.
+// True when the last four bytes, where gzip states the length of the text, state one that so few
+// bytes can't expand to.
 bool isCutGzip(std::string_view bytes) {
     constexpr std::size_t shortest = 18;
     if (bytes.size() < shortest)
@@ -116,7 +118,7 @@ int boundNesting(std::string_view text) {
     constexpr std::string_view plain =
         "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ.,+-_> \t\r\n";
     int levels = 0;
-    char opened = '\0';  // What only plain characters have followed since.
+    char opened = '\0';  // The last bracket or tag opened, if only plain characters followed.
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char character = text[i];
         const bool endsElement = startsWith(text.substr(i), "</");
@@ -131,8 +133,8 @@ int boundNesting(std::string_view text) {
     return levels;
 }
 
-// At least as many levels as start in one line of YAML: in the columns of its indentation, behind
-// each dash and behind each key, as in "- - a: b: 1".
+// At least as many levels as can be open in one line of YAML: one for each column of indentation,
+// each dash and each key, as in "- - a: b: 1".
 std::size_t boundLevels(std::string_view line) {
     const auto tag = line.find('!');
     std::size_t levels = line.size() - skip(line, " ").size();
@@ -145,7 +147,7 @@ std::size_t boundLevels(std::string_view line) {
     return levels;
 }
 
-// At least as many levels as YAML nests by indentation. Each starts in a column of its own.
+// At least as many levels as YAML nests by indentation: those of its deepest line.
 int boundIndentation(std::string_view text) {
     std::size_t deepest = 0;
     while (!text.empty())
@@ -153,8 +155,8 @@ int boundIndentation(std::string_view text) {
     return static_cast<int>(deepest);
 }
 
-// At least as many keys as there are: a colon follows each, in XML each is a tag. Elements "<_>"
-// have none.
+// At least as many keys as there are: every colon is taken for the end of one, in XML every tag but
+// those of elements without a key, "<_>".
 std::ptrdiff_t boundKeys(std::string_view text, Format format) {
     if (format != Format::xml)
         return std::count(text.begin(), text.end(), ':');
@@ -166,8 +168,8 @@ std::ptrdiff_t boundKeys(std::string_view text, Format format) {
     return keys;
 }
 
-// True when no text of XML refers to the character 0, as "&#0;" does, and every reference is short
-// and closed. Behind a byte 0 within a text, the parser takes any bytes for lengths and counts.
+// True when every reference to a character, as "&#65;", is closed and short, and none is to the
+// character 0. The parser takes the bytes behind a byte 0 in a text for lengths and counts.
 bool hasSoundReferences(std::string_view text) {
     constexpr std::string_view start = "&#";
     constexpr std::size_t mostDigits = 3;
@@ -184,7 +186,8 @@ bool hasSoundReferences(std::string_view text) {
     return true;
 }
 
-// The parser takes a carriage return for the end of a line, but reads on behind the line feed.
+// True for a carriage return without a line feed. The parser takes it for the end of a line, but
+// then looks for the next line behind the next line feed.
 bool hasStrayReturn(std::string_view text) {
     const auto isStray = [](char a, char b) { return a == '\r' && b != '\n'; };
     return endsWith(text, "\r") ||
@@ -208,7 +211,7 @@ bool startsKey(char character) {
 }
 
 // True when each YAML stream is a mapping that starts in the first column, and "..." is followed by
-// nothing but further streams. Of other documents, there are some that the parser never ends with.
+// nothing but further streams. The parser never returns from some of the other documents.
 bool hasSoundStreams(std::string_view text) {
     bool isWithinMapping = false;
     while (!text.empty()) {
@@ -228,7 +231,7 @@ bool hasSoundStreams(std::string_view text) {
     return true;
 }
 
-// The bytes of `data` up to the first four characters that are not all base64.
+// The bytes of base64 `data`, up to the first group of four characters that is not base64.
 std::string decodeBase64(std::string_view data) {
     constexpr std::string_view alphabet =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -248,9 +251,9 @@ std::string decodeBase64(std::string_view data) {
 }
 
 // True when base64 `data` starts with a header as OpenCV writes it: the types of an element, as in
-// "3f" or "2if", filled up with blanks to 24 bytes. The parser never ends without a type, with a
-// first line of fewer than four characters, or with counts whose sum no int can hold. In 24 bytes,
-// counts of at most nine digits never have such a sum.
+// "3f" or "2if", filled up with blanks to 24 bytes. The parser never returns when there is no type,
+// when the first line has fewer than four characters, or when no int can hold the sum of the
+// counts; in 24 bytes, counts of at most nine digits never have such a sum.
 bool startsWithElementTypes(std::string_view data) {
     constexpr std::size_t headerLength = 24;
     constexpr int mostDigits = 9;
@@ -297,7 +300,7 @@ bool continuesSoundly(std::string_view rest, const Base64Mark& mark) {
 bool hasSoundBase64(std::string_view text, Format format) {
     const Base64Mark mark = base64MarkOf(format);
     char last = '\0';         // The last character before the word that is none of `mark.between`.
-    std::size_t scanned = 0;  // Up to here, so that no character is looked at once for each word.
+    std::size_t scanned = 0;  // Where the search for `last` goes on, so that time stays linear.
     for (auto found = text.find(mark.word); found != text.npos;
          found = text.find(mark.word, found + 1)) {
         const auto piece = text.substr(scanned, found - scanned);
@@ -340,14 +343,14 @@ void checkText(const std::string& filename, std::string_view text) {
              "base64 data must start with 24 bytes that name the types of an element");
 }
 
-// -1 where there is none.
+// The number in `node`; -1 if there is no node.
 int readInt(const cv::FileNode& node) {
     int value = 0;
     cv::read(node, value, -1);
     return value;
 }
 
-// The channels of a matrix of that element type. OpenCV adds up all counts: "2d1d" has three.
+// The channels of a matrix with elements of `type`. OpenCV adds up all counts: "2d1d" has three.
 double countChannels(const std::string& type) {
     double channels = 0;
     int count = 0;
@@ -366,7 +369,7 @@ double countClaimed(const cv::FileNode& node, const std::string& type) {
     if (rows >= 0)
         return elements * (static_cast<double>(rows) * readInt(node["cols"]));
     const cv::FileNode sizes = node["sizes"];
-    // By their count, as walking over a damaged sequence never meets its end.
+    // Counted, as an iterator over a damaged sequence never equals its end.
     auto size = sizes.begin();
     for (std::size_t left = sizes.size(); left > 0; --left, ++size)
         elements *= static_cast<int>(*size);
@@ -431,7 +434,7 @@ void checkTarget(const std::string& filename) {
 void writeDocument(const std::string& filename, const std::string& text) {
     std::ofstream file(targetOf(filename).path, std::ios::binary);
     if (!file) {
-        // Says on standard error that it can't open the file either.
+        // For the complaint that OpenCV prints on standard error when it can't open the file.
         const cv::FileStorage storage(filename, cv::FileStorage::WRITE);
         return;
     }

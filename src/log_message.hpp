@@ -1,4 +1,5 @@
-// One line in a log category, built only if the category admits it, and refusals, which write one.
+// Messages in a log category, composed only if the category admits them, and exceptions that are
+// logged before they are thrown.
 #ifndef VISION_LOG_MESSAGE_HPP
 #define VISION_LOG_MESSAGE_HPP
 

@@ -11,11 +11,12 @@ namespace {
 
 constexpr std::int64_t largestInt = std::numeric_limits<int>::max();
 
-// Disparities are 16-bit numbers of sixteenths of a pixel, and one below the minimum means invalid.
+// The matchers' results are 16-bit numbers in sixteenths of a pixel, in which one pixel less than
+// the smallest disparity means "no match".
 constexpr int largestDisparity = 2047;
 constexpr int smallestDisparity = -2047;
 
-// The disparity behind the last one searched.
+// One more than the largest disparity searched.
 std::int64_t endOfDisparities(const AdaptedParameters& parameters) {
     return static_cast<std::int64_t>(parameters.minDisparity) + parameters.disparityNumber;
 }
@@ -35,7 +36,7 @@ std::string complaintAboutRange(const AdaptedParameters& parameters) {
     return {};
 }
 
-// The filter keeps coordinates in 16 bits and 9 bytes for each pixel, counted in 32 bits.
+// The filter keeps coordinates in 16 bits, and takes 9 bytes for each pixel, which it counts in 32.
 std::string complaintAboutSpeckleFilter(const AdaptedParameters& parameters, const cv::Size& size) {
     constexpr int longestSide = std::numeric_limits<short>::max();
     constexpr std::int64_t mostPixels = largestInt / 9;
@@ -97,7 +98,7 @@ std::string complaintAboutSemiGlobalMatching(const AdaptedParameters& parameters
     if (matchedColumns < 1)
         return {};  // The disparity is invalid everywhere, and nothing is computed.
 
-    // The first sum over the window reads that many columns, whether they are there or not.
+    // The first sum of costs reads half a window of columns, even where there are fewer.
     const int window = parameters.windowSize > 0 ? parameters.windowSize : 5;  // as OpenCV has it
     if (window / 2 >= matchedColumns) {
         return "window is " + std::to_string(window) +

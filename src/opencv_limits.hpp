@@ -1,5 +1,5 @@
-// What OpenCV's matchers can compute without leaving their buffers and number formats, which they
-// don't check themselves.
+// Limits of OpenCV's matchers that they don't check themselves: beyond them, they read or write
+// outside of their buffers, or their numbers overflow.
 #ifndef VISION_OPENCV_LIMITS_HPP
 #define VISION_OPENCV_LIMITS_HPP
 
@@ -10,8 +10,8 @@
 
 namespace vision {
 
-// What keeps images of `size` from being matched with these parameters, naming item, value and
-// rule; empty when nothing does. What OpenCV refuses itself is not looked for.
+// The limit that matching images of `size` with these parameters would break, naming item, value
+// and rule; empty when it breaks none. What OpenCV refuses itself is not looked for.
 std::string complaintAboutBlockMatching(const AdaptedParameters& parameters, const cv::Size& size);
 std::string complaintAboutSemiGlobalMatching(const AdaptedParameters& parameters,
                                              const cv::Size& size);

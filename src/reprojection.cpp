@@ -4,11 +4,11 @@
 // - Only matrices as rectified pairs have them (`hasRectifiedForm`) take the short way. X then
 //   depends on the column alone, Y on the row, Z on nothing and W on the disparity. The products
 //   with zero that OpenCV adds as well change no sum: its sums start from +0 and so are never -0.
-//   The one exception, zero times an infinite disparity, is kept in the sum of W.
+//   There is one exception, kept in the sum of W: zero times an infinite disparity is NaN.
 // - The arithmetic is OpenCV's: double, in its order, nothing fused (the build sets
-//   -ffp-contract=off), converted to float where OpenCV does so. That last point depends on how
-//   OpenCV was compiled; it is found out by comparison, once (`findRounding`).
-// - What doesn't fit, be it the matrix or the OpenCV at hand, is left to OpenCV.
+//   -ffp-contract=off), converted to float where OpenCV does so. Where that is depends on how
+//   OpenCV was compiled; `findRounding` finds it out once, by comparison.
+// - Other matrices, and all if the comparison fails, are left to OpenCV.
 #include "reprojection.hpp"
 
 #include <algorithm>
@@ -23,7 +23,7 @@
 #define TIOMIPRA_FOR_AVX2 __attribute__((target("avx2")))
 #define TIOMIPRA_FOR_AVX512 __attribute__((target("avx512f,avx512vl,avx512bw,avx512dq")))
 #endif
-// Inlined into a function for some instruction set, a function is compiled for that set.
+// Functions that are compiled for the instruction set of the function that calls them.
 #define TIOMIPRA_INLINE __attribute__((always_inline)) inline
 
 namespace vision {
@@ -36,8 +36,8 @@ struct Limits {
 };
 
 // Whether X and Y are rounded to float before they are divided by W, or only afterwards. OpenCV's
-// source says before, but GCC 12 leaves that step out (for X and Y, not for Z), and so does the
-// OpenCV of Debian 12.
+// source says before, but GCC 12, which compiled the OpenCV of Debian 12, leaves that step out (for
+// X and Y, not for Z).
 enum class Rounding { beforeDivision, afterDivision };
 
 // What the pixels of one row have in common: their homogeneous coordinates.
@@ -73,7 +73,7 @@ TIOMIPRA_INLINE void storeInterleaved(const Vectors<4>::Floats& x, const Vectors
 
 TIOMIPRA_INLINE void storeInterleaved(const Vectors<8>::Floats& x, const Vectors<8>::Floats& y,
                                       const Vectors<8>::Floats& z, float* points) {
-    // x and y at their places first, with gaps (lane 0) that z fills.
+    // First x and y at their places, and lane 0 wherever z follows.
     const auto first = __builtin_shufflevector(x, y, 0, 8, 0, 1, 9, 0, 2, 10);
     const auto second = __builtin_shufflevector(x, y, 0, 3, 11, 0, 4, 12, 0, 5);
     const auto third = __builtin_shufflevector(x, y, 13, 0, 6, 14, 0, 7, 15, 0);
@@ -88,7 +88,7 @@ TIOMIPRA_INLINE void reprojectBlock(const float* disparities, const double* xs, 
                                     float* points) {
     using Floats = typename Vectors<lanes>::Floats;
     using Doubles = typename Vectors<lanes>::Doubles;
-    // OpenCV takes this disparity for a missing one, whether asked to look for such or not.
+    // OpenCV takes this disparity for a missing one, even when it is told that none is missing.
     constexpr float missingDisparity = FLT_MAX;
     constexpr float missingDepth = 10000.F;
 
@@ -229,9 +229,9 @@ cv::Mat reprojectByOpenCv(const cv::Mat& disparity, const cv::Matx44d& matrix,
     return points;
 }
 
-// The rounding with which a small image comes out as OpenCV has it; none if neither does.
+// The rounding with which a small image gets the same points as from OpenCV; none if with neither.
 std::optional<Rounding> findRounding() {
-    // Offsets whose digits don't all fit into the floats of X and Y.
+    // With these offsets, X and Y have more digits than a float holds.
     const cv::Matx44d matrix(1, 0, 0, -0.1F, 0, 1, 0, -0.3F, 0, 0, 0, 700, 0, 0, 8.1F, 0.7F);
     constexpr Limits noLimits{FLT_MAX, 0.F};
     cv::Mat_<float> disparity(16, 16);

@@ -6,7 +6,8 @@
 
 namespace vision {
 
-// What the pass is compiled for, the slowest first; machines that aren't x86 have `baseline` alone.
+// The instruction sets that the pass is compiled for, the slowest first; only `baseline` on
+// machines that aren't x86.
 enum class InstructionSet { baseline, avx2, avx512 };
 
 // The fastest that this processor has and OpenCV is allowed to use.

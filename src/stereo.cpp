@@ -34,7 +34,7 @@ constexpr int defaultP2 = 32 * defaultWindowSize * defaultWindowSize;
 constexpr int defaultDisp12MaxDiff = 0;
 constexpr bool defaultFullDP = false;
 
-// -`value`, where the smallest int is its own negation.
+// -`value`; the smallest int, whose negation no int can hold, stays as it is.
 int wrappingNegation(int value) {
     return static_cast<int>(0U - static_cast<unsigned>(value));
 }
@@ -56,7 +56,7 @@ std::string format(const cv::Size& size) {
     return "[" + std::to_string(size.width) + " x " + std::to_string(size.height) + "]";
 }
 
-// Unlike std::swap, copies nothing.
+// std::swap would copy every matrix.
 void swap(Calibration& a, Calibration& b) {
     std::swap(a.width, b.width);
     std::swap(a.height, b.height);
@@ -141,7 +141,7 @@ void checkLimits(const std::string& complaint) {
 // with 8 fractional bits instead of 4.
 cv::Mat match(cv::StereoMatcher& matcher, const cv::Mat& left, const cv::Mat& right) {
     try {
-        // Filled beforehand, as block matching leaves it untouched when its window fits nowhere.
+        // Filled first, as block matching writes nothing when its window fits nowhere.
         const int invalid = (matcher.getMinDisparity() - 1) * cv::StereoMatcher::DISP_SCALE;
         cv::Mat fixedPoint(left.size(), CV_16SC1, cv::Scalar::all(invalid));
         matcher.compute(left, right, fixedPoint);
@@ -215,7 +215,7 @@ void Stereo::setCalibrations(const Calibration& left, const Calibration& right) 
                complaint("right projectionMatrix", right.projectionMatrix, 1, 4));
     }
 
-    // Copied before anything is stored: without memory, the object stays as it was.
+    // Copied before anything is stored, so that the object stays as it was when memory runs out.
     Calibration leftCopy(left);
     Calibration rightCopy(right);
     swap(_leftCalibration, leftCopy);

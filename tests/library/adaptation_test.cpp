@@ -58,15 +58,15 @@ TEST(Adaptation, SearchesSixteenDisparitiesAtLeast) {
     }
 }
 
-// Exactly, 1800 * (11 / 15)^2 is 968, 361 * (12 / 19)^2 is 144 and 121 * (9 / 11)^2 is 81. In
-// double precision they are truncated to 967, 144 and 81; 80, if only the quotient is single.
+// Exactly, 1800 * (11 / 15)^2 is 968 and 361 * (12 / 19)^2 is 144. In double precision they are
+// truncated to 967 and 144.
 TEST(Adaptation, OfPenaltiesIsInSinglePrecision) {
     struct Case {
         int windowSize, factor, penalty, adapted;
     };
     vision::Stereo stereo;
     for (const auto& [windowSize, factor, penalty, adapted] :
-         {Case{15, 4, 1800, 968}, {15, 4, 7200, 3872}, {19, 7, 361, 143}, {11, 2, 121, 81}}) {
+         {Case{15, 4, 1800, 968}, {15, 4, 7200, 3872}, {19, 7, 361, 143}, {19, 7, 19855, 7919}}) {
         stereo.setWindowSize(windowSize);
         stereo.setP1(penalty);
         stereo.setP2(penalty);

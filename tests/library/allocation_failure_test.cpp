@@ -1,4 +1,5 @@
-// Every allocation fails once: what was promised holds, and nothing leaks.
+// Runs out of memory at each allocation of an operation in turn: the object is as it was promised
+// to be, and nothing leaks.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -14,7 +15,7 @@
 
 namespace {
 
-// This thread's allocations until one fails; negative: none does.
+// How many more allocations of this thread succeed before one fails; none fails if negative.
 thread_local long allocationsLeft = -1;
 
 // Counts an allocation; true for the one that has to fail.
@@ -42,7 +43,7 @@ void operator delete(void* memory, std::size_t) noexcept {
 namespace tiomipra::test {
 namespace {
 
-// Fails the buffers of matrices, otherwise those of OpenCV's own allocator.
+// OpenCV's own allocator for the buffers of matrices, but for the one that has to fail.
 class FailingAllocator : public cv::MatAllocator {
   public:
     cv::UMatData* allocate(int dimensions, const int* sizes, int type, void* data,
@@ -70,7 +71,7 @@ class FailedAllocations : public testing::Test {
   protected:
     void SetUp() override {
         cv::setNumThreads(1);
-        // Lives on: OpenCV may keep matrices for itself.
+        // Never deleted, as OpenCV may keep matrices for itself.
         static auto* const allocator = new FailingAllocator;
         cv::Mat::setDefaultAllocator(allocator);
     }
@@ -79,13 +80,13 @@ class FailedAllocations : public testing::Test {
     // Calls `operation` until no allocation of it fails, `check` after each failure.
     static void failEach(
         const std::function<void()>& operation, const std::function<void()>& check = [] {}) {
-        operation();  // What is allocated once and for all.
+        operation();  // The first call may allocate what stays.
         int failures = 0;
         for (bool isDone = false; !isDone; ++failures) {
             allocationsLeft = failures;
             try {
                 operation();
-                isDone = allocationsLeft >= 0;  // Else an allocation failed without harm.
+                isDone = allocationsLeft >= 0;  // Otherwise one failed, without an exception.
             } catch (const std::exception&) {   // NOLINT(bugprone-empty-catch): as it should.
             }
             allocationsLeft = -1;

@@ -70,7 +70,7 @@ TEST(Calibration, EqualityIsExactAndStopsAtTheFirstDifference) {
     Calibration shorter = reference;
     shorter.distortion = shorter.distortion.colRange(0, 4);
     EXPECT_THROW((void)(reference == shorter), cv::Exception);
-    // What comes after the first difference is not looked at, comparable or not.
+    // Matrices that can't be compared don't matter behind the first difference.
     EXPECT_TRUE(reference != withSize(shorter, reference.width + 1, reference.height));
     EXPECT_TRUE(reference != withSize(shorter, reference.width, reference.height + 1));
     shorter.cameraMatrix *= 2;
@@ -96,7 +96,7 @@ TEST(Calibration, EqualityOfUnusualMatrices) {
 
 class CalibrationFile : public testing::Test {
   protected:
-    // What a YAML document leaves of a record that was full.
+    // A record that was full before it was loaded from a YAML document.
     Calibration load(const std::string& content) const {
         Calibration calibration = makeRig({{320, 240}}).left;
         calibration.load(_folder.write("rig.yml", "%YAML:1.0\n---\n" + content));

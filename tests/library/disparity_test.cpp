@@ -129,7 +129,7 @@ TEST_P(Disparity, IsThatOfTheMatcherWithAdaptedParameters) {
 
 // A parameter at another value than the default, at half the calibrated width.
 struct Variation {
-    std::set<Stereo::StereoAlgorithm> matchers;  // that use it
+    std::set<Stereo::StereoAlgorithm> matchers;  // whose result depends on the parameter
     std::function<void(Stereo&, int)> set;
     int value;
     std::vector<std::pair<int Settings::*, int>> adapted;
@@ -147,7 +147,7 @@ const Variation variations[] = {
      &Stereo::setWindowSize,
      9,
      {{&Settings::window, 7}, {&Settings::P1, 2134}, {&Settings::P2, 8536}}},
-    // The default pre-filter has no window.
+    // Changes nothing, as the default pre-filter has no window.
     {{}, &Stereo::setPreFilterSize, 5, {{&Settings::preFilterSize, 5}}},
     {{Stereo::BM}, &Stereo::setTextureThreshold, 9000, {{&Settings::textureThreshold, 9000}}},
     {{Stereo::SGBM}, &Stereo::setP1, 100, {{&Settings::P1, 81}}},

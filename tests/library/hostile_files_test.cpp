@@ -59,8 +59,9 @@ TEST_P(HostileFile, IsRefused) {
     }
 }
 
-constexpr int deep = 100000;                        // More than 8 MiB of stack in OpenCV's parser.
-const std::string manyBlanks = repeat("ICAg", 20);  // in base64; fewer end the parser
+constexpr int deep = 100000;  // As many levels take OpenCV's parser more than 8 MiB of stack.
+// 60 blanks in base64, over which the parser loops for ever; it returns from fewer.
+const std::string manyBlanks = repeat("ICAg", 20);
 
 INSTANTIATE_TEST_SUITE_P(
     Texts, HostileFile,
@@ -91,8 +92,8 @@ INSTANTIATE_TEST_SUITE_P(
           yaml("width:\n " + repeat("a: ", deep) + "1"),
           yaml("width:\n " + repeat("a[:", deep) + "1"), yaml("width: " + repeat("!a -.: ", 5000)),
           xml(repeat("<a>", deep) + repeat("</a>", deep))}},
-        // No type, no data, not base64 at all, cut by the line's end, counts that add up past an
-        // int.
+        // No type, no data, not base64 at all, cut by the end of a line, and counts whose sum no
+        // int can hold.
         {"must start with 24 bytes that name the types",
          {"{\"width\": \"$base64$" + manyBlanks + "\"}", R"({"width": "$base64$MTExMTExMTExMTEx"})",
           yaml("width: !!binary |\n  MTIg" + manyBlanks), yaml("width: !!binary |\n  ????"),

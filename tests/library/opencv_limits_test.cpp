@@ -17,7 +17,7 @@ struct Attempt {
     int disparityNumber;
     int windowSize;
     int speckleWindowSize;
-    std::string complaint;  // none: goes well
+    std::string complaint;  // empty if the attempt succeeds
     int reduction = 1;      // calibrated size / image size
 };
 
@@ -64,7 +64,7 @@ const Attempt attempts[] = {
     {Stereo::SGBM, {27, 8}, 0, 16, 23, 0,
      "window is 23 pixels wide, must be less than twice the 11 columns of the image that all "
      "disparities reach"},
-    // OpenCV takes a window below 1 for 5.
+    // The window shrinks to 0, for which OpenCV takes 5.
     {Stereo::SGBM, {50, 40}, 0, 80, 5, 400,
      "window is 5 pixels wide, must be less than twice the 2 columns of the image that all "
      "disparities reach", 5},
@@ -77,7 +77,8 @@ const Attempt attempts[] = {
 
 INSTANTIATE_TEST_SUITE_P(Attempts, OpenCvLimits, testing::ValuesIn(attempts));
 
-// Block matching writes nothing when there are columns to match but no room for its window.
+// OpenCV's block matching writes no result when there are columns to match but no room for its
+// window.
 TEST(Matching, ResultHoldsNothingThatWasInMemoryBefore) {
     const cv::Size size(100, 64);
     OpenStereo stereo(makeRig({size}));

@@ -1,4 +1,4 @@
-// From the photographs of a chessboard to metric depth, with nothing but OpenCV's own calibration.
+// From the photographs of a chessboard to metric depth, calibrated with OpenCV's own functions.
 //
 // The pictures are left01..14 and right01..14 of Debian's package opencv-doc: 640x480, a board of
 // 9x6 inner corners. Lengths are in squares of the board.

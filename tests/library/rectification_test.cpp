@@ -20,7 +20,7 @@ std::string computeLine(const char* function, const char* size) {
            ": Compute transforms for resolution " + size;
 }
 
-// Focal lengths and centres that differ, so that none can stand for another.
+// All focal lengths and centres differ, so that taking the wrong one changes a result.
 CalibrationPair makeUnevenRig() {
     RigOptions options;
     options.rightCentreX = 300.F;

@@ -33,7 +33,7 @@ cv::Mat makeDisparity(const cv::Size& size, std::mt19937& random) {
     return disparity;
 }
 
-// As a rectified pair has it, scaled anyhow; with signed zeros at times.
+// As a rectified pair has it, with random numbers; at times the zeros have a sign.
 cv::Mat makeRectifiedMatrix(std::mt19937& random) {
     std::normal_distribution<float> normal;
     const float zero = random() % 2 == 0 ? 0.F : -0.F;

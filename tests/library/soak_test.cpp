@@ -47,7 +47,7 @@ std::size_t countBytesInUse() {
 
 class Soak : public testing::Test {
   protected:
-    // OpenCV's own threads are no part of this.
+    // OpenCV computes in the calling thread, so that only threads of the tests run.
     void SetUp() override { cv::setNumThreads(1); }
 };
 
@@ -74,7 +74,7 @@ TEST_F(Soak, TenThousandFramesLeaveMemoryAndResultsAsTheyWere) {
     EXPECT_LT(countBytesInUse(), afterFirstRound + 16384);
 }
 
-// Calls `work` with 0, 1, ... in threads of their own, which log.
+// Calls `work` with 0, 1, ..., each in a thread of its own, while messages are logged.
 template <typename Work>
 void runInThreads(int count, Work work) {
     const LogCapture log;

@@ -29,7 +29,7 @@ class StereoCalibrations : public testing::Test {
         _log.takeLines();
     }
 
-    // Nothing was stored, nothing forgotten.
+    // The calibrations and what follows from them are those that were set first.
     void expectUnchanged() const {
         EXPECT_EQ(_stereo.getCalibrations(), std::pair(makeRig().left, makeRig().right));
         EXPECT_EQ(_stereo.getMinDisparity(), 12);  // floor(500 * 0.125 / 5)

@@ -11,7 +11,7 @@
 
 namespace tiomipra::test {
 
-// Takes all records while it lives, then restores the default output and level.
+// Keeps all messages that are logged while it exists, then restores the default output and level.
 class LogCapture {
   public:
     explicit LogCapture(tevo::LogLevel level = tevo::LogLevel::verbose);

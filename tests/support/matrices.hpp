@@ -33,7 +33,7 @@ cv::Mat makeNoise(const cv::Size& size, int type, unsigned seed);
 // The same matrix with unused elements between its rows.
 cv::Mat withRowStep(const cv::Mat& matrix);
 
-// The points that OpenCV gives for `disparity`, those beyond the limits blanked one by one.
+// The points that OpenCV gives for `disparity`, (0, 0, 0) for those beyond the limits.
 cv::Mat reprojectByOpenCv(const cv::Mat& disparity, const cv::Mat& reprojectionMatrix,
                           float maxDepth, float minDisparity);
 

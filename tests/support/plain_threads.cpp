@@ -1,5 +1,5 @@
-// Linked into whatever the thread sanitizer checks: runs OpenCV's loops on threads that it can see
-// into. Those of TBB, which is not instrumented, look like races of all that they touch.
+// Runs OpenCV's parallel loops on std::thread instead of TBB. Linked into programs that the thread
+// sanitizer checks: TBB is not instrumented, so that all that its threads do looks like a race.
 #include <memory>
 #include <opencv2/core/parallel/parallel_backend.hpp>
 #include <thread>

@@ -25,7 +25,7 @@ struct CalibrationPair {
 
 CalibrationPair makeRig(const RigOptions& options = {});
 
-// A stereo object that shows what is protected.
+// A stereo object whose protected members can be tested.
 class OpenStereo : public vision::Stereo {
   public:
     OpenStereo() = default;

@@ -7,7 +7,7 @@
 namespace tiomipra::test {
 namespace {
 
-// Wide enough for what only the right camera sees.
+// Columns of the texture beyond the left image's, for what only the right camera sees.
 constexpr int margin = 256;
 
 cv::Mat makeTexture(const cv::Size& size, unsigned seed) {
