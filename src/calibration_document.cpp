@@ -99,8 +99,8 @@ bool isGzip(std::string_view bytes) {
     return startsWith(bytes, "\x1f\x8b");
 }
 
-// True when the last four bytes, where gzip states the length of the text, state one that so few
-// bytes can't expand to.
+// True when `bytes` are too few for a gzip file, or for the length of the text, which its last four
+// bytes state.
 bool isCutGzip(std::string_view bytes) {
     constexpr std::size_t shortest = 18;
     if (bytes.size() < shortest)
