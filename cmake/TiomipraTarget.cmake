@@ -18,3 +18,17 @@ function(tiomipra_configure_target target)
     target_link_options(${target} PRIVATE -fsanitize=${TIOMIPRA_SANITIZERS})
   endif()
 endfunction()
+
+# Compiles the sources of a target as a few, or those that are named as one: most of the time goes
+# into the headers that all of them include. Not where CMAKE_UNITY_BUILD says otherwise, for tools
+# that read the sources one by one.
+function(tiomipra_compile_together target)
+  if(DEFINED CMAKE_UNITY_BUILD)
+    return()
+  endif()
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 6)
+  if(ARGN)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD_MODE GROUP)
+    set_source_files_properties(${ARGN} PROPERTIES UNITY_GROUP together)
+  endif()
+endfunction()

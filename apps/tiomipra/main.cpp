@@ -4,24 +4,38 @@
 #include <cstdlib>
 #include <iostream>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <tevo/log.hpp>
 #include <vector>
 
-#include "failures.hpp"
-#include "help_formatter.hpp"
-#include "interruption.hpp"
-#include "json_text.hpp"
-#include "provenance.hpp"
-#include "status.hpp"
-#include "subcommands.hpp"
-#include "suggestions.hpp"
-#include "text.hpp"
+#include "base/json_text.hpp"
+#include "base/provenance.hpp"
+#include "base/text.hpp"
+#include "commands/commands.hpp"
+#include "ending.hpp"
+#include "options/calibrate_options.hpp"
+#include "options/check_options.hpp"
+#include "options/evaluate_options.hpp"
+#include "options/help_formatter.hpp"
+#include "options/inspect_options.hpp"
+#include "options/matching_options.hpp"
+#include "options/rectify_options.hpp"
+#include "options/suggestions.hpp"
+#include "runs/interruption.hpp"
 
 namespace {
 
 using namespace tiomipra;
+
+// Adds the options of a subcommand to `command`; returns what to run once they are parsed.
+template <typename Options, void (*addOptions)(CLI::App&, Options&), Ending (*run)(const Options&)>
+Run configure(CLI::App& command) {
+    const auto options = std::make_shared<Options>();
+    addOptions(command, *options);
+    return [options] { return run(*options); };
+}
 
 struct Subcommand {
     const char* name;
@@ -34,24 +48,26 @@ const std::vector<Subcommand> subcommands = {
     {"calibrate", "Calibrate two cameras with pictures of a board",
      "tiomipra calibrate --corners 9x6 --square 25mm --left 'left*.jpg' --right 'right*.jpg' "
      "--output rig",
-     configureCalibrate},
+     configure<CalibrateOptions, addCalibrateOptions, runCalibrate>},
     {"inspect", "Tell what a pair of calibrations says and whether it is usable",
-     "tiomipra inspect --calibration rig", configureInspect},
+     "tiomipra inspect --calibration rig",
+     configure<InspectOptions, addInspectOptions, runInspect>},
     {"check", "Tell, without a board, whether a rig is still calibrated",
-     "tiomipra check --calibration rig --left a.png --right b.png", configureCheck},
+     "tiomipra check --calibration rig --left a.png --right b.png",
+     configure<CheckOptions, addCheckOptions, runCheck>},
     {"rectify", "Warp pairs so that matching points share a row",
      "tiomipra rectify --calibration rig --left a.png --right b.png --output result",
-     configureRectify},
+     configure<RectifyOptions, addRectifyOptions, runRectify>},
     {"disparity", "Match pairs: disparity images",
      "tiomipra disparity --calibration rig --left a.png --right b.png --preset balanced --output "
      "result",
-     configureDisparity},
+     configure<MatchingOptions, addDisparityOptions, runDisparity>},
     {"depth", "Measure pairs: coloured point clouds and depth images",
      "tiomipra depth --calibration rig --left a.png --right b.png --max-depth 3 --output result",
-     configureDepth},
+     configure<MatchingOptions, addDepthOptions, runDepth>},
     {"evaluate", "Compare disparity images with ground truth",
      "tiomipra evaluate --disparity result/a_disparity.tiff --ground-truth truth.pfm",
-     configureEvaluate},
+     configure<EvaluateOptions, addEvaluateOptions, runEvaluate>},
 };
 
 constexpr auto exitStatuses =
@@ -62,21 +78,17 @@ constexpr auto exitStatuses =
     "  3  an input can't be read or does not fit, or an output can't be written\n"
     "  4  some of many pairs failed";
 
-int toExitStatus(Status status) {
-    return static_cast<int>(status);
-}
-
-void configure(CLI::App& app, Run& run) {
+void configureAll(CLI::App& app, Run& run) {
     app.formatter(std::make_shared<HelpFormatter>());
     app.set_help_flag("-h,--help", "Print this help and exit");
     app.set_version_flag("--version", "tiomipra " + programVersion(), "Print the version and exit");
     app.require_subcommand(1);
     app.footer(std::string("tiomipra SUBCOMMAND --help describes each of them.\n\n") +
                exitStatuses);
-    for (const auto& [name, summary, example, configureSubcommand] : subcommands) {
+    for (const auto& [name, summary, example, configureOne] : subcommands) {
         auto* const command = app.add_subcommand(name, summary);
         command->footer(std::string("Example:\n  ") + example + "\n\n" + exitStatuses);
-        command->callback([&run, chosen = configureSubcommand(*command)] { run = chosen; });
+        command->callback([&run, chosen = configureOne(*command)] { run = chosen; });
     }
 }
 
@@ -86,18 +98,23 @@ std::string calledAs(const CLI::App& app) {
     return chosen.empty() ? app.get_name() : app.get_name() + " " + chosen.front()->get_name();
 }
 
-int fail(const CLI::App& app, Status status, const std::string& message) {
-    std::cerr << calledAs(app) << ": " << message << '\n';
-    return toExitStatus(status);
+// Says on standard error how the command ends; returns the exit status.
+int end(const CLI::App& app, const Ending& ending) {
+    if (!ending.message.empty())
+        std::cerr << calledAs(app) << ": " << ending.message << '\n';
+    if (ending.status == Status::interrupted)
+        dieInterrupted();
+    return static_cast<int>(ending.status);
 }
 
-// Where a result can't come any more; a program that reads it learns why.
-int failWithoutResult(const CLI::App& app, Status status, const std::string& message,
-                      bool isJsonWanted) {
-    if (isJsonWanted)
+// Where a result can't come any more; a program that reads it learns why. It learns of an
+// interruption from the signal.
+int endWithoutResult(const CLI::App& app, const Ending& ending, bool isJsonWanted) {
+    if (isJsonWanted && ending.status != Status::interrupted)
         std::cout << dumpJson(
-            {{"error", {{"status", toExitStatus(status)}, {"message", message}}}});
-    return fail(app, status, message);
+            {{"error",
+              {{"status", static_cast<int>(ending.status)}, {"message", ending.message}}}});
+    return end(app, ending);
 }
 
 // All that may stand where `app` found a word that it does not know.
@@ -120,15 +137,15 @@ std::string describe(const CLI::App& app, const CLI::ParseError& error) {
     if (unknown.empty())
         return error.what();
     const auto similar = findSimilar(unknown.front(), knownWords(command));
-    return quote(unknown.front()) + " is not known here" +
-           (similar ? "; did you mean " + quote(*similar) + "?" : "");
+    return fmt::format("{} is not known here{}", quote(unknown.front()),
+                       similar ? fmt::format("; did you mean {}?", quote(*similar)) : "");
 }
 
 int reportParseError(const CLI::App& app, const CLI::ParseError& error, bool isJsonWanted) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
         return app.exit(error);  // --help and --version
-    const std::string hint = "\nRun '" + calledAs(app) + " --help' for its options.";
-    return failWithoutResult(app, Status::usage, describe(app, error) + hint, isJsonWanted);
+    const std::string hint = fmt::format("\nRun '{} --help' for its options.", calledAs(app));
+    return endWithoutResult(app, {Status::usage, describe(app, error) + hint}, isJsonWanted);
 }
 
 }  // namespace
@@ -142,26 +159,20 @@ int main(int argc, char** argv) {
 
     CLI::App app("Metric depth from a calibrated pair of cameras.", "tiomipra");
     Run run;
-    configure(app, run);
+    configureAll(app, run);
     // Known even when the command line as a whole makes no sense.
     const bool isJsonWanted =
         std::any_of(argv, argv + argc, [](std::string_view word) { return word == "--json"; });
     try {
         app.parse(argc, argv);
-        const Status status = run();
+        const Ending ending = run();
         std::cout.flush();
-        return std::cout ? toExitStatus(status)
-                         : fail(app, Status::input, "can't write to standard output");
+        // What went wrong before says more than that the results are lost as well.
+        const bool isLost = !std::cout && ending.message.empty();
+        return end(app, isLost ? Ending{Status::input, "can't write to standard output"} : ending);
     } catch (const CLI::ParseError& error) {
         return reportParseError(app, error, isJsonWanted);
-    } catch (const Interrupted& error) {
-        fail(app, Status::partial, error.what());
-        dieInterrupted();
-    } catch (const FailedAfterResults& error) {
-        return fail(app, error.status(), error.what());
-    } catch (const CommandError& error) {
-        return failWithoutResult(app, error.status(), error.what(), isJsonWanted);
-    } catch (const std::exception& error) {
-        return failWithoutResult(app, Status::input, error.what(), isJsonWanted);
+    } catch (const std::exception& exception) {
+        return endWithoutResult(app, endingFor(exception), isJsonWanted);
     }
 }

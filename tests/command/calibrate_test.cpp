@@ -1,14 +1,13 @@
-// tiomipra calibrate, on photographs of a chessboard and on rendered boards.
+// tiomipra calibrate, on photographs of a chessboard.
 #include <gmock/gmock.h>
 
 #include <filesystem>
 #include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
 
-#include "calibration_files.hpp"
-#include "calibration_report.hpp"
-#include "image_files.hpp"
-#include "support/rendered_boards.hpp"
+#include "files/image_files.hpp"
+#include "rigs/rig_files.hpp"
+#include "rigs/rig_model_files.hpp"
+#include "support/matrices.hpp"
 #include "support/rigs.hpp"
 #include "support/run_program.hpp"
 
@@ -18,253 +17,132 @@ namespace {
 using nlohmann::json;
 using testing::HasSubstr;
 
-const Arguments calibrateBoard{"calibrate", "--corners", "9x6", "--square", "1"};
+class Calibrate : public testing::Test {
+  protected:
+    static Arguments arguments(const std::string& left, const std::string& right,
+                               const std::string& output, const Arguments& options = {}) {
+        return joined({"calibrate", "--corners", "9x6", "--square", "25mm", "--left", left,
+                       "--right", right, "--output", output},
+                      options);
+    }
 
-// Calibrates with the 13 pairs of photographs.
-Arguments calibratePhotographs(const std::string& output) {
-    return joined(calibrateBoard, {"--left", photograph("left[01]?.jpg"), "--right",
-                                   photograph("right[01]?.jpg"), "--output", output});
-}
+    // Calibrates with the 13 pairs of photographs, or those that `numbers` matches.
+    Arguments photographs(const std::string& output, const Arguments& options = {},
+                          const std::string& numbers = "[01]?") const {
+        return arguments(photograph("left" + numbers + ".jpg"),
+                         photograph("right" + numbers + ".jpg"), _folder / output, options);
+    }
 
-TEST(Calibrate, ReachesSmallErrorsOnPhotographs) {
-    const ScratchFolder folder;
-    const std::string rig = folder / "rig";
-    const RunResult result = runTiomipra(calibratePhotographs(rig));
+    vision::Calibration read(const std::string& name) const {
+        return readCalibration(_folder / name);
+    }
+
+    const ScratchFolder _folder;
+};
+
+TEST_F(Calibrate, ReachesSmallErrorsOnPhotographs) {
+    const RunResult result = runTiomipra(photographs("rig"));
     EXPECT_THAT(result.out, HasSubstr("Verdict: good"));
 
-    const json report = json::parse(readFile(rig + "/report.json"));
+    const json report = json::parse(readFile(_folder / "rig/report.json"));
     EXPECT_EQ(report["pairsUsed"], 13);
     EXPECT_LE(report["pairError"], 0.25);
     EXPECT_LE(report["rowDifference"]["mean"], 0.13);
-    EXPECT_NEAR(report["baseline"], 3.33, 0.02);
-    EXPECT_EQ(report["unit"], "");
-
-    const vision::Calibration right = readCalibration(rig + "/right.yml");
-    EXPECT_NEAR(-right.projectionMatrix.at<float>(0, 3) / right.projectionMatrix.at<float>(0, 0),
-                report["baseline"], 1e-4);
-    EXPECT_EQ(readImage(rig + "/rectified.png").size(), cv::Size(2 * 640, 480));
-    EXPECT_FALSE(readImage(rig + "/coverage.png").empty());
-    runTiomipra({"inspect", "--calibration", rig});
-}
-
-TEST(Calibrate, KeepsGivenIntrinsics) {
-    const ScratchFolder folder;
-    const std::string first = folder / "first";
-    const std::string second = folder / "second";
-    runForJson(calibratePhotographs(first));
-    vision::Calibration left = readCalibration(first + "/left.yml");
-    left.cameraMatrix.at<float>(0, 0) += 2;
-    left.save(folder / "known.yml");
-    runForJson(joined(calibratePhotographs(second),
-                      {"--fix-intrinsics", folder / "known.yml", first + "/right.yml"}));
-    EXPECT_EQ(cv::norm(readCalibration(second + "/left.yml").cameraMatrix, left.cameraMatrix), 0);
-}
-
-// A view of another moment on one side, and one without a board.
-TEST(Calibrate, LeavesOutViewsThatDoNotFit) {
-    const ScratchFolder folder;
-    Arguments left;
-    Arguments right;
-    for (const char* number : {"01", "02", "03", "04", "06", "07", "08", "09"}) {
-        left.push_back(photograph("left" + std::string(number) + ".jpg"));
-        right.push_back(photograph("right" + std::string(number) + ".jpg"));
-    }
-    right[1] = photograph("right12.jpg");
-    cv::Mat fruits;
-    cv::resize(readImage(photograph("fruits.jpg")), fruits, {640, 480});
-    cv::cvtColor(fruits, fruits, cv::COLOR_BGR2GRAY);
-    writeImage(right[5] = folder / "fruits.png", fruits);
-
-    const Arguments arguments =
-        joined(joined(calibrateBoard, joined({"--output", folder / "rig", "--left"}, left)),
-               joined({"--right"}, right));
-    const json spoilt = runForJson(arguments, 1);
-    EXPECT_EQ(spoilt["verdict"], "redo");
-    EXPECT_EQ(spoilt["views"][0]["right"], right[1]);
-
-    const json mended = runForJson(joined(arguments, {"--reject-above", "0.5"}));
-    EXPECT_EQ(mended["pairsUsed"], 6);
-    EXPECT_LE(mended["pairError"], 0.25);
-    const json& leftOut = mended["leftOut"];
-    ASSERT_EQ(leftOut.size(), 2U) << leftOut;
-    EXPECT_EQ(leftOut[0]["right"], right[5]);
-    EXPECT_THAT(leftOut[0]["reason"], HasSubstr("no board in " + right[5]));
-    EXPECT_EQ(leftOut[1]["right"], right[1]);
-    EXPECT_THAT(leftOut[1]["reason"], HasSubstr("above the limit"));
-}
-
-TEST(Calibrate, FindsSwappedCameras) {
-    const ScratchFolder folder;
-    const json report = runForJson(
-        joined(calibrateBoard, {"--output", folder / "rig", "--left", photograph("right[01]?.jpg"),
-                                "--right", photograph("left[01]?.jpg")}),
-        1);
-    EXPECT_EQ(report["verdict"], "redo");
-    EXPECT_THAT(report["faults"][0]["problem"], HasSubstr("left and right are swapped"));
-}
-
-// Too few corners leave the finder a choice.
-TEST(DetectBoard, DoesNotDependOnFormerImages) {
-    for (const char* name : {"left02.jpg", "left05.jpg", "left06.jpg"}) {
-        const cv::Mat image = toGrey(readImage(photograph(name)));
-        const Board board{Pattern::chessboard, {3, 3}};
-        const Detection first = detectBoard(image, board);
-        EXPECT_FALSE(first.empty());
-        EXPECT_EQ(detectBoard(image, board).points, first.points) << name;
-    }
-}
-
-TEST(CalibrationReport, JudgesPlacesOfCamerasByUsableErrorsOnly) {
-    const CalibrationPair rig = makeRig();
-    RigSolution solution;
-    solution.imageSize = {640, 480};
-    solution.leftCalibration = rig.right;
-    solution.rightCalibration = rig.left;
-    for (const double error : {0.9, 40.}) {
-        solution.pairError = error;
-        EXPECT_EQ(makeReport(solution, {}, {}, {}, "").faults.empty(), error > 1) << error;
-    }
-}
-
-struct BoardCase {
-    std::string name;
-    Board board;
-    double overhang;
-};
-
-class CalibrateRendered : public testing::TestWithParam<BoardCase> {};
-
-TEST_P(CalibrateRendered, FindsTrueRig) {
-    const auto& [name, board, overhang] = GetParam();
-    const RenderedRig rig;
-    const ScratchFolder folder;
-    int number = 10;
-    for (const RenderedPair& pair : renderViews(board, rig, 12, overhang)) {
-        writeImage(folder / ("left" + std::to_string(number) + ".png"), pair.left);
-        writeImage(folder / ("right" + std::to_string(number++) + ".png"), pair.right);
-    }
-    const json report = runForJson(
-        {"calibrate", "--pattern", nameOf(board.pattern), "--corners",
-         std::to_string(board.corners.width) + "x" + std::to_string(board.corners.height),
-         "--square", std::to_string(board.square * 1000) + "mm", "--marker",
-         std::to_string(board.marker * 1000 + 1e-6) + "mm", "--left", folder / "left*.png",
-         "--right", folder / "right*.png", "--output", folder / "rig"});
-    EXPECT_EQ(report["pairsUsed"], 12) << report["leftOut"];
-    EXPECT_NEAR(report["left"]["focalLength"], rig.focalLength, 0.01 * rig.focalLength);
-    EXPECT_NEAR(report["right"]["focalLength"], rig.focalLength, 0.01 * rig.focalLength);
+    EXPECT_NEAR(report["baseline"], 0.0832, 0.0005);
     EXPECT_EQ(report["unit"], "m");
-    EXPECT_EQ(runForJson({"inspect", "--calibration", folder / "rig"})["unit"], "m");
-    EXPECT_NEAR(report["baseline"], rig.baseline, 0.01 * rig.baseline);
-    EXPECT_LT(report["rowDifference"]["mean"], 0.15);
+    EXPECT_EQ(runForJson({"inspect", "--calibration", _folder / "rig"})["unit"], "m");
+
+    const cv::Mat projection = read("rig/right.yml").projectionMatrix;
+    EXPECT_NEAR(-projection.at<float>(0, 3) / projection.at<float>(0, 0), report["baseline"], 1e-6);
+    EXPECT_EQ(readImage(_folder / "rig/rectified.png").size(), cv::Size(2 * 640, 480));
+    EXPECT_FALSE(readImage(_folder / "rig/coverage.png").empty());
 }
 
-// Half a turn changes nothing on the 9x7 and the 7x7 board and on the grid of circles; a quarter
-// neither on the 7x7 one.
-const BoardCase boardCases[] = {
-    {"symmetricChessboard", {Pattern::chessboard, {9, 7}, 0.02}, 0},
-    {"squareChessboard", {Pattern::chessboard, {7, 7}, 0.02}, 0},
-    {"circles", {Pattern::circles, {8, 6}, 0.02}, 0},
-    {"asymmetricCircles", {Pattern::asymmetricCircles, {4, 11}, 0.015}, 0},
-    {"charuco", {Pattern::charuco, {8, 6}, 0.02, 0.015}, 0},
-    {"charucoInPart", {Pattern::charuco, {8, 6}, 0.02, 0.015}, 0.15}};
+// Another rectification needs the model alone.
+TEST_F(Calibrate, KeepsWhatWasMeasured) {
+    runTiomipra(photographs("whole", {"--alpha", "1"}));
+    runTiomipra(photographs("cropped"));
+    const RigModel model = readRigModel(_folder / "whole/rig.yml");
+    EXPECT_EQ(model.unit, "m");
+    EXPECT_TRUE(rectify(model, 1).left == read("whole/left.yml"));
+    EXPECT_TRUE(rectify(model, 1).right == read("whole/right.yml"));
+    EXPECT_TRUE(rectify(model, 0).right == read("cropped/right.yml"));
+}
 
-INSTANTIATE_TEST_SUITE_P(Boards, CalibrateRendered, testing::ValuesIn(boardCases),
-                         [](const auto& test) { return test.param.name; });
+TEST_F(Calibrate, KeepsGivenIntrinsicsThatFit) {
+    CalibrationPair known = makeRig();
+    known.left.cameraMatrix.at<float>(0, 0) += 2;
+    known.left.save(_folder / "left.yml");
+    known.right.save(_folder / "right.yml");
+    const Arguments fixed{"--fix-intrinsics", _folder / "left.yml", _folder / "right.yml"};
+    runTiomipra(photographs("rig", fixed));
+    EXPECT_THAT(read("rig/left.yml").cameraMatrix, IsSameMatrix(known.left.cameraMatrix));
+    EXPECT_THAT(read("rig/right.yml").cameraMatrix, IsSameMatrix(known.right.cameraMatrix));
+    expectRefusal(photographs("", fixed), 3, "would replace the input");
+    const std::string image = _folder / "coverage.png";
+    std::filesystem::copy(photograph("right01.jpg"), image);
+    expectRefusal(arguments(photograph("left01.jpg"), image, _folder / ""), 3,
+                  "coverage.png' would replace the input");
 
-TEST(Calibrate, NamesWrongUsage) {
-    const struct {
-        Arguments options;
-        std::string message;
-    } cases[] = {
+    makeRig({{640, 360}}).left.save(_folder / "left.yml");
+    expectRefusal(photographs("none", fixed, "0[123]"), 3,
+                  "left.yml' can't be used for images of 640x480");
+    EXPECT_TRUE(std::filesystem::is_empty(_folder / "none"));
+}
+
+// A view of another moment on one side.
+TEST_F(Calibrate, LeavesOutViewsThatDoNotFit) {
+    for (const char* number : {"01", "02", "03", "04", "06", "07", "08", "09"}) {
+        const std::string left = "left" + std::string(number) + ".jpg";
+        const std::string right = "right" + std::string(number) + ".jpg";
+        const bool isSpoilt = right == "right02.jpg";
+        std::filesystem::copy(photograph(left), _folder / left);
+        std::filesystem::copy(photograph(isSpoilt ? "right12.jpg" : right), _folder / right);
+    }
+    const auto run = [&](const Arguments& options, int status) {
+        return runForJson(
+            arguments(_folder / "left*.jpg", _folder / "right*.jpg", _folder / "rig", options),
+            status);
+    };
+    const json spoilt = run({}, 1);
+    EXPECT_EQ(spoilt["verdict"], "redo");
+    EXPECT_EQ(spoilt["views"][0]["right"], _folder / "right02.jpg");
+    const json mended = run({"--reject-above", "0.5"}, 0);
+    EXPECT_EQ(mended["pairsUsed"], 7);
+    EXPECT_LE(mended["pairError"], 0.25);
+    EXPECT_EQ(mended["leftOut"][0]["right"], _folder / "right02.jpg");
+}
+
+TEST_F(Calibrate, FindsSwappedCamerasAndUnreadableImages) {
+    for (const char* name : {"left01.jpg", "left02.jpg", "left03.jpg", "left04.jpg", "right01.jpg",
+                             "right02.jpg", "right03.jpg"})
+        std::filesystem::copy(photograph(name), _folder / name);
+    _folder.write("right04.jpg", "no image");
+    const RunResult result =
+        runTiomipra(arguments(_folder / "right*.jpg", _folder / "left*.jpg", _folder / "rig"), 1);
+    EXPECT_THAT(result.out, testing::AllOf(HasSubstr("left and right are swapped"),
+                                           HasSubstr("right04.jpg' is not an image")));
+    EXPECT_THAT(result.err,
+                testing::AllOf(HasSubstr("should not be used: calibrate again"),
+                               HasSubstr("1 of 4 pairs can't be read or have another size")));
+}
+
+TEST(CalibrateOptions, NamesWrongUsage) {
+    const Arguments charuco{"--corners", "9x6", "--pattern", "charuco", "--square", "1"};
+    const std::pair<Arguments, std::string> cases[] = {
         {{"--corners", "9x6"}, "--square is required"},
-        {{"--square", "0", "--corners", "9x6"}, "'0' must be a positive number"},
         {{"--square", "1", "--corners", "2x6"}, "--corners is 2x6, must be from 3x3"},
-        {{"--square", "1", "--corners", "9x6", "--pattern", "stripes"}, "stripes"},
-        {{"--square", "1", "--corners", "9x6", "--pattern", "charuco"},
-         "--pattern charuco needs --marker"},
-        {{"--square", "1", "--corners", "9x6", "--pattern", "charuco", "--marker", "2"},
-         "below the side of a square"},
-        {{"--square", "1", "--corners", "30x20", "--pattern", "charuco", "--marker", "0.7"},
-         "--dictionary 6x6_250 has only 250"},
+        {charuco, "--pattern charuco needs --marker"},
+        {joined(charuco, {"--marker", "7mm"}),
+         "--square 1 and --marker 7mm must both have a suffix"},
         {{"--square", "1", "--corners", "9x6", "--alpha", "3"}, "--alpha is 3"}};
+    const Arguments rest{"--left", "a.png", "--right", "b.png", "--output", "rig"};
     for (const auto& [options, message] : cases)
-        expectRefusal(
-            joined({"calibrate", "--left", "a.png", "--right", "b.png", "--output", "rig"},
-                   options),
-            2, message);
+        expectRefusal(joined(joined({"calibrate"}, options), rest), 2, message);
 }
 
-class CalibrateInput : public testing::Test {
-  protected:
-    CalibrateInput() {
-        for (const char* file : {"left01.jpg", "left02.jpg", "left03.jpg", "right01.jpg",
-                                 "right02.jpg", "right03.jpg"})
-            std::filesystem::copy(photograph(file), _folder / file);
-    }
-
-    Arguments arguments(const Arguments& board = calibrateBoard) const {
-        return joined(board, {"--left", _folder / "left*", "--right", _folder / "right*",
-                              "--output", _folder / "rig"});
-    }
-
-    // Expects input that does not fit; nothing may have been written.
-    void expectMisfit(const std::string& message, const Arguments& options = {},
-                      const Arguments& board = calibrateBoard) {
-        expectRefusal(joined(arguments(board), options), 3, message);
-        EXPECT_FALSE(std::filesystem::exists(_folder / "rig/right.yml"));
-    }
-
-    ScratchFolder _folder;
-};
-
-TEST_F(CalibrateInput, NeedsThreePairsOfOneSize) {
-    for (const char* file : {"left02.jpg", "right02.jpg"})
-        writeImage(_folder / file, cv::Mat::zeros(480, 640, CV_8UC1));
-    expectMisfit("only 2 of 3 pairs");
-    for (const char* file : {"left02.jpg", "right02.jpg"})
-        writeImage(_folder / file, cv::Mat::zeros(240, 320, CV_8UC1));
-    expectMisfit("left02.jpg' is 320x240");
-}
-
-// OpenCV finds 8x6 corners on this board of 9x6 as well.
-TEST_F(CalibrateInput, BoardMustNotBeLarger) {
-    expectMisfit("the board in " + (_folder / "left02.jpg") +
-                     " has more than 8x6 corners; --corners must count all of them",
-                 {}, {"calibrate", "--corners", "8x6", "--square", "1"});
-}
-
-TEST_F(CalibrateInput, IsLeftOutWhenOthersSuffice) {
-    _folder.write("left04.jpg", "no image");
-    std::filesystem::copy(photograph("right04.jpg"), _folder / "right04.jpg");
-    for (const char* file : {"left05.jpg", "right05.jpg"})
-        writeImage(_folder / file, cv::Mat::zeros(240, 320, CV_8UC1));
-    const RunResult result = runTiomipra(arguments(), 1);  // Three pairs make no usable rig.
-    EXPECT_THAT(result.err, HasSubstr("2 of 5 pairs can't be read or have another size"));
-    EXPECT_THAT(result.out, HasSubstr("left04.jpg' is not an image"));
-    EXPECT_THAT(result.out, HasSubstr("left05.jpg' is 320x240"));
-}
-
-TEST_F(CalibrateInput, FixedIntrinsicsMustFitImages) {
-    const std::string file = _folder / "camera.yml";
-    vision::Calibration camera = makeRig({{640, 360}}).left;
-    camera.save(file);
-    expectMisfit("camera.yml' can't be used for images of 640x480",
-                 {"--fix-intrinsics", file, file});
-    camera = makeRig().left;
-    camera.cameraMatrix.convertTo(camera.cameraMatrix, CV_64F);
-    camera.save(file);
-    expectMisfit("camera.yml", {"--fix-intrinsics", file, file});
-}
-
-TEST_F(CalibrateInput, SameImagesOnBothSidesHaveNoBaseline) {
-    expectRefusal(joined(calibrateBoard, {"--left", _folder / "left*", "--right", _folder / "left*",
-                                          "--output", _folder / "rig"}),
-                  3, "the two cameras are in the same place");
-}
-
-TEST(Calibrate, LeavesNothingHalfWrittenOnFullDisk) {
-    const ScratchFolder folder;
-    expectNothingOnFullDisk(calibratePhotographs(folder / "rig"), 600, folder / "rig");
+TEST_F(Calibrate, LeavesNothingHalfWrittenOnFullDisk) {
+    expectNothingOnFullDisk(photographs("full"), 600, _folder / "full");
 }
 
 }  // namespace

@@ -20,12 +20,9 @@ TEST(Program, ExplainsItself) {
     EXPECT_EQ(runTiomipra({"--version"}).out.rfind("tiomipra ", 0), 0U);
 }
 
-TEST(Program, RefusesWrongUsage) {
+TEST(Program, RefusesWrongUsageAndGuessesWhatWasMeant) {
     for (const auto& arguments : {Arguments{}, {"--nonsense"}, {"nonsense"}})
         expectRefusal(arguments, 2, "tiomipra: ");
-}
-
-TEST(Program, GuessesWhatWasMeant) {
     expectRefusal({"dept"}, 2, "did you mean 'depth'?");
     expectRefusal({"rectify", "--colibration", "rig"}, 2,
                   "tiomipra rectify: '--colibration' is not known here; did you mean "
@@ -46,6 +43,17 @@ TEST(Program, FindsOutThatOutputIsLost) {
     const SamplePairs pairs(0);
     const std::string shell = "'" + programPath() + "' inspect --calibration " + pairs / "rig";
     EXPECT_EQ(WEXITSTATUS(std::system((shell + " > /dev/full 2> /dev/null").c_str())), 3);
+}
+
+TEST(Program, NamesFailuresWhenOutputIsLostToo) {
+    const SamplePairs pairs(2);
+    pairs.folder.write("left/2.png", "hello");
+    std::string shell = "'" + programPath() + "'";
+    for (const std::string& argument : pairs.arguments("rectify"))
+        shell += " '" + argument + "'";
+    const std::string err = pairs / "err";
+    EXPECT_EQ(WEXITSTATUS(std::system((shell + " > /dev/full 2> '" + err + "'").c_str())), 4);
+    EXPECT_THAT(readFile(err), HasSubstr("1 of 2 pairs failed:\n  2: '"));
 }
 
 }  // namespace

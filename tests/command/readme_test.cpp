@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "frame_source.hpp"
-#include "image_files.hpp"
+#include "files/image_files.hpp"
+#include "files/image_lists.hpp"
 #include "support/run_program.hpp"
 
 namespace tiomipra::test {
@@ -14,18 +14,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// left01.jpg, right01.jpg ... of a board, and the pair a.png and b.png.
-void layOutPhotographs(const ScratchFolder& folder) {
+TEST(Readme, ItsCommandsWorkAsWritten) {
+    const ScratchFolder folder;
     for (const std::string& path :
          resolveImages({photograph("left[01]?.jpg"), photograph("right[01]?.jpg")}))
         fs::copy(path, folder / fs::path(path).filename().string());
     writeImage(folder / "a.png", readImage(photograph("left01.jpg")));
     writeImage(folder / "b.png", readImage(photograph("right01.jpg")));
-}
-
-TEST(Readme, ItsCommandsWorkAsWritten) {
-    const ScratchFolder folder;
-    layOutPhotographs(folder);
     // The first block of commands.
     const std::string extract = "sed -n '/^    tiomipra /,/^$/{p;/^$/q}' '" TIOMIPRA_README "'";
     const std::string shell = "cd '" + folder / "" + "' && PATH='" +

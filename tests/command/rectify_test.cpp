@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "image_files.hpp"
+#include "files/image_files.hpp"
 #include "support/matrices.hpp"
 #include "support/run_program.hpp"
 #include "support/sample_pairs.hpp"
@@ -67,15 +67,10 @@ TEST(Rectify, ReplacesNoInputOfTheRun) {
 
 TEST(Rectify, RefusesWrongUsage) {
     const SamplePairs pairs(1);
-    const std::vector<Arguments> wrong = {
-        {"rectify", "--left", "a.png", "--right", "b.png", "--output", "out"},
-        {"rectify", "--calibration", "rig", "--left", "a.png", "--right", "b.png"},
-        {"rectify", "--calibration", pairs / "rig", "--left", "a.png", "--output", "out"},
-        pairs.arguments("rectify", {"--jobs", "0"}),
-        pairs.arguments("rectify", {"--side-by-side", "c.png"}),
-        pairs.arguments("rectify", {"--left-calibration", "l", "--right-calibration", "r"})};
-    for (const auto& arguments : wrong)
-        runTiomipra(arguments, 2);
+    for (const Arguments& options : {Arguments{"--jobs", "0"},
+                                     {"--side-by-side", "c.png"},
+                                     {"--left-calibration", "l", "--right-calibration", "r"}})
+        runTiomipra(pairs.arguments("rectify", options), 2);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <ostream>
 
 #include "shared/truncation.hpp"
+#include "support/matrices.hpp"
 #include "support/rigs.hpp"
 
 namespace vision {
@@ -85,7 +86,6 @@ TEST(PyramidLevel, IsTheRoundedLogarithm) {
 
 TEST(Truncation, IsTowardsZeroAndNeverUndefined) {
     constexpr int smallest = std::numeric_limits<int>::min();
-    constexpr float infinity = std::numeric_limits<float>::infinity();
     const std::pair<float, int> cases[] = {{0.F, 0},
                                            {2.9F, 2},
                                            {-2.9F, -2},

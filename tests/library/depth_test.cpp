@@ -14,8 +14,6 @@ namespace {
 using testing::IsEmpty;
 using vision::Stereo;
 
-constexpr float infinity = std::numeric_limits<float>::infinity();
-
 // Rows of disparities from -20 to 300 with NaN, infinities and zeros among them, finer below 10;
 // two of them lie at a depth of 4 and just beyond it.
 cv::Mat makeDisparity(const cv::Size& size) {

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "support/log_capture.hpp"
+#include "support/matrices.hpp"
 #include "support/rigs.hpp"
 
 namespace tiomipra::test {
@@ -14,7 +15,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using vision::Stereo;
 
-constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double tiny = std::numeric_limits<float>::denorm_min();
 constexpr double smallest = std::numeric_limits<int>::min();
 

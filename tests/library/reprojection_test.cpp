@@ -13,7 +13,6 @@ namespace {
 
 using vision::InstructionSet;
 
-constexpr float infinity = std::numeric_limits<float>::infinity();
 constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
 
 // Disparities as matchers give them, and any bits that a float may have.

@@ -19,8 +19,6 @@ using vision::Stereo;
 static_assert(!std::is_copy_constructible_v<Stereo> && !std::is_copy_assignable_v<Stereo>);
 static_assert(std::has_virtual_destructor_v<Stereo>);
 
-constexpr float infinity = std::numeric_limits<float>::infinity();
-
 // Keeps in the cache what the calibrations of `makeRig()` give for 64x48.
 class StereoCalibrations : public testing::Test {
   protected:

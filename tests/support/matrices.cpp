@@ -29,7 +29,6 @@ cv::Mat makeNoise(const cv::Size& size, int type, unsigned seed) {
     generator.fill(noise, cv::RNG::UNIFORM, cv::Scalar::all(-20), cv::Scalar::all(300), true);
     if (noise.depth() != CV_32F)
         return noise;
-    constexpr float infinity = std::numeric_limits<float>::infinity();
     for (const float special :
          {std::numeric_limits<float>::quiet_NaN(), infinity, -infinity, 0.F}) {
         noise.at<float>(generator.uniform(0, size.height), generator.uniform(0, size.width)) =

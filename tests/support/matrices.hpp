@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <limits>
 #include <opencv2/core.hpp>
 #include <ostream>
 #include <string>
@@ -14,6 +15,8 @@ void PrintTo(const Mat& matrix, std::ostream* out);
 }  // namespace cv
 
 namespace tiomipra::test {
+
+constexpr float infinity = std::numeric_limits<float>::infinity();
 
 // How or where `actual` differs from `expected`, bit for bit; empty when it does not.
 std::string firstDifference(const cv::Mat& actual, const cv::Mat& expected);

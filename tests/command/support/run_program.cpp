@@ -102,8 +102,4 @@ std::string programPath() {
     return TIOMIPRA_PROGRAM;
 }
 
-std::string photograph(const std::string& name) {
-    return TIOMIPRA_PHOTOGRAPHS "/" + name;
-}
-
 }  // namespace tiomipra::test

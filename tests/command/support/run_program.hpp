@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/photographs.hpp"
 #include "support/scratch_folder.hpp"
 
 namespace tiomipra::test {
@@ -62,9 +63,6 @@ void expectNothingOnFullDisk(const Arguments& arguments, std::uint64_t fileSizeL
 
 // The path of the built program.
 std::string programPath();
-
-// The path of a photograph of Debian's package opencv-doc, as in "left01.jpg".
-std::string photograph(const std::string& name);
 
 }  // namespace tiomipra::test
 

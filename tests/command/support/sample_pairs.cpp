@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "image_files.hpp"
+#include "files/image_files.hpp"
 #include "support/matrices.hpp"
 
 namespace tiomipra::test {

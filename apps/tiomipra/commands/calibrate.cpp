@@ -1,0 +1,152 @@
+// tiomipra calibrate: from pictures of a board to the calibrations of both cameras.
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <variant>
+
+#include "base/errors.hpp"
+#include "base/json_text.hpp"
+#include "base/provenance.hpp"
+#include "base/text.hpp"
+#include "commands/commands.hpp"
+#include "files/image_files.hpp"
+#include "files/protected_files.hpp"
+#include "options/calibrate_options.hpp"
+#include "reports/calibration_report.hpp"
+#include "rigs/board_search.hpp"
+#include "rigs/rig_files.hpp"
+#include "rigs/rig_model_files.hpp"
+#include "runs/publish.hpp"
+#include "runs/work_on_all.hpp"
+
+namespace tiomipra {
+namespace {
+
+BoardSearch searchBoards(FrameSource& source, const Board& board, unsigned jobs) {
+    BoardSearch search(board);
+    const auto accept = [&](const Frame& frame, const Outcome<SearchedPair>& outcome,
+                            Progress& progress) {
+        if (const auto* const failure = std::get_if<Ending>(&outcome))
+            search.addFailure(frame, failure->message);
+        else
+            search.add(frame, std::get<SearchedPair>(outcome));
+        progress.advance(frame.name);
+    };
+    workOnAll<Frame, SearchedPair>(
+        {source.count(), jobs, chooseProgressOutput(true, source.count())},
+        [&] { return source.next(); },
+        [&] { return [&](const Frame& frame) { return searchPair(frame, board); }; }, accept);
+    search.requireEnoughPairs();
+    return search;
+}
+
+CameraModel readCamera(const std::string& path, const cv::Size& imageSize) {
+    const vision::Calibration calibration = readCalibration(path);
+    try {
+        return cameraModelOf(calibration.scaleTo(imageSize.width, imageSize.height));
+    } catch (const std::invalid_argument& error) {
+        throw InputError(fmt::format("{} can't be used for images of {}: {}", quote(path),
+                                     describe(imageSize), error.what()));
+    }
+}
+
+RigCalibrationOptions calibrationOptions(const CalibrateOptions& options,
+                                         const cv::Size& imageSize) {
+    RigCalibrationOptions result = options.calibration;
+    if (!options.fixedIntrinsics.empty())
+        result.knownCameras.emplace(readCamera(options.fixedIntrinsics[0], imageSize),
+                                    readCamera(options.fixedIntrinsics[1], imageSize));
+    return result;
+}
+
+// The pair that stands at `number` among all.
+StereoImages readPair(const FrameArguments& frames, std::size_t number) {
+    const auto source = reopenFrames(frames);
+    for (std::size_t i = 0; i < number; ++i)
+        source->next();
+    return source->next().value().read();
+}
+
+// Known before all the work.
+void requireOtherInputs(const CalibrateOptions& options, const FrameSource& source) {
+    ProtectedFiles inputs(source.files());
+    inputs.add(options.fixedIntrinsics);
+    for (const char* name :
+         {"coverage.png", "rectified.png", "report.json", "rig.yml", "right.yml", "left.yml"})
+        inputs.requireOther(pathIn(options.output, name));
+}
+
+Parameters parametersOf(const CalibrateOptions& options) {
+    Parameters parameters{
+        {"pattern", options.pattern}, {"corners", options.corners}, {"square", options.square}};
+    if (options.pattern == nameOf(Pattern::charuco)) {
+        parameters.push_back({"marker", options.marker});
+        parameters.push_back({"dictionary", options.dictionary});
+    }
+    if (!options.fixedIntrinsics.empty())
+        parameters.push_back({"fixIntrinsics", options.fixedIntrinsics});
+    parameters.push_back({"alpha", options.calibration.alpha});
+    parameters.push_back({"rejectAbove", options.calibration.rejectAbove});
+    return parameters;
+}
+
+// The calibrations last: where they are, all the rest is. Returns the report, which tells by its
+// hash to which calibrations it belongs.
+nlohmann::ordered_json writeResults(const CalibrateOptions& options,
+                                    const CalibrationReport& report, const cv::Mat& rectifiedPair) {
+    const auto path = [&](const std::string& name) { return pathIn(options.output, name); };
+    const RigSolution& solution = report.solution;
+    const std::string left = encodeCalibration(path("left.yml"), solution.rectified.left);
+    const std::string right = encodeCalibration(path("right.yml"), solution.rectified.right);
+    auto json =
+        toJson(Provenance{"calibrate", parametersOf(options), hashRig(left, right), std::nullopt});
+    json.update(toJson(report));
+    publishTogether({newImage(path("coverage.png"), drawCoverage(report)),
+                     newImage(path("rectified.png"), rectifiedPair),
+                     newFile(path("report.json"), dumpJson(json)),
+                     newFile(path("rig.yml"), encodeRigModel(solution.model)),
+                     newFile(path("right.yml"), right), newFile(path("left.yml"), left)});
+    return json;
+}
+
+// How the command ends once the report is out.
+Ending conclude(const CalibrateOptions& options, Grade grade, const BoardSearch& search) {
+    std::vector<std::string> complaints;
+    if (grade == Grade::redo)
+        complaints.push_back(
+            fmt::format("the calibrations in {} are written, in place of any that were there, but "
+                        "should not be used: calibrate again",
+                        quote(options.output)));
+    if (search.failures() > 0)
+        complaints.push_back(
+            fmt::format("{} of {} pairs can't be read or have another size, see "
+                        "those left out",
+                        search.failures(), search.pairs()));
+    if (complaints.empty())
+        return {};
+    return {grade == Grade::redo ? Status::no : Status::partial, joined(complaints, "; ")};
+}
+
+}  // namespace
+
+Ending runCalibrate(const CalibrateOptions& options) {
+    const Board board = boardOf(options);
+    checkAlpha(options.calibration.alpha);
+    requireFrames(options.frames);
+    const auto source = openFrames(options.frames, sayBesideBar);
+    requireOtherInputs(options, *source);
+    prepareFolder(options.output);
+    const BoardSearch search = searchBoards(*source, board, options.jobs);
+    const CalibrationReport report =
+        makeReport(calibrateRig(search.detections(), board, search.imageSize(),
+                                calibrationOptions(options, search.imageSize())),
+                   search);
+    const RigSolution& solution = report.solution;
+    const StereoImages firstUsed = readPair(options.frames, search.frameOf(solution.used.front()));
+    const nlohmann::ordered_json json =
+        writeResults(options, report, drawRectifiedPair(solution.rectified, firstUsed));
+    std::cout << (options.json ? dumpJson(json) : toText(report));
+    return conclude(options, report.verdict.grade, search);
+}
+
+}  // namespace tiomipra

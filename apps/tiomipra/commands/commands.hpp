@@ -1,0 +1,27 @@
+// The subcommands, one source file each: from options to results, files and how the command ends.
+// Results go to standard output.
+#ifndef TIOMIPRA_COMMANDS_COMMANDS_HPP
+#define TIOMIPRA_COMMANDS_COMMANDS_HPP
+
+#include "ending.hpp"
+
+namespace tiomipra {
+
+struct CalibrateOptions;
+struct CheckOptions;
+struct EvaluateOptions;
+struct InspectOptions;
+struct MatchingOptions;
+struct RectifyOptions;
+
+Ending runCalibrate(const CalibrateOptions& options);
+Ending runInspect(const InspectOptions& options);
+Ending runCheck(const CheckOptions& options);
+Ending runRectify(const RectifyOptions& options);
+Ending runDisparity(const MatchingOptions& options);
+Ending runDepth(const MatchingOptions& options);
+Ending runEvaluate(const EvaluateOptions& options);
+
+}  // namespace tiomipra
+
+#endif

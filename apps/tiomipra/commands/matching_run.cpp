@@ -1,0 +1,119 @@
+#include "commands/matching_run.hpp"
+
+#include <memory>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
+#include <utility>
+
+#include "base/text.hpp"
+#include "files/output_files.hpp"
+#include "files/protected_files.hpp"
+#include "matching/matcher_setup.hpp"
+#include "reports/measurement_report.hpp"
+#include "rigs/rig_files.hpp"
+#include "runs/progress.hpp"
+
+namespace tiomipra {
+namespace {
+
+// Messages to the user on standard error, each of them once however many threads say it.
+class Notices {
+  public:
+    void say(const std::string& message) {
+        const std::lock_guard lock(_mutex);
+        if (_said.insert(message).second)
+            sayBesideBar(message);
+    }
+
+  private:
+    std::mutex _mutex;
+    std::set<std::string> _said;
+};
+
+// Larger than any disparity that can be searched, so that only the images limit these.
+const cv::Size anySize(1 << 15, 1 << 15);
+
+std::optional<Rig> readRigOf(const MatchingOptions& options) {
+    if (options.isRectified)
+        return std::nullopt;
+    const auto [left, right] = calibrationFiles(options.rig);
+    return readRig(left, right);
+}
+
+// What is read and must not be replaced.
+ProtectedFiles inputsOf(const FrameSource& frames, const std::optional<Rig>& rig) {
+    ProtectedFiles inputs(frames.files());
+    if (rig)
+        inputs.add(filesOf(*rig));
+    return inputs;
+}
+
+void saveParameters(const std::string& path, const vision::Stereo& stereo,
+                    const MatcherSettings& settings, const ProtectedFiles& inputs) {
+    if (path.empty())
+        return;
+    inputs.requireOther(path);
+    writeFile(path, encodeParameters(stereo, settings));
+}
+
+void noteTrustedUnit(const MatcherSettings& settings, const std::optional<Rig>& rig,
+                     Notices& notices) {
+    if (rig && mustTrustUnit(settings, *rig))
+        notices.say(
+            fmt::format("note: no report of `tiomipra calibrate` on {} is beside it; depths with a "
+                        "suffix are taken as if its unit were the metre",
+                        quote(rig->leftFile)));
+}
+
+// `parameters` are those of the matcher.
+Provenance describeRun(const std::string& name, const MatchingOptions& options,
+                       const std::optional<Rig>& rig, Parameters parameters) {
+    parameters.push_back({"rectified", options.isRectified});
+    parameters.push_back({"formats", options.formats});
+    return {name, std::move(parameters), rig ? rig->hash : "", rig ? rig->unit : std::nullopt};
+}
+
+void warnOfNothing(const std::string& pair, const PairMeasurement& measurement, Notices& notices) {
+    if (measurement.statistics.count == 0)
+        notices.say(
+            fmt::format("warning: {}: nothing was measured; see whether the depths or "
+                        "disparities searched hold the scene, and whether `tiomipra check` "
+                        "accepts the rig",
+                        pair));
+}
+
+}  // namespace
+
+Ending runMatching(const std::string& name, const MatchingOptions& options,
+                   const WriteMatch& write) {
+    const MatcherSettings settings = resolveSettings(options.matcher);
+    const std::optional<Rig> rig = readRigOf(options);
+    const auto stereo = makeStereo(settings, rig, anySize);
+    requireFrames(options.frames);
+    const auto frames = openFrames(options.frames, sayBesideBar);
+    const ProtectedFiles inputs = inputsOf(*frames, rig);
+    saveParameters(options.matcher.saveParametersFile, *stereo, settings, inputs);
+
+    Notices notices;
+    noteTrustedUnit(settings, rig, notices);
+    const auto makeWorker = [&]() -> ProcessPair {
+        const auto notify = [&notices](const std::string& notice) { notices.say(notice); };
+        const auto matcher = std::make_shared<PairMatcher>(settings, rig, notify);
+        return [&, matcher](const Frame& frame, PairFiles& files) -> PairReport {
+            const Match match = matcher->match(frame);
+            const Provenance madeWith = describeRun(name, options, rig, matcher->parameters());
+            PairMeasurement measurement =
+                write(frame.name, match, matcher->stereo(), madeWith, files);
+            measurement.matcher = matcher->parameters();
+            warnOfNothing(frame.name, measurement, notices);
+            return {toJson(measurement), summaryOf(measurement)};
+        };
+    };
+    const Provenance madeWith =
+        describeRun(name, options, rig, describeParameters(*stereo, settings, rig.has_value()));
+    return runBatch(*frames, options.batch, inputs, madeWith, makeWorker);
+}
+
+}  // namespace tiomipra

@@ -1,0 +1,63 @@
+// tiomipra rectify: rectified images, and a picture that shows whether they are.
+#include <memory>
+#include <opencv2/core.hpp>
+
+#include "base/text.hpp"
+#include "commands/commands.hpp"
+#include "files/image_files.hpp"
+#include "options/rectify_options.hpp"
+#include "reports/pictures.hpp"
+#include "rigs/rectifier.hpp"
+#include "rigs/rig_files.hpp"
+#include "runs/batch.hpp"
+#include "runs/progress.hpp"
+
+namespace tiomipra {
+namespace {
+
+// 8 bits, as pictures for people are drawn with; brightest becomes white.
+cv::Mat toEightBit(const cv::Mat& image) {
+    if (image.depth() == CV_8U)
+        return image;
+    cv::Mat converted;
+    cv::normalize(image, converted, 0, 255, cv::NORM_MINMAX, CV_8U);
+    return converted;
+}
+
+std::string extensionFor(const cv::Mat& image) {
+    return image.depth() <= CV_16U ? ".png" : ".tiff";
+}
+
+PairReport rectify(const Frame& frame, const vision::Stereo& stereo, const Rig& rig,
+                   PairFiles& files) {
+    const StereoImages images = frame.read();
+    requireSameAspectRatio(rig, images.left.size(), frame.leftFile);
+    const cv::Mat left = stereo.rectifyImageLeft(images.left);
+    const cv::Mat right = stereo.rectifyImageRight(images.right);
+    writeImage(files.add("_left" + extensionFor(left)), left);
+    writeImage(files.add("_right" + extensionFor(right)), right);
+    writeImage(files.add("_rows.png"), drawRowLines(toEightBit(left), toEightBit(right)));
+    return {{{"width", left.cols}, {"height", left.rows}}, describe(left.size())};
+}
+
+}  // namespace
+
+Ending runRectify(const RectifyOptions& options) {
+    const auto [leftFile, rightFile] = calibrationFiles(options.rig);
+    const Rig rig = readRig(leftFile, rightFile);
+    requireFrames(options.frames);
+    const auto frames = openFrames(options.frames, sayBesideBar, Pixels::asStored);
+    requireUsable(rig);
+    ProtectedFiles inputs(frames->files());
+    inputs.add(filesOf(rig));
+    const auto makeWorker = [&rig]() -> ProcessPair {
+        const std::shared_ptr<vision::Stereo> rectifier = makeRectifier(rig.left, rig.right);
+        return [rectifier, &rig](const Frame& frame, PairFiles& files) {
+            return rectify(frame, *rectifier, rig, files);
+        };
+    };
+    const Provenance madeWith{"rectify", std::nullopt, rig.hash, std::nullopt};
+    return runBatch(*frames, options.batch, inputs, madeWith, makeWorker);
+}
+
+}  // namespace tiomipra

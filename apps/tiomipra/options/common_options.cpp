@@ -1,0 +1,82 @@
+#include "options/common_options.hpp"
+
+#include <CLI/App.hpp>
+#include <CLI/Validators.hpp>
+#include <vector>
+
+#include "base/errors.hpp"
+#include "files/output_files.hpp"
+
+namespace tiomipra {
+
+void addRigOptions(CLI::App& command, RigOptions& options) {
+    const auto add = [&](const char* name, std::string& value, const char* text, const char* type) {
+        return command.add_option(name, value, text)->type_name(type)->group("Calibration");
+    };
+    auto* const folder =
+        add("--calibration", options.folder, "Folder with left.yml and right.yml", "DIR");
+    auto* const left = add("--left-calibration", options.left,
+                           "The left camera's file, in place of --calibration", "FILE");
+    auto* const right =
+        add("--right-calibration", options.right, "The right camera's file", "FILE");
+    left->needs(right)->excludes(folder);
+    right->needs(left)->excludes(folder);
+}
+
+std::pair<std::string, std::string> calibrationFiles(const RigOptions& options) {
+    if (!options.folder.empty())
+        return {pathIn(options.folder, "left.yml"), pathIn(options.folder, "right.yml")};
+    if (options.left.empty() || options.right.empty())
+        throw SettingError(
+            "--calibration DIR is required, or --left-calibration FILE and --right-calibration "
+            "FILE");
+    return {options.left, options.right};
+}
+
+void addFrameOptions(CLI::App& command, FrameArguments& frames) {
+    const auto add = [&](const char* name, std::vector<std::string>& values, const char* text) {
+        return command.add_option(name, values, text)->type_name("FILE")->group("Images");
+    };
+    auto* const left = add("--left", frames.left,
+                           "Images of the left camera: files, a folder, a quoted\n"
+                           "pattern ('left*.png', 'left%02d.png'), or a video");
+    auto* const right =
+        add("--right", frames.right, "Images of the right camera, in the same order");
+    add("--side-by-side", frames.sideBySide, "In place of both: images or a video with two halves")
+        ->excludes(left)
+        ->excludes(right);
+}
+
+void requireFrames(const FrameArguments& frames) {
+    if (frames.sideBySide.empty() && (frames.left.empty() || frames.right.empty()))
+        throw SettingError("--left and --right are required, or --side-by-side");
+}
+
+CLI::Option* addJobsOption(CLI::App& command, unsigned& jobs) {
+    return command
+        .add_option(
+            "--jobs", jobs,
+            "How many to work on at the same time\n(default: as many as there are processors)")
+        ->type_name("N")
+        ->check(CLI::Range(1, 1024));
+}
+
+void addBatchOptions(CLI::App& command, BatchOptions& options) {
+    constexpr auto group = "Output";
+    command.add_option("--output", options.output, "Folder for the results; created if missing")
+        ->type_name("DIR")
+        ->required()
+        ->group(group);
+    addJobsOption(command, options.jobs)->group(group);
+    command
+        .add_flag("--resume", options.resume,
+                  "Leave out pairs that are done already with the same\nimages, parameters and "
+                  "calibrations")
+        ->group(group);
+    command
+        .add_flag("--json", options.json,
+                  "Print the results as JSON on standard output and nothing else there")
+        ->group(group);
+}
+
+}  // namespace tiomipra

@@ -1,0 +1,58 @@
+// Options that several subcommands have, and checks for their values.
+#ifndef TIOMIPRA_OPTIONS_COMMON_OPTIONS_HPP
+#define TIOMIPRA_OPTIONS_COMMON_OPTIONS_HPP
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "files/frame_source.hpp"
+#include "runs/batch_options.hpp"
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
+namespace tiomipra {
+
+// Where the calibrations of a rig are: `folder` holds left.yml and right.yml, or each has its own
+// file.
+struct RigOptions {
+    std::string folder;
+    std::string left;
+    std::string right;
+};
+
+// Adds --calibration DIR, --left-calibration FILE and --right-calibration FILE.
+void addRigOptions(CLI::App& command, RigOptions& options);
+
+// The paths of the left and right file. Throws `SettingError` unless `options` name both.
+std::pair<std::string, std::string> calibrationFiles(const RigOptions& options);
+
+// Adds --left, --right and --side-by-side.
+void addFrameOptions(CLI::App& command, FrameArguments& frames);
+
+// Throws `SettingError` unless there are arguments for both sides or for side-by-side images.
+void requireFrames(const FrameArguments& frames);
+
+// Adds --jobs.
+CLI::Option* addJobsOption(CLI::App& command, unsigned& jobs);
+
+// Adds --output (required), --jobs, --resume and --json.
+void addBatchOptions(CLI::App& command, BatchOptions& options);
+
+// A validator for CLI11: what `parse`, which throws std::invalid_argument, has against `text`.
+template <auto parse>
+std::string complaint(const std::string& text) {
+    try {
+        parse(text);
+    } catch (const std::invalid_argument& error) {
+        return error.what();
+    }
+    return "";
+}
+
+}  // namespace tiomipra
+
+#endif

@@ -1,0 +1,29 @@
+// The options of `tiomipra evaluate`.
+#ifndef TIOMIPRA_OPTIONS_EVALUATE_OPTIONS_HPP
+#define TIOMIPRA_OPTIONS_EVALUATE_OPTIONS_HPP
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace tiomipra {
+
+struct EvaluateOptions {
+    std::vector<std::string> disparity;
+    std::vector<std::string> truth;
+    std::vector<std::string> mask;
+    std::optional<double> truthScale;
+    std::optional<double> maxBad2;
+    unsigned jobs = 0;
+    bool json = false;
+};
+
+void addEvaluateOptions(CLI::App& command, EvaluateOptions& options);
+
+}  // namespace tiomipra
+
+#endif

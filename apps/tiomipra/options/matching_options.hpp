@@ -1,0 +1,31 @@
+// The options of the subcommands that match, `tiomipra disparity` and `tiomipra depth`.
+#ifndef TIOMIPRA_OPTIONS_MATCHING_OPTIONS_HPP
+#define TIOMIPRA_OPTIONS_MATCHING_OPTIONS_HPP
+
+#include <string>
+#include <vector>
+
+#include "options/common_options.hpp"
+#include "options/matcher_options.hpp"
+
+namespace tiomipra {
+
+struct MatchingOptions {
+    RigOptions rig;
+    bool isRectified = false;  // the frames are rectified already, there are no calibrations
+    FrameArguments frames;
+    MatcherOptions matcher;
+    BatchOptions batch;
+    std::vector<std::string> formats;
+};
+
+// Both set `formats` to what is written by default.
+void addDisparityOptions(CLI::App& command, MatchingOptions& options);
+void addDepthOptions(CLI::App& command, MatchingOptions& options);
+
+// True when `options` ask for this format.
+bool wants(const MatchingOptions& options, const std::string& format);
+
+}  // namespace tiomipra
+
+#endif

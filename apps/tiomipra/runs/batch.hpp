@@ -1,0 +1,66 @@
+// One pair or many: runs them through workers, reports progress and failures, resumes.
+//
+// Beside the outputs of pair NAME stands its report, NAME_SUBCOMMAND.json, written last: what the
+// pair was made with, which files were written and what was found. A pair whose report is there is
+// whole.
+#ifndef TIOMIPRA_RUNS_BATCH_HPP
+#define TIOMIPRA_RUNS_BATCH_HPP
+
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "base/provenance.hpp"
+#include "ending.hpp"
+#include "files/frame_source.hpp"
+#include "files/protected_files.hpp"
+#include "runs/batch_options.hpp"
+
+namespace tiomipra {
+
+// What became of a pair, as it is told.
+// NOLINTNEXTLINE(bugprone-exception-escape): moving JSON checks its invariants, nothing else
+struct PairReport {
+    nlohmann::ordered_json result;  // for the report and --json; null when there is nothing to say
+    std::string summary;            // the same for a person, a few words
+};
+
+// The files of a pair's result, which are called after it.
+class PairFiles {
+  public:
+    PairFiles(std::string folder, std::string pair, const ProtectedFiles& inputs);
+
+    // The path of a file whose name is that of the pair and `suffix`. Throws `InputError` when it
+    // would replace an input.
+    std::string add(const std::string& suffix);
+
+    // Those that were added, within their folder.
+    const std::vector<std::string>& names() const { return _names; }
+
+  private:
+    std::string _folder;
+    std::string _pair;
+    const ProtectedFiles& _inputs;
+    std::vector<std::string> _names;
+};
+
+// Makes all files of a pair but the report; throws what a failing pair shall be reported with.
+using ProcessPair = std::function<PairReport(const Frame&, PairFiles&)>;
+
+// Runs all pairs of `frames`, several at once: each thread calls `makeWorker` once, so that a
+// worker may own a `Stereo`. Creates the output folder. Failures don't end the run: they are named
+// at its end. Results go to standard output. SIGINT and SIGTERM end the run after the pairs at
+// hand.
+//
+// `madeWith` goes into every report. With `resume`, pairs are left out that were made from the same
+// files with the same `madeWith`, whose images are not newer than their report and whose files are
+// all there. No result replaces one of the `inputs`, those of any pair.
+//
+// The status is `partial` when some pairs failed; when all failed, that of the first failure.
+Ending runBatch(FrameSource& frames, const BatchOptions& options, const ProtectedFiles& inputs,
+                const Provenance& madeWith, const std::function<ProcessPair()>& makeWorker);
+
+}  // namespace tiomipra
+
+#endif

@@ -1,0 +1,101 @@
+#include "runs/progress.hpp"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <iostream>
+
+namespace tiomipra {
+namespace {
+
+constexpr std::size_t barWidth = 24;
+constexpr std::chrono::milliseconds redrawInterval(100);
+constexpr auto clearLine = "\r\x1b[K";
+
+// As in " 3/12"; without a total (0) only what is done.
+std::string formatCount(std::size_t done, std::size_t total) {
+    if (total == 0)
+        return fmt::format("{}", done);
+    return fmt::format("{:{}}/{}", done, fmt::formatted_size("{}", total), total);
+}
+
+}  // namespace
+
+ProgressOutput chooseProgressOutput(bool isOutputReserved, std::size_t total) {
+    const bool hasBar = total != 1 && isatty(STDERR_FILENO) != 0;
+    const bool areLinesOnTerminal = isOutputReserved || isatty(STDOUT_FILENO) != 0;
+    ProgressOutput output;
+    if (hasBar)
+        output.bar = &std::cerr;
+    const bool isLineWanted = total != 1 || !isOutputReserved;
+    if (isLineWanted && (!hasBar || !areLinesOnTerminal))
+        output.lines = isOutputReserved ? &std::cerr : &std::cout;
+    return output;
+}
+
+ProgressOutput chooseBar(std::size_t total) {
+    ProgressOutput output = chooseProgressOutput(true, total);
+    output.lines = nullptr;
+    return output;
+}
+
+void sayBesideBar(const std::string& line) {
+    std::cerr << (isatty(STDERR_FILENO) != 0 ? clearLine : "") << line << std::endl;
+}
+
+std::string formatDuration(double seconds) {
+    const auto whole = std::llround(seconds);
+    if (whole < 60)
+        return fmt::format("{} s", whole);
+    if (whole < 3600)
+        return fmt::format("{} min {:02} s", whole / 60, whole % 60);
+    return fmt::format("{} h {:02} min", whole / 3600, whole / 60 % 60);
+}
+
+std::string formatBar(std::size_t done, std::size_t total, double perSecond) {
+    const std::string rate = perSecond > 0 ? fmt::format("  {:.1f}/s", perSecond) : "";
+    if (total == 0)
+        return formatCount(done, total) + rate;
+    const std::string bar(std::min(barWidth, barWidth * done / total), '=');
+    const auto left = static_cast<double>(total - std::min(done, total));
+    const std::string timeLeft =
+        perSecond > 0 ? fmt::format("  {} left", formatDuration(left / perSecond)) : "";
+    return fmt::format("[{:{}}]  {}{}{}", bar, barWidth, formatCount(done, total), rate, timeLeft);
+}
+
+Progress::Progress(ProgressOutput output, std::size_t total) : _output(output), _total(total) {}
+
+Progress::~Progress() {
+    if (_output.bar != nullptr)
+        *_output.bar << clearLine << std::flush;
+}
+
+void Progress::skip() {
+    ++_done;
+    ++_skipped;
+    drawBar();
+}
+
+void Progress::advance(const std::string& what) {
+    ++_done;
+    if (_output.lines != nullptr) {
+        if (_total != 1)
+            *_output.lines << fmt::format("[{}] ", formatCount(_done, _total));
+        *_output.lines << what << std::endl;
+    }
+    drawBar();
+}
+
+void Progress::drawBar() {
+    const auto now = Clock::now();
+    if (_output.bar == nullptr || now - _lastDrawn < redrawInterval)
+        return;
+    _lastDrawn = now;
+    const double elapsed = std::chrono::duration<double>(now - _start).count();
+    const double perSecond = static_cast<double>(_done - _skipped) / std::max(elapsed, 1e-9);
+    *_output.bar << clearLine << formatBar(_done, _total, perSecond) << std::flush;
+}
+
+}  // namespace tiomipra

@@ -1,0 +1,41 @@
+// Quantities as people write them. The functions that parse throw `std::invalid_argument`, which
+// names the text and the rule, for a text that they do not understand. They do not depend on the
+// locale.
+#ifndef TIOMIPRA_BASE_QUANTITIES_HPP
+#define TIOMIPRA_BASE_QUANTITIES_HPP
+
+#include <opencv2/core/types.hpp>
+#include <string>
+
+namespace tiomipra {
+
+// The unit of lengths that have a suffix, and of calibrations that are made with such a one.
+constexpr auto metres = "m";
+
+struct Length {
+    double value = 0;
+    std::string unit;  // `metres`, or "" where the text has no suffix
+};
+
+// "25mm", "3cm", "1.5m", "1in" in metres; a bare number as it is. Positive.
+Length parseLength(const std::string& text);
+
+// Depths, the nearer one first.
+struct DepthRange {
+    double nearest = 0;
+    double farthest = 0;
+    std::string unit;  // of both, as in `Length`
+};
+
+// "0.4..3" or "40cm..3m".
+DepthRange parseDepthRange(const std::string& text);
+
+// "9x6": width times height, both positive.
+cv::Size parseSize(const std::string& text);
+
+// A finite number above 0.
+double parsePositiveNumber(const std::string& text);
+
+}  // namespace tiomipra
+
+#endif

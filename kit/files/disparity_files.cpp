@@ -1,0 +1,74 @@
+#include "files/disparity_files.hpp"
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <sstream>
+
+#include "base/errors.hpp"
+#include "base/text.hpp"
+#include "files/image_files.hpp"
+#include "files/input_files.hpp"
+
+namespace tiomipra {
+namespace {
+
+// The decoder divides by the scale in the file's header, whose size has no meaning for disparities.
+cv::Mat undoPfmScale(const cv::Mat& image, const std::string& file) {
+    std::istringstream header(file);
+    std::string type;
+    int width = 0, height = 0;
+    double scale = 1;
+    header >> type >> width >> height >> scale;
+    return image * std::abs(scale);
+}
+
+cv::Mat fromFixedPoint(const cv::Mat& image, double scale) {
+    cv::Mat disparity;
+    image.convertTo(disparity, CV_32F, 1 / scale);
+    disparity.setTo(std::numeric_limits<float>::quiet_NaN(), image == 0);
+    return disparity;
+}
+
+}  // namespace
+
+cv::Mat markUnmeasured(const cv::Mat& values, const cv::Mat& measured, float mark) {
+    cv::Mat marked(values.size(), CV_32FC1, cv::Scalar(mark));
+    values.copyTo(marked, measured);
+    return marked;
+}
+
+FixedPointImage toFixedPoint(const cv::Mat& values, const cv::Mat& measured, double factor) {
+    constexpr int largest = std::numeric_limits<std::uint16_t>::max();
+    cv::Mat scaled;
+    values.convertTo(scaled, CV_32S, factor);
+    const cv::Mat fits = measured & (scaled >= 1) & (scaled <= largest);
+    FixedPointImage image{cv::Mat::zeros(values.size(), CV_16UC1), 0};
+    scaled.setTo(0, ~fits);
+    scaled.convertTo(image.pixels, CV_16U);
+    image.outOfRange = cv::countNonZero(measured) - cv::countNonZero(fits);
+    return image;
+}
+
+cv::Mat readDisparity(const std::string& path, std::optional<double> scale) {
+    const cv::Mat image = readImage(path, Pixels::asStored);
+    switch (image.type()) {
+        case CV_32FC1:
+            return extensionOf(path) == ".pfm" ? undoPfmScale(image, readFile(path)) : image;
+        case CV_16UC1:
+            return fromFixedPoint(image, scale.value_or(256));
+        case CV_8UC1:
+            if (!scale)
+                throw InputError(quote(path) +
+                                 " holds 8-bit numbers, which don't say what one pixel of "
+                                 "disparity is; ground truth may, where a scale is given for it");
+            return fromFixedPoint(image, *scale);
+        default:
+            throw InputError(
+                fmt::format("{} holds {}, must be a disparity image with one channel of 32-bit "
+                            "floats or 16-bit or 8-bit whole numbers",
+                            quote(path), cv::typeToString(image.type())));
+    }
+}
+
+}  // namespace tiomipra

@@ -1,0 +1,130 @@
+#include "files/frame_source.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "base/errors.hpp"
+#include "base/text.hpp"
+#include "files/image_lists.hpp"
+#include "files/image_sequences.hpp"
+
+namespace tiomipra {
+namespace {
+
+using Paths = std::vector<std::string>;
+
+void requireSameSize(const StereoImages& images, const Frame& frame) {
+    const auto& [left, right] = images;
+    if (left.size() != right.size())
+        throw InputError(sizesDiffer(frame.leftFile, left.size(), frame.rightFile, right.size()));
+}
+
+// Two sequences, one for each camera.
+class PairedFrames : public FrameSource {
+  public:
+    PairedFrames(std::unique_ptr<ImageSequence> left, std::unique_ptr<ImageSequence> right)
+        : _left(std::move(left)), _right(std::move(right)) {}
+
+    std::size_t count() const override { return std::max(_left->count(), _right->count()); }
+
+    Paths files() const override {
+        Paths all = _left->files();
+        const Paths more = _right->files();
+        all.insert(all.end(), more.begin(), more.end());
+        return all;
+    }
+
+    std::optional<Frame> next() override {
+        if (_hasEnded)
+            return std::nullopt;
+        const auto left = _left->next();
+        const auto right = _right->next();
+        _hasEnded = !left || !right;
+        if (!left && !right)
+            return std::nullopt;
+        if (_hasEnded)
+            return withoutPartner(left ? *left : *right);
+        return pair(*left, *right);
+    }
+
+  private:
+    static Frame pair(const Picture& left, const Picture& right) {
+        Frame frame{left.name, left.title, right.title, {left.file, right.file}, {}};
+        frame.read = [frame, readLeft = left.read, readRight = right.read] {
+            StereoImages images{readLeft(), readRight()};
+            requireSameSize(images, frame);
+            return images;
+        };
+        return frame;
+    }
+
+    // Only videos are found to be of different length as late as this.
+    static Frame withoutPartner(const Picture& picture) {
+        return {picture.name, picture.title, "", {picture.file}, [picture]() -> StereoImages {
+                    throw InputError(quote(picture.title) +
+                                     " has no partner: the other side has ended");
+                }};
+    }
+
+    std::unique_ptr<ImageSequence> _left;
+    std::unique_ptr<ImageSequence> _right;
+    bool _hasEnded = false;
+};
+
+// One sequence whose images hold the left camera's image in their left half.
+class SplitFrames : public FrameSource {
+  public:
+    explicit SplitFrames(std::unique_ptr<ImageSequence> both) : _both(std::move(both)) {}
+
+    std::size_t count() const override { return _both->count(); }
+
+    Paths files() const override { return _both->files(); }
+
+    std::optional<Frame> next() override {
+        const auto both = _both->next();
+        if (!both)
+            return std::nullopt;
+        return Frame{both->name, both->title, both->title, {both->file}, [both = *both] {
+                         return split(both.read(), both.title);
+                     }};
+    }
+
+  private:
+    static StereoImages split(const cv::Mat& image, const std::string& file) {
+        if (image.cols % 2 != 0)
+            throw InputError(fmt::format("{} is {}; the width of a side-by-side image must be even",
+                                         quote(file), describe(image.size())));
+        const int half = image.cols / 2;
+        return {image.colRange(0, half).clone(), image.colRange(half, image.cols).clone()};
+    }
+
+    std::unique_ptr<ImageSequence> _both;
+};
+
+std::unique_ptr<FrameSource> open(const FrameArguments& arguments, const Notify& notify,
+                                  Pixels pixels) {
+    if (!arguments.sideBySide.empty())
+        return std::make_unique<SplitFrames>(openSequence(arguments.sideBySide, pixels, notify));
+    return std::make_unique<PairedFrames>(openSequence(arguments.left, pixels, notify),
+                                          openSequence(arguments.right, pixels, notify));
+}
+
+}  // namespace
+
+std::unique_ptr<FrameSource> openFrames(const FrameArguments& arguments, const Notify& notify,
+                                        Pixels pixels) {
+    if (arguments.sideBySide.empty() && !areVideo(arguments.left) && !areVideo(arguments.right)) {
+        const Paths left = resolveImages(arguments.left);
+        const Paths right = resolveImages(arguments.right);
+        requirePartners(left, right);
+        noteUnlikePartners(left, right, notify);
+    }
+    return open(arguments, notify, pixels);
+}
+
+std::unique_ptr<FrameSource> reopenFrames(const FrameArguments& arguments, Pixels pixels) {
+    return open(
+        arguments, [](const std::string&) {}, pixels);
+}
+
+}  // namespace tiomipra

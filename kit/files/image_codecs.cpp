@@ -1,0 +1,39 @@
+#include "files/image_codecs.hpp"
+
+#include <opencv2/core/utils/logger.hpp>
+#include <opencv2/imgcodecs.hpp>
+
+#include "files/codec_modules.hpp"
+
+namespace tiomipra {
+namespace {
+
+// OpenCV's log complains about files that are then reported by name anyway.
+cv::Mat decodeQuietly(const cv::Mat& bytes, int flags) {
+    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+    try {
+        return cv::imdecode(bytes, flags);
+    } catch (const cv::Exception&) {
+        return {};  // no image then
+    }
+}
+
+// Orientation tags are ignored: a calibration describes the pixels as the sensor delivered them.
+cv::Mat decode(const std::string& file, Pixels pixels) {
+    const int depth = pixels == Pixels::asStored ? cv::IMREAD_ANYDEPTH : 0;
+    const cv::Mat bytes(1, static_cast<int>(file.size()), CV_8UC1,
+                        const_cast<char*>(file.data()));  // NOLINT: cv::Mat knows no const data
+    return decodeQuietly(bytes, depth | cv::IMREAD_ANYCOLOR | cv::IMREAD_IGNORE_ORIENTATION);
+}
+
+std::vector<unsigned char> encode(const std::string& extension, const cv::Mat& image) {
+    std::vector<unsigned char> bytes;
+    cv::imencode(extension, image, bytes);
+    return bytes;
+}
+
+}  // namespace
+}  // namespace tiomipra
+
+TIOMIPRA_MODULE_EXPORT const tiomipra::ImageCodecs tiomipraImageCodecs;
+const tiomipra::ImageCodecs tiomipraImageCodecs{tiomipra::decode, tiomipra::encode};

@@ -1,0 +1,58 @@
+#include "files/input_files.hpp"
+
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+#include "base/errors.hpp"
+#include "base/text.hpp"
+
+namespace tiomipra {
+namespace {
+
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+[[noreturn]] void refuse(const std::string& path) {
+    throw InputError(
+        fmt::format("can't read {}: {}", quote(path), std::generic_category().message(errno)));
+}
+
+File openFile(const std::string& path) {
+    File file(std::fopen(path.c_str(), "rbe"), std::fclose);
+    if (file == nullptr)
+        refuse(path);
+    return file;
+}
+
+}  // namespace
+
+std::string readFile(const std::string& path, std::size_t largest) {
+    const File file = openFile(path);
+    std::string bytes;
+    std::array<char, 65536> block{};
+    while (const std::size_t count = std::fread(block.data(), 1, block.size(), file.get())) {
+        bytes.append(block.data(), count);
+        if (bytes.size() > largest)
+            throw InputError(fmt::format("{} is larger than {} bytes", quote(path), largest));
+    }
+    if (std::ferror(file.get()) != 0)
+        refuse(path);
+    return bytes;
+}
+
+void requireReadable(const std::string& path) {
+    openFile(path);
+}
+
+std::string extensionOf(const std::string& path) {
+    std::string extension = std::filesystem::path(path).extension().string();
+    for (char& letter : extension)
+        letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+    return extension;
+}
+
+}  // namespace tiomipra

@@ -1,0 +1,42 @@
+#include "files/video_codecs.hpp"
+
+#include <algorithm>
+#include <opencv2/core/utils/logger.hpp>
+#include <opencv2/videoio.hpp>
+
+#include "files/codec_modules.hpp"
+
+namespace tiomipra {
+namespace {
+
+class CapturedVideo : public Video {
+  public:
+    explicit CapturedVideo(const cv::VideoCapture& capture) : _capture(capture) {}
+
+    std::size_t frameCount() const override {
+        return static_cast<std::size_t>(std::max(0., _capture.get(cv::CAP_PROP_FRAME_COUNT)));
+    }
+
+    cv::Mat read() override {
+        cv::Mat frame;
+        _capture.read(frame);
+        return frame.clone();
+    }
+
+  private:
+    cv::VideoCapture _capture;
+};
+
+std::unique_ptr<Video> openVideo(const std::string& path) {
+    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+    cv::VideoCapture capture(path);
+    if (!capture.isOpened())
+        return nullptr;
+    return std::make_unique<CapturedVideo>(std::move(capture));
+}
+
+}  // namespace
+}  // namespace tiomipra
+
+TIOMIPRA_MODULE_EXPORT const tiomipra::OpenVideo tiomipraOpenVideo;
+const tiomipra::OpenVideo tiomipraOpenVideo = tiomipra::openVideo;

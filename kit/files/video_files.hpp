@@ -1,0 +1,17 @@
+// Reading videos.
+#ifndef TIOMIPRA_FILES_VIDEO_FILES_HPP
+#define TIOMIPRA_FILES_VIDEO_FILES_HPP
+
+#include <memory>
+#include <string>
+
+#include "files/video_codecs.hpp"
+
+namespace tiomipra {
+
+// Opens a video; throws `InputError` that names the file when it can't be read or is no video.
+std::unique_ptr<Video> openVideo(const std::string& path);
+
+}  // namespace tiomipra
+
+#endif

@@ -1,0 +1,69 @@
+// From a pair of images to the disparities that were really measured.
+#ifndef TIOMIPRA_MATCHING_PAIR_MATCHER_HPP
+#define TIOMIPRA_MATCHING_PAIR_MATCHER_HPP
+
+#include <memory>
+#include <opencv2/core/mat.hpp>
+#include <optional>
+#include <vision/stereo.hpp>
+
+#include "base/notices.hpp"
+#include "base/provenance.hpp"
+#include "files/frame_source.hpp"
+#include "matching/matcher_settings.hpp"
+#include "rigs/rig_files.hpp"
+
+namespace tiomipra {
+
+// What matching a pair gave. All images have the same size.
+struct Match {
+    cv::Mat left;       // the left image that was matched, `CV_8UC1` or `CV_8UC3`
+    cv::Mat disparity;  // `CV_32FC1`, pixels of `left`
+    cv::Mat measured;   // `CV_8UC1`, 255 where there is a disparity
+};
+
+// Matches a rectified pair at 1 / `scale` of its size; the last columns and rows that don't fill a
+// reduced pixel are left out, as the object's calibrations must have it. Not measured is what has
+// no match, no texture, no value in `seen` (`CV_8UC1`, as large as the images; empty: all of it),
+// or stands in columns where the right image lacks a candidate.
+Match matchPair(const vision::Stereo& stereo, const StereoImages& rectified, const cv::Mat& seen,
+                int scale);
+
+// Reads, rectifies and matches frames, with a `vision::Stereo` fitted to their size. For one thread
+// at a time.
+class PairMatcher {
+  public:
+    // Without a rig, the frames are rectified already. Notices say what was fitted to the size of
+    // the images, which depths are searched, and what may be wrong with the results.
+    PairMatcher(MatcherSettings settings, std::optional<Rig> rig, Notify notify);
+
+    // Throws `InputError` that names the file when the pair does not fit; as `makeStereo` and
+    // `requireMatchable` for settings that don't.
+    Match match(const Frame& frame);
+
+    // As it was used for the latest pair.
+    const vision::Stereo& stereo() const { return *_stereo; }
+
+    // What the latest pair was matched with.
+    Parameters parameters() const;
+
+  private:
+    int scale() const { return _settings.scale.value_or(1); }
+    void requireUsableSize(const cv::Size& size, const std::string& file) const;
+    void fitTo(const cv::Size& size, const std::string& file);
+    void fitParameters(int matchedWidth);
+    void prepareRectification(const cv::Size& size, const cv::Size& kept);
+
+    const MatcherSettings _settings;
+    const std::optional<Rig> _rig;
+    const Notify _notify;
+    cv::Size _size;  // that all below is fitted to
+    std::shared_ptr<vision::Stereo> _stereo;
+    // For the whole images; the same object where all of them is matched.
+    std::shared_ptr<vision::Stereo> _rectifier;
+    cv::Mat _seen;  // what the raw left image shows of the rectified one
+};
+
+}  // namespace tiomipra
+
+#endif

@@ -1,0 +1,26 @@
+// Whether a rig is still calibrated, as text, JSON and picture.
+#ifndef TIOMIPRA_REPORTS_CHECK_REPORT_HPP
+#define TIOMIPRA_REPORTS_CHECK_REPORT_HPP
+
+#include <nlohmann/json_fwd.hpp>
+#include <opencv2/core/mat.hpp>
+#include <string>
+
+#include "rigs/calibration_faults.hpp"
+#include "rigs/rig_check.hpp"
+
+namespace tiomipra {
+
+nlohmann::ordered_json toJson(const RigCheck& check);
+std::string toText(const RigCheck& check);
+
+// The answer that needs no look at the images: the calibration files are exchanged.
+nlohmann::ordered_json swapToJson(const Fault& swap);
+std::string swapToText(const Fault& swap);
+
+// Median row differences over `image`, the left one of a pair.
+cv::Mat drawRowDifferences(const RigCheck& check, const cv::Mat& image);
+
+}  // namespace tiomipra
+
+#endif

@@ -1,0 +1,87 @@
+// The search for a board in many pairs of images.
+#ifndef TIOMIPRA_RIGS_BOARD_SEARCH_HPP
+#define TIOMIPRA_RIGS_BOARD_SEARCH_HPP
+
+#include <cstddef>
+#include <opencv2/core/types.hpp>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "files/frame_source.hpp"
+#include "rigs/board_detection.hpp"
+
+namespace tiomipra {
+
+// The files of a pair of images.
+struct PairNames {
+    std::string left;
+    std::string right;
+};
+
+struct SkippedPair {
+    PairNames names;
+    std::string reason;
+};
+
+// What one pair shows.
+struct SearchedPair {
+    cv::Size imageSize;
+    PairDetection detection;
+    std::string largerBoard;  // the image whose board has more corners than it should, if any
+};
+
+// Reads the pair and looks for the board in both images. Throws `InputError` that names the file
+// when one can't be read. From any thread.
+SearchedPair searchPair(const Frame& frame, const Board& board);
+
+// Gathers what the pairs show, in the order in which they are added.
+class BoardSearch {
+  public:
+    explicit BoardSearch(Board board) : _board(std::move(board)) {}
+
+    // The size of the first one is the size that all must have.
+    void add(const Frame& frame, const SearchedPair& pair);
+
+    // A pair that can't be read.
+    void addFailure(const Frame& frame, const std::string& why);
+
+    // Throws `InputError` that names the pairs left out and why, when there are too few to
+    // calibrate with.
+    void requireEnoughPairs() const;
+
+    const Board& board() const { return _board; }
+    const cv::Size& imageSize() const { return _imageSize; }
+
+    // The pairs that show the board in both images, and their files.
+    const std::vector<PairDetection>& detections() const { return _detections; }
+    const std::vector<PairNames>& names() const { return _names; }
+
+    // Which of all added pairs, from 0, has the detection of this index.
+    std::size_t frameOf(std::size_t detection) const { return _frames[detection]; }
+
+    // The other pairs.
+    const std::vector<SkippedPair>& skipped() const { return _skipped; }
+
+    // Those of `skipped` that can't be read or have another size.
+    std::size_t failures() const { return _failures; }
+
+    // How many pairs were added.
+    std::size_t pairs() const { return _detections.size() + _skipped.size(); }
+
+  private:
+    std::string whyUnusable(const Frame& frame, const SearchedPair& pair) const;
+
+    Board _board;
+    cv::Size _imageSize;
+    std::string _firstFile;  // whose size it is
+    std::vector<PairDetection> _detections;
+    std::vector<PairNames> _names;
+    std::vector<std::size_t> _frames;
+    std::vector<SkippedPair> _skipped;
+    std::size_t _failures = 0;
+};
+
+}  // namespace tiomipra
+
+#endif

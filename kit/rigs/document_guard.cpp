@@ -1,0 +1,49 @@
+#include "rigs/document_guard.hpp"
+
+#include <algorithm>
+#include <filesystem>
+#include <opencv2/core.hpp>
+#include <stdexcept>
+
+#include "base/errors.hpp"
+#include "base/text.hpp"
+#include "files/input_files.hpp"
+
+namespace tiomipra {
+namespace {
+
+std::string unreadable(const std::string& complaint) {
+    return fmt::format("OpenCV can't read it ({})", complaint);
+}
+
+// OpenCV's parser states "PATH(LINE): what is wrong" where an exception has its function.
+std::string describeComplaint(const cv::Exception& exception, const std::string& path) {
+    const std::string start = path + "(";
+    if (!startsWith(exception.func, start))
+        return exception.code == cv::Error::StsAssert ? unreadable(exception.err) : exception.err;
+    std::string complaint = exception.func.substr(start.size());
+    complaint.erase(std::min(complaint.find(')'), complaint.size()), 1);
+    return "line " + complaint;
+}
+
+}  // namespace
+
+void readDocument(const std::string& path, const std::string& kind,
+                  const std::function<void()>& read) {
+    requireReadable(path);
+    std::error_code error;
+    if (std::filesystem::file_size(path, error) == 0)
+        throw InputError(fmt::format("{} is empty, must be {}", quote(path), kind));
+    const auto refuse = [&](const std::string& complaint) {
+        throw InputError(fmt::format("{} is not {}: {}", quote(path), kind, complaint));
+    };
+    try {
+        read();
+    } catch (const cv::Exception& exception) {
+        refuse(describeComplaint(exception, path));
+    } catch (const std::logic_error& fault) {  // OpenCV's parser lets those of std::string through.
+        refuse(unreadable(fault.what()));
+    }
+}
+
+}  // namespace tiomipra

@@ -1,0 +1,18 @@
+// Documents of cv::FileStorage from files that nobody vouches for.
+#ifndef TIOMIPRA_RIGS_DOCUMENT_GUARD_HPP
+#define TIOMIPRA_RIGS_DOCUMENT_GUARD_HPP
+
+#include <functional>
+#include <string>
+
+namespace tiomipra {
+
+// Calls `read`, which hands the file `path` to OpenCV's parser. Throws `InputError` that names the
+// file: when it can't be opened or is empty, "must be `kind`", and when the parser complains, "is
+// not `kind`" with the parser's words; `kind` as in "a calibration".
+void readDocument(const std::string& path, const std::string& kind,
+                  const std::function<void()>& read);
+
+}  // namespace tiomipra
+
+#endif

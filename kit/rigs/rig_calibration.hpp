@@ -1,0 +1,78 @@
+// From the points of a board in many pairs of images to the calibration of both cameras.
+#ifndef TIOMIPRA_RIGS_RIG_CALIBRATION_HPP
+#define TIOMIPRA_RIGS_RIG_CALIBRATION_HPP
+
+#include <cstddef>
+#include <limits>
+#include <opencv2/core.hpp>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "base/statistics.hpp"
+#include "rigs/board_detection.hpp"
+#include "rigs/rig_model.hpp"
+
+namespace tiomipra {
+
+// A calibration needs at least this many pairs that show the board in both images.
+constexpr std::size_t minimumPairs = 3;
+
+struct RigCalibrationOptions {
+    double alpha = 0;  // see `rectify`
+    // Views whose pair error is above this, in pixels, are left out; infinity keeps all.
+    double rejectAbove = std::numeric_limits<double>::infinity();
+    // Known left and right cameras, whose matrices and lenses are then not solved for.
+    std::optional<std::pair<CameraModel, CameraModel>> knownCameras;
+};
+
+// How well one camera alone explains what it saw.
+struct CameraFit {
+    // Root mean square reprojection error in pixels, over all views and per view.
+    double error = 0;
+    std::vector<double> viewErrors;
+    // Standard deviation of the focal length relative to it; 0 for a known camera.
+    double focalUncertainty = 0;
+};
+
+// A view that was left out, by its index, and the pair error in pixels that decided.
+struct RejectedView {
+    std::size_t index;
+    double error;
+};
+
+// A calibrated rig. What is given per view follows the order of `used`.
+struct RigSolution {
+    RigModel model;
+    std::vector<std::size_t> used;
+    std::vector<RejectedView> rejected;
+    CameraFit left;
+    CameraFit right;
+    // Root mean square reprojection error in pixels of both images, with one pose of the board per
+    // view for both.
+    double pairError = 0;
+    std::vector<double> pairViewErrors;
+    RectifiedRig rectified;
+    // Rows of the same corner in the rectified left and right image, pixels.
+    Spread rowDifferences;
+    std::vector<double> viewRowDifferences;  // mean per view
+
+    // The distance between the cameras, in the model's unit.
+    double baseline() const;
+};
+
+// Calibrates each camera, then the pair with these cameras, then the rectification.
+//
+// While a view's pair error is above `options.rejectAbove`, leaves out the worst one and starts
+// again: one wrong view spoils the errors of the others.
+//
+// @param views  at least `minimumPairs`, each with a board in both images whose shared points
+//               determine its pose
+// @throws InputError when fewer than `minimumPairs` remain, the views do not determine the
+//         calibration, or the cameras are in the same place
+RigSolution calibrateRig(const std::vector<PairDetection>& views, const Board& board,
+                         const cv::Size& imageSize, const RigCalibrationOptions& options);
+
+}  // namespace tiomipra
+
+#endif

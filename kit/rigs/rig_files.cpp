@@ -1,0 +1,135 @@
+#include "rigs/rig_files.hpp"
+
+#include <cstdint>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <opencv2/core.hpp>
+#include <utility>
+
+#include "base/errors.hpp"
+#include "base/provenance.hpp"
+#include "base/text.hpp"
+#include "files/input_files.hpp"
+#include "files/output_files.hpp"
+#include "rigs/calibration_faults.hpp"
+#include "rigs/document_guard.hpp"
+#include "rigs/rig_geometry.hpp"
+
+namespace tiomipra {
+namespace {
+
+using vision::Calibration;
+
+constexpr std::pair<const char*, cv::Mat Calibration::*> matrices[] = {
+    {"cameraMatrix", &Calibration::cameraMatrix},
+    {"distortion", &Calibration::distortion},
+    {"rectificationMatrix", &Calibration::rectificationMatrix},
+    {"projectionMatrix", &Calibration::projectionMatrix}};
+
+void requireKeys(const Calibration& calibration, const std::string& path) {
+    const auto complain = [&](const std::string& key, const std::string& rule) {
+        throw InputError(
+            fmt::format("{} is not a whole calibration: {} {}", quote(path), key, rule));
+    };
+    if (calibration.width <= 0)
+        complain("width", "is missing or not positive");
+    if (calibration.height <= 0)
+        complain("height", "is missing or not positive");
+    for (const auto& [key, matrix] : matrices) {
+        // No distortion at all is a way to say that there is none.
+        if ((calibration.*matrix).empty() && matrix != &Calibration::distortion)
+            complain(key, "is missing or empty");
+    }
+}
+
+std::string reportBeside(const Rig& rig) {
+    return std::filesystem::path(rig.leftFile).replace_filename("report.json").string();
+}
+
+std::optional<std::string> findUnit(const Rig& rig) {
+    const std::string path = reportBeside(rig);
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error))
+        return std::nullopt;
+    try {
+        const auto report = nlohmann::json::parse(readFile(path));
+        if (report.at("calibrationSha256") == rig.hash)
+            return report.at("unit").get<std::string>();
+    } catch (const InputError&) {  // NOLINT(bugprone-empty-catch): as if it were not there
+    } catch (const nlohmann::json::exception&) {  // NOLINT(bugprone-empty-catch): of something else
+    }
+    return std::nullopt;
+}
+
+// Reads back what was written. Empty when that failed.
+std::string bytesThrough(const std::string& temporary, const Calibration& calibration) {
+    try {
+        calibration.save(temporary);
+        if (readCalibration(temporary) == calibration)
+            return readFile(temporary);
+    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): reported by the caller
+    }
+    return "";
+}
+
+}  // namespace
+
+Calibration readCalibration(const std::string& path) {
+    Calibration calibration;
+    readDocument(path, "a calibration", [&] { calibration.load(path); });
+    requireKeys(calibration, path);
+    return calibration;
+}
+
+Rig readRig(const std::string& leftFile, const std::string& rightFile) {
+    Rig rig;
+    rig.leftFile = leftFile;
+    rig.rightFile = rightFile;
+    rig.left = readCalibration(leftFile);
+    rig.right = readCalibration(rightFile);
+    rig.hash = hashRig(readFile(leftFile), readFile(rightFile));
+    rig.unit = findUnit(rig);
+    return rig;
+}
+
+std::vector<std::string> filesOf(const Rig& rig) {
+    std::vector<std::string> files{rig.leftFile, rig.rightFile};
+    if (rig.unit)
+        files.push_back(reportBeside(rig));
+    return files;
+}
+
+void requireUsable(const Rig& rig) {
+    const std::vector<Fault> faults = findFaults(rig.left, rig.right);
+    if (!faults.empty())
+        throw InputError(fmt::format("{} and {} can't be used: {}; what to do: {}",
+                                     quote(rig.leftFile), quote(rig.rightFile),
+                                     faults.front().problem, faults.front().remedy));
+}
+
+void requireSameAspectRatio(const Rig& rig, const cv::Size& size, const std::string& file) {
+    const auto product = [](int a, int b) { return std::int64_t{a} * b; };
+    if (product(size.width, rig.left.height) != product(size.height, rig.left.width))
+        throw InputError(fmt::format("{} is {}, {} is for {}; the aspect ratio must be the same",
+                                     quote(file), describe(size), quote(rig.leftFile),
+                                     describe(sizeOf(rig.left))));
+}
+
+std::string hashRig(const std::string& left, const std::string& right) {
+    return sha256(left + right);
+}
+
+std::string encodeCalibration(const std::string& path, const Calibration& calibration) {
+    // The extension chooses the syntax.
+    const std::string temporary =
+        temporaryName(std::filesystem::path(path).parent_path().string()) + ".yml";
+    std::string bytes = bytesThrough(temporary, calibration);
+    std::error_code error;
+    std::filesystem::remove(temporary, error);
+    if (bytes.empty())
+        throw InputError(
+            fmt::format("can't write {}: no room or no permission there", quote(path)));
+    return bytes;
+}
+
+}  // namespace tiomipra

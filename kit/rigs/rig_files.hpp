@@ -1,0 +1,53 @@
+// The files of a rig, left.yml and right.yml, and whether they fit each other and an image.
+#ifndef TIOMIPRA_RIGS_RIG_FILES_HPP
+#define TIOMIPRA_RIGS_RIG_FILES_HPP
+
+#include <opencv2/core/types.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+#include <vision/calibration.hpp>
+
+namespace tiomipra {
+
+// Throws `InputError` that names the file when it can't be read, is malformed or lacks a key. Looks
+// no further: the matrices may have any shape and content.
+vision::Calibration readCalibration(const std::string& path);
+
+// The two calibrations of a pair and where they come from.
+struct Rig {
+    vision::Calibration left;
+    vision::Calibration right;
+    std::string leftFile;
+    std::string rightFile;
+    std::string hash;  // of both files, see `hashRig`
+    // Of lengths, as the report that calibrating left beside the files says: "m", or "" for a unit
+    // of the user's own. Nothing where there is no report on exactly these files.
+    std::optional<std::string> unit = std::nullopt;
+};
+
+// Throws `InputError` as `readCalibration`.
+Rig readRig(const std::string& leftFile, const std::string& rightFile);
+
+// The files that the rig was read from, with the report that its unit stands in.
+std::vector<std::string> filesOf(const Rig& rig);
+
+// Throws `InputError` that names the files, the first of `findFaults` and its remedy unless the
+// calibrations can be used.
+void requireUsable(const Rig& rig);
+
+// Throws `InputError` that names `file` unless images of `size` have the rig's aspect ratio.
+void requireSameAspectRatio(const Rig& rig, const cv::Size& size, const std::string& file);
+
+// The bytes for a file `path` with `calibration`. The library only writes files, so that there is
+// one beside it, under a temporary name, for a moment. Throws `InputError` that names `path` when
+// that fails.
+std::string encodeCalibration(const std::string& path, const vision::Calibration& calibration);
+
+// The hash that a rig has with these bytes in its files: `cat LEFT RIGHT | sha256sum` prints the
+// same.
+std::string hashRig(const std::string& left, const std::string& right);
+
+}  // namespace tiomipra
+
+#endif

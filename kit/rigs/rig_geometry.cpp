@@ -1,0 +1,91 @@
+#include "rigs/rig_geometry.hpp"
+
+#include <cmath>
+#include <opencv2/core.hpp>
+
+namespace tiomipra {
+namespace {
+
+double degreesSeen(double focal, double principal, int extent) {
+    return toDegrees(std::atan((principal + 0.5) / focal) +
+                     std::atan((extent - 0.5 - principal) / focal));
+}
+
+FieldOfView fieldOfView(const cv::Mat& matrix, const cv::Size& size) {
+    const double fx = matrix.at<float>(0, 0);
+    const double fy = matrix.at<float>(1, 1);
+    FieldOfView result;
+    result.horizontal = degreesSeen(fx, matrix.at<float>(0, 2), size.width);
+    result.vertical = degreesSeen(fy, matrix.at<float>(1, 2), size.height);
+    result.diagonal = toDegrees(2 * std::atan(std::hypot(size.width / fx, size.height / fy) / 2));
+    return result;
+}
+
+// 1, 2 and 5 times powers of ten from `low` to `high`.
+std::vector<double> roundNumbers(double low, double high) {
+    std::vector<double> numbers;
+    const int last = cvFloor(std::log10(high));
+    for (int decade = cvFloor(std::log10(low)); decade <= last; ++decade) {
+        for (const double factor : {1., 2., 5.}) {
+            const double number = factor * std::pow(10, decade);
+            if (number >= low && number <= high)
+                numbers.push_back(number);
+        }
+    }
+    return numbers;
+}
+
+// From where a quarter of the image's width is the disparity to where one pixel is.
+std::vector<DepthStep> depthSteps(const DisparityModel& model, int width) {
+    constexpr double step = 1. / 16;
+    const double atOnePixel = model.timesDepth;
+    std::vector<DepthStep> steps;
+    for (const double depth : roundNumbers(atOnePixel / (width / 4.), atOnePixel))
+        steps.push_back({depth, model.disparityAt(depth), model.depthStepAt(depth, step)});
+    return steps;
+}
+
+}  // namespace
+
+double toDegrees(double radians) {
+    return radians * 180 / CV_PI;
+}
+
+cv::Size sizeOf(const vision::Calibration& calibration) {
+    return {calibration.width, calibration.height};
+}
+
+cv::Point2d baselineOf(const vision::Calibration& left, const vision::Calibration& right) {
+    const auto along = [&](int axis) {
+        const double focal = left.projectionMatrix.at<float>(axis, axis);
+        return (left.projectionMatrix.at<float>(axis, 3) -
+                right.projectionMatrix.at<float>(axis, 3)) /
+               focal;
+    };
+    return {along(0), along(1)};
+}
+
+CameraGeometry describeCamera(const vision::Calibration& calibration) {
+    const cv::Mat& matrix = calibration.cameraMatrix;
+    CameraGeometry result;
+    result.size = sizeOf(calibration);
+    result.focal = {matrix.at<float>(0, 0), matrix.at<float>(1, 1)};
+    result.principalOffset = {matrix.at<float>(0, 2) - (calibration.width - 1) / 2.,
+                              matrix.at<float>(1, 2) - (calibration.height - 1) / 2.};
+    result.fieldOfView = fieldOfView(matrix, result.size);
+    return result;
+}
+
+RigGeometry describeGeometry(const vision::Calibration& left, const vision::Calibration& right) {
+    RigGeometry geometry;
+    geometry.left = describeCamera(left);
+    geometry.right = describeCamera(right);
+    geometry.baseline = baselineOf(left, right).x;
+    geometry.rectifiedFocal = left.projectionMatrix.at<float>(0, 0);
+    geometry.rectifiedFieldOfView = fieldOfView(left.projectionMatrix, sizeOf(left));
+    geometry.disparity = disparityModel(left, right);
+    geometry.depthSteps = depthSteps(geometry.disparity, left.width);
+    return geometry;
+}
+
+}  // namespace tiomipra

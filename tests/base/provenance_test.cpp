@@ -1,0 +1,48 @@
+// What a result was made with, as JSON and as lines.
+#include "base/provenance.hpp"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "base/json_text.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::StartsWith;
+
+// The digest of "abc" stands in FIPS 180-2.
+TEST(Provenance, HashIsSha256) {
+    EXPECT_EQ(sha256("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+}
+
+TEST(Provenance, HoldsWhatThereIs) {
+    const Provenance all{"depth",
+                         Parameters{{"algorithm", std::string("bm")},
+                                    {"full-dp", false},
+                                    {"window-size", 21},
+                                    {"max-depth", 4.3},
+                                    {"formats", std::vector<std::string>{"ply", "png"}}},
+                         "12ab", "m"};
+    const nlohmann::ordered_json json = toJson(all);
+    EXPECT_EQ(json["parameters"].dump(),
+              R"({"algorithm":"bm","full-dp":false,"window-size":21,"max-depth":4.3,)"
+              R"("formats":["ply","png"]})");
+    EXPECT_THAT(toLines(all),
+                ElementsAre(StartsWith("program: tiomipra "), StartsWith("opencv: "),
+                            "command: depth", StartsWith(R"(parameters: {"algorithm":"bm",)"),
+                            "calibrationSha256: 12ab", "unit: m"));
+    EXPECT_EQ(toJson(Provenance{"inspect", {}, "", {}}).size(), 3U);
+    EXPECT_EQ(toJson(Provenance{"evaluate", Parameters{}, "", {}})["parameters"].dump(), "{}");
+}
+
+TEST(JsonText, IsValidWhateverItHolds) {
+    const nlohmann::ordered_json value{{"file", "a\xff.png"}, {"number", std::nan("")}};
+    EXPECT_EQ(dumpJson(value), "{\n  \"file\": \"a\xef\xbf\xbd.png\",\n  \"number\": null\n}\n");
+}
+
+}  // namespace
+}  // namespace tiomipra::test

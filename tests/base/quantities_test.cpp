@@ -1,0 +1,46 @@
+// Quantities as people write them.
+#include "base/quantities.hpp"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+namespace tiomipra::test {
+namespace {
+
+TEST(Quantities, LengthsWithASuffixAreInMetres) {
+    const struct {
+        const char* text;
+        double value;
+        const char* unit;
+    } cases[] = {{"25mm", 0.025, "m"}, {"3cm", 0.03, "m"}, {"1.5m", 1.5, "m"},
+                 {"1in", 0.0254, "m"}, {"30", 30, ""},     {"1e3", 1000, ""}};
+    for (const auto& [text, value, unit] : cases) {
+        const Length length = parseLength(text);
+        EXPECT_DOUBLE_EQ(length.value, value) << text;
+        EXPECT_EQ(length.unit, unit) << text;
+    }
+}
+
+TEST(Quantities, RangesSizesAndNumbers) {
+    const DepthRange bare = parseDepthRange("0.4..3");
+    EXPECT_EQ(std::tuple(bare.nearest, bare.farthest, bare.unit), std::tuple(0.4, 3., ""));
+    const DepthRange metric = parseDepthRange("40cm..3m");
+    EXPECT_EQ(std::tuple(metric.nearest, metric.farthest, metric.unit), std::tuple(0.4, 3., "m"));
+    EXPECT_EQ(parseSize("9x6"), cv::Size(9, 6));
+    EXPECT_EQ(parsePositiveNumber("0.25"), 0.25);
+}
+
+TEST(Quantities, WhatMeansNothingIsRefused) {
+    for (const char* text : {"", "mm", "-1m", "0", "nan", "inf", "1e999", "3 m", "3ft", "3mm3"})
+        EXPECT_THROW(parseLength(text), std::invalid_argument) << text;
+    for (const char* text : {"3", "3..1", "1..1", "..2", "1..", "1m..2", "1..2..3"})
+        EXPECT_THROW(parseDepthRange(text), std::invalid_argument) << text;
+    for (const char* text : {"9", "9x", "x6", "0x6", "9x-6", "9x6x3", "9.5x6", "99999999999x1"})
+        EXPECT_THROW(parseSize(text), std::invalid_argument) << text;
+    for (const char* text : {"", "0", "-1", "nan", "inf", "1m", "1 "})
+        EXPECT_THROW(parsePositiveNumber(text), std::invalid_argument) << text;
+}
+
+}  // namespace
+}  // namespace tiomipra::test

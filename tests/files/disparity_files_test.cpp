@@ -1,0 +1,59 @@
+// Disparities in the formats of files, and what those can't hold.
+#include "files/disparity_files.hpp"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <limits>
+
+#include "base/errors.hpp"
+#include "files/image_files.hpp"
+#include "support/matrices.hpp"
+#include "support/scratch_folder.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+const float nan = std::nanf("");
+
+TEST(DisparityFiles, UnmeasuredPixelsAreMarked) {
+    const cv::Mat values = (cv::Mat_<float>(1, 3) << 1, 2, 3);
+    const cv::Mat measured = (cv::Mat_<uchar>(1, 3) << 255, 0, 255);
+    EXPECT_THAT(markUnmeasured(values, measured, infinity),
+                IsSameMatrix(cv::Mat((cv::Mat_<float>(1, 3) << 1, infinity, 3))));
+}
+
+// 0.001 and 300 times 256 are beyond 1 and 65535, the last one was not measured.
+TEST(DisparityFiles, FixedPointCountsWhatItCannotHold) {
+    const cv::Mat values = (cv::Mat_<float>(1, 5) << 1.5F, 0.001F, 300, 255.99F, 7);
+    const cv::Mat measured = (cv::Mat_<uchar>(1, 5) << 255, 255, 255, 255, 0);
+    const FixedPointImage image = toFixedPoint(values, measured, 256);
+    EXPECT_THAT(image.pixels,
+                IsSameMatrix(cv::Mat((cv::Mat_<ushort>(1, 5) << 384, 0, 0, 65533, 0))));
+    EXPECT_EQ(image.outOfRange, 2);
+}
+
+TEST(DisparityFiles, AreReadAsPixelsWhateverTheirFormat) {
+    const ScratchFolder folder;
+    const cv::Mat expected = (cv::Mat_<float>(1, 3) << nan, 2, 127.5F);
+    writeImage(folder.path("float.tiff"), expected);
+    writeImage(folder.path("sixteen.png"), (cv::Mat_<ushort>(1, 3) << 0, 512, 32640));
+    writeImage(folder.path("eight.png"), (cv::Mat_<uchar>(1, 3) << 0, 4, 255));
+    // Rows from bottom to top; the size of the scale says nothing.
+    const float pfm[] = {7, 8, 9, nan, 2, 127.5F};
+    folder.write("a.pfm",
+                 "Pf\n3 2\n-0.25\n" + std::string(reinterpret_cast<const char*>(pfm), sizeof pfm));
+    EXPECT_THAT(readDisparity(folder.path("float.tiff")), IsSameMatrix(expected));
+    EXPECT_THAT(readDisparity(folder.path("sixteen.png")), IsSameMatrix(expected));
+    EXPECT_THAT(readDisparity(folder.path("sixteen.png"), 256.), IsSameMatrix(expected));
+    EXPECT_THAT(readDisparity(folder.path("eight.png"), 2.), IsSameMatrix(expected));
+    const cv::Mat fromPfm = readDisparity(folder.path("a.pfm"));
+    EXPECT_THAT(fromPfm.row(0), IsSameMatrix(expected));
+    EXPECT_EQ(fromPfm.at<float>(1, 2), 9);
+    EXPECT_THROW(readDisparity(folder.path("eight.png")), InputError);
+    writeImage(folder.path("colour.png"), cv::Mat::zeros(2, 2, CV_8UC3));
+    EXPECT_THROW(readDisparity(folder.path("colour.png")), InputError);
+}
+
+}  // namespace
+}  // namespace tiomipra::test

@@ -1,0 +1,90 @@
+// Pairs of images from files and videos.
+#include "files/frame_source.hpp"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <opencv2/core.hpp>
+
+#include "base/errors.hpp"
+#include "support/photographs.hpp"
+#include "support/scratch_folder.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+class FrameSources : public testing::Test {
+  protected:
+    std::string write(const std::string& name, const cv::Mat& image) const {
+        writeImage(_folder.path(name), image);
+        return _folder.path(name);
+    }
+
+    std::unique_ptr<FrameSource> open(const FrameArguments& arguments) {
+        return openFrames(arguments, [this](const std::string& notice) { _notices += notice; });
+    }
+
+    const ScratchFolder _folder;
+    std::string _notices;
+};
+
+TEST_F(FrameSources, NamesAreUnique) {
+    std::filesystem::create_directory(_folder.path("a"));
+    const std::vector<std::string> files{write("1.png", cv::Mat::zeros(4, 6, CV_8UC1)),
+                                         write("a/1.png", cv::Mat::zeros(4, 6, CV_8UC1))};
+    const auto frames = open({files, files, {}});
+    EXPECT_EQ(frames->count(), 2U);
+    EXPECT_THAT(frames->files(), testing::ElementsAre(files[0], files[1], files[0], files[1]));
+    EXPECT_EQ(frames->next()->name, "1_1");
+    EXPECT_EQ(frames->next()->name, "1_2");
+    EXPECT_FALSE(frames->next());
+}
+
+TEST_F(FrameSources, ImagesOfAPairHaveOneSize) {
+    const std::string small = write("small.png", cv::Mat::zeros(4, 6, CV_8UC1));
+    const std::string large = write("large.png", cv::Mat::zeros(5, 6, CV_8UC3));
+    const auto frame = open({{small}, {large}, {}})->next();
+    try {
+        frame->read();
+        ADD_FAILURE();
+    } catch (const InputError& error) {
+        EXPECT_THAT(error.what(), testing::AllOf(testing::HasSubstr("small.png' is 6x4"),
+                                                 testing::HasSubstr("large.png' is 6x5")));
+    }
+}
+
+TEST_F(FrameSources, SideBySideImagesAreSplit) {
+    const cv::Mat both = (cv::Mat_<unsigned char>(1, 4) << 1, 2, 3, 4);
+    const auto frames =
+        open({{}, {}, {write("even.png", both), write("odd.png", both.colRange(0, 3))}});
+    const StereoImages images = frames->next()->read();
+    EXPECT_EQ(cv::countNonZero(images.left != both.colRange(0, 2)), 0);
+    EXPECT_EQ(cv::countNonZero(images.right != both.colRange(2, 4)), 0);
+    EXPECT_THROW(frames->next()->read(), InputError);
+}
+
+// Its header promises 444 frames of 320x240, of which there are 68.
+TEST_F(FrameSources, ShorterVideoIsFoundOut) {
+    const FrameArguments arguments{
+        {photograph("tree.avi")}, {write("one.png", cv::Mat::zeros(240, 320, CV_8UC3))}, {}};
+    const auto frames = open(arguments);
+    EXPECT_EQ(frames->next()->read().left.size(), cv::Size(320, 240));
+    const auto alone = frames->next();
+    EXPECT_EQ(alone->name, "tree_000001");
+    EXPECT_EQ(alone->leftFile, photograph("tree.avi") + ", frame 1");
+    EXPECT_THROW(alone->read(), InputError);
+    EXPECT_FALSE(frames->next());
+    EXPECT_EQ(_notices, "");
+
+    const auto video = open({{}, {}, {photograph("tree.avi")}});
+    EXPECT_EQ(video->count(), 444U);
+    std::size_t count = 0;
+    while (video->next())
+        ++count;
+    EXPECT_EQ(count, 68U);
+    EXPECT_FALSE(video->next());
+    EXPECT_EQ(_notices, "'" + photograph("tree.avi") + "' promises 444 frames, 68 could be read");
+}
+
+}  // namespace
+}  // namespace tiomipra::test

@@ -1,0 +1,108 @@
+// Files are written whole or not at all.
+#include "files/output_files.hpp"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <climits>
+#include <filesystem>
+#include <map>
+#include <stdexcept>
+
+#include "base/errors.hpp"
+#include "files/protected_files.hpp"
+#include "support/scratch_folder.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+using Contents = std::map<std::string, std::string>;
+
+Contents contentsOf(const ScratchFolder& folder) {
+    Contents contents;
+    for (const auto& entry : fs::directory_iterator(folder.path("")))
+        contents[entry.path().filename().string()] = readFile(entry.path().string());
+    return contents;
+}
+
+TEST(WriteTogether, WritesAllOrNothing) {
+    const ScratchFolder folder;
+    const std::string first = folder.write("first", "former");
+    const auto fail = [](const std::string&) { throw std::runtime_error("no room"); };
+    EXPECT_THROW(writeTogether({newFile(first, "new"), {folder.path("second"), fail}}),
+                 std::runtime_error);
+    EXPECT_EQ(contentsOf(folder), (Contents{{"first", "former"}}));
+    writeTogether({newFile(folder.path("second"), "whole"), newFile(first, "new")});
+    EXPECT_EQ(contentsOf(folder), (Contents{{"first", "new"}, {"second", "whole"}}));
+}
+
+TEST(WriteFile, FollowsLinks) {
+    const ScratchFolder folder;
+    fs::create_directory(folder.path("there"));
+    folder.write("there/old", "a longer text");
+    for (const std::string file : {"old", "new"}) {
+        fs::create_symlink("there/" + file, folder.path(file));
+        fs::create_symlink(file, folder.path(file + "Link"));
+        writeFile(folder.path(file + "Link"), "text");
+        EXPECT_EQ(readFile(folder.path("there/" + file)), "text");
+        EXPECT_TRUE(fs::is_symlink(folder.path(file)) &&
+                    fs::is_symlink(folder.path(file + "Link")));
+    }
+    fs::create_symlink("missing", folder.path("link"));
+    prepareFolder(folder.path("link/folder"));
+    EXPECT_TRUE(fs::is_directory(folder.path("missing/folder")));
+}
+
+TEST(WriteFile, GoesOnInWhatIsOpen) {
+    const ScratchFolder folder;
+    const int file = open(folder.path("file").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    fs::create_symlink("/dev/fd/" + std::to_string(file), folder.path("link"));
+    EXPECT_EQ(write(file, "one ", 4), 4);
+    writeFile(folder.path("link"), "two ");
+    EXPECT_EQ(write(file, "three", 5), 5);
+    close(file);
+    EXPECT_EQ(readFile(folder.path("file")), "one two three");
+}
+
+TEST(WriteFile, NamesMayBeAsLongAsTheSystemTakes) {
+    const ScratchFolder folder;
+    const std::string path = folder.path(std::string(NAME_MAX, 'a'));
+    writeFile(path, "text");
+    EXPECT_EQ(readFile(path), "text");
+}
+
+// Of a process that has ended, of this one, and two that only look similar.
+TEST(PrepareFolder, RemovesWhatDeadRunsHaveLeft) {
+    const ScratchFolder folder;
+    const pid_t process = fork();
+    if (process == 0)
+        _exit(0);
+    waitpid(process, nullptr, 0);
+    const std::string dead = ".tiomipra-" + std::to_string(process) + "-7";
+    const std::string living = ".tiomipra-" + std::to_string(getpid()) + "-7";
+    for (const std::string& name : {dead, living, std::string(".tiomipra-x-7"), "a" + dead})
+        folder.write(name, "");
+    prepareFolder(folder.path(""));
+    EXPECT_EQ(contentsOf(folder).count(dead), 0U);
+    EXPECT_EQ(contentsOf(folder).size(), 3U);
+    EXPECT_THROW(prepareFolder(folder.path(living)), InputError);
+}
+
+TEST(ProtectedFiles, KnowAFileByAnyName) {
+    const ScratchFolder folder;
+    const std::string input = folder.write("input", "text");
+    fs::create_symlink("input", folder.path("link"));
+    fs::create_hard_link(input, folder.path("other"));
+    const ProtectedFiles inputs({input, folder.path("missing")});
+    for (const char* name : {"input", "link", "other", "./input"})
+        EXPECT_THROW(inputs.requireOther(folder.path(name)), InputError) << name;
+    EXPECT_NO_THROW(inputs.requireOther(folder.path("result")));
+    EXPECT_NO_THROW(inputs.requireOther(folder.path("missing")));
+}
+
+}  // namespace
+}  // namespace tiomipra::test

@@ -1,0 +1,90 @@
+// The measures of a disparity image, and the files that they are taken from.
+#include "matching/evaluation.hpp"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <limits>
+#include <opencv2/core.hpp>
+
+#include "base/errors.hpp"
+#include "files/image_files.hpp"
+#include "support/matrices.hpp"
+#include "support/scratch_folder.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+const float nan = std::nanf("");
+
+// Twelve pixels. Errors of the measured ones: 0, 0.5, 0.75, 1.5, 3.5 (of 100), 4 (of 64), 8.
+const cv::Mat trueDisparity =
+    (cv::Mat_<float>(2, 6) << 10, 10, 10, 10, 100, 64, 20, 10, 10, 0, infinity, nan);
+const cv::Mat foundDisparity =
+    (cv::Mat_<float>(2, 6) << 10, 10.5F, 9.25F, 11.5F, 96.5F, 68, 12, nan, 0, 5, 5, 5);
+// White: not occluded; grey: occluded; black: unknown.
+const cv::Mat mask = (cv::Mat_<uchar>(2, 6) << 255, 255, 128, 128, 128, 128, 0, 255, 0, 255, 0, 0);
+
+TEST(Evaluation, AgreesWithAComputationByHand) {
+    const Evaluation result = evaluate(foundDisparity, trueDisparity);
+    EXPECT_EQ(result.known, 9U);
+    EXPECT_EQ(result.measured, 7U);
+    EXPECT_DOUBLE_EQ(result.density, 7. / 9);
+    EXPECT_THAT(result.amongMeasured.above, testing::ElementsAre(5. / 7, 4. / 7, 3. / 7, 1. / 7));
+    EXPECT_THAT(result.amongKnown.above, testing::ElementsAre(7. / 9, 6. / 9, 5. / 9, 3. / 9));
+    // 3.5 of 100 is less than 5 %, 4 of 64 and 8 of 20 are more.
+    EXPECT_DOUBLE_EQ(result.amongMeasured.d1, 2. / 7);
+    EXPECT_DOUBLE_EQ(result.amongKnown.d1, 4. / 9);
+    EXPECT_DOUBLE_EQ(result.averageError, (0.5 + 0.75 + 1.5 + 3.5 + 4 + 8) / 7);
+    EXPECT_DOUBLE_EQ(result.rootMeanSquareError,
+                     std::sqrt((0.25 + 0.5625 + 2.25 + 12.25 + 16 + 64) / 7));
+}
+
+class EvaluatedImages : public testing::Test {
+  protected:
+    EvaluatedImages() {
+        writeImage(_folder.path("found.tiff"), foundDisparity);
+        writeImage(_folder.path("truth.tiff"), trueDisparity);
+        writeImage(_folder.path("mask.png"), mask);
+    }
+
+    FileEvaluation evaluateWith(const std::string& found, const std::string& itsMask = "") const {
+        return evaluateFiles({_folder.path(found), _folder.path("truth.tiff"),
+                              itsMask.empty() ? "" : _folder.path(itsMask)});
+    }
+
+    void expectRefusal(const std::string& found, const std::string& itsMask,
+                       const std::string& message) const {
+        EXPECT_THAT([&] { evaluateWith(found, itsMask); },
+                    testing::ThrowsMessage<InputError>(testing::HasSubstr(message)));
+    }
+
+    const ScratchFolder _folder;
+};
+
+TEST_F(EvaluatedImages, AreMaskedByTheLightestShade) {
+    const FileEvaluation whole = evaluateWith("found.tiff");
+    EXPECT_EQ(whole.all.known, 9U);
+    EXPECT_FALSE(whole.nonOccluded);
+    for (const int divisor : {1, 4}) {
+        writeImage(_folder.path("darker.png"), mask / divisor);
+        const FileEvaluation result = evaluateWith("found.tiff", "darker.png");
+        EXPECT_EQ(result.all.known, 9U);
+        EXPECT_EQ(result.nonOccluded->known, 3U);
+        EXPECT_EQ(result.nonOccluded->averageError, 0.25);
+    }
+    writeImage(_folder.path("black.png"), mask * 0);
+    EXPECT_EQ(evaluateWith("found.tiff", "black.png").nonOccluded->known, 0U);
+}
+
+TEST_F(EvaluatedImages, MustFitEachOther) {
+    writeImage(_folder.path("small.tiff"), trueDisparity.colRange(0, 3));
+    writeImage(_folder.path("small.png"), mask.colRange(0, 3));
+    writeImage(_folder.path("colours.png"), cv::Mat(2, 6, CV_8UC3));
+    expectRefusal("small.tiff", "", "small.tiff' is 3x2, ");
+    expectRefusal("found.tiff", "small.png", "small.png' is 3x2");
+    expectRefusal("found.tiff", "colours.png", "grey mask");
+}
+
+}  // namespace
+}  // namespace tiomipra::test

@@ -1,0 +1,109 @@
+// What is searched, in words and in limits.
+#include "matching/matcher_search.hpp"
+
+#include <gmock/gmock.h>
+
+#include "base/errors.hpp"
+#include "base/text.hpp"
+#include "matching/matcher_setup.hpp"
+#include "sample_rig.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+using vision::Stereo;
+
+std::string explain(const MatcherSettings& settings, const Rig& rig = sampleRig()) {
+    return explainSearch(*makeStereo(settings, rig), rig, settings.scale.value_or(1));
+}
+
+// Disparities 12 to 75 are depths 62.5 / 75 to 62.5 / 12, of which those up to 5 are kept; a step
+// of 1 / 16 pixel at depth Z is Z - 62.5 / (62.5 / Z + 1 / 16).
+TEST(SearchExplained, NamesDepthsAndTheirResolution) {
+    EXPECT_EQ(explain(rangeOf("1..5")),
+              "depths from 0.8333 to 5 are searched (min-disparity 12, disparity-number 64, scale "
+              "1); one step of disparity (0.0625 pixels) is 0.0006939 at 0.8333, 0.02488 at 5");
+    Rig rig = sampleRig();
+    rig.unit = metres;
+    EXPECT_THAT(explain(rangeOf("1..5"), rig), HasSubstr(" to 5 m are searched"));
+    EXPECT_THAT(explain(rangeOf("1..5"), rig), HasSubstr("is 0.0006939 m at 0.8333 m, 0.02488 m"));
+    // At half the size 6 to 37 are searched, 12 to 74 of the full size, in steps of 1 / 8 pixel.
+    EXPECT_EQ(explain(rangeOf("1..5", 2)),
+              "depths from 0.8446 to 5 are searched (min-disparity 12, disparity-number 48, scale "
+              "2); one step of disparity (0.125 pixels) is 0.001424 at 0.8446, 0.0495 at 5");
+}
+
+// Disparities are 19.75 more with this right camera: 32.25 at depth 5 and 82.25 at 1, so that 32 to
+// 95 are searched.
+TEST(SearchExplained, KnowsTheDisparityAtInfinity) {
+    RigOptions options;
+    options.rightCentreX = 300.5F;
+    const Rig rig = sampleRig(options);
+    EXPECT_THAT(explain(rangeOf("1..5"), rig),
+                StartsWith("depths from 0.8306 to 5 are searched (min-disparity 32, "
+                           "disparity-number 64, scale 1)"));
+    const auto from = [&](int minDisparity) {
+        MatcherSettings settings = rangeOf("1..5");
+        settings.values = {{"min-disparity", minDisparity}, {"disparity-number", 16}};
+        return explain(settings, rig);
+    };
+    // 62.5 / (-19.75 + 30) is beyond the maximum depth, 62.5 / (-19.75 + 33) is not.
+    EXPECT_THAT(from(30), HasSubstr(" to 5 are searched"));
+    EXPECT_THAT(from(33), HasSubstr(" to 4.717 are searched"));
+    EXPECT_THAT(from(10), HasSubstr(" to 5 are searched")) << "less than at infinity";
+    EXPECT_EQ(from(4),
+              "no depth is searched (min-disparity 4, disparity-number 16, scale 1): its "
+              "disparities start at 19.75");
+}
+
+TEST(SearchLimits, AreThoseOfTheResultAndOfTheImages) {
+    const struct {
+        int minDisparity;
+        int number;
+        int width;
+        bool isPossible;
+    } cases[] = {{0, 2048, 8192, true},    {1, 2048, 8192, false}, {-2047, 16, 8192, true},
+                 {-2048, 16, 8192, false}, {1, 2048, 4096, true},  // halved by the library
+                 {1, 624, 640, true},      {1, 640, 640, false},   {-639, 16, 640, true},
+                 {-640, 16, 640, false}};
+    for (const auto& [minDisparity, number, width, isPossible] : cases) {
+        const int calibratedWidth = width == 640 ? 640 : 8192;
+        const auto stereo =
+            makeStereo(settingsOf({{"min-disparity", minDisparity}, {"disparity-number", number}}),
+                       cv::Size(calibratedWidth, 480));
+        if (isPossible)
+            EXPECT_NO_THROW(requireMatchable(*stereo, width)) << minDisparity;
+        else
+            EXPECT_THROW(requireMatchable(*stereo, width), SettingError) << minDisparity;
+    }
+}
+
+// A pixel costs at most 2 * cap + 63; the sum of a window and p2 must stay within 32767. The
+// columns that are searched in full must be more than half of 640.
+TEST(SearchDoubts, WarnOfWhatGoesWellButMeasuresBadly) {
+    const auto doubts = [](std::map<std::string, int> values) {
+        return findDoubts(*makeStereo(settingsOf(values), cv::Size(640, 480)), 640);
+    };
+    const auto costs = [&](int window, int cap, int p2) {
+        return doubts({{"algorithm", Stereo::SGBM},
+                       {"window-size", window},
+                       {"pre-filter-cap", cap},
+                       {"p2", p2}});
+    };
+    const auto columns = [&](int first, int number) {
+        return doubts({{"min-disparity", first}, {"disparity-number", number}});
+    };
+    EXPECT_THAT(costs(15, 31, 4642), testing::IsEmpty());
+    EXPECT_THAT(costs(15, 31, 4643), testing::ElementsAre(HasSubstr(" = 32768,")));
+    EXPECT_THAT(costs(17, 1, 5890), testing::IsEmpty()) << "a cap of 1 counts as 15";
+    EXPECT_THAT(costs(17, 1, 5891), testing::ElementsAre(HasSubstr(" = 32768,")));
+    EXPECT_THAT(columns(1, 320), testing::IsEmpty());
+    EXPECT_THAT(columns(2, 320), testing::ElementsAre(HasSubstr("321 of 640")));
+    EXPECT_THAT(columns(-320, 16), testing::IsEmpty());
+    EXPECT_THAT(columns(-322, 16), testing::ElementsAre(HasSubstr("322 of 640")));
+}
+
+}  // namespace
+}  // namespace tiomipra::test

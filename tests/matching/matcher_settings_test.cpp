@@ -1,0 +1,71 @@
+// Settings of several sources, and how they are written down.
+#include "matching/matcher_settings.hpp"
+
+#include <gmock/gmock.h>
+
+#include "matching/matcher_setup.hpp"
+#include "sample_rig.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+TEST(MatcherSettings, TheUpperSourceWins) {
+    MatcherSettings settings = settingsOf({{"window-size", 5}, {"p2", 400}});
+    settings.scale = 2;
+    settings.files = {{"window-size", "a.toml"}, {"p2", "a.toml"}};
+    MatcherSettings above = settingsOf({{"window-size", 11}, {"p1", 3}});
+    above.files = {{"p1", "b.toml"}};
+    overlay(settings, above);
+    const std::map<std::string, int> values{{"window-size", 11}, {"p2", 400}, {"p1", 3}};
+    EXPECT_EQ(settings.values, values);
+    EXPECT_EQ(settings.scale, 2);
+    const std::map<std::string, std::string> files{{"p2", "a.toml"}, {"p1", "b.toml"}};
+    EXPECT_EQ(settings.files, files) << "the window was given directly";
+}
+
+// What a range or a maximum depth says anew is taken off from below; the rest stays.
+TEST(MatcherSettings, DepthsReplaceTheDisparitiesThatFollowFromThem) {
+    MatcherSettings below = settingsOf({{"min-disparity", 7}, {"disparity-number", 64}});
+    below.maxDepth = Length{3, ""};
+
+    MatcherSettings withRange = below;
+    overlay(withRange, rangeOf("1..5"));
+    EXPECT_TRUE(withRange.values.empty());
+    EXPECT_FALSE(withRange.maxDepth);
+    EXPECT_EQ(farthestDepth(withRange)->value, 5);
+
+    MatcherSettings withDepth = rangeOf("1..5");
+    overlay(withDepth, below);
+    EXPECT_EQ(withDepth.values.size(), 2U);
+    EXPECT_TRUE(withDepth.range);
+    EXPECT_EQ(farthestDepth(withDepth)->value, 3);
+
+    MatcherSettings deeper;
+    deeper.maxDepth = Length{10, "m"};
+    overlay(below, deeper);
+    EXPECT_EQ(below.values, (std::map<std::string, int>{{"disparity-number", 64}}));
+    EXPECT_EQ(farthestDepth(below)->unit, "m");
+}
+
+// The depths stand in the file as they were given, the disparities only if they were.
+TEST(MatcherSettings, AreWrittenWithoutWhatFollowsFromTheRig) {
+    const std::string start = "algorithm = \"bm\"\nwindow-size = 21\n";
+    const std::string middle =
+        "pre-filter-cap = 45\npre-filter-size = 25\ntexture-threshold = 1\nuniqueness-ratio = 2\n"
+        "speckle-window-size = 400\nspeckle-range = 10\np1 = 3528\np2 = 14112\n"
+        "disp12-max-diff = 0\nfull-dp = false\n";
+    const auto encode = [](const MatcherSettings& settings) {
+        return encodeParameters(*makeStereo(settings, sampleRig()), settings);
+    };
+    EXPECT_EQ(encode({}), start + "disparity-number = 80\n" + middle + "scale = 1\n");
+    EXPECT_EQ(encode(rangeOf("1..5", 2)), start + middle + "scale = 2\nrange = \"1.0..5.0\"\n");
+    EXPECT_EQ(encode(rangeOf("125cm..4.3m")),
+              start + middle + "scale = 1\nrange = \"1.25m..4.3m\"\n");
+    MatcherSettings both = rangeOf("1..5");
+    both.values = {{"min-disparity", -20}, {"disparity-number", 48}};
+    EXPECT_EQ(encode(both), start + "min-disparity = -20\ndisparity-number = 48\n" + middle +
+                                "scale = 1\nmax-depth = \"5.0\"\n");
+}
+
+}  // namespace
+}  // namespace tiomipra::test

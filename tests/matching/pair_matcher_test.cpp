@@ -1,0 +1,226 @@
+// From raw pairs of known depth to what was measured.
+#include "matching/pair_matcher.hpp"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include "base/errors.hpp"
+#include "matching/depth_map.hpp"
+#include "matching/image_reduction.hpp"
+#include "matching/matcher_presets.hpp"
+#include "matching/matcher_setup.hpp"
+#include "matching/measured_pixels.hpp"
+#include "sample_rig.hpp"
+#include "support/matrices.hpp"
+#include "support/scenes.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+using vision::Stereo;
+
+Frame frameOf(const cv::Mat& left, const cv::Mat& right) {
+    return {"1", "left.png", "right.png", {}, [=] { return StereoImages{left, right}; }};
+}
+
+// What the raw cameras see of a plane with this disparity in the rectified images.
+StereoImages rawViews(const Rig& rig, float disparity) {
+    SceneOptions options;
+    options.size = {rig.left.width, rig.left.height};
+    options.planes = {{disparity}};
+    const Scene scene = renderScene(options);
+    return {renderRawView(scene.left, rig.left), renderRawView(scene.right, rig.right)};
+}
+
+MatcherSettings presetOf(const std::string& preset, const std::string& range, int scale = 1) {
+    MatcherSettings settings = rangeOf(range, scale);
+    settings.values = valuesOfPreset(preset);
+    return settings;
+}
+
+class Matchers : public testing::Test {
+  protected:
+    PairMatcher matcherFor(const MatcherSettings& settings, const std::optional<Rig>& rig) {
+        return {settings, rig, [this](const std::string& notice) { _notices.push_back(notice); }};
+    }
+
+    std::vector<std::string> _notices;
+};
+
+// f B is 62.5: without an offset between the principal points a disparity of 25 is a depth of 2.5,
+// with one of 19.75 it takes a disparity of 44.75.
+TEST_F(Matchers, DepthIsFocalLengthTimesBaselineByDisparity) {
+    for (const float rightCentre : {320.25F, 300.5F}) {
+        RigOptions options;
+        options.rightCentreX = rightCentre;
+        const Rig rig = sampleRig(options);
+        const auto [left, right] = rawViews(rig, 25 + 320.25F - rightCentre);
+        PairMatcher matcher = matcherFor(presetOf("balanced", "1..5"), rig);
+        const Match match = matcher.match(frameOf(left, right));
+        const DepthMap map = computeDepthMap(match, matcher.stereo());
+        const Statistics statistics = summarise(map.depth, map.measured);
+        EXPECT_GT(statistics.count, map.measured.total() * 7 / 10);
+        EXPECT_NEAR(statistics.percentile1, 2.5, 0.05);
+        EXPECT_NEAR(statistics.median, 2.5, 0.02);
+        EXPECT_NEAR(statistics.percentile99, 2.5, 0.05);
+        // A point projects back onto its own pixel.
+        const cv::Point pixel(400, 200);
+        ASSERT_NE(map.measured.at<uchar>(pixel), 0);
+        const auto point = map.points.at<cv::Vec3f>(pixel);
+        EXPECT_EQ(map.depth.at<float>(pixel), point[2]);
+        EXPECT_NEAR(point[0] / point[2] * 500 + 320.25F, 400, 1e-2);
+        EXPECT_NEAR(point[1] / point[2] * 500 + 236.5F, 200, 1e-2);
+    }
+}
+
+// Pixels of the rectified image that blend the raw one with black beyond its edge are left out too.
+TEST_F(Matchers, TheBlackMarginIsNotMeasured) {
+    Rig rig = sampleRig();
+    for (vision::Calibration* camera : {&rig.left, &rig.right}) {
+        camera->cameraMatrix.at<float>(0, 0) *= 1.3F;  // the raw images show less
+        camera->cameraMatrix.at<float>(1, 1) *= 1.3F;
+    }
+    const auto [left, right] = rawViews(rig, 25);
+    PairMatcher matcher = matcherFor(presetOf("fast", "1..5"), rig);
+    const Match match = matcher.match(frameOf(left, right));
+    EXPECT_GT(cv::countNonZero(match.measured), 100000);
+    const cv::Mat white(left.size(), CV_8UC1, cv::Scalar(255));
+    const cv::Mat notSeen = matcher.stereo().rectifyImageLeft(white) < 255;
+    const cv::Mat blended = notSeen & (matcher.stereo().rectifyImageLeft(white) > 0);
+    ASSERT_GT(cv::countNonZero(blended), 100);
+    EXPECT_EQ(cv::countNonZero(match.measured & notSeen), 0);
+}
+
+struct SizeCase {
+    cv::Size size;
+    std::string preset;
+    int scale;
+    int minDisparity;  // floor(62.5 / 3 * width / 640), of the images before their reduction
+    cv::Size matched;
+};
+
+class ImageSizes : public Matchers, public testing::WithParamInterface<SizeCase> {};
+
+TEST_P(ImageSizes, AreMeasuredAtEveryScale) {
+    const auto& [size, preset, scale, minDisparity, matched] = GetParam();
+    const Rig rig = sampleRig();
+    StereoImages raw = rawViews(rig, 25);
+    cv::resize(raw.left, raw.left, size, 0, 0, cv::INTER_AREA);
+    cv::resize(raw.right, raw.right, size, 0, 0, cv::INTER_AREA);
+    cv::cvtColor(raw.left, raw.left, cv::COLOR_GRAY2BGR);  // one in colour, the other grey
+    PairMatcher matcher = matcherFor(presetOf(preset, "2..3", scale), rig);
+    const Match match = matcher.match(frameOf(raw.left, raw.right));
+    EXPECT_EQ(match.left.size(), matched);
+    EXPECT_EQ(match.left.type(), CV_8UC3);
+    EXPECT_EQ(matcher.stereo().getMinDisparity(), minDisparity);
+    const DepthMap map = computeDepthMap(match, matcher.stereo());
+    EXPECT_GT(cv::countNonZero(map.measured), matched.area() * 6 / 10);
+    // An eighth of a pixel of what is matched; a quarter where the images were resampled.
+    const double pixels = size.width == 640 ? 0.125 : 0.25;
+    EXPECT_NEAR(cv::mean(map.depth, map.measured)[0], 2.5, pixels * 64 / matched.width);
+    const auto isCut = Contains(HasSubstr("of 600x450 pixels 600x448 are matched"));
+    EXPECT_EQ(testing::Value(_notices, isCut), matched.width == 150);
+}
+
+INSTANTIATE_TEST_SUITE_P(Scales, ImageSizes,
+                         testing::Values(SizeCase{{640, 480}, "fast", 4, 20, {160, 120}},
+                                         SizeCase{{640, 480}, "balanced", 2, 20, {320, 240}},
+                                         SizeCase{{640, 480}, "accurate", 4, 20, {160, 120}},
+                                         SizeCase{{400, 300}, "balanced", 1, 13, {400, 300}},
+                                         SizeCase{{600, 450}, "balanced", 4, 19, {150, 112}},
+                                         SizeCase{{1280, 960}, "fast", 1, 41, {1280, 960}}));
+
+// The object is fitted to each size anew, and never used for a size that it was not fitted to.
+TEST_F(Matchers, APairThatDoesNotFitDoesNotHarmTheNext) {
+    const Rig rig = sampleRig();
+    const auto [left, right] = rawViews(rig, 25);
+    PairMatcher matcher = matcherFor(presetOf("fast", "1..5"), rig);
+    const cv::Mat first = matcher.match(frameOf(left, right)).measured;
+    const cv::Mat tiny = left(cv::Rect(0, 0, 64, 48));  // narrower than the search
+    EXPECT_NO_THROW(matcher.match(frameOf(tiny, tiny)));
+    const cv::Mat one(3, 4, CV_8UC1, cv::Scalar(7));
+    EXPECT_THROW(matcher.match(frameOf(one, one)), SettingError);
+    const cv::Mat wide = left.rowRange(0, 400);
+    EXPECT_THAT([&] { matcher.match(frameOf(wide, wide)); },
+                testing::ThrowsMessage<InputError>(HasSubstr("'left.png' is 640x400")));
+    EXPECT_EQ(cv::norm(matcher.match(frameOf(left, right)).measured, first, cv::NORM_INF), 0);
+}
+
+TEST_F(Matchers, NoticesTellWhatWasFittedAndWhatIsDoubtful) {
+    const Rig rig = sampleRig();
+    const auto [left, right] = rawViews(rig, 25);
+    PairMatcher matcher = matcherFor(presetOf("balanced", "0.2..5", 2), rig);
+    matcher.match(frameOf(left, right));
+    EXPECT_THAT(_notices, testing::ElementsAre(testing::StartsWith("note: speckle-range is 2"),
+                                               testing::StartsWith("note: window-size is 7"),
+                                               testing::StartsWith("warning: "),
+                                               testing::StartsWith("depths from ")));
+    matcher.match(frameOf(left, right));
+    EXPECT_EQ(_notices.size(), 4U) << "the same size needs no fitting";
+    EXPECT_EQ(matcher.parameters()[1].value, Parameter::Value(7)) << "window-size";
+}
+
+TEST(Matching, UniformImagesUnseenPixelsAndUnmatchableColumnsAreNotMeasured) {
+    const cv::Size size(320, 240);
+    SceneOptions options;
+    options.size = size;
+    const Scene scene = renderScene(options);
+    const cv::Mat uniform(size, CV_8UC1, cv::Scalar(90));
+    cv::Mat seen(size, CV_8UC1, cv::Scalar(254));
+    seen.rowRange(100, 140) = 255;
+    for (const auto algorithm : {Stereo::BM, Stereo::SGBM}) {
+        const auto stereo = makeStereo(settingsOf({{"algorithm", algorithm},
+                                                   {"texture-threshold", 0},
+                                                   {"uniqueness-ratio", 0},
+                                                   {"speckle-window-size", 0},
+                                                   {"min-disparity", 20}}),
+                                       size);
+        EXPECT_EQ(cv::countNonZero(matchPair(*stereo, {uniform, uniform}, {}, 1).measured), 0);
+        const Match match = matchPair(*stereo, {scene.left, scene.right}, {}, 1);
+        const cv::Mat& measured = match.measured;
+        EXPECT_EQ(cv::countNonZero(measured & (match.disparity < 20)), 0);
+        EXPECT_GT(cv::countNonZero(measured), size.area() / 2);
+        // Disparities up to 99 are searched.
+        EXPECT_EQ(cv::countNonZero(measured.colRange(0, 99)), 0);
+        EXPECT_GT(cv::countNonZero(measured.colRange(99, 110)), 0);
+        const cv::Mat inBand = matchPair(*stereo, {scene.left, scene.right}, seen, 1).measured;
+        EXPECT_EQ(cv::countNonZero(inBand), cv::countNonZero(measured.rowRange(100, 140)));
+    }
+}
+
+// Scaled calibrations put pixel (x, y) at (x / scale, y / scale): so must the scaled images.
+TEST(ImageReduction, KeepsTheGeometry) {
+    cv::Mat ramp(97, 131, CV_8UC1);
+    for (int y = 0; y < ramp.rows; ++y) {
+        for (int x = 0; x < ramp.cols; ++x)
+            ramp.at<uchar>(y, x) = static_cast<uchar>(x + y);
+    }
+    for (const int scale : {2, 4}) {
+        const cv::Mat reduced = reduce(ramp, scale);
+        EXPECT_EQ(reduced.size(), cv::Size(131 / scale, 97 / scale));
+        EXPECT_EQ(reduced.at<uchar>(10, 15), ramp.at<uchar>(10 * scale, 15 * scale));
+    }
+    EXPECT_EQ(divisibleSize({131, 97}, 4), cv::Size(128, 96));
+    EXPECT_EQ(reduce(ramp, 1).data, ramp.data);
+}
+
+TEST(MeasuredPixels, HoldPointsThatAreFiniteAndNotRemoved) {
+    const cv::Mat points =
+        (cv::Mat_<cv::Vec3f>(1, 5) << cv::Vec3f(1, 2, 3), cv::Vec3f(0, 0, 0), cv::Vec3f(0, 0, 3),
+         cv::Vec3f(1, infinity, 3), cv::Vec3f(1, 2, std::nanf("")));
+    const cv::Mat expected = (cv::Mat_<uchar>(1, 5) << 255, 0, 255, 0, 0);
+    EXPECT_EQ(cv::norm(findPoints(points), expected, cv::NORM_INF), 0);
+    const cv::Mat disparity = (cv::Mat_<float>(1, 4) << 4, 5, infinity, std::nanf(""));
+    EXPECT_EQ(cv::countNonZero(findMatched(disparity, 5)), 1);
+    const Statistics statistics = summarise(disparity, (cv::Mat_<uchar>(1, 4) << 255, 255, 0, 0));
+    EXPECT_EQ(statistics.count, 2U);
+    EXPECT_EQ(statistics.largest, 5);
+}
+
+}  // namespace
+}  // namespace tiomipra::test

@@ -1,0 +1,92 @@
+// The pictures for people.
+#include "reports/pictures.hpp"
+
+#include <gmock/gmock.h>
+
+#include <limits>
+#include <opencv2/core.hpp>
+
+namespace tiomipra::test {
+namespace {
+
+TEST(Pictures, TicksAreRound) {
+    EXPECT_THAT(roundTicks(8, 20, 8), testing::ElementsAre(8, 10, 12, 14, 16, 18, 20));
+    EXPECT_THAT(roundTicks(-0.31, 0.32, 4),
+                testing::Pointwise(testing::DoubleEq(), {-0.2, 0.0, 0.2}));
+}
+
+constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+const cv::Vec3b darkGrey(48, 48, 48);
+
+bool isWarm(const cv::Vec3b& colour) {
+    return colour[2] > colour[0];
+}
+
+TEST(Pictures, ColoursShowWhatWasMeasured) {
+    cv::Mat values = cv::repeat((cv::Mat_<float>(1, 4) << 1, 9, 5, nan), 300, 80);
+    cv::Mat measured = cv::repeat((cv::Mat_<uchar>(1, 4) << 255, 255, 0, 0), 300, 80);
+    for (const bool warmIsLow : {false, true}) {
+        const ColourScale scale{"anything", 1, 9, warmIsLow};
+        const cv::Mat picture = drawColourPicture(values, measured, scale);
+        ASSERT_GT(picture.rows, 300);
+        const auto* row = picture.ptr<cv::Vec3b>(150);
+        EXPECT_EQ(isWarm(row[0]), warmIsLow);
+        EXPECT_EQ(isWarm(row[1]), !warmIsLow);
+        EXPECT_EQ(row[2], darkGrey);
+        EXPECT_EQ(row[3], darkGrey);
+    }
+}
+
+// Near and far of a depth picture, with strays that the bar leaves out.
+TEST(Pictures, ScalesSpanNearlyAllValues) {
+    Statistics statistics;
+    statistics.count = 1000;
+    statistics.smallest = 0.1;
+    statistics.percentile1 = 2;
+    statistics.percentile99 = 4;
+    statistics.largest = 900;
+    ColourScale scale = chooseScale("depth", statistics);
+    EXPECT_EQ(scale.low, 2);
+    EXPECT_EQ(scale.high, 4);
+    statistics.percentile99 = 2;
+    scale = chooseScale("all the same", statistics);
+    EXPECT_EQ(scale.low, 1.5);
+    EXPECT_EQ(scale.high, 2.5);
+}
+
+TEST(Pictures, FitImagesOfAnySize) {
+    const ColourScale scale{"a title that is longer than a small picture is wide", 0, 1, false};
+    for (const cv::Size size : {cv::Size(1, 1), cv::Size(33, 400), cv::Size(2000, 20)}) {
+        const cv::Mat picture =
+            drawColourPicture(cv::Mat(size, CV_32FC1, 0.5F), cv::Mat(size, CV_8UC1, 255), scale);
+        EXPECT_GE(picture.cols, size.width);
+        EXPECT_GT(picture.rows, size.height);
+    }
+}
+
+TEST(Pictures, GridCellsHaveTheirValuesColours) {
+    const cv::Mat cells = (cv::Mat_<float>(2, 2) << 0, 10, nan, 10);
+    const cv::Mat picture = drawGrid(cells, {400, 300}, {"corners", 0, 10, false}, 0);
+    const auto cornerOf = [&](int row, int column) {
+        return picture.at<cv::Vec3b>(row * 150 + 4, column * 200 + 4);
+    };
+    EXPECT_FALSE(isWarm(cornerOf(0, 0)));
+    EXPECT_TRUE(isWarm(cornerOf(0, 1)));
+    EXPECT_EQ(cornerOf(1, 0), darkGrey);
+    EXPECT_EQ(cornerOf(1, 1), cornerOf(0, 1));
+}
+
+TEST(Pictures, RowLinesCrossBothImagesAtTheSameHeight) {
+    const cv::Mat left(240, 320, CV_8UC1, cv::Scalar(100));
+    const cv::Mat right(240, 320, CV_8UC3, cv::Scalar(100, 100, 100));
+    const cv::Mat picture = drawRowLines(left, right);
+    EXPECT_EQ(cv::norm(picture.col(10), picture.col(630)), 0);
+    cv::Mat isPlain;
+    cv::inRange(picture.col(10), cv::Scalar::all(100), cv::Scalar::all(100), isPlain);
+    const int lines = cv::countNonZero(isPlain == 0);
+    EXPECT_GT(lines, 10);
+    EXPECT_LT(lines, 80);
+}
+
+}  // namespace
+}  // namespace tiomipra::test

@@ -1,0 +1,188 @@
+// What is told of a rig, by results made of numbers: its calibration, its geometry, its check.
+#include "reports/rig_report.hpp"
+
+#include <gmock/gmock.h>
+
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <opencv2/core.hpp>
+
+#include "base/json_text.hpp"
+#include "reports/calibration_report.hpp"
+#include "reports/check_report.hpp"
+#include "reports/pictures.hpp"
+#include "support/matrices.hpp"
+#include "support/rigs.hpp"
+#include "support/scenes.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+using testing::HasSubstr;
+using Json = nlohmann::ordered_json;
+
+Frame frame(const std::string& name) {
+    return {name, "photos/" + name + "L.png", "photos/" + name + "R.png", {}, {}};
+}
+
+// Pairs a, c and d show the board in the top left quarter; b can't be read.
+BoardSearch makeSearch() {
+    Detection detection;
+    for (const float y : {20.F, 100.F, 180.F}) {
+        for (const float x : {20.F, 100.F, 180.F}) {
+            detection.ids.push_back(static_cast<int>(detection.ids.size()));
+            detection.points.emplace_back(x, y);
+        }
+    }
+    const SearchedPair pair{{640, 480}, {detection, detection}, ""};
+    BoardSearch search({Pattern::chessboard, {3, 3}});
+    search.add(frame("a"), pair);
+    search.addFailure(frame("b"), "'bL' is not an image");
+    search.add(frame("c"), pair);
+    search.add(frame("d"), pair);
+    return search;
+}
+
+// Found with d and a, c rejected.
+RigSolution makeSolution() {
+    const CalibrationPair rig = makeRig();
+    RigSolution solution;
+    solution.model.left.imageSize = solution.model.right.imageSize = {640, 480};
+    solution.model.left.cameraMatrix(0, 0) = 520.25;
+    solution.model.rightFromLeftTranslation = {-3, 0, 4};
+    solution.used = {2, 0};
+    solution.rejected = {{1, 1.23456}};
+    solution.left = {0.111, {0.1, 0.2}, 0.0125};
+    solution.right = {0.333, {0.3, 0.4}, 0.0025};
+    solution.pairError = 0.5;
+    solution.pairViewErrors = {0.5, 0.75};
+    solution.viewRowDifferences = {0.6, 0.7};
+    solution.rowDifferences = {0.1, 0.2, 0.35, 0.4};
+    solution.rectified = {rig.left, rig.right};
+    return solution;
+}
+
+const CalibrationReport report = makeReport(makeSolution(), makeSearch());
+
+TEST(CalibrationReport, TellsProgramsAllNumbers) {
+    const Json json = toJson(report);
+    EXPECT_EQ(json["verdict"], "redo");  // Two pairs are too few.
+    EXPECT_EQ(json["criteria"][0]["value"], 2);
+    EXPECT_EQ(json["criteria"][0]["grade"], "redo");
+    EXPECT_EQ(json["baseline"], 5);
+    EXPECT_EQ(json["left"]["focalLength"], 520.25);
+    EXPECT_EQ(json["left"]["focalLengthUncertainty"], 0.0125);
+    EXPECT_EQ(json["right"]["reprojectionError"], 0.333);
+    EXPECT_EQ(json["rowDifference"]["p95"], 0.35);
+    EXPECT_EQ(json["rowDifference"]["median"], 0.2);
+    EXPECT_EQ(json["coverage"]["left"]["counts"].size(), 6U);
+    EXPECT_EQ(json["coverage"]["left"]["counts"][0], Json({2, 2, 2, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(json["coverage"]["left"]["share"], 9 / 48.);
+    // The worst first, with the errors of that view.
+    EXPECT_EQ(json["views"][0].dump(),
+              R"({"left":"photos/aL.png","right":"photos/aR.png","pairError":0.75,)"
+              R"("leftError":0.2,"rightError":0.4,"meanRowDifference":0.7})");
+    EXPECT_EQ(json["leftOut"][0]["reason"], "'bL' is not an image");
+    EXPECT_EQ(json["leftOut"][1]["left"], "photos/cL.png");
+}
+
+TEST(CalibrationReport, TellsPeopleTheSame) {
+    for (const char* part : {"    pair    left   right    rows\n"
+                             "   0.750   0.200   0.400   0.700  aL.png  aR.png\n"
+                             "   0.500   0.100   0.300   0.600  dL.png  dR.png\n",
+                             "  cL.png  cR.png: pair error 1.235 pixels is above the limit\n",
+                             "left camera   0.111 pixels; focal length 520.0 pixels (+-1.25 %)",
+                             "mean 0.100, 95 % up to 0.350, largest 0.400 pixels\n", "Baseline: 5 ",
+                             "left image: 19 % of 8x6 cells", "Verdict: redo\n"})
+        EXPECT_THAT(toText(report), HasSubstr(part));
+}
+
+TEST(CalibrationReport, NamesTheFaults) {
+    RigSolution swapped = makeSolution();
+    std::swap(swapped.rectified.left, swapped.rectified.right);
+    const Json json = toJson(makeReport(swapped, makeSearch()));
+    EXPECT_THAT(json["faults"][0]["problem"].get<std::string>(), HasSubstr("are swapped"));
+}
+
+TEST(CalibrationReport, PicturesShowBothCameras) {
+    const cv::Mat coverage = drawCoverage(report);
+    EXPECT_EQ(coverage.cols, 640 + 16 + 640);
+    // Cells without a point are dark, those with one are not.
+    EXPECT_EQ(coverage.at<cv::Vec3b>(475, 635), cv::Vec3b(48, 48, 48));
+    EXPECT_NE(coverage.at<cv::Vec3b>(3, 3), cv::Vec3b(48, 48, 48));
+    EXPECT_EQ(coverage.at<cv::Vec3b>(3, 656 + 3), coverage.at<cv::Vec3b>(3, 3));
+
+    const CalibrationPair rig = makeRig();
+    const cv::Mat scene = renderScene({}).left;
+    const cv::Mat left = renderRawView(scene, rig.left);
+    const cv::Mat right = renderRawView(scene, rig.right);
+    OpenStereo stereo(rig);
+    EXPECT_THAT(
+        drawRectifiedPair({rig.left, rig.right}, {left, right}),
+        IsSameMatrix(drawRowLines(stereo.rectifyImageLeft(left), stereo.rectifyImageRight(right))));
+}
+
+TEST(RigReport, TellsTheGeometry) {
+    RigGeometry geometry;
+    geometry.left = {{640, 480}, {500, 501}, {3, -4}, {65.25, 51.5, 77.5}};
+    geometry.right = {{641, 481}, {502, 503}, {5, 6}, {64, 50, 76}};
+    geometry.baseline = 0.123456;
+    geometry.rectifiedFocal = 499;
+    geometry.rectifiedFieldOfView = {60, 45, 70};
+    geometry.disparity = {-7.5, 60};
+    geometry.depthSteps = {{0.5, 120, 0.00026}, {20, 3, 0.41}};
+    for (const char* part :
+         {"500.0 x 501.0     502.0 x 503.0\n", "baseline 0.1235 m, rectified focal",
+          "infinitely far away -7.5 pixels\n", "0.5        120.0          0.00026\n"})
+        EXPECT_THAT(toText(geometry, "m"), HasSubstr(part));
+
+    const Json json = toJson(geometry);
+    EXPECT_EQ(json["left"].dump(),
+              R"({"size":[640,480],"focalLength":[500.0,501.0],"principalPointOffset":[3.0,-4.0],)"
+              R"("fieldOfViewDegrees":{"horizontal":65.25,"vertical":51.5,"diagonal":77.5}})");
+    EXPECT_EQ(json["right"]["focalLength"], Json({502., 503.}));
+    EXPECT_EQ(json["baseline"], 0.123456);
+    EXPECT_EQ(json["rectifiedFocalLength"], 499);
+    EXPECT_EQ(json["rectifiedFieldOfViewDegrees"]["vertical"], 45);
+    EXPECT_EQ(json["disparityAtInfinity"], -7.5);
+    EXPECT_EQ(json["depths"][1], Json({{"depth", 20.}, {"disparity", 3.}, {"resolution", 0.41}}));
+}
+
+RigCheck makeCheck() {
+    constexpr float none = std::numeric_limits<float>::quiet_NaN();
+    RigCheck check;
+    check.reason = "it is askew";
+    check.advice = "do it again";
+    check.matches = 200;
+    check.consistent = 150;
+    check.rowDifferences = {2, 1.25, 3.5, 9};
+    check.signedMedian = -1.25;
+    check.turnDegrees = 0.126;
+    check.behindShare = 0.02;
+    check.regionMedians = (cv::Mat_<float>(3, 3) << -1.5F, none, 2, 3, 4, 5, 6, 7, 8.25F);
+    check.regionsJudged = 8;
+    check.fineMedians = cv::Mat(6, 8, CV_32FC1, cv::Scalar(none));
+    check.fineMedians.at<float>(0, 0) = -2;
+    return check;
+}
+
+TEST(CheckReport, TellsTheAnswerAndTheNumbers) {
+    for (const char* part : {"150 of 200 matches", "median 1.250, 95 % up to 3.500 pixels\n",
+                             "8 of 9 judged:\n    -1.50        -     2.00\n     3.00     4.00",
+                             "Verdict: not calibrated: it is askew.\n", "turned by 0.13 degrees",
+                             "What to do: do it again.\n"})
+        EXPECT_THAT(toText(makeCheck()), HasSubstr(part));
+    const Json json = Json::parse(dumpJson(toJson(makeCheck())));
+    EXPECT_EQ(json["verdict"], "not calibrated");
+    EXPECT_EQ(json["matches"], 200);
+    EXPECT_EQ(json["consistentMatches"], 150);
+    EXPECT_EQ(json["rowDifference"]["median"], 1.25);
+    EXPECT_EQ(json["rowDifference"]["p95"], 3.5);
+    EXPECT_EQ(json["rowDifference"]["signedMedian"], -1.25);
+    EXPECT_EQ(json["rowDifference"]["regionMedians"][0], Json({-1.5, nullptr, 2.}));
+    EXPECT_EQ(json["turnDegrees"], 0.126);
+    EXPECT_EQ(json["shareBehindCameras"], 0.02);
+}
+
+}  // namespace
+}  // namespace tiomipra::test

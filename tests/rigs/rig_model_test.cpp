@@ -1,0 +1,282 @@
+// The rig before and after rectification, what its numbers say, and its files.
+#include "rigs/rig_model.hpp"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <limits>
+#include <opencv2/calib3d.hpp>
+
+#include "base/errors.hpp"
+#include "rigs/calibration_faults.hpp"
+#include "rigs/rig_files.hpp"
+#include "rigs/rig_geometry.hpp"
+#include "rigs/rig_model_files.hpp"
+#include "rigs/row_differences.hpp"
+#include "support/matrices.hpp"
+#include "support/rigs.hpp"
+#include "support/scratch_folder.hpp"
+#include "synthetic_views.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+using testing::HasSubstr;
+
+TEST(Rectify, PutsEveryPointOnOneRowAtItsDepth) {
+    const RigModel model = makeModel();
+    const Scene scene = makeScene(model, 200);
+    const Matches seen = see(model, scene);
+    const double baseline = cv::norm(model.rightFromLeftTranslation);
+    for (const double alpha : {-1., 0., 0.5, 1.}) {
+        const RectifiedRig rig = rectify(model, alpha);
+        EXPECT_TRUE(findFaults(rig.left, rig.right).empty());
+        const auto left = rectifyPoints(seen.left, rig.left);
+        const auto right = rectifyPoints(seen.right, rig.right);
+        const double focal = rig.left.projectionMatrix.at<float>(0, 0);
+        const cv::Matx33d turn = cv::Mat_<double>(rig.left.rectificationMatrix);
+        for (std::size_t i = 0; i < scene.size(); ++i) {
+            EXPECT_NEAR(left[i].y, right[i].y, 0.01) << alpha;
+            const double depth = (turn * scene[i]).z;
+            EXPECT_NEAR((left[i].x - right[i].x) * depth, focal * baseline, 0.02) << alpha;
+        }
+    }
+}
+
+// Which pixels of the raw images' edges are within the rectified ones.
+int countEdgesInside(const vision::Calibration& calibration) {
+    std::vector<cv::Point2f> edges;
+    for (int i = 0; i <= 16; ++i) {
+        const float x = static_cast<float>(i) * 639 / 16;
+        const float y = static_cast<float>(i) * 479 / 16;
+        edges.insert(edges.end(), {{x, 0}, {x, 479}, {0, y}, {639, y}});
+    }
+    const cv::Rect2d image(-2, -2, 644, 484);
+    const auto rectified = rectifyPoints(edges, calibration);
+    return static_cast<int>(
+        std::count_if(rectified.begin(), rectified.end(),
+                      [&](const auto& point) { return image.contains(point); }));
+}
+
+TEST(Rectify, AlphaSaysHowManyRawPixelsAreKept) {
+    const RigModel model = makeModel();
+    const RectifiedRig cropped = rectify(model, 0);
+    const RectifiedRig whole = rectify(model, 1);
+    EXPECT_EQ(countEdgesInside(whole.left), 68);
+    EXPECT_EQ(countEdgesInside(whole.right), 68);
+    EXPECT_LT(countEdgesInside(cropped.left), 20);
+    EXPECT_LT(whole.left.projectionMatrix.at<float>(0, 0),
+              rectify(model, 0.5).left.projectionMatrix.at<float>(0, 0));
+}
+
+TEST(Rectify, RefusesWhatItCannotTake) {
+    for (const double alpha : {1.01, -0.5, -2., std::numeric_limits<double>::quiet_NaN()})
+        EXPECT_THROW(rectify(makeModel(), alpha), SettingError) << alpha;
+}
+
+// Degrees between the directions of two places of an image.
+double angleBetween(const cv::Mat& matrix, const cv::Point2d& first, const cv::Point2d& second) {
+    const cv::Matx33d camera = cv::Mat_<double>(matrix.colRange(0, 3));
+    const cv::Matx33d inverse = camera.inv();
+    const cv::Vec3d a = inverse * cv::Vec3d(first.x, first.y, 1);
+    const cv::Vec3d b = inverse * cv::Vec3d(second.x, second.y, 1);
+    return std::acos(a.dot(b) / cv::norm(a) / cv::norm(b)) * 180 / CV_PI;
+}
+
+TEST(DescribeCamera, MeasuresWhatTheImageShows) {
+    const vision::Calibration left = makeRig().left;
+    const CameraGeometry camera = describeCamera(left);
+    const double cx = left.cameraMatrix.at<float>(0, 2);
+    const double cy = left.cameraMatrix.at<float>(1, 2);
+    EXPECT_EQ(camera.size, cv::Size(640, 480));
+    EXPECT_EQ(camera.focal, cv::Point2d(520, 515));
+    // The centre of the image is between pixels 319 and 320, 239 and 240.
+    EXPECT_NEAR(camera.principalOffset.x, cx - 319.5, 1e-9);
+    EXPECT_NEAR(camera.principalOffset.y, cy - 239.5, 1e-9);
+    // From edge to edge, half a pixel beyond the first and the last centre.
+    EXPECT_NEAR(camera.fieldOfView.horizontal,
+                angleBetween(left.cameraMatrix, {-0.5, cy}, {639.5, cy}), 1e-9);
+    EXPECT_NEAR(camera.fieldOfView.vertical,
+                angleBetween(left.cameraMatrix, {cx, -0.5}, {cx, 479.5}), 1e-9);
+    // With the principal point in the middle.
+    EXPECT_NEAR(camera.fieldOfView.diagonal,
+                angleBetween(left.cameraMatrix, {cx - 320, cy - 240}, {cx + 320, cy + 240}), 1e-9);
+}
+
+double projectedX(const cv::Mat& projection, double depth) {
+    const cv::Mat_<double> image =
+        cv::Mat_<double>(projection) * (cv::Mat_<double>(4, 1) << 0.1, 0.2, depth, 1);
+    return image(0) / image(2);
+}
+
+TEST(DescribeGeometry, DisparitiesAreThoseOfProjectedPoints) {
+    RigOptions options;
+    options.baseline = 0.12F;
+    for (const float rightCentre : {320.25F, 326.F}) {
+        options.rightCentreX = rightCentre;
+        const CalibrationPair rig = makeRig(options);
+        const RigGeometry geometry = describeGeometry(rig.left, rig.right);
+        EXPECT_NEAR(geometry.baseline, 0.12, 1e-7);
+        EXPECT_EQ(geometry.rectifiedFocal, 500);
+        EXPECT_NEAR(geometry.rectifiedFieldOfView.vertical,
+                    angleBetween(rig.left.projectionMatrix, {320.25, -0.5}, {320.25, 479.5}), 1e-9);
+        const auto disparityAt = [&](double depth) {
+            return projectedX(rig.left.projectionMatrix, depth) -
+                   projectedX(rig.right.projectionMatrix, depth);
+        };
+        // From a quarter of the width of 640 to one pixel: 60 / 160 = 0.375 to 60.
+        EXPECT_EQ(geometry.depthSteps.front().depth, 0.5);
+        EXPECT_EQ(geometry.depthSteps.back().depth, 50);
+        for (const DepthStep& step : geometry.depthSteps) {
+            EXPECT_NEAR(step.disparity, disparityAt(step.depth), 1e-3);
+            EXPECT_NEAR(geometry.disparity.depthAt(step.disparity), step.depth, 1e-9);
+            // One step of 1/16 pixel more is nearer by the resolution.
+            EXPECT_NEAR(disparityAt(step.depth - step.resolution), step.disparity + 1. / 16, 1e-3);
+        }
+    }
+}
+
+class RigFiles : public testing::Test {
+  protected:
+    RigFiles() {
+        const CalibrationPair rig = makeRig();
+        rig.left.save(_left);
+        rig.right.save(_right);
+    }
+
+    const ScratchFolder _folder;
+    const std::string _left = _folder.path("left.yml");
+    const std::string _right = _folder.path("right.yml");
+};
+
+TEST_F(RigFiles, UnitIsThatOfTheReportOnTheseFiles) {
+    const std::string hash = hashRig(readFile(_left), readFile(_right));
+    const std::string start = R"({"calibrationSha256": ")" + hash;
+    for (const std::string& other : {start + R"(0", "unit": "m"})", start + R"("})",
+                                     start + R"(", "unit": 3})", std::string("no JSON")}) {
+        _folder.write("report.json", other);
+        EXPECT_FALSE(readRig(_left, _right).unit) << other;
+    }
+    _folder.write("report.json", start + R"(", "unit": "m"})");
+    const Rig rig = readRig(_left, _right);
+    EXPECT_EQ(rig.unit, "m");
+    EXPECT_EQ(rig.hash, hash);
+    EXPECT_EQ(filesOf(rig).size(), 3U);
+    // printf 'ab' | sha256sum
+    EXPECT_EQ(hashRig("a", "b"),
+              "fb8e20fc2e4c3f248c60c39bd652f3c1347298bb977b8b4d5903b85055620603");
+}
+
+class RigModelFile : public testing::Test {
+  protected:
+    std::string write(const std::string& text) const { return _folder.write("rig.yml", text); }
+
+    const ScratchFolder _folder;
+};
+
+TEST_F(RigModelFile, ReadsBackExactly) {
+    for (const std::size_t count : {0, 4, 5, 8, 12, 14}) {
+        RigModel model = makeModel();
+        model.unit = count == 0 ? "" : "m";
+        model.left.cameraMatrix(0, 0) = 1000. / 3;
+        model.right.lens.coefficients.assign(count, -1. / 7);
+        if (count > 0)
+            model.right.lens.coefficients.back() = std::numeric_limits<double>::min();
+        const RigModel same = readRigModel(write(encodeRigModel(model)));
+        EXPECT_EQ(same.left.cameraMatrix, model.left.cameraMatrix);
+        EXPECT_EQ(same.right.lens.coefficients, model.right.lens.coefficients);
+        EXPECT_EQ(encodeRigModel(same), encodeRigModel(model));
+    }
+}
+
+// As another program reads it that knows the page on the file only.
+TEST_F(RigModelFile, HoldsWhatItsDescriptionSays) {
+    const RigModel model = makeModel();
+    const cv::FileStorage file(write(encodeRigModel(model)), cv::FileStorage::READ);
+    EXPECT_EQ(static_cast<int>(file["right"]["width"]), 640);
+    EXPECT_EQ(static_cast<int>(file["right"]["height"]), 480);
+    EXPECT_EQ(file["unit"].string(), "m");
+    EXPECT_EQ(file["left"]["lens"].string(), "radial-tangential");
+    EXPECT_THAT(file["left"]["cameraMatrix"].mat(), IsSameMatrix(cameraMatrixOf(model.left)));
+    EXPECT_THAT(file["right"]["lensCoefficients"].mat(), IsSameMatrix(distortionOf(model.right)));
+    EXPECT_THAT(file["rightFromLeftRotation"].mat(),
+                IsSameMatrix(cv::Mat(model.rightFromLeftRotation)));
+    EXPECT_THAT(file["rightFromLeftTranslation"].mat(),
+                IsSameMatrix(cv::Mat(model.rightFromLeftTranslation)));
+}
+
+// The first `from` at or behind the key replaced.
+std::string replaced(std::string text, const std::string& key, const std::string& from,
+                     const std::string& to) {
+    const auto found = text.find(from, text.find(key));
+    EXPECT_NE(found, std::string::npos) << key << from;
+    return text.replace(found, from.size(), to);
+}
+
+TEST_F(RigModelFile, NamesTheKeyAndTheRuleThatIsBroken) {
+    const std::string text = encodeRigModel(makeModel());
+    const struct {
+        std::string key, from, to, message;
+    } cases[] = {
+        {"unit", "unit", "unjt", "unit is missing, must be a text"},
+        {"left", "640", "0", "left.width is 0, must be above 0"},
+        {"right", "480", "480.5", "right.height must be a whole number"},
+        {"right", "480", "240", "640x240"},
+        {"left", "600.", ".Nan", "left.cameraMatrix.data has element 0"},
+        {"left", "600.", "-600.", "left.cameraMatrix has a focal length of -600, must be above 0"},
+        {"cameraMatrix", "rows: 3", "rows: 1000000000", "holds 9 numbers, must"},
+        {"cameraMatrix", "[", "[ {a: 1}, ", "left.cameraMatrix.data has element 0"},
+        {"cameraMatrix", "!!opencv-matrix", "7 #", ""},
+        {"lens:", "radial-tangential", "fisheye", "left.lens is 'fisheye', must be radial-tang"},
+        {"lensCoefficients", "cols: 5\n      dt: d\n      data: [",
+         "cols: 6\n      dt: d\n      data: [ 1.,",
+         "left.lensCoefficients is 1x6, must be one row of"},
+        {"rightFromLeftRotation", "9.99", "4.99", "rightFromLeftRotation"},
+        {"rightFromLeftTranslation", "rows: 3\n   cols: 1", "rows: 1\n   cols: 3",
+         "is 1x3, must be 3x1"}};
+    for (const auto& test : cases) {
+        const std::string path = write(replaced(text, test.key, test.from, test.to));
+        EXPECT_THAT([&] { readRigModel(path); },
+                    testing::ThrowsMessage<InputError>(testing::AllOf(
+                        HasSubstr(path + "' is not a rig model: "), HasSubstr(test.message))));
+    }
+}
+
+TEST_F(RigModelFile, RefusesWhatNoRigHas) {
+    const auto expectRefusal = [this](const std::string& text, const char* message) {
+        const std::string path = write(text);
+        EXPECT_THAT([&] { readRigModel(path); },
+                    testing::ThrowsMessage<InputError>(HasSubstr(message)));
+    };
+    RigModel mirrored = makeModel();
+    mirrored.rightFromLeftRotation = cv::Matx33d::diag({1, -1, 1}) * mirrored.rightFromLeftRotation;
+    expectRefusal(encodeRigModel(mirrored), "its determinant is -1");
+    RigModel together = makeModel();
+    together.rightFromLeftTranslation = {};
+    expectRefusal(encodeRigModel(together), "rightFromLeftTranslation is 0, must lead");
+    RigModel square = makeModel();
+    square.left.lens.coefficients.resize(4);
+    expectRefusal(replaced(encodeRigModel(square), "lensCoefficients", "rows: 1\n      cols: 4",
+                           "rows: 2\n      cols: 2"),
+                  "left.lensCoefficients is 2x2, must be one row of 0, 4, 5, 8, 12 or 14");
+    RigModel skewed = makeModel();
+    skewed.right.cameraMatrix(0, 1) = 1;
+    expectRefusal(encodeRigModel(skewed), "right.cameraMatrix must be fx 0 cx / 0 fy cy");
+}
+
+// What OpenCV's parser does not survive must not reach it.
+TEST_F(RigModelFile, HostileOnesAreRefused) {
+    const std::string start = "%YAML:1.0\n---\n";
+    std::string nested = start + "unit: ";
+    for (int level = 0; level < 100000; ++level)
+        nested += "[";
+    for (const std::string& text :
+         {nested, start + "unit: !!binary |\n   MQ==\n", start + "unit: \"m", start + ": 1\n",
+          start + "left: m\n", std::string("\0\1", 2), std::string("[]"), std::string("<?xml")})
+        EXPECT_THROW(readRigModel(write(text)), InputError) << text.substr(0, 40);
+    EXPECT_THROW(readRigModel(write("")), InputError);
+    EXPECT_THROW(readRigModel(_folder.path("none.yml")), InputError);
+}
+
+}  // namespace
+}  // namespace tiomipra::test

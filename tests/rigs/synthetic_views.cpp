@@ -1,0 +1,96 @@
+#include "synthetic_views.hpp"
+
+#include <cmath>
+#include <numeric>
+#include <opencv2/calib3d.hpp>
+#include <random>
+
+namespace tiomipra::test {
+namespace {
+
+cv::Matx33d turnBy(const cv::Vec3d& vector) {
+    cv::Matx33d matrix;
+    cv::Rodrigues(vector, matrix);
+    return matrix;
+}
+
+std::vector<cv::Point2f> project(const Scene& scene, const CameraModel& camera,
+                                 const cv::Matx33d& turn, const cv::Vec3d& shift) {
+    cv::Vec3d turnVector;
+    cv::Rodrigues(turn, turnVector);
+    std::vector<cv::Point2d> seen;
+    cv::projectPoints(scene, turnVector, shift, camera.cameraMatrix, camera.lens.coefficients,
+                      seen);
+    return {seen.begin(), seen.end()};
+}
+
+// The board in the frame of the left camera.
+Scene place(const Board& board, int number) {
+    const double angle = 2.4 * number;
+    const cv::Matx33d tilt =
+        turnBy({0.45 * std::sin(angle), 0.45 * std::cos(angle), 0.1 * std::sin(number)});
+    const double width = board.square * board.corners.width;
+    const double distance = width * (2 + 0.05 * number);
+    const cv::Vec3d centre(width / 2, board.square * board.corners.height / 2, 0);
+    const cv::Vec3d shift(0.4 * distance * std::cos(1.7 * number) * 0.7 + 0.03,
+                          0.3 * distance * std::sin(1.7 * number) * 0.7, distance);
+    Scene scene;
+    for (const cv::Point3f& point : boardPoints(board))
+        scene.emplace_back(tilt * (cv::Vec3d(point.x, point.y, point.z) - centre) + shift);
+    return scene;
+}
+
+}  // namespace
+
+RigModel makeModel() {
+    RigModel rig;
+    rig.left.imageSize = rig.right.imageSize = {640, 480};
+    rig.left.cameraMatrix = {600, 0, 310.5, 0, 590, 250.25, 0, 0, 1};
+    rig.right.cameraMatrix = {608, 0, 325.75, 0, 603, 231.5, 0, 0, 1};
+    rig.left.lens.coefficients = {-0.21, 0.06, 0.001, -0.002, 0.01};
+    rig.right.lens.coefficients = {-0.18, 0.04, -0.0015, 0.001, 0.02};
+    rig.rightFromLeftRotation = turnBy({0.011, -0.03, 0.013});
+    rig.rightFromLeftTranslation = {-0.06, 0.001, 0.002};
+    rig.unit = "m";
+    return rig;
+}
+
+Matches see(const RigModel& rig, const Scene& scene) {
+    return {project(scene, rig.left, cv::Matx33d::eye(), {}),
+            project(scene, rig.right, rig.rightFromLeftRotation, rig.rightFromLeftTranslation)};
+}
+
+Scene makeScene(const RigModel& rig, int count) {
+    const cv::Matx33d& camera = rig.left.cameraMatrix;
+    std::mt19937 random(1);
+    std::uniform_real_distribution<> across(30, rig.left.imageSize.width - 30);
+    std::uniform_real_distribution<> down(30, rig.left.imageSize.height - 30);
+    std::uniform_real_distribution<> nearness(1 / 5., 1 / 0.5);
+    Scene scene;
+    for (int i = 0; i < count; ++i) {
+        const double depth = 1 / nearness(random);
+        scene.emplace_back((across(random) - camera(0, 2)) / camera(0, 0) * depth,
+                           (down(random) - camera(1, 2)) / camera(1, 1) * depth, depth);
+    }
+    return scene;
+}
+
+std::vector<PairDetection> seeBoard(const RigModel& rig, const Board& board, int count,
+                                    double noise) {
+    std::mt19937 random(1);
+    std::normal_distribution<float> error(0, static_cast<float>(noise));
+    std::vector<PairDetection> views;
+    for (int i = 0; i < count; ++i) {
+        Matches seen = see(rig, place(board, i));
+        for (auto* const side : {&seen.left, &seen.right}) {
+            for (cv::Point2f& point : *side)
+                point += noise > 0 ? cv::Point2f(error(random), error(random)) : cv::Point2f();
+        }
+        std::vector<int> ids(seen.left.size());
+        std::iota(ids.begin(), ids.end(), 0);
+        views.push_back({{ids, seen.left}, {ids, seen.right}});
+    }
+    return views;
+}
+
+}  // namespace tiomipra::test

@@ -1,0 +1,32 @@
+// A rig of numbers, and what it sees.
+#ifndef TIOMIPRA_TESTS_SYNTHETIC_VIEWS_HPP
+#define TIOMIPRA_TESTS_SYNTHETIC_VIEWS_HPP
+
+#include <opencv2/core.hpp>
+#include <vector>
+
+#include "rigs/board_detection.hpp"
+#include "rigs/feature_matches.hpp"
+#include "rigs/rig_model.hpp"
+
+namespace tiomipra::test {
+
+// Two different cameras with distortion, 640x480, about 0.06 m apart, not quite parallel.
+RigModel makeModel();
+
+// Points of the scene, in the left camera's frame.
+using Scene = std::vector<cv::Point3d>;
+
+// Where the cameras see them, pixels, exactly.
+Matches see(const RigModel& rig, const Scene& scene);
+
+// Textured things all over the left image, at depths of 0.5 to 5.
+Scene makeScene(const RigModel& rig, int count);
+
+// The board at `count` places and tilts. Noise of that deviation, in pixels, is on each coordinate.
+std::vector<PairDetection> seeBoard(const RigModel& rig, const Board& board, int count,
+                                    double noise = 0);
+
+}  // namespace tiomipra::test
+
+#endif
