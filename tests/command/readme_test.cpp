@@ -22,7 +22,7 @@ TEST(Readme, ItsCommandsWorkAsWritten) {
     writeImage(folder / "a.png", readImage(photograph("left01.jpg")));
     writeImage(folder / "b.png", readImage(photograph("right01.jpg")));
     // The first block of commands.
-    const std::string extract = "sed -n '/^    tiomipra /,/^$/{p;/^$/q}' '" TIOMIPRA_README "'";
+    const std::string extract = "sed -n '/^    tiomipra /,/^$/{p;/^$/q}' '" + readmePath() + "'";
     const std::string shell = "cd '" + folder / "" + "' && PATH='" +
                               fs::path(programPath()).parent_path().string() + "':$PATH && " +
                               extract + " > commands && sh -ex commands > log 2>&1";

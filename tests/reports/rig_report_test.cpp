@@ -87,9 +87,9 @@ TEST(CalibrationReport, TellsProgramsAllNumbers) {
 }
 
 TEST(CalibrationReport, TellsPeopleTheSame) {
-    for (const char* part : {"    pair    left   right    rows\n"
-                             "   0.750   0.200   0.400   0.700  aL.png  aR.png\n"
-                             "   0.500   0.100   0.300   0.600  dL.png  dR.png\n",
+    for (const char* part : {("    pair    left   right    rows\n"
+                              "   0.750   0.200   0.400   0.700  aL.png  aR.png\n"
+                              "   0.500   0.100   0.300   0.600  dL.png  dR.png\n"),
                              "  cL.png  cR.png: pair error 1.235 pixels is above the limit\n",
                              "left camera   0.111 pixels; focal length 520.0 pixels (+-1.25 %)",
                              "mean 0.100, 95 % up to 0.350, largest 0.400 pixels\n", "Baseline: 5 ",

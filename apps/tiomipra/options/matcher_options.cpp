@@ -25,7 +25,7 @@ namespace {
 using vision::Stereo;
 namespace names = parameter_names;
 
-constexpr auto group = "Matching";
+constexpr auto matchingGroup = "Matching";
 constexpr auto parameterGroup = "Matcher parameters";
 
 const std::map<std::string, int> algorithms{{nameOf(Stereo::BM), Stereo::BM},
@@ -109,7 +109,7 @@ void addPreset(CLI::App& command, std::string& preset) {
     command.add_option("--preset", preset, help)
         ->check(CLI::IsMember(known))
         ->type_name("NAME")
-        ->group(group);
+        ->group(matchingGroup);
 }
 
 CLI::Option* addRange(CLI::App& command, MatcherSettings& settings) {
@@ -122,7 +122,7 @@ CLI::Option* addRange(CLI::App& command, MatcherSettings& settings) {
             "disparity-number for the calibrations at hand")
         ->check(complaint<parseDepthRange>)
         ->type_name("NEAR..FAR")
-        ->group(group);
+        ->group(matchingGroup);
 }
 
 void addMaxDepth(CLI::App& command, MatcherSettings& settings) {
@@ -135,7 +135,7 @@ void addMaxDepth(CLI::App& command, MatcherSettings& settings) {
         ->check(complaint<parseLength>)
         ->type_name("LENGTH")
         ->default_str(fmt::format("{}", Stereo().getMaxDepth()))
-        ->group(group);
+        ->group(matchingGroup);
 }
 
 // The options that a file of parameters may hold as well.
@@ -149,7 +149,7 @@ void addParameters(CLI::App& command, MatcherOptions& options) {
         ->check(CLI::IsMember({1, 2, 4}))
         ->type_name("N")
         ->default_str("1")
-        ->group(group);
+        ->group(matchingGroup);
     for (const MatcherParameter& parameter : matcherParameters())
         addParameter(command, parameter, options.settings);
     for (const auto* const name : {names::maxDepth, names::minDisparity, names::disparityNumber})
@@ -231,12 +231,12 @@ void addMatcherOptions(CLI::App& command, MatcherOptions& options) {
                     "Take these from a file that --save-parameters wrote;\n"
                     "it wins over a preset, options win over it")
         ->type_name("FILE")
-        ->group(group);
+        ->group(matchingGroup);
     command
         .add_option("--save-parameters", options.saveParametersFile,
                     "Write the parameters in use to this file (TOML)")
         ->type_name("FILE")
-        ->group(group);
+        ->group(matchingGroup);
 }
 
 MatcherSettings resolveSettings(const MatcherOptions& options) {

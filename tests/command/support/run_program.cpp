@@ -98,8 +98,4 @@ void expectNothingOnFullDisk(const Arguments& arguments, std::uint64_t fileSizeL
     EXPECT_TRUE(std::filesystem::is_empty(folder));
 }
 
-std::string programPath() {
-    return TIOMIPRA_PROGRAM;
-}
-
 }  // namespace tiomipra::test

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/paths.hpp"
 #include "support/photographs.hpp"
 #include "support/scratch_folder.hpp"
 
@@ -60,9 +61,6 @@ void expectRefusal(const Arguments& arguments, int status, const std::string& me
 // `fileSizeLimit` bytes.
 void expectNothingOnFullDisk(const Arguments& arguments, std::uint64_t fileSizeLimit,
                              const std::string& folder);
-
-// The path of the built program.
-std::string programPath();
 
 }  // namespace tiomipra::test
 

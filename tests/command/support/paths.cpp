@@ -1,0 +1,14 @@
+// Where things lie, apart from all that can be compiled without knowing it.
+#include "support/paths.hpp"
+
+namespace tiomipra::test {
+
+std::string programPath() {
+    return TIOMIPRA_PROGRAM;
+}
+
+std::string readmePath() {
+    return TIOMIPRA_README;
+}
+
+}  // namespace tiomipra::test
