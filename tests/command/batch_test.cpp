@@ -38,6 +38,8 @@ TEST(Batch, CarriesOnPastPairsThatFail) {
     const auto result = nlohmann::json::parse(run.out);
     EXPECT_EQ(result["pairs"].size(), 3U);
     EXPECT_EQ(result["pairs"][1]["name"], "3");
+    EXPECT_EQ(result["pairs"][1]["left"], pairs / "left/3.png");
+    EXPECT_EQ(result["pairs"][1]["right"], pairs / "right/3.png");
     EXPECT_EQ(result["failed"][0]["name"], "2");
 }
 

@@ -60,7 +60,9 @@ TEST_F(Calibrate, ReachesSmallErrorsOnPhotographs) {
 
 // Another rectification needs the model alone.
 TEST_F(Calibrate, KeepsWhatWasMeasured) {
-    runTiomipra(photographs("whole", {"--alpha", "1"}));
+    const json whole = runForJson(photographs("whole", {"--alpha", "1"}));
+    EXPECT_EQ(whole["parameters"]["alpha"], 1);
+    EXPECT_TRUE(whole["parameters"]["rejectAbove"].is_null()) << "infinite";
     runTiomipra(photographs("cropped"));
     const RigModel model = readRigModel(_folder / "whole/rig.yml");
     EXPECT_EQ(model.unit, "m");

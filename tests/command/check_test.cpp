@@ -58,7 +58,9 @@ TEST_F(Check, RejectsWhatDoesNotFit) {
     EXPECT_THAT(runTiomipra(check(photograph("right07.jpg"), photograph("left07.jpg")), 1).out,
                 HasSubstr("Verdict: swapped"));
     const Arguments tooStrict = checkPhotographs("01", {"--max-row-difference", "0.01"});
-    EXPECT_EQ(runForJson(tooStrict, 1)["verdict"], "not calibrated");
+    const auto strict = runForJson(tooStrict, 1);
+    EXPECT_EQ(strict["verdict"], "not calibrated");
+    EXPECT_EQ(strict["parameters"]["maxRowDifference"], 0.01);
     const RunResult result =
         runTiomipra({"check", "--left-calibration", _rig + "/right.yml", "--right-calibration",
                      _rig + "/left.yml", "--left", photograph("left01.jpg"), "--right",

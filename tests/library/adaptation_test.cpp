@@ -51,14 +51,6 @@ TEST(Adaptation, FollowsTheReductionFactor) {
         EXPECT_EQ(vision::adapt(stereo, factor), expected) << factor;
 }
 
-TEST(Adaptation, SearchesSixteenDisparitiesAtLeast) {
-    vision::Stereo stereo;
-    for (const auto& [factor, number] : {std::pair(1, 48), {2, 32}, {4, 16}, {8, 16}, {64, 16}}) {
-        stereo.setDisparityNumber(48);
-        EXPECT_EQ(vision::adapt(stereo, factor).disparityNumber, number) << factor;
-    }
-}
-
 // Exactly, 1800 * (11 / 15)^2 is 968 and 361 * (12 / 19)^2 is 144. In double precision they are
 // truncated to 967 and 144.
 TEST(Adaptation, OfPenaltiesIsInSinglePrecision) {
