@@ -6,7 +6,6 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
-#include <string_view>
 #include <tevo/log.hpp>
 #include <vector>
 
@@ -17,6 +16,7 @@
 #include "ending.hpp"
 #include "options/calibrate_options.hpp"
 #include "options/check_options.hpp"
+#include "options/completion.hpp"
 #include "options/evaluate_options.hpp"
 #include "options/help_formatter.hpp"
 #include "options/inspect_options.hpp"
@@ -81,7 +81,8 @@ constexpr auto exitStatuses =
 void configureAll(CLI::App& app, Run& run) {
     app.formatter(std::make_shared<HelpFormatter>());
     app.set_help_flag("-h,--help", "Print this help and exit");
-    app.set_version_flag("--version", "tiomipra " + programVersion(), "Print the version and exit");
+    app.set_version_flag("-V,--version", "tiomipra " + programVersion(),
+                         "Print the version and exit");
     app.require_subcommand(1);
     app.footer(std::string("tiomipra SUBCOMMAND --help describes each of them.\n\n") +
                exitStatuses);
@@ -117,18 +118,6 @@ int endWithoutResult(const CLI::App& app, const Ending& ending, bool isJsonWante
     return end(app, ending);
 }
 
-// All that may stand where `app` found a word that it does not know.
-std::vector<std::string> knownWords(const CLI::App& app) {
-    std::vector<std::string> words;
-    for (const CLI::App* command : app.get_subcommands({}))
-        words.push_back(command->get_name());
-    for (const CLI::Option* option : app.get_options()) {
-        for (const std::string& name : option->get_lnames())
-            words.push_back("--" + name);
-    }
-    return words;
-}
-
 // A word that nobody knows is often the reason for what else is wrong, so it goes first.
 std::string describe(const CLI::App& app, const CLI::ParseError& error) {
     const auto chosen = app.get_subcommands();
@@ -141,9 +130,28 @@ std::string describe(const CLI::App& app, const CLI::ParseError& error) {
                        similar ? fmt::format("; did you mean {}?", quote(*similar)) : "");
 }
 
+// What stands behind the program's name. "help depth" is another way to say "depth --help".
+std::vector<std::string> wordsOf(int argc, char** argv) {
+    std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    if (!words.empty() && words.front() == "help") {
+        words.erase(words.begin());
+        words.emplace_back("--help");
+    }
+    return words;
+}
+
+// What the completion of the shell asks for.
+int printCompletions(const CLI::App& app, const std::vector<std::string>& words) {
+    for (const std::string& word : completionsOf(app, words))
+        std::cout << word << '\n';
+    return 0;
+}
+
 int reportParseError(const CLI::App& app, const CLI::ParseError& error, bool isJsonWanted) {
-    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
-        return app.exit(error);  // --help and --version
+    // --help and --version; the help of what nobody knows is not the help that was asked for.
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success) &&
+        app.remaining().empty())
+        return app.exit(error);
     const std::string hint = fmt::format("\nRun '{} --help' for its options.", calledAs(app));
     return endWithoutResult(app, {Status::usage, describe(app, error) + hint}, isJsonWanted);
 }
@@ -160,11 +168,13 @@ int main(int argc, char** argv) {
     CLI::App app("Metric depth from a calibrated pair of cameras.", "tiomipra");
     Run run;
     configureAll(app, run);
+    const std::vector<std::string> words = wordsOf(argc, argv);
+    if (!words.empty() && words.front() == "--complete")
+        return printCompletions(app, {words.begin() + 1, words.end()});
     // Known even when the command line as a whole makes no sense.
-    const bool isJsonWanted =
-        std::any_of(argv, argv + argc, [](std::string_view word) { return word == "--json"; });
+    const bool isJsonWanted = std::find(words.begin(), words.end(), "--json") != words.end();
     try {
-        app.parse(argc, argv);
+        app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
         const Ending ending = run();
         std::cout.flush();
         // What went wrong before says more than that the results are lost as well.

@@ -1,5 +1,6 @@
 #include "base/quantities.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <stdexcept>
@@ -42,6 +43,7 @@ Length parseLength(const std::string& text) {
     const double number = takePositive(rest);
     if (number == 0)
         refuse(text, rule);
+    rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));
     if (rest.empty())
         return {number, ""};
     for (const auto& [unit, inMetres] : metresPerUnit) {
@@ -68,7 +70,7 @@ cv::Size parseSize(const std::string& text) {
     std::string_view rest = text;
     cv::Size size;
     const bool hasWidth = takeNumber(rest, size.width);
-    const bool hasTimes = !rest.empty() && rest.front() == 'x';
+    const bool hasTimes = !rest.empty() && (rest.front() == 'x' || rest.front() == 'X');
     rest.remove_prefix(hasTimes ? 1 : 0);
     const bool hasHeight = takeNumber(rest, size.height);
     const bool isWhole = hasWidth && hasTimes && hasHeight && rest.empty();

@@ -17,7 +17,7 @@ struct Length {
     std::string unit;  // `metres`, or "" where the text has no suffix
 };
 
-// "25mm", "3cm", "1.5m", "1in" in metres; a bare number as it is. Positive.
+// "25mm", "3 cm", "1.5m", "1in" in metres; a bare number as it is. Positive.
 Length parseLength(const std::string& text);
 
 // Depths, the nearer one first.
@@ -30,7 +30,7 @@ struct DepthRange {
 // "0.4..3" or "40cm..3m".
 DepthRange parseDepthRange(const std::string& text);
 
-// "9x6": width times height, both positive.
+// "9x6" or "9X6": width times height, both positive.
 cv::Size parseSize(const std::string& text);
 
 // A finite number above 0.

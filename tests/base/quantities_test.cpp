@@ -14,7 +14,8 @@ TEST(Quantities, LengthsWithASuffixAreInMetres) {
         double value;
         const char* unit;
     } cases[] = {{"25mm", 0.025, "m"}, {"3cm", 0.03, "m"}, {"1.5m", 1.5, "m"},
-                 {"1in", 0.0254, "m"}, {"30", 30, ""},     {"1e3", 1000, ""}};
+                 {"1in", 0.0254, "m"}, {"30", 30, ""},     {"1e3", 1000, ""},
+                 {"25 mm", 0.025, "m"}};
     for (const auto& [text, value, unit] : cases) {
         const Length length = parseLength(text);
         EXPECT_DOUBLE_EQ(length.value, value) << text;
@@ -28,11 +29,13 @@ TEST(Quantities, RangesSizesAndNumbers) {
     const DepthRange metric = parseDepthRange("40cm..3m");
     EXPECT_EQ(std::tuple(metric.nearest, metric.farthest, metric.unit), std::tuple(0.4, 3., "m"));
     EXPECT_EQ(parseSize("9x6"), cv::Size(9, 6));
+    EXPECT_EQ(parseSize("9X6"), cv::Size(9, 6));
     EXPECT_EQ(parsePositiveNumber("0.25"), 0.25);
 }
 
 TEST(Quantities, WhatMeansNothingIsRefused) {
-    for (const char* text : {"", "mm", "-1m", "0", "nan", "inf", "1e999", "3 m", "3ft", "3mm3"})
+    for (const char* text :
+         {"", "mm", "-1m", "0", "nan", "inf", "1e999", " 3m", "3m ", "3ft", "3mm3"})
         EXPECT_THROW(parseLength(text), std::invalid_argument) << text;
     for (const char* text : {"3", "3..1", "1..1", "..2", "1..", "1m..2", "1..2..3"})
         EXPECT_THROW(parseDepthRange(text), std::invalid_argument) << text;

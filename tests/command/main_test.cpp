@@ -18,12 +18,16 @@ TEST(Program, ExplainsItself) {
     EXPECT_NE(help.out.find("Exit status:\n  0  done"), std::string::npos) << help.out;
     EXPECT_EQ(help.err, "");
     EXPECT_EQ(runTiomipra({"--version"}).out.rfind("tiomipra ", 0), 0U);
+    EXPECT_EQ(runTiomipra({"-V"}).out, runTiomipra({"--version"}).out);
+    EXPECT_EQ(runTiomipra({"help"}).out, help.out);
+    EXPECT_EQ(runTiomipra({"help", "depth"}).out, runTiomipra({"depth", "--help"}).out);
 }
 
 TEST(Program, RefusesWrongUsageAndGuessesWhatWasMeant) {
     for (const auto& arguments : {Arguments{}, {"--nonsense"}, {"nonsense"}})
         expectRefusal(arguments, 2, "tiomipra: ");
-    expectRefusal({"dept"}, 2, "did you mean 'depth'?");
+    for (const auto& arguments : {Arguments{"depht"}, {"depht", "--help"}, {"help", "depht"}})
+        expectRefusal(arguments, 2, "'depht' is not known here; did you mean 'depth'?");
     expectRefusal({"rectify", "--colibration", "rig"}, 2,
                   "tiomipra rectify: '--colibration' is not known here; did you mean "
                   "'--calibration'?");

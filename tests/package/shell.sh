@@ -27,6 +27,8 @@ subcommands=$(completionsOf '')
 expect rectify "$subcommands" "The completion of subcommands"
 expect rectify "$(completionsOf re)" "The completion of re"
 expect --version "$(completionsOf --)" "The completion of the program's options"
+expect balanced "$(completionsOf depth --preset '')" "The completion of presets"
+expect ply,pcd "$(completionsOf depth --formats ply,p)" "The completion of a list"
 
 for subcommand in $subcommands; do
     completed=$(completionsOf "$subcommand" --)

@@ -30,7 +30,7 @@ void addBoardOptions(CLI::App& command, CalibrateOptions& options) {
     command
         .add_option("--pattern", options.pattern,
                     "chessboard, circles, asymmetric-circles or charuco")
-        ->check(CLI::IsMember(patternNames()).description(""))
+        ->check(CLI::IsMember(patternNames()))
         ->type_name("NAME")
         ->capture_default_str()
         ->group(group);
@@ -62,7 +62,7 @@ void addBoardOptions(CLI::App& command, CalibrateOptions& options) {
         .add_option("--dictionary", options.dictionary,
                     "Markers of a ChArUco board: 4x4_50, 5x5_100,\n"
                     "6x6_250, 7x7_1000, original, apriltag_36h11, ...")
-        ->check(CLI::IsMember(dictionaryNames()).description(""))
+        ->check(CLI::IsMember(dictionaryNames()))
         ->type_name("NAME")
         ->capture_default_str()
         ->group(group);

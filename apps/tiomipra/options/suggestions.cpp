@@ -2,25 +2,28 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <numeric>
-#include <utility>
 
 namespace tiomipra {
 namespace {
 
-// Levenshtein's distance, row by row.
+// How many letters are to be added, left out, replaced or exchanged with their neighbours, at least
+// (optimal string alignment).
 std::size_t distance(const std::string& a, const std::string& b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), 0U);
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        std::size_t diagonal = std::exchange(row[0], i + 1);
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            const std::size_t replaced = diagonal + (a[i] == b[j] ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
+    std::vector<std::vector<std::size_t>> table(a.size() + 1,
+                                                std::vector<std::size_t>(b.size() + 1));
+    for (std::size_t i = 0; i <= a.size(); ++i) {
+        for (std::size_t j = 0; j <= b.size(); ++j) {
+            if (i == 0 || j == 0) {
+                table[i][j] = i + j;
+                continue;
+            }
+            const std::size_t replaced = table[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+            table[i][j] = std::min({replaced, table[i - 1][j] + 1, table[i][j - 1] + 1});
+            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
+                table[i][j] = std::min(table[i][j], table[i - 2][j - 2] + 1);
         }
     }
-    return row.back();
+    return table[a.size()][b.size()];
 }
 
 }  // namespace
