@@ -11,8 +11,9 @@
 /// right.load("rig/right.yml");
 ///
 /// vision::Stereo stereo;
-/// stereo.setMaxDepth(20.f);
-/// stereo.setCalibrations(left, right);
+/// stereo.setMaxDepth(5.f);
+/// stereo.setCalibrations(left, right);  // sets the minimum disparity, that of the maximum depth
+/// stereo.setDisparityNumber(176);       // how near: focal length * baseline / largest disparity
 ///
 /// auto [rectifiedLeft, rectifiedRight] = stereo.rectifyImages(leftImage, rightImage);
 /// cv::Mat disparity = stereo.computeDisparity(rectifiedLeft, rectifiedRight);

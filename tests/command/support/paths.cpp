@@ -7,6 +7,10 @@ std::string programPath() {
     return TIOMIPRA_PROGRAM;
 }
 
+std::string samplePath() {
+    return TIOMIPRA_SAMPLE;
+}
+
 std::string readmePath() {
     return TIOMIPRA_README;
 }

@@ -6,8 +6,9 @@
 
 namespace tiomipra::test {
 
-// The built program, and README.md.
+// The built program, README.md, and the program that is its sample ("" where it is not built).
 std::string programPath();
+std::string samplePath();
 std::string readmePath();
 
 }  // namespace tiomipra::test
