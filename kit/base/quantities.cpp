@@ -79,6 +79,20 @@ cv::Size parseSize(const std::string& text) {
     return size;
 }
 
+Interval parseInterval(const std::string& text) {
+    std::string_view rest = text;
+    Interval interval;
+    const bool hasLow = takeNumber(rest, interval.low);
+    const bool hasDots = startsWith(std::string(rest), "..");
+    rest.remove_prefix(hasDots ? 2 : 0);
+    const bool isWhole = hasLow && hasDots && takeNumber(rest, interval.high) && rest.empty();
+    const bool isRising =
+        std::isfinite(interval.high - interval.low) && interval.low < interval.high;
+    if (!isWhole || !isRising)
+        refuse(text, "LOW..HIGH, two numbers, the lower one first");
+    return interval;
+}
+
 double parsePositiveNumber(const std::string& text) {
     std::string_view rest = text;
     const double number = takePositive(rest);

@@ -33,6 +33,15 @@ DepthRange parseDepthRange(const std::string& text);
 // "9x6" or "9X6": width times height, both positive.
 cv::Size parseSize(const std::string& text);
 
+// From `low` up to `high`, which is larger.
+struct Interval {
+    double low = 0;
+    double high = 0;
+};
+
+// "0..64" or "-1.5..2".
+Interval parseInterval(const std::string& text);
+
 // A finite number above 0.
 double parsePositiveNumber(const std::string& text);
 

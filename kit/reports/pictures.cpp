@@ -180,9 +180,21 @@ std::vector<double> roundTicks(double low, double high, int maxCount) {
     return ticks;
 }
 
-ColourScale chooseScale(const std::string& title, const Statistics& statistics) {
+std::string titleOf(const std::string& quantity, const std::string& name, const std::string& unit) {
+    const bool isAscii =
+        std::all_of(name.begin(), name.end(), [](unsigned char letter) { return letter < 128; });
+    return fmt::format("{}{} ({})", quantity, isAscii ? " of " + name : "", unit);
+}
+
+ColourScale chooseScale(const std::string& title, const Statistics& statistics,
+                        const std::optional<Interval>& wanted) {
     ColourScale scale;
     scale.title = title;
+    if (wanted) {
+        scale.low = wanted->low;
+        scale.high = wanted->high;
+        return scale;
+    }
     scale.low = statistics.percentile1;
     scale.high = statistics.percentile99;
     if (statistics.count > 0 && scale.high <= scale.low) {

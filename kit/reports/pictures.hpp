@@ -6,9 +6,11 @@
 #define TIOMIPRA_REPORTS_PICTURES_HPP
 
 #include <opencv2/core.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "base/quantities.hpp"
 #include "base/statistics.hpp"
 
 namespace tiomipra {
@@ -25,9 +27,14 @@ struct ColourScale {
     bool warmIsLow = false;
 };
 
-// The colours for measured values: nearly all of them, as a few strays would else use up the bar.
-// Without any value there is no bar.
-ColourScale chooseScale(const std::string& title, const Statistics& statistics);
+// "depth of NAME (m)" of the quantity "depth" and the unit "m"; without names that the font of the
+// pictures can't draw, which has ASCII alone.
+std::string titleOf(const std::string& quantity, const std::string& name, const std::string& unit);
+
+// The colours for measured values: those of `wanted`, or nearly all of them, as a few strays would
+// else use up the bar. Without any value there is no bar.
+ColourScale chooseScale(const std::string& title, const Statistics& statistics,
+                        const std::optional<Interval>& wanted);
 
 // Round values within [`low`, `high`], at most `maxCount` (at least 2): multiples of 1, 2 or 5
 // times a power of ten.

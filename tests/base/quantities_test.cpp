@@ -31,6 +31,8 @@ TEST(Quantities, RangesSizesAndNumbers) {
     EXPECT_EQ(parseSize("9x6"), cv::Size(9, 6));
     EXPECT_EQ(parseSize("9X6"), cv::Size(9, 6));
     EXPECT_EQ(parsePositiveNumber("0.25"), 0.25);
+    const Interval interval = parseInterval("-1.5..64");
+    EXPECT_EQ(std::pair(interval.low, interval.high), std::pair(-1.5, 64.));
 }
 
 TEST(Quantities, WhatMeansNothingIsRefused) {
@@ -39,6 +41,8 @@ TEST(Quantities, WhatMeansNothingIsRefused) {
         EXPECT_THROW(parseLength(text), std::invalid_argument) << text;
     for (const char* text : {"3", "3..1", "1..1", "..2", "1..", "1m..2", "1..2..3"})
         EXPECT_THROW(parseDepthRange(text), std::invalid_argument) << text;
+    for (const char* text : {"3", "3..3", "3..1", "..2", "1..", "1..2m", "nan..1", "0..inf"})
+        EXPECT_THROW(parseInterval(text), std::invalid_argument) << text;
     for (const char* text : {"9", "9x", "x6", "0x6", "9x-6", "9x6x3", "9.5x6", "99999999999x1"})
         EXPECT_THROW(parseSize(text), std::invalid_argument) << text;
     for (const char* text : {"", "0", "-1", "nan", "inf", "1m", "1 "})

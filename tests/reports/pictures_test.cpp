@@ -45,13 +45,18 @@ TEST(Pictures, ScalesSpanNearlyAllValues) {
     statistics.percentile1 = 2;
     statistics.percentile99 = 4;
     statistics.largest = 900;
-    ColourScale scale = chooseScale("depth", statistics);
+    ColourScale scale = chooseScale("depth", statistics, std::nullopt);
     EXPECT_EQ(scale.low, 2);
     EXPECT_EQ(scale.high, 4);
     statistics.percentile99 = 2;
-    scale = chooseScale("all the same", statistics);
+    scale = chooseScale("all the same", statistics, std::nullopt);
     EXPECT_EQ(scale.low, 1.5);
     EXPECT_EQ(scale.high, 2.5);
+    scale = chooseScale("as asked for", {}, Interval{-1, 64});
+    EXPECT_EQ(scale.low, -1);
+    EXPECT_EQ(scale.high, 64);
+    EXPECT_EQ(titleOf("depth", "left01", "m"), "depth of left01 (m)");
+    EXPECT_EQ(titleOf("depth", "h\u00f6he", "m"), "depth (m)");
 }
 
 TEST(Pictures, FitImagesOfAnySize) {

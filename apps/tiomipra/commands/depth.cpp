@@ -41,10 +41,11 @@ int writeDepthImage(const DepthMap& map, PairFiles& files) {
 }
 
 void writePicture(const std::string& name, const DepthMap& map, const Statistics& statistics,
-                  const std::string& unit, PairFiles& files) {
-    ColourScale scale = chooseScale(fmt::format("depth of {} ({}), warm is near", name,
-                                                unit.empty() ? "unit of the calibration" : unit),
-                                    statistics);
+                  const std::string& unit, const std::optional<Interval>& colours,
+                  PairFiles& files) {
+    const std::string title =
+        titleOf("depth", name, unit.empty() ? "unit of the calibration" : unit);
+    ColourScale scale = chooseScale(title + ", warm is near", statistics, colours);
     scale.warmIsLow = true;
     writeImage(files.add("_depth_picture.png"), drawColourPicture(map.depth, map.measured, scale));
 }
@@ -58,7 +59,8 @@ PairMeasurement writeDepth(const std::string& name, const Match& match,
     if (wants(options, "png"))
         measurement.outOfRangeOfPng = writeDepthImage(map, files);
     if (wants(options, "picture"))
-        writePicture(name, map, measurement.statistics, madeWith.unit.value_or(""), files);
+        writePicture(name, map, measurement.statistics, madeWith.unit.value_or(""), options.colours,
+                     files);
     return measurement;
 }
 

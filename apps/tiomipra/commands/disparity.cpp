@@ -31,9 +31,9 @@ int writeFixedPoint(const Match& match, PairFiles& files) {
 }
 
 void writePicture(const std::string& name, const Match& match, const Statistics& statistics,
-                  PairFiles& files) {
+                  const std::optional<Interval>& colours, PairFiles& files) {
     const ColourScale scale =
-        chooseScale(fmt::format("disparity of {} (pixels)", name), statistics);
+        chooseScale(titleOf("disparity", name, "pixels"), statistics, colours);
     writeImage(files.add("_disparity_picture.png"),
                drawColourPicture(match.disparity, match.measured, scale));
 }
@@ -45,7 +45,7 @@ PairMeasurement writeDisparity(const std::string& name, const Match& match,
     if (wants(options, "png"))
         measurement.outOfRangeOfPng = writeFixedPoint(match, files);
     if (wants(options, "picture"))
-        writePicture(name, match, measurement.statistics, files);
+        writePicture(name, match, measurement.statistics, options.colours, files);
     return measurement;
 }
 

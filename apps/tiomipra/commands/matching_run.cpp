@@ -72,6 +72,9 @@ Provenance describeRun(const std::string& name, const MatchingOptions& options,
                        const std::optional<Rig>& rig, Parameters parameters) {
     parameters.push_back({"rectified", options.isRectified});
     parameters.push_back({"formats", options.formats});
+    if (options.colours)
+        parameters.push_back(
+            {"colours", fmt::format("{}..{}", options.colours->low, options.colours->high)});
     return {name, std::move(parameters), rig ? rig->hash : "", rig ? rig->unit : std::nullopt};
 }
 

@@ -20,6 +20,18 @@ void addFormats(CLI::App& command, MatchingOptions& options,
         ->group("Output");
 }
 
+void addColours(CLI::App& command, MatchingOptions& options) {
+    command
+        .add_option_function<std::string>(
+            "--colours",
+            [&options](const std::string& text) { options.colours = parseInterval(text); },
+            "What the colours of all pictures span, to compare\nthem (default: nearly all values "
+            "of each)")
+        ->check(complaint<parseInterval>)
+        ->type_name("LOW..HIGH")
+        ->group("Output");
+}
+
 // All but the one for rectified frames. `--formats` takes any of `formats`; the default is what
 // `options.formats` holds.
 void addCommonOptions(CLI::App& command, MatchingOptions& options,
@@ -28,6 +40,7 @@ void addCommonOptions(CLI::App& command, MatchingOptions& options,
     addFrameOptions(command, options.frames);
     addBatchOptions(command, options.batch);
     addFormats(command, options, formats);
+    addColours(command, options);
     addMatcherOptions(command, options.matcher);
 }
 

@@ -2,9 +2,11 @@
 #ifndef TIOMIPRA_OPTIONS_MATCHING_OPTIONS_HPP
 #define TIOMIPRA_OPTIONS_MATCHING_OPTIONS_HPP
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "base/quantities.hpp"
 #include "options/common_options.hpp"
 #include "options/matcher_options.hpp"
 
@@ -17,6 +19,7 @@ struct MatchingOptions {
     MatcherOptions matcher;
     BatchOptions batch;
     std::vector<std::string> formats;
+    std::optional<Interval> colours;  // what the colours of the pictures stand for
 };
 
 // Both set `formats` to what is written by default.
