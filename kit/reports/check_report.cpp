@@ -31,6 +31,49 @@ std::string regionRows(const cv::Mat& medians) {
     return text;
 }
 
+Json toJson(const Angle& angle) {
+    return {{"degrees", angle.degrees}, {"uncertainty", angle.uncertainty}};
+}
+
+Json turnToJson(const RigCheck& check) {
+    if (check.state == RigState::swapped)
+        return nullptr;
+    return {{"aboutX", toJson(check.turn.aboutX)},
+            {"aboutY", toJson(check.turn.aboutY)},
+            {"aboutZ", toJson(check.turn.aboutZ)},
+            {"isAboutYKnown", isTurnKnown(check.turn.aboutY)},
+            {"disparityError", check.depthError.disparity},
+            {"medianDepth", check.depthError.depth},
+            {"depthErrorShare", check.depthError.share}};
+}
+
+std::string angleRow(const std::string& name, const Angle& angle) {
+    return fmt::format("  {:<30}{:>+7.3f} +-{:.3f}\n", name, angle.degrees, angle.uncertainty);
+}
+
+std::string tooMuch(double value, int decimals, const std::string& unit) {
+    return fmt::format("{}{} too {}", fixed(std::abs(value), decimals), unit,
+                       value > 0 ? "large" : "small");
+}
+
+std::string depthErrorText(const DepthError& error, const std::string& unit) {
+    std::string text = "  That about y makes disparities " + tooMuch(error.disparity, 2, " pixels");
+    if (error.depth > 0)
+        text += fmt::format(", depths {} at {}{} (the median)", tooMuch(100 * error.share, 1, " %"),
+                            significant(error.depth, 3), unit.empty() ? "" : " " + unit);
+    return text + ".\n";
+}
+
+std::string turnText(const RigCheck& check, const std::string& unit) {
+    std::string text = "Turn of the right camera since the calibration (degrees):\n";
+    text += angleRow("about x, + is up", check.turn.aboutX);
+    text += angleRow("about y, + is to the right", check.turn.aboutY);
+    text += angleRow("about z, + is clockwise", check.turn.aboutZ);
+    if (!isTurnKnown(check.turn.aboutY))
+        return text + "  These images do not determine that about y.\n";
+    return text + depthErrorText(check.depthError, unit);
+}
+
 }  // namespace
 
 Json toJson(const RigCheck& check) {
@@ -45,11 +88,11 @@ Json toJson(const RigCheck& check) {
               {"signedMedian", check.signedMedian},
               {"regionMedians", gridToJson(check.regionMedians)},
               {"regionsJudged", check.regionsJudged}}},
-            {"turnDegrees", check.turnDegrees},
-            {"shareBehindCameras", check.behindShare}};
+            {"shareBehindCameras", check.behindShare},
+            {"turn", turnToJson(check)}};
 }
 
-std::string toText(const RigCheck& check) {
+std::string toText(const RigCheck& check, const std::string& unit) {
     std::string text = fmt::format(
         "{} of {} matches are consistent.\n"
         "Row difference: median {:.3f}, 95 % up to {:.3f} pixels\n"
@@ -57,12 +100,9 @@ std::string toText(const RigCheck& check) {
         check.consistent, check.matches, check.rowDifferences.median, check.rowDifferences.p95,
         check.regionsJudged);
     text += regionRows(check.regionMedians);
+    if (check.state != RigState::swapped)
+        text += turnText(check, unit);
     text += fmt::format("Verdict: {}: {}.\n", nameOf(check.state), check.reason);
-    if (check.state == RigState::notCalibrated)
-        text += fmt::format(
-            "All rows are shifted as if one camera had been turned by {:.2f} "
-            "degrees about its x axis.\n",
-            check.turnDegrees);
     if (!check.advice.empty())
         text += fmt::format("What to do: {}.\n", check.advice);
     return text;

@@ -12,7 +12,9 @@
 namespace tiomipra {
 
 nlohmann::ordered_json toJson(const RigCheck& check);
-std::string toText(const RigCheck& check);
+
+// With lengths in `unit`; "" for one without a name.
+std::string toText(const RigCheck& check, const std::string& unit);
 
 // The answer that needs no look at the images: the calibration files are exchanged.
 nlohmann::ordered_json swapToJson(const Fault& swap);

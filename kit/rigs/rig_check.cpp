@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <opencv2/calib3d.hpp>
 
 #include "base/errors.hpp"
@@ -21,6 +22,8 @@ constexpr std::size_t minimumPerRegion = 15;
 constexpr std::size_t minimumPerFineRegion = 5;
 // Of nine. A lens or a mount that has moved may show in one part of the image only.
 constexpr int sensibleRegions = 5;
+// Degrees about y; single pairs of calibrated rigs come to 0.17.
+constexpr double largestTurn = 0.25;
 
 // In pixels of a camera without distortion, as left and right as the raw ones.
 std::vector<cv::Point2f> undistort(const std::vector<cv::Point2f>& points,
@@ -31,24 +34,29 @@ std::vector<cv::Point2f> undistort(const std::vector<cv::Point2f>& points,
     return result;
 }
 
+Matches pick(const Matches& matches, const std::function<bool(std::size_t)>& isWanted) {
+    Matches picked;
+    for (std::size_t i = 0; i < matches.left.size(); ++i) {
+        if (!isWanted(i))
+            continue;
+        picked.left.push_back(matches.left[i]);
+        picked.right.push_back(matches.right[i]);
+    }
+    return picked;
+}
+
 Matches findConsistent(const Matches& matches, const vision::Calibration& left,
                        const vision::Calibration& right) {
     constexpr double tolerance = 1;  // pixels
     constexpr double confidence = 0.999;
     constexpr int iterations = 5000;
-    Matches consistent;
     if (matches.left.size() < minimumConsistent)
-        return consistent;
+        return {};
     std::vector<uchar> fits;
     cv::findFundamentalMat(undistort(matches.left, left), undistort(matches.right, right),
                            cv::USAC_MAGSAC, tolerance, confidence, iterations, fits);
-    for (std::size_t i = 0; i < fits.size(); ++i) {
-        if (fits[i] == 0)
-            continue;
-        consistent.left.push_back(matches.left[i]);
-        consistent.right.push_back(matches.right[i]);
-    }
-    return consistent;
+    fits.resize(matches.left.size());  // it is empty when nothing fits
+    return pick(matches, [&](std::size_t i) { return fits[i] != 0; });
 }
 
 void requireEnough(const Matches& consistent, const Matches& matches) {
@@ -64,21 +72,49 @@ void requireEnough(const Matches& consistent, const Matches& matches) {
         count, all, minimumConsistent, 100 * minimumConsistentShare));
 }
 
+struct RectifiedMatches {
+    std::vector<cv::Point2d> left;
+    std::vector<cv::Point2d> right;
+};
+
+RectifiedMatches rectifyMatches(const Matches& matches, const vision::Calibration& left,
+                                const vision::Calibration& right) {
+    return {rectifyPoints(matches.left, left), rectifyPoints(matches.right, right)};
+}
+
+// Where a scene is flat, so many geometries fit it that one fits many a wrong match as well. With
+// the focal lengths known there is one; the tolerance leaves room for those that have changed.
+Matches dropFarOff(const Matches& matches, const TurnFit& fit) {
+    constexpr double pixels = 2;
+    const double tolerance = std::max(pixels, fit.cutOff);
+    return pick(matches, [&](std::size_t i) { return std::abs(fit.distances[i]) <= tolerance; });
+}
+
 struct Residuals {
     std::vector<double> rowDifferences;
+    std::vector<double> disparities;  // less that of what is infinitely far away
     double behindShare = 0;
 };
 
 Residuals findResiduals(const Matches& matches, const vision::Calibration& left,
                         const vision::Calibration& right) {
-    const auto inLeft = rectifyPoints(matches.left, left);
-    const auto inRight = rectifyPoints(matches.right, right);
+    const RectifiedMatches rectified = rectifyMatches(matches, left, right);
     const double atInfinity = disparityModel(left, right).atInfinity;
-    std::size_t behind = 0;
-    for (std::size_t i = 0; i < inLeft.size(); ++i)
-        behind += inLeft[i].x - inRight[i].x < atInfinity ? 1 : 0;
-    return {rowDifferences(inLeft, inRight),
-            static_cast<double>(behind) / static_cast<double>(inLeft.size())};
+    std::vector<double> disparities;
+    for (std::size_t i = 0; i < rectified.left.size(); ++i)
+        disparities.push_back(rectified.left[i].x - rectified.right[i].x - atInfinity);
+    const auto behind = std::count_if(disparities.begin(), disparities.end(),
+                                      [](double disparity) { return disparity < 0; });
+    return {rowDifferences(rectified.left, rectified.right), disparities,
+            static_cast<double>(behind) / static_cast<double>(disparities.size())};
+}
+
+DepthError depthErrorOf(const CameraTurn& turn, const std::vector<double>& disparities,
+                        const vision::Calibration& left, const vision::Calibration& right) {
+    const double median = quantile(disparities, 0.5);
+    const double focal = left.projectionMatrix.at<float>(0, 0);
+    const double shift = focal * std::tan(toRadians(turn.aboutY.degrees));
+    return {shift, disparityModel(left, right).timesDepth / median, -shift / median};
 }
 
 int countNumbers(const cv::Mat_<float>& values) {
@@ -105,17 +141,26 @@ struct Judgement {
 // Why rows or depths do not fit the calibrations as they are, if so. Written such that numbers that
 // are not finite never pass.
 std::string misfit(const RigCheck& check, double maxRowDifference) {
+    const double largest = 2 * maxRowDifference;
     const double median = check.rowDifferences.median;
     const double worstRegion = largestMagnitude(check.regionMedians);
     if (!(median <= maxRowDifference))
         return fmt::format("the median row difference is {}, may be {} at most", pixels(median),
                            pixels(maxRowDifference));
+    if (hasTurned(check.turn.aboutY))
+        return fmt::format(
+            "the right camera has turned by {:+.2f} +-{:.2f} degrees about y, may have by {} at "
+            "most",
+            check.turn.aboutY.degrees, check.turn.aboutY.uncertainty, largestTurn);
     if (check.behindShare >= 0.5)
         return fmt::format("{} % of the points lie behind the cameras",
                            significant(100 * check.behindShare, 3));
-    if (!(worstRegion <= 2 * maxRowDifference))
+    if (!(worstRegion <= largest))
         return fmt::format("in one region the median row difference is {}, may be {} at most",
-                           pixels(worstRegion), pixels(2 * maxRowDifference));
+                           pixels(worstRegion), pixels(largest));
+    if (!(check.rowDifferences.p95 <= largest))
+        return fmt::format("95 % of the row differences are up to {}, may be up to {}",
+                           pixels(check.rowDifferences.p95), pixels(largest));
     return "";
 }
 
@@ -131,17 +176,25 @@ Judgement judge(const RigCheck& check, bool fitsExchanged, double maxRowDifferen
                                               pixels(median), pixels(maxRowDifference))};
 }
 
+// Empty if all could be judged.
+std::string notJudged(const RigCheck& check) {
+    std::vector<std::string> gaps;
+    if (check.regionsJudged < sensibleRegions)
+        gaps.push_back(fmt::format("only {} of 9 regions could be judged", check.regionsJudged));
+    if (!isTurnKnown(check.turn.aboutY))
+        gaps.push_back("a turn about y is not determined");
+    return joined(gaps, ", and ");
+}
+
 std::string advise(const RigCheck& check) {
     if (check.state == RigState::swapped)
         return "exchange the left and right images, or the two calibration files";
     if (check.state == RigState::notCalibrated)
         return "calibrate the rig again";
-    if (check.regionsJudged < sensibleRegions)
-        return fmt::format(
-            "give several pairs that together show texture in all parts of the "
-            "image: only {} of 9 regions could be judged",
-            check.regionsJudged);
-    return "";
+    const std::string gaps = notJudged(check);
+    if (gaps.empty())
+        return "";
+    return "give several pairs that together show texture in all parts of the image: " + gaps;
 }
 
 void measure(RigCheck& check, const Matches& consistent, const vision::Calibration& left,
@@ -153,9 +206,8 @@ void measure(RigCheck& check, const Matches& consistent, const vision::Calibrati
     };
     check.rowDifferences = spreadOf(residuals.rowDifferences);
     check.signedMedian = quantile(residuals.rowDifferences, 0.5);
-    check.turnDegrees =
-        toDegrees(std::atan(std::abs(check.signedMedian) / left.projectionMatrix.at<float>(1, 1)));
     check.behindShare = residuals.behindShare;
+    check.depthError = depthErrorOf(check.turn, residuals.disparities, left, right);
     check.regionMedians = medians({3, 3}, minimumPerRegion);
     check.regionsJudged = countNumbers(check.regionMedians);
     check.fineMedians = medians({8, 6}, minimumPerFineRegion);
@@ -175,13 +227,25 @@ std::string nameOf(RigState state) {
     return "not calibrated";
 }
 
+bool isTurnKnown(const Angle& aboutY) {
+    return aboutY.uncertainty <= largestTurn;
+}
+
+bool hasTurned(const Angle& aboutY) {
+    return isTurnKnown(aboutY) && std::abs(aboutY.degrees) - aboutY.uncertainty > largestTurn;
+}
+
 RigCheck checkRig(const Matches& matches, const vision::Calibration& left,
                   const vision::Calibration& right, double maxRowDifference) {
-    const Matches consistent = findConsistent(matches, left, right);
+    const Matches likely = findConsistent(matches, left, right);
+    const RectifiedMatches rectified = rectifyMatches(likely, left, right);
+    const TurnFit fit = fitCameraTurn(rectified.left, rectified.right, left, right);
+    const Matches consistent = dropFarOff(likely, fit);
     requireEnough(consistent, matches);
     RigCheck check;
     check.matches = matches.left.size();
     check.consistent = consistent.left.size();
+    check.turn = fit.turn;
     measure(check, consistent, left, right);
     const bool fitsExchanged = fitExchanged(consistent, left, right, maxRowDifference);
     const auto [state, reason] = judge(check, fitsExchanged, maxRowDifference);

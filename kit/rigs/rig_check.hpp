@@ -8,6 +8,7 @@
 #include <vision/calibration.hpp>
 
 #include "base/statistics.hpp"
+#include "rigs/camera_turn.hpp"
 #include "rigs/feature_matches.hpp"
 
 namespace tiomipra {
@@ -20,21 +21,34 @@ enum class RigState {
 
 std::string nameOf(RigState state);
 
+// What a turn about y does, which moves no rows to speak of but all disparities.
+struct DepthError {
+    double disparity = 0;  // pixels that disparities in the middle of the image are too large
+    double depth = 0;      // the median of what the matches measure
+    double share = 0;      // by which that depth is too large; where it is too small, below 0
+};
+
 struct RigCheck {
     RigState state = RigState::notCalibrated;
     std::string reason;          // the numbers that decide, in words
     std::string advice;          // what to do; empty if nothing
     std::size_t matches = 0;     // all of them
-    std::size_t consistent = 0;  // those that fit one position of the cameras, whichever
+    std::size_t consistent = 0;  // those that fit one position of the cameras, whichever it is
     // Of the consistent matches, after rectification, left row minus right row, pixels.
     Spread rowDifferences;
     double signedMedian = 0;
-    double turnDegrees = 0;  // about x, that would move all rows by the signed median
     double behindShare = 0;  // of the consistent matches that lie behind the cameras
+    CameraTurn turn;         // says nothing if left and right are swapped
+    DepthError depthError;   // that follows from it
     cv::Mat regionMedians;   // CV_32FC1 3x3 over the left image; NaN where too few matches are
     int regionsJudged = 0;   // of these nine, those with enough matches
     cv::Mat fineMedians;     // the same for 8x6 cells, for a picture
 };
+
+// Whether the turn about y is known well enough to judge it, and whether it is then beyond what
+// calibrated rigs show, its uncertainty allowed for.
+bool isTurnKnown(const Angle& aboutY);
+bool hasTurned(const Angle& aboutY);
 
 // Judges matches of one or many pairs of a rig, whose calibrations are for images of that size.
 //
@@ -43,7 +57,8 @@ struct RigCheck {
 // those that happen to fit it, and pass.
 //
 // The rig is calibrated if the median row difference is at most `maxRowDifference`, that of each
-// region at most twice as much, and most points lie in front of the cameras.
+// region and what 95 % of the row differences stay within at most twice as much, no camera has
+// turned about y (`hasTurned`), and most points lie in front of the cameras.
 //
 // Throws `InputError` when there are too few consistent matches for an answer.
 RigCheck checkRig(const Matches& matches, const vision::Calibration& left,

@@ -51,6 +51,10 @@ double toDegrees(double radians) {
     return radians * 180 / CV_PI;
 }
 
+double toRadians(double degrees) {
+    return degrees * CV_PI / 180;
+}
+
 cv::Size sizeOf(const vision::Calibration& calibration) {
     return {calibration.width, calibration.height};
 }

@@ -42,6 +42,7 @@ struct RigGeometry {
 };
 
 double toDegrees(double radians);
+double toRadians(double degrees);
 
 // Of the images that the calibration is for.
 cv::Size sizeOf(const vision::Calibration& calibration);

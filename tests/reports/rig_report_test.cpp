@@ -157,7 +157,8 @@ RigCheck makeCheck() {
     check.consistent = 150;
     check.rowDifferences = {2, 1.25, 3.5, 9};
     check.signedMedian = -1.25;
-    check.turnDegrees = 0.126;
+    check.turn = {{0.126, 0.01}, {-0.5, 0.0625}, {0.3, 0.004}};
+    check.depthError = {-3.6, 0.815, 0.068};
     check.behindShare = 0.02;
     check.regionMedians = (cv::Mat_<float>(3, 3) << -1.5F, none, 2, 3, 4, 5, 6, 7, 8.25F);
     check.regionsJudged = 8;
@@ -169,9 +170,18 @@ RigCheck makeCheck() {
 TEST(CheckReport, TellsTheAnswerAndTheNumbers) {
     for (const char* part : {"150 of 200 matches", "median 1.250, 95 % up to 3.500 pixels\n",
                              "8 of 9 judged:\n    -1.50        -     2.00\n     3.00     4.00",
-                             "Verdict: not calibrated: it is askew.\n", "turned by 0.13 degrees",
+                             "Verdict: not calibrated: it is askew.\n",
+                             "about y, + is to the right     -0.500 +-0.062\n",
+                             "about y makes disparities 3.60 pixels too small, depths 6.8 % too "
+                             "large at 0.815 m (the median).\n",
                              "What to do: do it again.\n"})
-        EXPECT_THAT(toText(makeCheck()), HasSubstr(part));
+        EXPECT_THAT(toText(makeCheck(), "m"), HasSubstr(part));
+    RigCheck check = makeCheck();
+    check.turn.aboutY.uncertainty = 0.3;
+    EXPECT_THAT(toText(check, ""), HasSubstr("do not determine that about y.\n"));
+    check.state = RigState::swapped;
+    EXPECT_THAT(toText(check, ""), Not(HasSubstr("Turn")));
+    EXPECT_TRUE(toJson(check)["turn"].is_null());
     const Json json = Json::parse(dumpJson(toJson(makeCheck())));
     EXPECT_EQ(json["verdict"], "not calibrated");
     EXPECT_EQ(json["matches"], 200);
@@ -180,8 +190,23 @@ TEST(CheckReport, TellsTheAnswerAndTheNumbers) {
     EXPECT_EQ(json["rowDifference"]["p95"], 3.5);
     EXPECT_EQ(json["rowDifference"]["signedMedian"], -1.25);
     EXPECT_EQ(json["rowDifference"]["regionMedians"][0], Json({-1.5, nullptr, 2.}));
-    EXPECT_EQ(json["turnDegrees"], 0.126);
+    EXPECT_EQ(json["turn"].dump(),
+              R"({"aboutX":{"degrees":0.126,"uncertainty":0.01},)"
+              R"("aboutY":{"degrees":-0.5,"uncertainty":0.0625},)"
+              R"("aboutZ":{"degrees":0.3,"uncertainty":0.004},"isAboutYKnown":true,)"
+              R"("disparityError":-3.6,"medianDepth":0.815,"depthErrorShare":0.068})");
     EXPECT_EQ(json["shareBehindCameras"], 0.02);
+}
+
+TEST(CheckReport, PictureTintsWhatWasMeasured) {
+    const cv::Mat image(480, 640, CV_8UC1, cv::Scalar(200));
+    const cv::Mat picture = drawRowDifferences(makeCheck(), image);
+    EXPECT_EQ(picture.at<cv::Vec3b>(470, 630), cv::Vec3b(200, 200, 200));
+    // Half the image, half the colour of the smallest value: a dark, reddish blue.
+    const auto tinted = picture.at<cv::Vec3b>(2, 2);
+    EXPECT_NEAR(tinted[0], 100 + 59 / 2, 2);
+    EXPECT_NEAR(tinted[1], 100 + 18 / 2, 2);
+    EXPECT_NEAR(tinted[2], 100 + 48 / 2, 2);
 }
 
 }  // namespace

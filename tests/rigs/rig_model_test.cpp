@@ -25,7 +25,7 @@ using testing::HasSubstr;
 
 TEST(Rectify, PutsEveryPointOnOneRowAtItsDepth) {
     const RigModel model = makeModel();
-    const Scene scene = makeScene(model, 200);
+    const PointScene scene = makeScene(model, 200);
     const Matches seen = see(model, scene);
     const double baseline = cv::norm(model.rightFromLeftTranslation);
     for (const double alpha : {-1., 0., 0.5, 1.}) {

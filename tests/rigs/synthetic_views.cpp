@@ -14,7 +14,7 @@ cv::Matx33d turnBy(const cv::Vec3d& vector) {
     return matrix;
 }
 
-std::vector<cv::Point2f> project(const Scene& scene, const CameraModel& camera,
+std::vector<cv::Point2f> project(const PointScene& scene, const CameraModel& camera,
                                  const cv::Matx33d& turn, const cv::Vec3d& shift) {
     cv::Vec3d turnVector;
     cv::Rodrigues(turn, turnVector);
@@ -25,7 +25,7 @@ std::vector<cv::Point2f> project(const Scene& scene, const CameraModel& camera,
 }
 
 // The board in the frame of the left camera.
-Scene place(const Board& board, int number) {
+PointScene place(const Board& board, int number) {
     const double angle = 2.4 * number;
     const cv::Matx33d tilt =
         turnBy({0.45 * std::sin(angle), 0.45 * std::cos(angle), 0.1 * std::sin(number)});
@@ -34,7 +34,7 @@ Scene place(const Board& board, int number) {
     const cv::Vec3d centre(width / 2, board.square * board.corners.height / 2, 0);
     const cv::Vec3d shift(0.4 * distance * std::cos(1.7 * number) * 0.7 + 0.03,
                           0.3 * distance * std::sin(1.7 * number) * 0.7, distance);
-    Scene scene;
+    PointScene scene;
     for (const cv::Point3f& point : boardPoints(board))
         scene.emplace_back(tilt * (cv::Vec3d(point.x, point.y, point.z) - centre) + shift);
     return scene;
@@ -55,18 +55,18 @@ RigModel makeModel() {
     return rig;
 }
 
-Matches see(const RigModel& rig, const Scene& scene) {
+Matches see(const RigModel& rig, const PointScene& scene) {
     return {project(scene, rig.left, cv::Matx33d::eye(), {}),
             project(scene, rig.right, rig.rightFromLeftRotation, rig.rightFromLeftTranslation)};
 }
 
-Scene makeScene(const RigModel& rig, int count) {
+PointScene makeScene(const RigModel& rig, int count) {
     const cv::Matx33d& camera = rig.left.cameraMatrix;
     std::mt19937 random(1);
     std::uniform_real_distribution<> across(30, rig.left.imageSize.width - 30);
     std::uniform_real_distribution<> down(30, rig.left.imageSize.height - 30);
     std::uniform_real_distribution<> nearness(1 / 5., 1 / 0.5);
-    Scene scene;
+    PointScene scene;
     for (int i = 0; i < count; ++i) {
         const double depth = 1 / nearness(random);
         scene.emplace_back((across(random) - camera(0, 2)) / camera(0, 0) * depth,

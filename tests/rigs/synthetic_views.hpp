@@ -15,13 +15,13 @@ namespace tiomipra::test {
 RigModel makeModel();
 
 // Points of the scene, in the left camera's frame.
-using Scene = std::vector<cv::Point3d>;
+using PointScene = std::vector<cv::Point3d>;
 
 // Where the cameras see them, pixels, exactly.
-Matches see(const RigModel& rig, const Scene& scene);
+Matches see(const RigModel& rig, const PointScene& scene);
 
 // Textured things all over the left image, at depths of 0.5 to 5.
-Scene makeScene(const RigModel& rig, int count);
+PointScene makeScene(const RigModel& rig, int count);
 
 // The board at `count` places and tilts. Noise of that deviation, in pixels, is on each coordinate.
 std::vector<PairDetection> seeBoard(const RigModel& rig, const Board& board, int count,

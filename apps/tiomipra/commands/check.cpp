@@ -67,11 +67,12 @@ Ending conclude(const RigCheck& check, const MatchCollection& collection) {
 }
 
 Ending report(const CheckOptions& options, nlohmann::ordered_json report, const RigCheck& check,
-              const MatchCollection& collection) {
+              const MatchCollection& collection, const std::string& unit) {
     report["pairs"] = collection.pairs();
     report["failed"] = collection.failures();
     report.update(toJson(check));
-    publish(options, report, toText(check), drawRowDifferences(check, collection.firstImage()));
+    publish(options, report, toText(check, unit),
+            drawRowDifferences(check, collection.firstImage()));
     return conclude(check, collection);
 }
 
@@ -104,12 +105,12 @@ Ending runCheck(const CheckOptions& options) {
     if (!options.output.empty())
         prepareOutput(options, rig, *source);
     auto json = toJson(Provenance{
-        "check", Parameters{{"maxRowDifference", options.maxRowDifference}}, rig.hash, {}});
+        "check", Parameters{{"maxRowDifference", options.maxRowDifference}}, rig.hash, rig.unit});
     if (isSwap)
         return reportSwap(options, std::move(json), faults.front());
     const MatchCollection collection = matchPairs(*source, rig, options.jobs);
     const RigCheck result = checkRig(collection, rig, options.maxRowDifference);
-    return report(options, std::move(json), result, collection);
+    return report(options, std::move(json), result, collection, rig.unit.value_or(""));
 }
 
 }  // namespace tiomipra
