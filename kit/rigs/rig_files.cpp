@@ -39,6 +39,10 @@ void requireKeys(const Calibration& calibration, const std::string& path) {
         // No distortion at all is a way to say that there is none.
         if ((calibration.*matrix).empty() && matrix != &Calibration::distortion)
             complain(key, "is missing or empty");
+        // OpenCV's functions meet these with an assertion that says nothing to a user.
+        if ((calibration.*matrix).dims > 2)
+            complain(key, fmt::format("is {}, must have rows and columns only",
+                                      describe(calibration.*matrix)));
     }
 }
 

@@ -34,17 +34,16 @@ class Check : public testing::Test {
     const std::string _rig = _folder / "rig";
 };
 
-TEST_F(Check, AcceptsRigOnItsPhotographs) {
+TEST_F(Check, AnswersByStatusAndReport) {
     const std::string output = _folder / "check";
     const RunResult result = runTiomipra(checkPhotographs("01", {"--json", "--output", output}));
     const auto report = nlohmann::json::parse(result.out);
     EXPECT_EQ(report["verdict"], "calibrated");
-    EXPECT_LT(report["rowDifference"]["median"], 0.5);
+    EXPECT_EQ(report["unit"], "");
     EXPECT_EQ(readFile(output + "/report.json"), result.out);
     EXPECT_EQ(readImage(output + "/row_differences.png").cols, 640);
     EXPECT_EQ(runForJson(checkPhotographs("0[1-4]", {"--jobs", "1"})),
               runForJson(checkPhotographs("0[1-4]", {"--jobs", "3"})));
-
     for (const std::string side : {"left", "right"}) {
         cv::Mat reduced;
         cv::resize(readImage(photograph(side + "01.jpg")), reduced, {320, 240}, 0, 0,
@@ -52,21 +51,16 @@ TEST_F(Check, AcceptsRigOnItsPhotographs) {
         writeImage(_folder / (side + ".png"), reduced);
     }
     runTiomipra(check(_folder / "left.png", _folder / "right.png"));
-}
 
-TEST_F(Check, RejectsWhatDoesNotFit) {
-    EXPECT_THAT(runTiomipra(check(photograph("right07.jpg"), photograph("left07.jpg")), 1).out,
-                HasSubstr("Verdict: swapped"));
-    const Arguments tooStrict = checkPhotographs("01", {"--max-row-difference", "0.01"});
-    const auto strict = runForJson(tooStrict, 1);
+    const auto strict = runForJson(checkPhotographs("01", {"--max-row-difference", "0.01"}), 1);
     EXPECT_EQ(strict["verdict"], "not calibrated");
     EXPECT_EQ(strict["parameters"]["maxRowDifference"], 0.01);
-    const RunResult result =
-        runTiomipra({"check", "--left-calibration", _rig + "/right.yml", "--right-calibration",
-                     _rig + "/left.yml", "--left", photograph("left01.jpg"), "--right",
-                     photograph("right01.jpg")},
-                    1);
-    EXPECT_THAT(result.out, HasSubstr("What to do: exchange the two calibration files"));
+    EXPECT_THAT(runTiomipra({"check", "--left-calibration", _rig + "/right.yml",
+                             "--right-calibration", _rig + "/left.yml", "--left",
+                             photograph("left01.jpg"), "--right", photograph("right01.jpg")},
+                            1)
+                    .out,
+                HasSubstr("What to do: exchange the two calibration files"));
 }
 
 TEST_F(Check, NamesInputsThatGiveNoAnswer) {

@@ -193,6 +193,17 @@ TEST(Matching, UniformImagesUnseenPixelsAndUnmatchableColumnsAreNotMeasured) {
     }
 }
 
+// A step has its gradient in two columns: whichever its height, it counts as the cap.
+TEST(FindTextured, GradientsCountUpToTheCap) {
+    cv::Mat step(20, 40, CV_8UC1, cv::Scalar(10));
+    step.colRange(20, 40) = 210;
+    for (const int threshold : {309, 310, 311}) {
+        const cv::Mat found = findTextured(step, 5, 31, threshold);
+        EXPECT_EQ(found.at<uchar>(10, 20) != 0, threshold <= 2 * 5 * 31) << threshold;
+        EXPECT_EQ(found.at<uchar>(10, 30), 0);
+    }
+}
+
 // Scaled calibrations put pixel (x, y) at (x / scale, y / scale): so must the scaled images.
 TEST(ImageReduction, KeepsTheGeometry) {
     cv::Mat ramp(97, 131, CV_8UC1);

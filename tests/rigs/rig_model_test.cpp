@@ -167,6 +167,20 @@ TEST_F(RigFiles, UnitIsThatOfTheReportOnTheseFiles) {
               "fb8e20fc2e4c3f248c60c39bd652f3c1347298bb977b8b4d5903b85055620603");
 }
 
+TEST_F(RigFiles, MatricesHaveTwoDimensions) {
+    for (const auto matrix : {&vision::Calibration::cameraMatrix, &vision::Calibration::distortion,
+                              &vision::Calibration::projectionMatrix}) {
+        vision::Calibration broken = readCalibration(_left);
+        broken.*matrix = cv::Mat({3, 3, 2}, CV_32FC1, cv::Scalar(1));
+        const std::string path = _folder.path("broken.yml");
+        broken.save(path);
+        EXPECT_THAT([&] { readCalibration(path); },
+                    testing::ThrowsMessage<InputError>(testing::AllOf(
+                        HasSubstr("broken.yml' is not a whole calibration: "),
+                        HasSubstr("is 3-dimensional CV_32FC1, must have rows and columns only"))));
+    }
+}
+
 class RigModelFile : public testing::Test {
   protected:
     std::string write(const std::string& text) const { return _folder.write("rig.yml", text); }

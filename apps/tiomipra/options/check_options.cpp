@@ -12,7 +12,8 @@ void addCheckOptions(CLI::App& command, CheckOptions& options) {
     command
         .add_option("--max-row-difference", options.maxRowDifference,
                     "The largest median row difference of a calibrated\n"
-                    "rig; that of each region may be twice as much")
+                    "rig; that of each region, and what 95 % of all\n"
+                    "stay within, may be twice as much")
         ->check(complaint<parsePositiveNumber>)
         ->type_name("PIXELS")
         ->capture_default_str();
