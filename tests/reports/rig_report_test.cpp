@@ -177,6 +177,8 @@ TEST(CheckReport, TellsTheAnswerAndTheNumbers) {
                              "What to do: do it again.\n"})
         EXPECT_THAT(toText(makeCheck(), "m"), HasSubstr(part));
     RigCheck check = makeCheck();
+    check.depthError.depth = -1;
+    EXPECT_THAT(toText(check, ""), HasSubstr("3.60 pixels too small.\n"));
     check.turn.aboutY.uncertainty = 0.3;
     EXPECT_THAT(toText(check, ""), HasSubstr("do not determine that about y.\n"));
     check.state = RigState::swapped;
