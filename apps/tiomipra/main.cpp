@@ -108,6 +108,14 @@ int end(const CLI::App& app, const Ending& ending) {
     return static_cast<int>(ending.status);
 }
 
+// How the command ends once its results are out. What went wrong before says more than that they
+// are lost as well.
+int endWithResult(const CLI::App& app, const Ending& ending) {
+    std::cout.flush();
+    const bool isLost = !std::cout && ending.message.empty();
+    return end(app, isLost ? Ending{Status::input, "can't write to standard output"} : ending);
+}
+
 // Where a result can't come any more; a program that reads it learns why. It learns of an
 // interruption from the signal.
 int endWithoutResult(const CLI::App& app, const Ending& ending, bool isJsonWanted) {
@@ -150,8 +158,10 @@ int printCompletions(const CLI::App& app, const std::vector<std::string>& words)
 int reportParseError(const CLI::App& app, const CLI::ParseError& error, bool isJsonWanted) {
     // --help and --version; the help of what nobody knows is not the help that was asked for.
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success) &&
-        app.remaining().empty())
-        return app.exit(error);
+        app.remaining().empty()) {
+        app.exit(error);
+        return endWithResult(app, {});
+    }
     const std::string hint = fmt::format("\nRun '{} --help' for its options.", calledAs(app));
     return endWithoutResult(app, {Status::usage, describe(app, error) + hint}, isJsonWanted);
 }
@@ -175,11 +185,7 @@ int main(int argc, char** argv) {
     const bool isJsonWanted = std::find(words.begin(), words.end(), "--json") != words.end();
     try {
         app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
-        const Ending ending = run();
-        std::cout.flush();
-        // What went wrong before says more than that the results are lost as well.
-        const bool isLost = !std::cout && ending.message.empty();
-        return end(app, isLost ? Ending{Status::input, "can't write to standard output"} : ending);
+        return endWithResult(app, run());
     } catch (const CLI::ParseError& error) {
         return reportParseError(app, error, isJsonWanted);
     } catch (const std::exception& exception) {

@@ -9,6 +9,7 @@
 #include "base/text.hpp"
 #include "files/image_files.hpp"
 #include "files/input_files.hpp"
+#include "files/npy_files.hpp"
 
 namespace tiomipra {
 namespace {
@@ -38,10 +39,21 @@ cv::Mat markUnmeasured(const cv::Mat& values, const cv::Mat& measured, float mar
     return marked;
 }
 
-FixedPointImage toFixedPoint(const cv::Mat& values, const cv::Mat& measured, double factor) {
+void writeFloats(const std::string& path, const cv::Mat& values, const cv::Mat& measured) {
+    using Limits = std::numeric_limits<float>;
+    const std::string extension = extensionOf(path);
+    const cv::Mat marked = markUnmeasured(
+        values, measured, extension == ".pfm" ? Limits::infinity() : Limits::quiet_NaN());
+    if (extension == ".npy")
+        writeFile(path, encodeNpy(marked));
+    else
+        writeImage(path, marked);
+}
+
+FixedPointImage toFixedPoint(const cv::Mat& values, const cv::Mat& measured, double step) {
     constexpr int largest = std::numeric_limits<std::uint16_t>::max();
     cv::Mat scaled;
-    values.convertTo(scaled, CV_32S, factor);
+    values.convertTo(scaled, CV_32S, 1 / step);
     const cv::Mat fits = measured & (scaled >= 1) & (scaled <= largest);
     FixedPointImage image{cv::Mat::zeros(values.size(), CV_16UC1), 0};
     scaled.setTo(0, ~fits);

@@ -1,5 +1,4 @@
-// Disparity and depth images in the pixel formats that files hold, with what was not measured
-// marked in the way of each format.
+// Disparity and depth images as files, with what was not measured marked in the way of each format.
 #ifndef TIOMIPRA_FILES_DISPARITY_FILES_HPP
 #define TIOMIPRA_FILES_DISPARITY_FILES_HPP
 
@@ -12,14 +11,19 @@ namespace tiomipra {
 // `values` (`CV_32FC1`) with `mark` (NaN or infinity, say) where `measured` is 0.
 cv::Mat markUnmeasured(const cv::Mat& values, const cv::Mat& measured, float mark);
 
+// Writes `values` (`CV_32FC1`) as 32-bit floats; the extension chooses the format and with it what
+// stands where `measured` is 0: NaN in ".tiff" and ".npy", infinity in ".pfm". Throws `InputError`
+// that names the file when it can't be written.
+void writeFloats(const std::string& path, const cv::Mat& values, const cv::Mat& measured);
+
 // A 16-bit image and the measured values that it can't hold.
 struct FixedPointImage {
-    cv::Mat pixels;      // `CV_16UC1`: value times factor, rounded; 0 where there is none
+    cv::Mat pixels;      // `CV_16UC1`: value by step, rounded; 0 where there is none
     int outOfRange = 0;  // measured, but not within 1..65535 after rounding, so 0 in `pixels`
 };
 
-// `values` (`CV_32FC1`) times `factor` where `measured` is not 0.
-FixedPointImage toFixedPoint(const cv::Mat& values, const cv::Mat& measured, double factor);
+// `values` (`CV_32FC1`) in multiples of `step` where `measured` is not 0.
+FixedPointImage toFixedPoint(const cv::Mat& values, const cv::Mat& measured, double step);
 
 // Reads a disparity image, in pixels, as `CV_32FC1`: floating-point TIFF and PFM as they are, whole
 // numbers divided by `scale`, with NaN for 0, which stands for unknown. Without a `scale` that is

@@ -110,6 +110,22 @@ void removeLeftovers(const std::string& folder) {
     }
 }
 
+// Appends those that had to be created to `created`.
+void createFolders(const fs::path& folder, std::vector<std::string>& created,
+                   std::error_code& error) {
+    if (folder.empty() || fs::exists(folder, error))
+        return;
+    error.clear();
+    createFolders(folder.parent_path(), created, error);
+    if (!error && fs::create_directory(folder, error))
+        created.push_back(folder.string());
+}
+
+void removeEmpty(const std::vector<std::string>& folders) {
+    for (auto folder = folders.rbegin(); folder != folders.rend(); ++folder)
+        rmdir(folder->c_str());
+}
+
 std::FILE* openToWrite(const std::string& path) {
     const auto descriptor = findDescriptor(path);
     if (!descriptor)
@@ -143,19 +159,25 @@ bool writeBytes(const std::string& path, std::string_view bytes) {
 
 }  // namespace
 
-void prepareFolder(const std::string& path) {
+OutputFolder::OutputFolder(const std::string& path) {
     // Links may lead to folders that are missing.
     fs::path folder;
     for (const fs::path& part : fs::path(path))
         folder = followLinks(folder / part);
     std::error_code error;
-    fs::create_directories(folder, error);
+    createFolders(folder, _created, error);
     if (!error && !fs::is_directory(path, error))
         error = std::make_error_code(std::errc::not_a_directory);
-    if (error)
+    if (error) {
+        removeEmpty(_created);
         throw InputError(
             fmt::format("can't create the folder {}: {}", quote(path), error.message()));
+    }
     removeLeftovers(path);
+}
+
+OutputFolder::~OutputFolder() {
+    removeEmpty(_created);
 }
 
 std::string temporaryName(const std::string& folder) {

@@ -12,10 +12,21 @@
 
 namespace tiomipra {
 
-// Creates the folder `path` and those above it, also where links lead, unless it exists, and
-// removes the temporary files that runs which died have left in it. Throws `InputError` that names
-// the folder and the reason.
-void prepareFolder(const std::string& path);
+// A folder for results. It takes away the folders that it had to create once there is nothing in
+// them at its end, as after a run that failed.
+class OutputFolder {
+  public:
+    // Creates the folder `path` and those above it, also where links lead, unless it exists, and
+    // removes the temporary files that runs which died have left in it. Throws `InputError` that
+    // names the folder and the reason.
+    explicit OutputFolder(const std::string& path);
+    OutputFolder(const OutputFolder&) = delete;
+    OutputFolder& operator=(const OutputFolder&) = delete;
+    ~OutputFolder();
+
+  private:
+    std::vector<std::string> _created;  // the outermost one first
+};
 
 // A new name in `folder` for a file that is not whole yet.
 std::string temporaryName(const std::string& folder);

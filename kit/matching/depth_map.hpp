@@ -19,6 +19,19 @@ struct DepthMap {
 // `stereo` is the object that gave the match.
 DepthMap computeDepthMap(const Match& match, const vision::Stereo& stereo);
 
+// How pixels, depths and points of a rectified left image belong together: pixel (x, y) at depth Z
+// is the point X = (x - centre.x) Z / focalLength, Y = (y - centre.y) Z / focalLength, and Z is
+// focalLength * baseline / (disparity - disparityAtInfinity).
+struct DepthCamera {
+    double focalLength = 0;          // pixels
+    cv::Point2d centre;              // the principal point, pixels
+    double baseline = 0;             // unit of the calibrations
+    double disparityAtInfinity = 0;  // the left principal point's x minus the right one's, pixels
+};
+
+// Of matched images of `size`; `stereo` is the object that gave the match.
+DepthCamera depthCamera(const vision::Stereo& stereo, const cv::Size& size);
+
 }  // namespace tiomipra
 
 #endif

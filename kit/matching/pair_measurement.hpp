@@ -4,28 +4,45 @@
 
 #include <opencv2/core/mat.hpp>
 #include <optional>
+#include <string>
 
 #include "base/provenance.hpp"
 #include "base/statistics.hpp"
+#include "matching/depth_map.hpp"
 
 namespace tiomipra {
 
 enum class Quantity { disparity, depth };
 
-struct PairMeasurement {
-    Quantity quantity = Quantity::disparity;
-    cv::Size size;          // of the image that was matched
-    Statistics statistics;  // of the measured values
-    // Measured values that the 16-bit PNG can't hold; nothing when there is no such file.
-    std::optional<int> outOfRangeOfPng;
-    Parameters matcher;  // as they were fitted to the size of the images
+// "disparity" or "depth".
+std::string nameOf(Quantity quantity);
+
+// What a 16-bit PNG holds of the measured values.
+struct PngContent {
+    double step = 0;     // what 1 in the file stands for: pixels, or the unit of the calibrations
+    int outOfRange = 0;  // measured values that it can't hold
 };
 
-// By what disparities in pixels, or depths, are multiplied in a 16-bit PNG.
-double pngFactor(Quantity quantity);
+struct PairMeasurement {
+    Quantity quantity = Quantity::disparity;
+    cv::Size size;                      // of the image that was matched
+    Statistics statistics;              // of the measured values
+    std::optional<PngContent> png;      // nothing when there is no such file
+    std::optional<DepthCamera> camera;  // nothing for pairs that came rectified
+    std::optional<std::string> unit;    // of lengths, as in `Rig`
+    Parameters matcher;                 // as they were fitted to the size of the images
+};
 
-// Of the `values` (`CV_32FC1`) where `measured` (`CV_8UC1`, same size) is not 0; without a PNG and
-// the matcher's parameters.
+// The step of disparities in a 16-bit PNG, in pixels.
+constexpr double disparityPngStep = 1. / 256;
+
+// The step of depths in a 16-bit PNG: a millimetre where `unit` is known to be the metre.
+// Otherwise, as the unit may be the millimetre as well, a power of ten of which 65535 reach
+// `maxDepth`, a thousandth at least.
+double depthPngStep(const std::optional<std::string>& unit, double maxDepth);
+
+// Of the `values` (`CV_32FC1`) where `measured` (`CV_8UC1`, same size) is not 0; all else is left
+// to be added.
 PairMeasurement measure(Quantity quantity, const cv::Mat& values, const cv::Mat& measured);
 
 }  // namespace tiomipra

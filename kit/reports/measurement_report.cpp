@@ -1,22 +1,16 @@
 #include "reports/measurement_report.hpp"
 
+#include <cstdint>
+#include <limits>
 #include <nlohmann/json.hpp>
 
+#include "base/quantities.hpp"
 #include "base/text.hpp"
 
 namespace tiomipra {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::string nameOf(Quantity quantity) {
-    return quantity == Quantity::depth ? "depth" : "disparity";
-}
-
-// The values that a 16-bit PNG holds.
-std::string pngRange(Quantity quantity) {
-    return quantity == Quantity::depth ? "0.001 to 65.535" : "above 0, below 256";
-}
 
 std::size_t pixelsOf(const PairMeasurement& measurement) {
     return static_cast<std::size_t>(measurement.size.width) *
@@ -41,6 +35,26 @@ Json toJson(const Statistics& statistics) {
             {"largest", valueOrNull(statistics.largest)}};
 }
 
+Json toJson(const DepthCamera& camera) {
+    const double f = camera.focalLength;
+    return {{"matrix", {{f, 0, camera.centre.x}, {0, f, camera.centre.y}, {0, 0, 1}}},
+            {"baseline", camera.baseline},
+            {"disparityAtInfinity", camera.disparityAtInfinity}};
+}
+
+// What a reader of the PNG should know: steps that are no millimetres, and what is missing.
+std::string describePng(const PairMeasurement& measurement) {
+    constexpr int largest = std::numeric_limits<std::uint16_t>::max();
+    const auto& [step, outOfRange] = *measurement.png;
+    std::string text;
+    if (measurement.quantity == Quantity::depth && measurement.unit != metres)
+        text += fmt::format(", PNG in steps of {}", digits(step));
+    if (outOfRange > 0)
+        text += fmt::format(", {} outside of what the 16-bit PNG holds ({} to {})", outOfRange,
+                            significant(step, 6), significant(largest * step, 6));
+    return text;
+}
+
 }  // namespace
 
 Json toJson(const PairMeasurement& measurement) {
@@ -49,8 +63,14 @@ Json toJson(const PairMeasurement& measurement) {
               {"measuredPixels", measurement.statistics.count},
               {"measuredShare", measuredShare(measurement)},
               {nameOf(measurement.quantity), toJson(measurement.statistics)}};
-    if (measurement.outOfRangeOfPng)
-        json["outOfRangeOfPng"] = *measurement.outOfRangeOfPng;
+    if (measurement.png) {
+        json["pngStep"] = measurement.png->step;
+        json["outOfRangeOfPng"] = measurement.png->outOfRange;
+    }
+    if (measurement.camera) {
+        json["camera"] = toJson(*measurement.camera);
+        json["camera"]["unit"] = measurement.unit ? Json(*measurement.unit) : nullptr;
+    }
     json["matcher"] = toJson(measurement.matcher);
     return json;
 }
@@ -64,9 +84,8 @@ std::string summaryOf(const PairMeasurement& measurement) {
         summary += fmt::format(", {} {} to {}, median {}", nameOf(measurement.quantity),
                                digits(statistics.smallest), digits(statistics.largest),
                                digits(statistics.median));
-    if (measurement.outOfRangeOfPng.value_or(0) > 0)
-        summary += fmt::format(", {} outside of what the 16-bit PNG holds ({})",
-                               *measurement.outOfRangeOfPng, pngRange(measurement.quantity));
+    if (measurement.png)
+        summary += describePng(measurement);
     return summary;
 }
 

@@ -10,8 +10,9 @@
 namespace tiomipra {
 
 // {"width": ..., "height": ..., "measuredPixels": ..., "measuredShare": ..., "depth": {"smallest":
-//  ..., "percentile1": ..., ...}, "outOfRangeOfPng": ..., "matcher": {...}}; quantiles of nothing
-// are null.
+//  ..., "percentile1": ..., ...}, "pngStep": ..., "outOfRangeOfPng": ..., "camera": {"matrix": ...,
+//  "baseline": ..., "disparityAtInfinity": ..., "unit": ...}, "matcher": {...}}; quantiles of
+// nothing are null, and so is a unit that is not known.
 nlohmann::ordered_json toJson(const PairMeasurement& measurement);
 
 // The same in a few words.

@@ -135,7 +135,7 @@ Ending runCalibrate(const CalibrateOptions& options) {
     requireFrames(options.frames);
     const auto source = openFrames(options.frames, sayBesideBar);
     requireOtherInputs(options, *source);
-    prepareFolder(options.output);
+    const OutputFolder folder(options.output);
     const BoardSearch search = searchBoards(*source, board, options.jobs);
     const CalibrationReport report =
         makeReport(calibrateRig(search.detections(), board, search.imageSize(),

@@ -1,6 +1,7 @@
 // tiomipra check: is this rig still calibrated?
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <variant>
 
 #include "base/json_text.hpp"
@@ -83,12 +84,11 @@ Ending reportSwap(const CheckOptions& options, nlohmann::ordered_json report, co
     return {Status::no, ""};
 }
 
-void prepareOutput(const CheckOptions& options, const Rig& rig, const FrameSource& source) {
+void requireOtherInputs(const CheckOptions& options, const Rig& rig, const FrameSource& source) {
     ProtectedFiles inputs(source.files());
     inputs.add(filesOf(rig));
     for (const char* name : {pictureName, reportName})
         inputs.requireOther(pathIn(options.output, name));
-    prepareFolder(options.output);
 }
 
 }  // namespace
@@ -102,8 +102,11 @@ Ending runCheck(const CheckOptions& options) {
         requireUsable(rig);
     requireFrames(options.frames);
     const auto source = openFrames(options.frames, sayBesideBar);
-    if (!options.output.empty())
-        prepareOutput(options, rig, *source);
+    std::optional<OutputFolder> folder;
+    if (!options.output.empty()) {
+        requireOtherInputs(options, rig, *source);
+        folder.emplace(options.output);
+    }
     auto json = toJson(Provenance{
         "check", Parameters{{"maxRowDifference", options.maxRowDifference}}, rig.hash, rig.unit});
     if (isSwap)

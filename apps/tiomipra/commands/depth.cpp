@@ -1,14 +1,11 @@
 // tiomipra depth: point clouds and depth images.
 #include "base/errors.hpp"
-#include "base/text.hpp"
 #include "commands/commands.hpp"
 #include "commands/matching_run.hpp"
+#include "commands/value_images.hpp"
 #include "files/cloud_files.hpp"
-#include "files/disparity_files.hpp"
-#include "files/image_files.hpp"
 #include "files/output_files.hpp"
 #include "matching/depth_map.hpp"
-#include "reports/pictures.hpp"
 
 namespace tiomipra {
 namespace {
@@ -33,35 +30,11 @@ void writeClouds(const DepthMap& map, const cv::Mat& image, const MatchingOption
     }
 }
 
-// Returns how many measured depths it can't hold.
-int writeDepthImage(const DepthMap& map, PairFiles& files) {
-    const FixedPointImage image = toFixedPoint(map.depth, map.measured, pngFactor(Quantity::depth));
-    writeImage(files.add("_depth.png"), image.pixels);
-    return image.outOfRange;
-}
-
-void writePicture(const std::string& name, const DepthMap& map, const Statistics& statistics,
-                  const std::string& unit, const std::optional<Interval>& colours,
-                  PairFiles& files) {
-    const std::string title =
-        titleOf("depth", name, unit.empty() ? "unit of the calibration" : unit);
-    ColourScale scale = chooseScale(title + ", warm is near", statistics, colours);
-    scale.warmIsLow = true;
-    writeImage(files.add("_depth_picture.png"), drawColourPicture(map.depth, map.measured, scale));
-}
-
-PairMeasurement writeDepth(const std::string& name, const Match& match,
-                           const vision::Stereo& stereo, const MatchingOptions& options,
-                           const Provenance& madeWith, PairFiles& files) {
-    const DepthMap map = computeDepthMap(match, stereo);
-    PairMeasurement measurement = measure(Quantity::depth, map.depth, map.measured);
-    writeClouds(map, match.left, options, madeWith, files);
-    if (wants(options, "png"))
-        measurement.outOfRangeOfPng = writeDepthImage(map, files);
-    if (wants(options, "picture"))
-        writePicture(name, map, measurement.statistics, madeWith.unit.value_or(""), options.colours,
-                     files);
-    return measurement;
+ValueImage imageOf(const DepthMap& map, const vision::Stereo& stereo, const Provenance& madeWith) {
+    const std::string unit = madeWith.unit.value_or("");
+    return {Quantity::depth, map.depth, map.measured,
+            unit.empty() ? "unit of the calibration" : unit,
+            depthPngStep(madeWith.unit, stereo.getMaxDepth())};
 }
 
 }  // namespace
@@ -74,7 +47,9 @@ Ending runDepth(const MatchingOptions& options) {
         "depth", options,
         [&options](const std::string& name, const Match& match, const vision::Stereo& stereo,
                    const Provenance& madeWith, PairFiles& files) {
-            return writeDepth(name, match, stereo, options, madeWith, files);
+            const DepthMap map = computeDepthMap(match, stereo);
+            writeClouds(map, match.left, options, madeWith, files);
+            return writeValues(name, imageOf(map, stereo, madeWith), options, files);
         });
 }
 

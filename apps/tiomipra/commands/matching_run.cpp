@@ -110,6 +110,9 @@ Ending runMatching(const std::string& name, const MatchingOptions& options,
             PairMeasurement measurement =
                 write(frame.name, match, matcher->stereo(), madeWith, files);
             measurement.matcher = matcher->parameters();
+            if (rig)
+                measurement.camera = depthCamera(matcher->stereo(), match.left.size());
+            measurement.unit = madeWith.unit;
             warnOfNothing(frame.name, measurement, notices);
             return {toJson(measurement), summaryOf(measurement)};
         };

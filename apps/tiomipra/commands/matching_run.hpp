@@ -16,8 +16,8 @@ namespace tiomipra {
 
 // Writes the `files` of the pair `name`, and says what was measured in it: what matching it gave,
 // the object that matched it and what the results are made with, which holds the parameters as they
-// were fitted to the size of the images. `runMatching` adds the matcher's parameters to the
-// measurement.
+// were fitted to the size of the images. `runMatching` adds the camera, the unit and the matcher's
+// parameters to the measurement.
 using WriteMatch = std::function<PairMeasurement(const std::string& name, const Match& match,
                                                  const vision::Stereo& stereo,
                                                  const Provenance& madeWith, PairFiles& files)>;

@@ -48,7 +48,7 @@ void addCommonOptions(CLI::App& command, MatchingOptions& options,
 
 void addDisparityOptions(CLI::App& command, MatchingOptions& options) {
     options.formats = {"tiff", "png", "picture"};
-    addCommonOptions(command, options, {"tiff", "pfm", "png", "picture"});
+    addCommonOptions(command, options, {"tiff", "pfm", "npy", "png", "picture"});
     command
         .add_flag("--rectified", options.isRectified,
                   "The images are rectified already; no calibration is needed")
@@ -59,7 +59,8 @@ void addDisparityOptions(CLI::App& command, MatchingOptions& options) {
 
 void addDepthOptions(CLI::App& command, MatchingOptions& options) {
     options.formats = {"ply", "png", "picture"};
-    addCommonOptions(command, options, {"ply", "ply-text", "pcd", "png", "picture"});
+    addCommonOptions(command, options,
+                     {"ply", "ply-text", "pcd", "tiff", "pfm", "npy", "png", "picture"});
 }
 
 bool wants(const MatchingOptions& options, const std::string& format) {

@@ -193,7 +193,7 @@ std::string PairFiles::add(const std::string& suffix) {
 
 Ending runBatch(FrameSource& frames, const BatchOptions& options, const ProtectedFiles& inputs,
                 const Provenance& madeWith, const std::function<ProcessPair()>& makeWorker) {
-    prepareFolder(options.output);
+    const OutputFolder folder(options.output);
     Batch batch(frames, options, inputs, madeWith);
     batch.run(makeWorker);
     return batch.conclude();
