@@ -30,8 +30,10 @@ void expectNamed(const Arguments& subcommands, const Arguments& words,
     for (const std::string& subcommand : subcommands) {
         SamplePairs pairs(1);
         spoil(pairs);
+        const bool hasFolder = fs::exists(pairs / "out");
         const RunResult run = runTiomipra(callOf(subcommand, pairs), 3);
         EXPECT_EQ(run.out, "");
+        EXPECT_EQ(fs::exists(pairs / "out"), hasFolder) << subcommand;
         EXPECT_THAT(run.err, testing::StartsWith("tiomipra " + subcommand + ": "));
         for (const std::string& word : words)
             EXPECT_THAT(run.err, testing::HasSubstr(word));

@@ -1,4 +1,4 @@
-// Many pairs: failures, resuming, ends that come too early.
+// Many pairs: jobs, and ends that come too early.
 #include <gmock/gmock.h>
 
 #include <chrono>
@@ -28,21 +28,6 @@ Contents contentsOf(const std::string& folder) {
     return contents;
 }
 
-TEST(Batch, CarriesOnPastPairsThatFail) {
-    const SamplePairs pairs(4);
-    pairs.folder.write("left/2.png", "hello");
-    const RunResult run = runTiomipra(pairs.arguments("rectify", {"--json"}), 4);
-    EXPECT_THAT(run.err, HasSubstr("1 of 4 pairs failed:\n  2: '" + pairs / "left/2.png"));
-    for (const char* name : {"1", "3", "4"})
-        EXPECT_TRUE(fs::exists(pairs / ("out/" + std::string(name) + "_rows.png")));
-    const auto result = nlohmann::json::parse(run.out);
-    EXPECT_EQ(result["pairs"].size(), 3U);
-    EXPECT_EQ(result["pairs"][1]["name"], "3");
-    EXPECT_EQ(result["pairs"][1]["left"], pairs / "left/3.png");
-    EXPECT_EQ(result["pairs"][1]["right"], pairs / "right/3.png");
-    EXPECT_EQ(result["failed"][0]["name"], "2");
-}
-
 // Not even where two runs share a folder.
 TEST(Batch, NumberOfJobsDoesNotChangeTheResult) {
     const SamplePairs pairs(20);
@@ -60,33 +45,6 @@ std::chrono::duration<double> durationOf(const Arguments& arguments) {
     const auto start = std::chrono::steady_clock::now();
     runTiomipra(arguments);
     return std::chrono::steady_clock::now() - start;
-}
-
-// What --resume says about how many pairs were there already.
-std::string resume(const SamplePairs& pairs) {
-    const RunResult run = runTiomipra(pairs.arguments("rectify", {"--resume"}));
-    const auto start = run.out.find('(');
-    return start == std::string::npos ? "" : run.out.substr(start);
-}
-
-TEST(Batch, ResumeDoesOnlyWhatIsMissing) {
-    const SamplePairs pairs(3);
-    EXPECT_EQ(resume(pairs), "");
-    // Another subcommand's results in the same folder change nothing.
-    runTiomipra(pairs.arguments("disparity", {"--disparity-number", "16"}));
-    EXPECT_EQ(resume(pairs), "(3 were there already)\n");
-    fs::remove(pairs / "out/1_rows.png");
-    pairs.folder.write("out/2_rectify.json", "{\"files\": [1]}");
-    EXPECT_EQ(resume(pairs), "(1 were there already)\n");
-    pairs.folder.write("out/2_left.png", "");
-    fs::last_write_time(pairs / "right/3.png", fs::last_write_time(pairs / "out/3_rectify.json") +
-                                                   std::chrono::seconds(1));
-    EXPECT_EQ(resume(pairs), "(1 were there already)\n");
-
-    CalibrationPair other = pairs.rig;
-    other.left.cameraMatrix.at<float>(0, 0) += 1;
-    saveRig(pairs / "rig", other);
-    EXPECT_EQ(resume(pairs), "");
 }
 
 TEST(Batch, SignalEndsItAfterThePairsAtHand) {

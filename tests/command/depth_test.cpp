@@ -8,6 +8,7 @@
 #include "base/provenance.hpp"
 #include "files/image_files.hpp"
 #include "files/output_files.hpp"
+#include "matching/image_reduction.hpp"
 #include "support/sample_pairs.hpp"
 #include "support/scenes.hpp"
 
@@ -17,15 +18,13 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 
-// A rig and a rendered pair on disk: a plane whose disparity of 25 pixels is a depth of 2.5, as
-// focal length times baseline is 62.5.
+// A rig and a rendered pair on disk: two planes whose disparities of 50 and 20 pixels are depths of
+// 1.25 and 3.125, as focal length times baseline is 62.5.
 class DepthCommand : public testing::Test {
   protected:
-    DepthCommand() { render({{25.F}}); }
-
-    void render(const std::vector<Plane>& planes) {
+    DepthCommand() {
         SceneOptions options;
-        options.planes = planes;
+        options.planes = {{50.F, 0, 0, 400}, {20.F, 0, 400}};
         const Scene scene = renderScene(options);
         _left = scene.left;
         writeImage(_pairs / "left/1.png", renderRawView(scene.left, _pairs.rig.left));
@@ -44,96 +43,93 @@ class DepthCommand : public testing::Test {
     cv::Mat _left;  // rectified
 };
 
-// How far, on average, the green of the points of a PLY text is from that of their pixels: f is
-// 500, the centre (320.25, 236.5).
-double meanColourError(const std::string& text, const cv::Mat& image) {
-    std::istringstream lines(text.substr(text.find("end_header\n") + 11));
-    double sum = 0;
-    int count = 0;
-    double x = 0, y = 0, z = 0, red = 0, green = 0, blue = 0;
+// Of the pixels that show `image`, the points of a PLY text, projected by the camera of the report
+// alone: how many there are, after each was found where `depth` has its Z.
+int expectPointsAt(const cv::Mat& depth, const std::string& ply, const nlohmann::json& camera,
+                   const cv::Mat& image) {
+    const nlohmann::json& matrix = camera.at("matrix");
+    const double f = matrix[0][0], cx = matrix[0][2], cy = matrix[1][2];
+    std::istringstream lines(ply.substr(ply.find("end_header\n") + 11));
+    double x = 0, y = 0, z = 0, red = 0, green = 0, blue = 0, farthestOff = 0, colourErrors = 0;
+    int count = 0, wrong = 0;
     for (; lines >> x >> y >> z >> red >> green >> blue; ++count) {
-        const cv::Point pixel(cvRound(x / z * 500 + 320.25), cvRound(y / z * 500 + 236.5));
-        sum += std::abs(image.at<uchar>(pixel) - green);
+        const cv::Point2d place(x / z * f + cx, y / z * f + cy);
+        const cv::Point pixel(cvRound(place.x), cvRound(place.y));
+        farthestOff = std::max(farthestOff, cv::norm(place - cv::Point2d(pixel)));
+        wrong += depth.at<float>(pixel) == static_cast<float>(z) ? 0 : 1;
+        colourErrors += std::abs(image.at<uchar>(pixel) - green);
     }
-    return sum / count;
+    EXPECT_LT(farthestOff, 1e-3);
+    EXPECT_EQ(wrong, 0);
+    EXPECT_LT(colourErrors / count, 5);
+    return count;
 }
 
-TEST_F(DepthCommand, MeasuresARenderedPlaneInEveryFormat) {
-    const auto runWith = [&](const std::string& formats) {
+// The farther plane is matched but removed, as it is beyond the maximum depth.
+TEST_F(DepthCommand, CloudsAndImagesHoldTheSamePoints) {
+    const auto runWith = [&](const char* formats) {
         return runTiomipra(_pairs.arguments(
-            "depth", {"--preset", "balanced", "--range", "1..5", "--formats", formats}));
+            "depth",
+            {"--preset", "balanced", "--max-depth", "2", "--min-disparity", "10",
+             "--disparity-number", "96", "--scale", "2", "--resume", "--formats", formats}));
     };
-    EXPECT_THAT(runWith("ply-text").err, HasSubstr("min-disparity 12, disparity-number 64"));
-    const std::string text = readFile(_pairs / "out/1.ply");
-    runWith("ply,pcd,png");
-    const std::string ply = readFile(_pairs / "out/1.ply"), pcd = readFile(_pairs / "out/1.pcd");
-    EXPECT_EQ(text.rfind("ply\nformat ascii 1.0\ncomment program: tiomipra ", 0), 0U);
-    EXPECT_LT(meanColourError(text, _left), 5);
-    EXPECT_EQ(ply.rfind("ply\nformat binary_little_endian 1.0\ncomment program: tiomipra ", 0), 0U);
-    EXPECT_THAT(pcd, HasSubstr("\n# program: tiomipra "));
-
+    runWith("pcd,png");
+    const std::string pcd = readFile(_pairs / "out/1.pcd");
+    EXPECT_THAT(runWith("ply-text,tiff,png").out, testing::Not(HasSubstr("already")));
+    const std::string ply = readFile(_pairs / "out/1.ply");
+    runWith("ply");
     const auto result = report().at("result");
-    const std::size_t measured = result.at("measuredPixels");
-    EXPECT_GT(measured, 640U * 480 * 8 / 10);
-    EXPECT_EQ(result.at("outOfRangeOfPng"), 0);
-    EXPECT_NEAR(result.at("depth").at("median"), 2.5, 0.02);
+    const int measured = result.at("measuredPixels");
+    EXPECT_GT(measured, 320 * 240 * 3 / 10);
+    EXPECT_NEAR(result.at("depth").at("median"), 1.25, 0.01);
+    EXPECT_LE(result.at("depth").at("largest"), 2);
+    EXPECT_GE(result.at("depth").at("smallest"), 1);
+
+    const cv::Mat depth = read("1_depth.tiff");
+    EXPECT_EQ(depth.size(), cv::Size(320, 240));
+    EXPECT_EQ(cv::countNonZero(depth == depth), measured) << "and not NaN";
+    EXPECT_EQ(expectPointsAt(depth, ply, result.at("camera"), reduce(_left, 2)), measured);
+    EXPECT_NEAR(result.at("camera").at("baseline"), 0.125, 1e-6);
+    cv::Mat millimetres;
+    depth.convertTo(millimetres, CV_16U, 1000);
+    millimetres.setTo(0, depth != depth);
+    EXPECT_EQ(cv::norm(read("1_depth.png"), millimetres, cv::NORM_INF), 0);
     const std::string count = std::to_string(measured) + "\n";
-    EXPECT_THAT(pcd, HasSubstr("\nPOINTS " + count));
-    for (const std::string& cloud : {text, ply})
-        EXPECT_THAT(cloud, AllOf(HasSubstr("\nelement vertex " + count),
+    EXPECT_THAT(pcd, AllOf(HasSubstr("\n# program: tiomipra "), HasSubstr("\nPOINTS " + count)));
+    for (const std::string& cloud : {ply, readFile(_pairs / "out/1.ply")})
+        EXPECT_THAT(cloud, AllOf(HasSubstr("\ncomment program: tiomipra "),
+                                 HasSubstr("\nelement vertex " + count),
                                  HasSubstr("\"window-size\":"), HasSubstr("calibrationSha256")));
-    const cv::Mat depth = read("1_depth.png");
-    EXPECT_EQ(static_cast<std::size_t>(cv::countNonZero(depth)), measured);
-    EXPECT_NEAR(cv::mean(depth, depth != 0)[0], 2500, 10);
 }
 
-TEST_F(DepthCommand, PngOmitsWhatItCannotHold) {
-    // In thousandths of the unit, a unit that is 40 times smaller goes beyond 16 bits.
-    for (const char* side : {"rig/left.yml", "rig/right.yml"}) {
-        vision::Calibration camera;
-        camera.load(_pairs / side);
-        camera.projectionMatrix.at<float>(0, 3) *= 40;
-        camera.save(_pairs / side);
-    }
-    const RunResult run = runTiomipra(_pairs.arguments(
-        "depth", {"--preset", "balanced", "--max-depth", "200", "--formats", "png"}));
-    EXPECT_GT(report().at("result").at("outOfRangeOfPng"), 200000);
-    EXPECT_THAT(run.out, HasSubstr("outside of what the 16-bit PNG holds"));
-    EXPECT_LT(cv::countNonZero(read("1_depth.png")), 5000);
-}
-
-// The nearer half of the scene has the warmer colour.
-TEST_F(DepthCommand, PicturesAreWarmWhereTheSceneIsNear) {
-    render({{50.F, 0, 0, 320}, {20.F, 0, 320}});
-    for (const std::string command : {"depth", "disparity"}) {
-        runTiomipra(_pairs.arguments(
-            command, {"--preset", "balanced", "--range", "1..5", "--formats", "picture"}));
-        const cv::Mat picture = read("1_" + command + "_picture.png");
-        const cv::Scalar onLeft = cv::mean(picture(cv::Rect(200, 200, 80, 80)));
-        const cv::Scalar onRight = cv::mean(picture(cv::Rect(420, 200, 80, 80)));
-        EXPECT_GT(onLeft[2], onLeft[0]) << command;
-        EXPECT_LT(onRight[2], onRight[0]) << command;
-    }
-}
-
-TEST_F(DepthCommand, DisparityFilesAgree) {
+TEST_F(DepthCommand, DisparitiesAreThoseOfTheScene) {
     const auto printed = runForJson(_pairs.arguments(
-        "disparity", {"--preset", "fast", "--max-depth", "5", "--formats", "tiff,pfm,png"}));
-    const cv::Mat tiff = read("1_disparity.tiff");
-    const cv::Mat pfm = read("1_disparity.pfm");
-    const cv::Mat png = read("1_disparity.png");
-    ASSERT_EQ(tiff.type(), CV_32FC1);
-    const cv::Mat measured = tiff < static_cast<double>(INFINITY);  // and not NaN
-    const int count = cv::countNonZero(measured);
+        "disparity", {"--preset", "fast", "--max-depth", "5", "--formats", "tiff,npy"}));
+    const cv::Mat disparity = read("1_disparity.tiff");
+    const int count = cv::countNonZero(disparity == disparity);
+    const cv::Mat near = cv::abs(disparity - 50) < 0.5, far = cv::abs(disparity - 20) < 0.5;
     EXPECT_GT(count, 640 * 480 / 2);
     EXPECT_EQ(printed.at("pairs").at(0).at("result").at("measuredPixels"), count);
-    EXPECT_LT(cv::countNonZero(measured & (cv::abs(tiff - 25) > 0.5)), count / 100);
-    EXPECT_EQ(cv::countNonZero((pfm != tiff) & measured), 0);
-    EXPECT_EQ(cv::countNonZero((pfm != static_cast<double>(INFINITY)) & ~measured), 0);
-    cv::Mat fixedPoint;
-    tiff.convertTo(fixedPoint, CV_16U, 256);
-    fixedPoint.setTo(0, ~measured);
-    EXPECT_EQ(cv::norm(png, fixedPoint, cv::NORM_INF), 0);
+    EXPECT_EQ(printed.at("pairs").at(0).at("files"),
+              nlohmann::json({"1_disparity.tiff", "1_disparity.npy"}));
+    EXPECT_GT(cv::countNonZero(near.colRange(0, 390)), count / 3);
+    EXPECT_GT(cv::countNonZero(far.colRange(410, 640)), count / 4);
+    EXPECT_GT(cv::countNonZero(near | far), count * 98 / 100);
+}
+
+// A tenth is the finest power of ten of which 65535 reach 5000.
+TEST_F(DepthCommand, RigsMayBeInMillimetres) {
+    RigOptions options;
+    options.baseline = 125;
+    saveRig(_pairs / "rig", makeRig(options));
+    const RunResult run = runTiomipra(_pairs.arguments(
+        "depth", {"--preset", "balanced", "--range", "1000..5000", "--formats", "png"}));
+    EXPECT_THAT(run.out, HasSubstr(", PNG in steps of 0.1"));
+    EXPECT_EQ(report().at("result").at("pngStep"), 0.1);
+    const cv::Mat depth = read("1_depth.png");
+    EXPECT_NEAR(cv::mean(depth.colRange(0, 390), depth.colRange(0, 390) != 0)[0], 12500, 100);
+    EXPECT_NEAR(cv::mean(depth.colRange(410, 640), depth.colRange(410, 640) != 0)[0], 31250, 200);
+    runTiomipra(_pairs.arguments("rectify"));
 }
 
 // The parameters of the run, those that were fitted to the size of the images, and the unit.

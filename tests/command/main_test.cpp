@@ -45,8 +45,12 @@ TEST(Program, SaysInJsonWhyThereIsNoResult) {
 
 TEST(Program, FindsOutThatOutputIsLost) {
     const SamplePairs pairs(0);
-    const std::string shell = "'" + programPath() + "' inspect --calibration " + pairs / "rig";
-    EXPECT_EQ(WEXITSTATUS(std::system((shell + " > /dev/full 2> /dev/null").c_str())), 3);
+    for (const std::string& arguments : {"inspect --calibration " + pairs / "rig",
+                                         std::string("--help"), std::string("--version")}) {
+        const std::string shell =
+            "'" + programPath() + "' " + arguments + " > /dev/full 2> /dev/null";
+        EXPECT_EQ(WEXITSTATUS(std::system(shell.c_str())), 3) << arguments;
+    }
 }
 
 TEST(Program, NamesFailuresWhenOutputIsLostToo) {

@@ -1,8 +1,6 @@
 // tiomipra rectify.
 #include <gmock/gmock.h>
 
-#include <filesystem>
-
 #include "files/image_files.hpp"
 #include "support/matrices.hpp"
 #include "support/run_program.hpp"
@@ -12,8 +10,6 @@ namespace tiomipra::test {
 namespace {
 
 using testing::HasSubstr;
-namespace fs = std::filesystem;
-
 TEST(Rectify, WritesWhatTheLibraryMakesOfEachImage) {
     const SamplePairs pairs(1);
     const cv::Mat left = makeNoise({160, 120}, CV_16UC1, 7);
@@ -43,26 +39,6 @@ TEST(Rectify, TakesBothHalvesOfAVideoWhoseLengthIsUnknown) {
     EXPECT_THAT(run.err, HasSubstr("tree.avi' promises 444 frames, 68 could be read"));
     EXPECT_EQ(nlohmann::json::parse(run.out)["pairs"].size(), 68U);
     EXPECT_EQ(readImage(folder / "out/tree_000067_left.png").size(), cv::Size(160, 240));
-}
-
-// Not of its own pair, not of another one, not even through a link.
-TEST(Rectify, ReplacesNoInputOfTheRun) {
-    const SamplePairs pairs(3);
-    const std::string input = pairs / "left/1_right.png";
-    fs::rename(pairs / "left/2.png", input);
-    fs::create_symlink(pairs / "rig/left.yml", pairs / "left/3_left.png");
-    const std::string image = readFile(input);
-    const std::string calibration = readFile(pairs / "rig/left.yml");
-    const RunResult run = runTiomipra(
-        {"rectify", "--calibration", pairs / "rig", "--left", pairs / "left/1.png", input,
-         pairs / "left/3.png", "--right", pairs / "right", "--output", pairs / "right/../left"},
-        4);
-    EXPECT_THAT(run.err,
-                testing::AllOf(HasSubstr("2 of 3 pairs failed"),
-                               HasSubstr("/1_right.png' would replace the input '" + input),
-                               HasSubstr("would replace the input '" + pairs / "rig/left.yml")));
-    EXPECT_EQ(readFile(input), image);
-    EXPECT_EQ(readFile(pairs / "rig/left.yml"), calibration);
 }
 
 TEST(Rectify, RefusesWrongUsage) {

@@ -16,18 +16,11 @@ namespace {
 
 const float nan = std::nanf("");
 
-TEST(DisparityFiles, UnmeasuredPixelsAreMarked) {
-    const cv::Mat values = (cv::Mat_<float>(1, 3) << 1, 2, 3);
-    const cv::Mat measured = (cv::Mat_<uchar>(1, 3) << 255, 0, 255);
-    EXPECT_THAT(markUnmeasured(values, measured, infinity),
-                IsSameMatrix(cv::Mat((cv::Mat_<float>(1, 3) << 1, infinity, 3))));
-}
-
 // 0.001 and 300 times 256 are beyond 1 and 65535, the last one was not measured.
 TEST(DisparityFiles, FixedPointCountsWhatItCannotHold) {
     const cv::Mat values = (cv::Mat_<float>(1, 5) << 1.5F, 0.001F, 300, 255.99F, 7);
     const cv::Mat measured = (cv::Mat_<uchar>(1, 5) << 255, 255, 255, 255, 0);
-    const FixedPointImage image = toFixedPoint(values, measured, 256);
+    const FixedPointImage image = toFixedPoint(values, measured, 1. / 256);
     EXPECT_THAT(image.pixels,
                 IsSameMatrix(cv::Mat((cv::Mat_<ushort>(1, 5) << 384, 0, 0, 65533, 0))));
     EXPECT_EQ(image.outOfRange, 2);

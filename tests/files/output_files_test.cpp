@@ -52,9 +52,6 @@ TEST(WriteFile, FollowsLinks) {
         EXPECT_TRUE(fs::is_symlink(folder.path(file)) &&
                     fs::is_symlink(folder.path(file + "Link")));
     }
-    fs::create_symlink("missing", folder.path("link"));
-    prepareFolder(folder.path("link/folder"));
-    EXPECT_TRUE(fs::is_directory(folder.path("missing/folder")));
 }
 
 TEST(WriteFile, GoesOnInWhatIsOpen) {
@@ -75,8 +72,29 @@ TEST(WriteFile, NamesMayBeAsLongAsTheSystemTakes) {
     EXPECT_EQ(readFile(path), "text");
 }
 
+// With those above it, through links that lead to nothing yet; only what is empty at its end goes.
+TEST(OutputFolders, LastWithWhatIsInThem) {
+    const ScratchFolder folder;
+    fs::create_symlink("missing/deeper", folder.path("link"));
+    for (const bool isUsed : {false, true}) {
+        for (const char* path : {"a/b", "a/c/", "link/folder"}) {
+            const OutputFolder made(folder.path(path));
+            EXPECT_TRUE(fs::is_directory(folder.path(path)));
+            if (isUsed)
+                folder.write("a/file", "");
+        }
+        EXPECT_EQ(fs::exists(folder.path("a")), isUsed);
+        EXPECT_FALSE(fs::exists(folder.path("a/b")));
+        EXPECT_FALSE(fs::exists(folder.path("missing")));
+    }
+    { const OutputFolder there(folder.path("")); }
+    EXPECT_TRUE(fs::exists(folder.path("")));
+    EXPECT_THROW(OutputFolder(folder.path("new/" + std::string(NAME_MAX + 1, 'a'))), InputError);
+    EXPECT_FALSE(fs::exists(folder.path("new")));
+}
+
 // Of a process that has ended, of this one, and two that only look similar.
-TEST(PrepareFolder, RemovesWhatDeadRunsHaveLeft) {
+TEST(OutputFolders, RemoveWhatDeadRunsHaveLeft) {
     const ScratchFolder folder;
     const pid_t process = fork();
     if (process == 0)
@@ -86,10 +104,10 @@ TEST(PrepareFolder, RemovesWhatDeadRunsHaveLeft) {
     const std::string living = ".tiomipra-" + std::to_string(getpid()) + "-7";
     for (const std::string& name : {dead, living, std::string(".tiomipra-x-7"), "a" + dead})
         folder.write(name, "");
-    prepareFolder(folder.path(""));
+    const OutputFolder prepared(folder.path(""));
     EXPECT_EQ(contentsOf(folder).count(dead), 0U);
     EXPECT_EQ(contentsOf(folder).size(), 3U);
-    EXPECT_THROW(prepareFolder(folder.path(living)), InputError);
+    EXPECT_THROW(OutputFolder(folder.path(living)), InputError);
 }
 
 TEST(ProtectedFiles, KnowAFileByAnyName) {

@@ -13,6 +13,7 @@
 #include "matching/matcher_presets.hpp"
 #include "matching/matcher_setup.hpp"
 #include "matching/measured_pixels.hpp"
+#include "matching/pair_measurement.hpp"
 #include "sample_rig.hpp"
 #include "support/matrices.hpp"
 #include "support/scenes.hpp"
@@ -68,14 +69,55 @@ TEST_F(Matchers, DepthIsFocalLengthTimesBaselineByDisparity) {
         EXPECT_NEAR(statistics.percentile1, 2.5, 0.05);
         EXPECT_NEAR(statistics.median, 2.5, 0.02);
         EXPECT_NEAR(statistics.percentile99, 2.5, 0.05);
-        // A point projects back onto its own pixel.
-        const cv::Point pixel(400, 200);
-        ASSERT_NE(map.measured.at<uchar>(pixel), 0);
-        const auto point = map.points.at<cv::Vec3f>(pixel);
-        EXPECT_EQ(map.depth.at<float>(pixel), point[2]);
-        EXPECT_NEAR(point[0] / point[2] * 500 + 320.25F, 400, 1e-2);
-        EXPECT_NEAR(point[1] / point[2] * 500 + 236.5F, 200, 1e-2);
+        EXPECT_EQ(map.depth.at<float>(200, 400), map.points.at<cv::Vec3f>(200, 400)[2]);
     }
+}
+
+// With an offset between the principal points; what is beyond 5 is removed.
+TEST(DepthMaps, FollowFromTheirCamera) {
+    RigOptions options;
+    options.rightCentreX = 300.25F;
+    const auto stereo = makeStereo(rangeOf("1..5"), sampleRig(options));
+    for (const cv::Size size : {cv::Size(640, 480), cv::Size(320, 240), cv::Size(160, 120)}) {
+        Match match;
+        match.disparity.create(size, CV_32FC1);
+        cv::randu(match.disparity, size.width / 20., size.width / 8.);
+        match.measured = cv::Mat(size, CV_8UC1, cv::Scalar(255));
+        match.measured.row(0) = 0;
+        const DepthMap map = computeDepthMap(match, *stereo);
+        const auto [f, centre, baseline, atInfinity] = depthCamera(*stereo, size);
+        EXPECT_FLOAT_EQ(static_cast<float>(baseline), 0.125F);
+        EXPECT_FLOAT_EQ(static_cast<float>(atInfinity),
+                        20.F * static_cast<float>(size.width) / 640);
+        int removed = 0;
+        for (int y = 0; y < size.height; ++y) {
+            for (int x = 0; x < size.width; ++x) {
+                const double depth = f * baseline / (match.disparity.at<float>(y, x) - atInfinity);
+                const bool isKept = y > 0 && depth > 0 && depth <= 5;
+                removed += isKept ? 0 : 1;
+                ASSERT_EQ(map.measured.at<uchar>(y, x) != 0, isKept) << depth;
+                if (!isKept)
+                    continue;
+                const cv::Vec3f point((x - centre.x) * depth / f, (y - centre.y) * depth / f,
+                                      depth);
+                ASSERT_LT(cv::norm(map.points.at<cv::Vec3f>(y, x), point), 1e-3) << depth;
+                ASSERT_EQ(map.depth.at<float>(y, x), map.points.at<cv::Vec3f>(y, x)[2]);
+            }
+        }
+        EXPECT_GT(removed, 2 * size.width);
+    }
+}
+
+// The unit and the maximum depth give the step.
+TEST(DepthMaps, HaveAPngStepThatFitsTheUnit) {
+    const struct {
+        std::optional<std::string> unit;
+        double maxDepth, step;
+    } cases[] = {{"m", 5, 0.001},    {"m", 300, 0.001}, {"", 65.535, 0.001},
+                 {"", 65.536, 0.01}, {{}, 5000, 0.1},   {{}, 6553.6, 1},
+                 {"mm", 70000, 10},  {{}, 0.02, 0.001}, {{}, INFINITY, 0.001}};
+    for (const auto& [unit, maxDepth, step] : cases)
+        EXPECT_DOUBLE_EQ(depthPngStep(unit, maxDepth), step) << maxDepth;
 }
 
 // Pixels of the rectified image that blend the raw one with black beyond its edge are left out too.
@@ -123,6 +165,13 @@ TEST_P(ImageSizes, AreMeasuredAtEveryScale) {
     // An eighth of a pixel of what is matched; a quarter where the images were resampled.
     const double pixels = size.width == 640 ? 0.125 : 0.25;
     EXPECT_NEAR(cv::mean(map.depth, map.measured)[0], 2.5, pixels * 64 / matched.width);
+    // Of what is matched, cut or not.
+    const DepthCamera camera = depthCamera(matcher.stereo(), matched);
+    const cv::Point pixel(matched.width * 3 / 4, matched.height / 2);
+    ASSERT_NE(map.measured.at<uchar>(pixel), 0);
+    const auto point = map.points.at<cv::Vec3f>(pixel);
+    const cv::Point2d place(point[0] / point[2], point[1] / point[2]);
+    EXPECT_LT(cv::norm(place * camera.focalLength + camera.centre - cv::Point2d(pixel)), 1e-2);
     const auto isCut = Contains(HasSubstr("of 600x450 pixels 600x448 are matched"));
     EXPECT_EQ(testing::Value(_notices, isCut), matched.width == 150);
 }

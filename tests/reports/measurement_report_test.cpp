@@ -22,7 +22,9 @@ PairMeasurement sample(Quantity quantity) {
     cv::Mat measured(values.size(), CV_8UC1, cv::Scalar(255));
     measured.rowRange(0, 5) = 0;
     PairMeasurement measurement = measure(quantity, values, measured);
-    measurement.outOfRangeOfPng = 7;
+    measurement.png = {0.5, 7};
+    measurement.camera = {500, {320.25, 240.5}, 0.125, 19.75};
+    measurement.unit = "m";
     return measurement;
 }
 
@@ -33,6 +35,10 @@ TEST(MeasurementReport, TellsProgramsWhatWasMeasured) {
     EXPECT_EQ(json["measuredPixels"], 100);
     EXPECT_EQ(json["measuredShare"], 0.5);
     EXPECT_EQ(json["outOfRangeOfPng"], 7);
+    EXPECT_EQ(json["pngStep"], 0.5);
+    EXPECT_EQ(json["camera"].dump(),
+              R"({"matrix":[[500.0,0,320.25],[0,500.0,240.5],[0,0,1]],"baseline":0.125,)"
+              R"("disparityAtInfinity":19.75,"unit":"m"})");
     // Of 100 values the first, second, sixth, 51st, 96th and last two.
     EXPECT_EQ(json["depth"].dump(),
               R"({"smallest":101.0,"percentile1":102.0,"percentile5":106.0,"median":151.0,)"
@@ -41,13 +47,16 @@ TEST(MeasurementReport, TellsProgramsWhatWasMeasured) {
 }
 
 TEST(MeasurementReport, TellsPeopleTheSame) {
-    EXPECT_EQ(summaryOf(sample(Quantity::depth)),
-              "100 of 200 pixels measured (50.0 %), depth 101 to 200, median 151, 7 outside of "
-              "what the 16-bit PNG holds (0.001 to 65.535)");
-    EXPECT_THAT(summaryOf(sample(Quantity::disparity)), HasSubstr("(above 0, below 256)"));
-    // The factors of the PNG are those that these limits are told for.
-    EXPECT_EQ(65535 / pngFactor(Quantity::depth), 65.535);
-    EXPECT_EQ(65536 / pngFactor(Quantity::disparity), 256);
+    const std::string start = "100 of 200 pixels measured (50.0 %), depth 101 to 200, median 151";
+    const std::string end = ", 7 outside of what the 16-bit PNG holds (0.5 to 32767.5)";
+    PairMeasurement measurement = sample(Quantity::depth);
+    EXPECT_EQ(summaryOf(measurement), start + end);
+    measurement.unit.reset();
+    EXPECT_EQ(summaryOf(measurement), start + ", PNG in steps of 0.5" + end);
+    EXPECT_TRUE(toJson(measurement)["camera"]["unit"].is_null());
+    measurement.png->outOfRange = 0;
+    measurement.quantity = Quantity::disparity;
+    EXPECT_THAT(summaryOf(measurement), testing::EndsWith("disparity 101 to 200, median 151"));
 }
 
 FileEvaluation masked() {

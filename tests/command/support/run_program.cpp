@@ -95,7 +95,7 @@ void expectNothingOnFullDisk(const Arguments& arguments, std::uint64_t fileSizeL
     const RunResult run = RunningProgram(arguments, fileSizeLimit).wait();
     EXPECT_EQ(run.status, 3);
     EXPECT_THAT(run.err, testing::HasSubstr("can't write '" + folder));
-    EXPECT_TRUE(std::filesystem::is_empty(folder));
+    EXPECT_FALSE(std::filesystem::exists(folder));
 }
 
 }  // namespace tiomipra::test

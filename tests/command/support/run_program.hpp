@@ -57,7 +57,7 @@ nlohmann::json runForJson(const Arguments& arguments, int status = 0);
 // standard error, and nothing on standard output.
 void expectRefusal(const Arguments& arguments, int status, const std::string& message);
 
-// Expects that nothing is left in `folder`, and that it is named, where no file can grow beyond
+// Expects that `folder` is named, and not left behind empty, where no file can grow beyond
 // `fileSizeLimit` bytes.
 void expectNothingOnFullDisk(const Arguments& arguments, std::uint64_t fileSizeLimit,
                              const std::string& folder);

@@ -3,7 +3,9 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <numeric>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -112,6 +114,23 @@ TEST(Signals, AreIgnoredWhereTheyWereAndKillTheSecondTime) {
         std::raise(SIGTERM);
     };
     EXPECT_EXIT(terminateTwice(), testing::KilledBySignal(SIGTERM), "");
+}
+
+// Of 910 items 899 were there already and one has taken a tenth of a second: ten a second, and one
+// second for the others.
+TEST(Progress, LeavesOutWhatWasSkipped) {
+    std::ostringstream bar, lines;
+    Progress progress({&bar, &lines}, 910);
+    for (int i = 0; i < 899; ++i)
+        progress.skip();
+    std::this_thread::sleep_for(std::chrono::milliseconds(110));
+    progress.advance("a: made");
+    EXPECT_EQ(lines.str(), "[900/910] a: made\n");
+    const std::string drawn = bar.str().substr(bar.str().rfind("900/910"));
+    double perSecond = 0, secondsLeft = 0;
+    ASSERT_EQ(std::sscanf(drawn.c_str(), "900/910 %lf/s %lf s left", &perSecond, &secondsLeft), 2);
+    EXPECT_LT(perSecond, 10);
+    EXPECT_GE(secondsLeft, 1);
 }
 
 TEST(Progress, TellsRateAndTimeLeft) {

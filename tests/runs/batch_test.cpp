@@ -1,0 +1,176 @@
+// Many pairs: what is made, resumed and told. The pairs of these tests have no images.
+#include "runs/batch.hpp"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+
+#include "base/errors.hpp"
+#include "files/output_files.hpp"
+#include "support/scratch_folder.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+using nlohmann::json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+namespace fs = std::filesystem;
+
+using Names = std::vector<std::string>;
+
+class GivenPairs : public FrameSource {
+  public:
+    explicit GivenPairs(std::vector<Frame> frames) : _frames(std::move(frames)) {}
+
+    std::size_t count() const override { return _frames.size(); }
+
+    std::vector<std::string> files() const override { return {}; }
+
+    std::optional<Frame> next() override {
+        return _next < _frames.size() ? std::optional(_frames[_next++]) : std::nullopt;
+    }
+
+  private:
+    std::vector<Frame> _frames;
+    std::size_t _next = 0;
+};
+
+// Pairs 1 to 3, whose results are a file each.
+class Batch : public testing::Test {
+  protected:
+    Batch() {
+        for (const std::string name : {"1", "2", "3"}) {
+            const std::string image = _folder.write(name + ".png", "");
+            _frames.push_back({name, image, "right.png", {image}, {}});
+        }
+        _options.output = _folder.path("out");
+        _options.jobs = 1;
+    }
+
+    std::string result(const std::string& name) const { return _folder.path("out/" + name); }
+
+    // A report would vouch for files that change.
+    PairReport make(const Frame& frame, PairFiles& files) {
+        EXPECT_FALSE(fs::exists(result(frame.name + "_test.json")));
+        _made.push_back(frame.name);
+        const std::string path = files.add(".txt");
+        if (frame.name == _failing)
+            throw InputError("is bad");
+        writeFile(path, "whole");
+        return {{{"length", 5}}, "made"};
+    }
+
+    // What it prints, and `_made`.
+    std::string run(bool isResumed = false) {
+        _made.clear();
+        _options.resume = isResumed;
+        GivenPairs frames(_frames);
+        testing::internal::CaptureStdout();
+        _ending = runBatch(frames, _options, ProtectedFiles(_inputs), _madeWith, [this] {
+            return [this](const Frame& frame, PairFiles& files) { return make(frame, files); };
+        });
+        return testing::internal::GetCapturedStdout();
+    }
+
+    const ScratchFolder _folder;
+    std::vector<Frame> _frames;
+    std::vector<std::string> _inputs;
+    BatchOptions _options;
+    Provenance _madeWith{"test", Parameters{{"window-size", 5}, {"formats", Names{"a"}}}, "ab", {}};
+    std::string _failing;
+    Names _made;
+    Ending _ending;
+};
+
+// `spoil` makes one thing different between the runs.
+TEST_F(Batch, ResumesWhatIsNotDoneInTheSameWay) {
+    const struct {
+        const char* what;
+        std::function<void()> spoil;
+        Names made;
+    } cases[] = {
+        {"nothing", [] {}, {}},
+        {"another subcommand", [&] { writeFile(result("2_other.json"), "{}"); }, {}},
+        {"a parameter", [&] { _madeWith.parameters->at(0).value = 7; }, {"1", "2", "3"}},
+        {"formats", [&] { _madeWith.parameters->at(1).value = Names{"a", "b"}; }, {"1", "2", "3"}},
+        {"the calibrations", [&] { _madeWith.calibrationHash = "cd"; }, {"1", "2", "3"}},
+        {"a partner", [&] { _frames[1].rightFile = "other.png"; }, {"2"}},
+        {"a result is missing", [&] { fs::remove(result("1.txt")); }, {"1"}},
+        {"a result is empty", [&] { writeFile(result("3.txt"), ""); }, {"3"}},
+        {"no report of ours", [&] { writeFile(result("2_test.json"), R"({"files": [1]})"); }, {"2"}},
+        {"a newer image",
+         [&] {
+             fs::last_write_time(_folder.path("3.png"),
+                                 fs::last_write_time(result("3_test.json")) +
+                                     std::chrono::seconds(1));
+         },
+         {"3"}}};
+    EXPECT_EQ(run(),
+              "[1/3] 1: made\n[2/3] 2: made\n[3/3] 3: made\n3 pairs done, results in '" +
+                  result("").substr(0, result("").size() - 1) + "'\n");
+    for (const auto& [what, spoil, made] : cases) {
+        spoil();
+        const std::string already = std::to_string(3 - made.size()) + " were there already";
+        EXPECT_EQ(run(true).find(already) != std::string::npos, made.size() < 3) << what;
+        EXPECT_EQ(_made, made) << what;
+        fs::last_write_time(_folder.path("3.png"), fs::last_write_time(_folder.path("1.png")));
+    }
+    run();
+    EXPECT_EQ(_made.size(), 3U) << "not asked to resume";
+}
+
+// An interrupted replacement must not look whole either.
+TEST_F(Batch, AFailureLeavesNoReportAndNoEnd) {
+    run();
+    _failing = "2";
+    _options.json = true;
+    const json told = json::parse(run());
+    EXPECT_EQ(_ending.status, Status::partial);
+    EXPECT_EQ(_ending.message, "1 of 3 pairs failed:\n  2: is bad");
+    EXPECT_FALSE(fs::exists(result("2_test.json")));
+    EXPECT_EQ(told.at("failed"), json::parse(R"([{"name": "2", "message": "is bad"}])"));
+    const json& last = told.at("pairs").at(1);
+    EXPECT_EQ(last, json::parse(readFile(result("3_test.json"))));
+    EXPECT_EQ(last.at("left"), _folder.path("3.png"));
+    EXPECT_EQ(last.at("right"), "right.png");
+    EXPECT_EQ(last.at("files"), json({"3.txt"}));
+    EXPECT_EQ(last.at("result").at("length"), 5);
+    _failing.clear();
+    run(true);
+    EXPECT_THAT(_made, ElementsAre("2"));
+}
+
+// Not of its own pair, not of another one, not even through a link.
+TEST_F(Batch, ReplacesNoInput) {
+    _inputs = {_folder.write("calibration", "text"), _frames[1].leftFile};
+    fs::create_directory(_options.output);
+    fs::create_symlink(_inputs[0], result("1.txt"));
+    fs::create_hard_link(_inputs[1], result("2_test.json"));
+    EXPECT_THAT(run(), HasSubstr("1 pair done"));
+    EXPECT_THAT(_ending.message, testing::AllOf(HasSubstr("/1.txt' would replace the input"),
+                                                HasSubstr("/2_test.json' would replace the")));
+    EXPECT_EQ(readFile(_inputs[0]), "text");
+}
+
+// Of its own, with those above it; what somebody made before stays.
+TEST_F(Batch, FailingWholeLeavesNoFolder) {
+    _frames.resize(1);
+    _failing = "1";
+    for (const std::string existing : {"", "there"}) {
+        fs::create_directory(_folder.path(existing));
+        _options.output = _folder.path(existing + "/a/b");
+        EXPECT_EQ(run(), "");
+        EXPECT_EQ(_ending.status, Status::input);
+        EXPECT_EQ(_ending.message, "is bad");
+        EXPECT_FALSE(fs::exists(_folder.path(existing + "/a")));
+        EXPECT_TRUE(fs::exists(_folder.path(existing)));
+    }
+    _frames.clear();
+    EXPECT_THROW(run(), InputError);
+    testing::internal::GetCapturedStdout();
+}
+
+}  // namespace
+}  // namespace tiomipra::test
