@@ -81,9 +81,8 @@ TEST_F(DepthCommand, CloudsAndImagesHoldTheSamePoints) {
     const auto result = report().at("result");
     const int measured = result.at("measuredPixels");
     EXPECT_GT(measured, 320 * 240 * 3 / 10);
-    EXPECT_NEAR(result.at("depth").at("median"), 1.25, 0.01);
-    EXPECT_LE(result.at("depth").at("largest"), 2);
-    EXPECT_GE(result.at("depth").at("smallest"), 1);
+    EXPECT_NEAR(result.at("depth").at("percentile1"), 1.25, 0.02);
+    EXPECT_NEAR(result.at("depth").at("percentile99"), 1.25, 0.02);
 
     const cv::Mat depth = read("1_depth.tiff");
     EXPECT_EQ(depth.size(), cv::Size(320, 240));
@@ -103,18 +102,15 @@ TEST_F(DepthCommand, CloudsAndImagesHoldTheSamePoints) {
 }
 
 TEST_F(DepthCommand, DisparitiesAreThoseOfTheScene) {
-    const auto printed = runForJson(_pairs.arguments(
-        "disparity", {"--preset", "fast", "--max-depth", "5", "--formats", "tiff,npy"}));
+    const auto result = runForJson(_pairs.arguments(
+        "disparity", {"--preset", "fast", "--max-depth", "5", "--formats", "tiff"}))["pairs"][0];
     const cv::Mat disparity = read("1_disparity.tiff");
     const int count = cv::countNonZero(disparity == disparity);
-    const cv::Mat near = cv::abs(disparity - 50) < 0.5, far = cv::abs(disparity - 20) < 0.5;
+    EXPECT_EQ(result["result"]["measuredPixels"], count);
     EXPECT_GT(count, 640 * 480 / 2);
-    EXPECT_EQ(printed.at("pairs").at(0).at("result").at("measuredPixels"), count);
-    EXPECT_EQ(printed.at("pairs").at(0).at("files"),
-              nlohmann::json({"1_disparity.tiff", "1_disparity.npy"}));
-    EXPECT_GT(cv::countNonZero(near.colRange(0, 390)), count / 3);
-    EXPECT_GT(cv::countNonZero(far.colRange(410, 640)), count / 4);
-    EXPECT_GT(cv::countNonZero(near | far), count * 98 / 100);
+    const cv::Mat near = cv::abs(disparity - 50) < 0.5, far = cv::abs(disparity - 20) < 0.5;
+    EXPECT_GT(cv::countNonZero(near.colRange(0, 390)) + cv::countNonZero(far.colRange(410, 640)),
+              count * 95 / 100);
 }
 
 // A tenth is the finest power of ten of which 65535 reach 5000.
@@ -175,11 +171,7 @@ TEST_F(DepthCommand, RefusesBadParameters) {
         std::string message;
     } cases[] = {
         {{"--window-size", "4"}, 2, "--window-size 4: Invalid window size."},
-        {{"--min-disparity", "641"}, 2, "--min-disparity 641: Invalid min disparity."},
-        {{"--max-depth", "0.01"}, 2, "--max-depth 0.01"},
-        {{"--range", "1..5", "--max-depth", "4"}, 2, "--range excludes --max-depth"},
         {{"--range", "1..5", "--min-disparity", "4"}, 2, "--range excludes --min-disparity"},
-        {{"--preset", "best"}, 2, "best not in {fast,balanced,accurate}"},
         {{"--formats", "ply,ply-text"}, 2, "--formats: ply and ply-text have the same file name"},
         {{"--parameters", _pairs / "window.toml"}, 3, "window.toml': window-size 4: Invalid"},
         {{"--parameters", "/dev/zero"}, 3, "'/dev/zero' is larger than 65536 bytes"},

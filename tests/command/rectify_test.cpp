@@ -8,8 +8,6 @@
 
 namespace tiomipra::test {
 namespace {
-
-using testing::HasSubstr;
 TEST(Rectify, WritesWhatTheLibraryMakesOfEachImage) {
     const SamplePairs pairs(1);
     const cv::Mat left = makeNoise({160, 120}, CV_16UC1, 7);
@@ -27,18 +25,6 @@ TEST(Rectify, WritesWhatTheLibraryMakesOfEachImage) {
     EXPECT_THAT(readImage(pairs / "out/put/1_right.png", Pixels::asStored),
                 IsSameMatrix(stereo.rectifyImageRight(right)));
     EXPECT_GE(readImage(pairs / "out/put/1_rows.png").cols, 2 * left.cols);
-}
-
-TEST(Rectify, TakesBothHalvesOfAVideoWhoseLengthIsUnknown) {
-    const ScratchFolder folder;
-    saveRig(folder / "rig", makeRig({{160, 240}}));
-    // Its header promises 444 frames of 320x240, of which there are 68.
-    const RunResult run =
-        runTiomipra({"rectify", "--calibration", folder / "rig", "--side-by-side",
-                     photograph("tree.avi"), "--output", folder / "out", "--json"});
-    EXPECT_THAT(run.err, HasSubstr("tree.avi' promises 444 frames, 68 could be read"));
-    EXPECT_EQ(nlohmann::json::parse(run.out)["pairs"].size(), 68U);
-    EXPECT_EQ(readImage(folder / "out/tree_000067_left.png").size(), cv::Size(160, 240));
 }
 
 TEST(Rectify, RefusesWrongUsage) {

@@ -42,7 +42,8 @@ void expectKeys(const json& found, const json& expected, const std::string& wher
 
 TEST(Reports, HoldTheKeysThatAreDocumented) {
     const ScratchFolder folder;
-    for (const std::string& path : resolveImages({photograph("left0?.jpg"), photograph("right0?.jpg")}))
+    for (const std::string& path :
+         resolveImages({photograph("left0?.jpg"), photograph("right0?.jpg")}))
         fs::copy(path, folder / fs::path(path).filename().string());
     folder.write("left00.jpg", "no image");
     folder.write("right00.jpg", "no image");
@@ -51,8 +52,8 @@ TEST(Reports, HoldTheKeysThatAreDocumented) {
         expectKeys(report, documented(name), name);
     };
 
-    const Arguments calibrate{"calibrate", "--corners", "9x6", "--square", "25mm", "--output",
-                              folder / "rig"};
+    const Arguments calibrate{"calibrate", "--corners", "9x6",         "--square",
+                              "25mm",      "--output",  folder / "rig"};
     const json calibration = runForJson(joined(calibrate, images), 4);
     EXPECT_EQ(calibration["leftOut"].size(), 1U);
     expectReport("calibrate", calibration);
@@ -61,14 +62,15 @@ TEST(Reports, HoldTheKeysThatAreDocumented) {
                                   "--right-calibration", folder / "rig/left.yml"},
                                  1));
     expectReport("inspect", inspection);
-    expectReport("check", runForJson({"check", "--calibration", folder / "rig", "--left",
-                                      photograph("left01.jpg"), "--right",
-                                      photograph("right01.jpg")}));
+    expectReport("check",
+                 runForJson({"check", "--calibration", folder / "rig", "--left",
+                             photograph("left01.jpg"), "--right", photograph("right01.jpg")}));
 
-    const Arguments matching{"--calibration", folder / "rig", "--output", folder / "out"};
-    const Arguments two{"--left", folder / "left0[01].jpg", "--right", folder / "right0[01].jpg"};
     const auto measure = [&](const char* subcommand) {
-        return runForJson(joined(joined({subcommand}, matching), two), 4);
+        return runForJson(
+            {subcommand, "--calibration", folder / "rig", "--left", folder / "left0[01].jpg",
+             "--right", folder / "right0[01].jpg", "--output", folder / "out"},
+            4);
     };
     json measured = measure("depth");
     EXPECT_EQ(measured["pairs"].size() * measured["failed"].size(), 1U);
@@ -84,11 +86,10 @@ TEST(Reports, HoldTheKeysThatAreDocumented) {
               keysOf({{"calibrationSha256", 0}, {"command", 0}, {"opencv", 0}, {"program", 0}}));
 
     const std::string disparity = folder / "out/left01_disparity.tiff";
-    expectReport("evaluate",
-                 runForJson({"evaluate", "--disparity", disparity, "none", "--ground-truth",
-                             disparity, "none", "--mask", photograph("left01.jpg"), "none",
-                             "--max-bad2", "5"},
-                            4));
+    expectReport("evaluate", runForJson({"evaluate", "--disparity", disparity, "none",
+                                         "--ground-truth", disparity, "none", "--mask",
+                                         photograph("left01.jpg"), "none", "--max-bad2", "5"},
+                                        4));
 }
 
 }  // namespace

@@ -44,13 +44,8 @@ TEST_F(FrameSources, ImagesOfAPairHaveOneSize) {
     const std::string small = write("small.png", cv::Mat::zeros(4, 6, CV_8UC1));
     const std::string large = write("large.png", cv::Mat::zeros(5, 6, CV_8UC3));
     const auto frame = open({{small}, {large}, {}})->next();
-    try {
-        frame->read();
-        ADD_FAILURE();
-    } catch (const InputError& error) {
-        EXPECT_THAT(error.what(), testing::AllOf(testing::HasSubstr("small.png' is 6x4"),
-                                                 testing::HasSubstr("large.png' is 6x5")));
-    }
+    EXPECT_THAT(frame->read, testing::ThrowsMessage<InputError>(
+                                 testing::ContainsRegex("small.png' is 6x4.*large.png' is 6x5")));
 }
 
 TEST_F(FrameSources, SideBySideImagesAreSplit) {
@@ -79,8 +74,8 @@ TEST_F(FrameSources, ShorterVideoIsFoundOut) {
     const auto video = open({{}, {}, {photograph("tree.avi")}});
     EXPECT_EQ(video->count(), 444U);
     std::size_t count = 0;
-    while (video->next())
-        ++count;
+    while (const auto frame = video->next())
+        count += frame->read().left.size() == cv::Size(160, 240) ? 1 : 0;
     EXPECT_EQ(count, 68U);
     EXPECT_FALSE(video->next());
     EXPECT_EQ(_notices, "'" + photograph("tree.avi") + "' promises 444 frames, 68 could be read");

@@ -18,74 +18,56 @@
 namespace tiomipra::test {
 namespace {
 
-class OrderedWorkOnNumbers : public testing::Test {
-  protected:
-    using Work = OrderedWork<int, int>;
+using Work = OrderedWork<int, int>;
 
-    // The number 3 fails. Works on 0 to 39 until `isCancelled`; `last` is the last one accepted.
-    std::vector<int> run(int last, const Work::IsCancelled& isCancelled, bool isWhole) {
-        std::vector<int> accepted;
+// Works on 0 to 39 with 4 workers, of which 0 is slow and 3 fails.
+struct NumberWork {
+    std::vector<int> accepted;
+    std::atomic<int> begun = 0;
+    int mostAhead = 0;
+    int last = 40;  // accepting more throws
+    int cancelledAt = 99;
+
+    bool run() {
         Work work([next = 0]() mutable { return next < 40 ? std::optional(next++) : std::nullopt; },
-                  [&](int number, const Outcome<int>& outcome) {
+                  [this](int number, const Outcome<int>& outcome) {
                       if (number > last)
                           throw std::out_of_range("the last one was accepted");
                       EXPECT_EQ(std::holds_alternative<Ending>(outcome), number == 3);
+                      mostAhead = std::max(mostAhead, begun - number);
                       accepted.push_back(number);
                   },
-                  isCancelled);
+                  [this] { return begun >= cancelledAt; });
         const Work::Worker worker = [this](int number) {
-            ++_begun;
-            // The first one keeps all that others can do from being accepted.
+            ++begun;
             std::this_thread::sleep_for(std::chrono::milliseconds(number == 0 ? 50 : number % 3));
             return number == 3 ? throw std::runtime_error("3") : number;
         };
-        if (last < 40)
-            EXPECT_THROW(work.run(std::vector(4, worker)), std::out_of_range);
-        else
-            EXPECT_EQ(work.run(std::vector(4, worker)), isWhole);
-        if (last >= 40) {
-            EXPECT_EQ(work.accepted(), accepted.size());
-        }
-        return accepted;
+        const bool isWhole = work.run(std::vector(4, worker));
+        EXPECT_EQ(work.accepted(), accepted.size());
+        return isWhole;
     }
-
-    static std::vector<int> upTo(int end) {
-        std::vector<int> numbers(static_cast<std::size_t>(end));
-        std::iota(numbers.begin(), numbers.end(), 0);
-        return numbers;
-    }
-
-    std::atomic<int> _begun = 0;
 };
 
-TEST_F(OrderedWorkOnNumbers, KeepsTheOrderAndEndsWithWhatIsThrown) {
-    const auto never = [] { return false; };
-    EXPECT_EQ(run(40, never, true), upTo(40));
-    EXPECT_EQ(run(17, never, true), upTo(18));
+std::vector<int> upTo(int end) {
+    std::vector<int> numbers(static_cast<std::size_t>(end));
+    std::iota(numbers.begin(), numbers.end(), 0);
+    return numbers;
 }
 
-// All that was begun is accepted, however many that are.
-TEST_F(OrderedWorkOnNumbers, EndsAfterTheItemsAtHandWhenCancelled) {
-    const auto accepted = run(
-        40, [this] { return _begun >= 12; }, false);
-    EXPECT_EQ(accepted, upTo(_begun));
-    EXPECT_LT(accepted.size(), 40U);
-}
-
-// With 4 workers at most 8 are ahead of the first one that is not accepted.
-TEST(OrderedWork, DoesNotRunAheadOfASlowItem) {
-    std::atomic<int> taken = 0;
-    int mostAhead = 0;
-    OrderedWork<int, int> work(
-        [&]() -> std::optional<int> { return taken < 30 ? std::optional(taken++) : std::nullopt; },
-        [&](int number, const Outcome<int>&) { mostAhead = std::max(mostAhead, taken - number); },
-        [] { return false; });
-    const OrderedWork<int, int>::Worker worker = [](int number) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(number == 0 ? 60 : 0));
-        return number;
-    };
-    EXPECT_TRUE(work.run(std::vector(4, worker)));
-    EXPECT_LE(mostAhead, 8);
+// At most 8 are ahead of the first one that is not accepted. All that was begun is accepted.
+TEST(OrderedWork, KeepsTheOrderWhateverEndsIt) {
+    NumberWork whole, cancelled, failing;
+    EXPECT_TRUE(whole.run());
+    EXPECT_EQ(whole.accepted, upTo(40));
+    EXPECT_LE(whole.mostAhead, 8);
+    cancelled.cancelledAt = 12;
+    EXPECT_FALSE(cancelled.run());
+    EXPECT_EQ(cancelled.accepted, upTo(cancelled.begun));
+    EXPECT_LT(cancelled.begun, 40);
+    failing.last = 17;
+    EXPECT_THROW(failing.run(), std::out_of_range);
+    EXPECT_EQ(failing.accepted, upTo(18));
 }
 
 TEST(Signals, EndPublishingOnceAllIsWritten) {

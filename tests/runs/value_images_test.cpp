@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <cstring>
 
 #include "files/image_files.hpp"
 #include "files/protected_files.hpp"
@@ -19,68 +20,53 @@ bool isWarm(const cv::Vec3b& colour) {
     return colour[2] > colour[0];
 }
 
-// The left part 2, the right one 9.5, what is between was not measured.
-class ValueImages : public testing::TestWithParam<Quantity> {
-  protected:
-    ValueImages() : _values(60, 360, CV_32FC1, 2.F), _measured(60, 360, CV_8UC1, 255) {
-        _values.colRange(120, 360) = 9.5F;
-        _measured.colRange(120, 240) = 0;
-    }
-
-    cv::Mat read(const std::string& extension) const {
-        return readImage(_folder.path("a_" + nameOf(GetParam()) + extension), Pixels::asStored);
-    }
-
-    cv::Mat marked(float mark) const {
-        cv::Mat values = _values.clone();
-        values.colRange(120, 240) = mark;
-        return values;
-    }
-
-    const ScratchFolder _folder;
-    cv::Mat _values;
-    cv::Mat _measured;
-};
-
-TEST_P(ValueImages, HoldTheMeasuredValuesInEveryFormat) {
-    const ProtectedFiles inputs({});
-    PairFiles files(_folder.path(""), "a", inputs);
+// The left third is 2, the right one 9.5, what is between was not measured. 9.5 takes more than
+// 65535 steps.
+TEST(ValueImages, HoldTheMeasuredValuesInEveryFormat) {
+    cv::Mat values(60, 360, CV_32FC1, 9.5F), measured(60, 360, CV_8UC1, 255);
+    values.colRange(0, 120) = 2;
+    measured.colRange(120, 240) = 0;
+    cv::Mat nans = values.clone(), infinities = values.clone(), png(60, 360, CV_16UC1);
+    nans.colRange(120, 240) = std::nanf("");
+    infinities.colRange(120, 240) = infinity;
+    png = 0;
+    png.colRange(0, 120) = 16000;
     MatchingOptions options;
     options.formats = {"tiff", "pfm", "npy", "png", "picture"};
-    const double step = 1. / 8000;  // 9.5 of these are more than 65535
-    const PairMeasurement measurement =
-        writeValues("a", {GetParam(), _values, _measured, "m", step}, options, files);
-    const std::string name = "a_" + nameOf(GetParam());
-    EXPECT_THAT(files.names(), ElementsAre(name + ".tiff", name + ".pfm", name + ".npy",
-                                           name + ".png", name + "_picture.png"));
-    EXPECT_EQ(measurement.quantity, GetParam());
-    EXPECT_EQ(measurement.statistics.count, 2U * 120 * 60);
-    EXPECT_EQ(measurement.statistics.largest, 9.5);
-    EXPECT_EQ(measurement.png->step, step);
-    EXPECT_EQ(measurement.png->outOfRange, 120 * 60);
-
-    EXPECT_THAT(read(".tiff"), IsSameMatrix(marked(std::nanf(""))));
-    EXPECT_THAT(read(".pfm"), IsSameMatrix(marked(infinity)));
-    // NumPy's format 1.0: the description ends at a multiple of 64 bytes.
-    const std::string npy = readFile(_folder.path(name + ".npy"));
-    EXPECT_EQ(npy.substr(0, 72), std::string("\x93NUMPY\x01\0\x76\0", 10) +
-                                     "{'descr': '<f4', 'fortran_order': False, 'shape': (60, 360), "
-                                     "}");
-    EXPECT_EQ(npy[127], '\n');
-    ASSERT_EQ(npy.size(), 128U + 60 * 360 * 4);
-    EXPECT_THAT(cv::Mat(60, 360, CV_32FC1, const_cast<char*>(npy.data() + 128)),
-                IsSameMatrix(marked(std::nanf(""))));
-    cv::Mat png(60, 360, CV_16UC1, cv::Scalar(0));
-    png.colRange(0, 120) = 16000;
-    EXPECT_THAT(read(".png"), IsSameMatrix(png));
-    const cv::Mat picture = read("_picture.png");
-    EXPECT_EQ(isWarm(picture.at<cv::Vec3b>(10, 60)), GetParam() == Quantity::depth) << "near";
-    EXPECT_EQ(isWarm(picture.at<cv::Vec3b>(10, 300)), GetParam() == Quantity::disparity);
-    EXPECT_EQ(picture.at<cv::Vec3b>(10, 180), cv::Vec3b::all(48)) << "no value";
+    for (const Quantity quantity : {Quantity::disparity, Quantity::depth}) {
+        const ScratchFolder folder;
+        const ProtectedFiles inputs({});
+        PairFiles files(folder.path(""), "a", inputs);
+        const PairMeasurement measurement =
+            writeValues("a", {quantity, values, measured, "m", 1. / 8000}, options, files);
+        EXPECT_EQ(measurement.quantity, quantity);
+        EXPECT_EQ(measurement.statistics.count, 2U * 120 * 60);
+        EXPECT_EQ(measurement.png->step, 1. / 8000);
+        EXPECT_EQ(measurement.png->outOfRange, 120 * 60);
+        const std::string name = "a_" + nameOf(quantity);
+        EXPECT_THAT(files.names(), ElementsAre(name + ".tiff", name + ".pfm", name + ".npy",
+                                               name + ".png", name + "_picture.png"));
+        const auto read = [&](const std::string& extension) {
+            return readImage(folder.path(name + extension), Pixels::asStored);
+        };
+        EXPECT_THAT(read(".tiff"), IsSameMatrix(nans));
+        EXPECT_THAT(read(".pfm"), IsSameMatrix(infinities));
+        EXPECT_THAT(read(".png"), IsSameMatrix(png));
+        // NumPy's format 1.0: the description, 118 bytes, ends at a multiple of 64.
+        const std::string npy = readFile(folder.path(name + ".npy"));
+        ASSERT_EQ(npy.size(), 128U + 60 * 360 * 4);
+        EXPECT_EQ(npy.substr(0, 10), std::string("\x93NUMPY\x01\0\x76\0", 10));
+        EXPECT_EQ(npy.substr(10, 118),
+                  "{'descr': '<f4', 'fortran_order': False, 'shape': (60, 360), }" +
+                      std::string(55, ' ') + "\n");
+        EXPECT_EQ(std::memcmp(npy.data() + 128, nans.data, npy.size() - 128), 0);
+        const cv::Mat picture = read("_picture.png");
+        const bool isDepth = quantity == Quantity::depth;
+        EXPECT_EQ(isWarm(picture.at<cv::Vec3b>(10, 60)), isDepth) << "near";
+        EXPECT_EQ(isWarm(picture.at<cv::Vec3b>(10, 300)), !isDepth);
+        EXPECT_EQ(picture.at<cv::Vec3b>(10, 180), cv::Vec3b::all(48)) << "no value";
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Quantities, ValueImages,
-                         testing::Values(Quantity::disparity, Quantity::depth));
 
 }  // namespace
 }  // namespace tiomipra::test
