@@ -2,18 +2,59 @@
 
 #include <fmt/format.h>
 
+#include <cstdlib>
+#include <new>
 #include <nlohmann/json.hpp>
+#include <opencv2/core.hpp>
 
 #include "base/errors.hpp"
+#include "base/text.hpp"
 #include "runs/interruption.hpp"
 
 namespace tiomipra {
+namespace {
+
+std::function<void(const Ending& ending)> tellEnding;
+
+bool isOutOfMemory(const std::exception& exception) {
+    const auto* const ofOpenCv = dynamic_cast<const cv::Exception*>(&exception);
+    return dynamic_cast<const std::bad_alloc*>(&exception) != nullptr ||
+           (ofOpenCv != nullptr &&
+            (ofOpenCv->code == cv::Error::StsNoMem || endsWith(ofOpenCv->file, "buffer_area.cpp")));
+}
+
+[[noreturn]] void endTerminated() {
+    try {
+        if (const auto exception = std::current_exception())
+            std::rethrow_exception(exception);
+    } catch (const std::exception& exception) {
+        if (isOutOfMemory(exception)) {
+            const Ending ending = endingFor(exception);
+            tellEnding(ending);
+            std::_Exit(static_cast<int>(ending.status));
+        }
+    } catch (...) {
+        std::abort();
+    }
+    std::abort();
+}
+
+}  // namespace
+
+void endWithoutMemory(std::function<void(const Ending& ending)> tell) {
+    tellEnding = std::move(tell);
+    std::set_terminate(endTerminated);
+}
 
 Ending endingFor(const std::exception& exception) {
     if (const auto* const error = dynamic_cast<const SettingError*>(&exception))
         return {Status::usage, (error->setting().empty() ? "" : "--") + std::string(error->what())};
     if (dynamic_cast<const Interrupted*>(&exception) != nullptr)
         return {Status::interrupted, exception.what()};
+    if (isOutOfMemory(exception))
+        return {Status::input,
+                "there is not enough memory left; what to do: a larger limit, fewer --jobs, fewer "
+                "disparities, or a larger --scale"};
     return {Status::input, exception.what()};
 }
 

@@ -33,6 +33,11 @@ using Run = std::function<Ending()>;
 // The one place that knows what an exception means for the command line.
 Ending endingFor(const std::exception& exception);
 
+// Has what nobody can catch told by `tell` before the process ends with its status, where it is
+// that memory ran out. OpenCV's buffers throw a second time while the first exception unwinds,
+// which the language answers by std::terminate.
+void endWithoutMemory(std::function<void(const Ending& ending)> tell);
+
 // One of many things that failed, and how the command would end if it were the only one.
 struct Failure {
     std::string name;

@@ -183,6 +183,10 @@ int main(int argc, char** argv) {
         return printCompletions(app, {words.begin() + 1, words.end()});
     // Known even when the command line as a whole makes no sense.
     const bool isJsonWanted = std::find(words.begin(), words.end(), "--json") != words.end();
+    endWithoutMemory([&](const Ending& ending) {
+        endWithoutResult(app, ending, isJsonWanted);
+        std::cout.flush();
+    });
     try {
         app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
         return endWithResult(app, run());

@@ -1,10 +1,12 @@
 #include "files/frame_source.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <utility>
 
 #include "base/errors.hpp"
 #include "base/text.hpp"
+#include "files/eight_bits.hpp"
 #include "files/image_lists.hpp"
 #include "files/image_sequences.hpp"
 
@@ -101,12 +103,54 @@ class SplitFrames : public FrameSource {
     std::unique_ptr<ImageSequence> _both;
 };
 
+// Those of another source, in 8 bits.
+class EightBitFrames : public FrameSource {
+  public:
+    EightBitFrames(std::unique_ptr<FrameSource> frames, Notify notify)
+        : _frames(std::move(frames)), _notify(std::make_shared<Once>(std::move(notify))) {}
+
+    std::size_t count() const override { return _frames->count(); }
+
+    Paths files() const override { return _frames->files(); }
+
+    std::optional<Frame> next() override {
+        auto frame = _frames->next();
+        if (frame)
+            frame->read = [read = frame->read, file = frame->leftFile, notify = _notify] {
+                StereoImages images = read();
+                const std::string change = stretchToEightBits(images.left, images.right);
+                if (!change.empty() && !notify->isDone.exchange(true))
+                    notify->notify(fmt::format("note: {}: {}", quote(file), change));
+                return images;
+            };
+        return frame;
+    }
+
+  private:
+    // Frames may outlive their source, and be read by several threads.
+    struct Once {
+        explicit Once(Notify aNotify) : notify(std::move(aNotify)) {}
+        const Notify notify;
+        std::atomic<bool> isDone = false;
+    };
+
+    std::unique_ptr<FrameSource> _frames;
+    std::shared_ptr<Once> _notify;
+};
+
+std::unique_ptr<FrameSource> openAsStored(const FrameArguments& arguments, const Notify& notify) {
+    if (!arguments.sideBySide.empty())
+        return std::make_unique<SplitFrames>(openSequence(arguments.sideBySide, notify));
+    return std::make_unique<PairedFrames>(openSequence(arguments.left, notify),
+                                          openSequence(arguments.right, notify));
+}
+
 std::unique_ptr<FrameSource> open(const FrameArguments& arguments, const Notify& notify,
                                   Pixels pixels) {
-    if (!arguments.sideBySide.empty())
-        return std::make_unique<SplitFrames>(openSequence(arguments.sideBySide, pixels, notify));
-    return std::make_unique<PairedFrames>(openSequence(arguments.left, pixels, notify),
-                                          openSequence(arguments.right, pixels, notify));
+    auto frames = openAsStored(arguments, notify);
+    if (pixels == Pixels::asStored)
+        return frames;
+    return std::make_unique<EightBitFrames>(std::move(frames), notify);
 }
 
 }  // namespace

@@ -34,7 +34,8 @@ struct Frame {
     std::string leftFile;            // as in "left01.png" or "clip.avi, frame 12"
     std::string rightFile;           // the same as `leftFile` for a side-by-side image
     std::vector<std::string> files;  // those that it is read from
-    // Reads the pair, both of the same size; one may be grey, the other in colour. Throws
+    // Reads the pair, both of the same size; one may be grey, the other in colour. Unless they are
+    // wanted as stored, images of other than 8 bits are stretched, see `stretchToEightBits`. Throws
     // `InputError` that names the file.
     std::function<StereoImages()> read;
 };
@@ -58,8 +59,8 @@ class FrameSource {
 };
 
 // Throws `InputError` when nothing matches an argument, a video can't be opened, or there are more
-// images on one side than on the other. A notice names partners whose numbers differ, and a video
-// that ends early.
+// images on one side than on the other. A notice names partners whose numbers differ, a video that
+// ends early, and the first images that are stretched.
 std::unique_ptr<FrameSource> openFrames(const FrameArguments& arguments, const Notify& notify,
                                         Pixels pixels = Pixels::eightBit);
 

@@ -29,8 +29,7 @@ std::vector<std::string> nameEach(const Paths& paths) {
 
 class ImageFiles : public ImageSequence {
   public:
-    ImageFiles(Paths paths, Pixels pixels)
-        : _paths(std::move(paths)), _names(nameEach(_paths)), _pixels(pixels) {}
+    explicit ImageFiles(Paths paths) : _paths(std::move(paths)), _names(nameEach(_paths)) {}
 
     std::size_t count() const override { return _paths.size(); }
 
@@ -41,14 +40,12 @@ class ImageFiles : public ImageSequence {
             return std::nullopt;
         const std::string& path = _paths[_next];
         const std::string& name = _names[_next++];
-        return Picture{name, path, path,
-                       [path, pixels = _pixels] { return readImage(path, pixels); }};
+        return Picture{name, path, path, [path] { return readImage(path, Pixels::asStored); }};
     }
 
   private:
     Paths _paths;
     std::vector<std::string> _names;
-    Pixels _pixels;
     std::size_t _next = 0;
 };
 
@@ -92,10 +89,10 @@ class VideoFrames : public ImageSequence {
 }  // namespace
 
 std::unique_ptr<ImageSequence> openSequence(const std::vector<std::string>& arguments,
-                                            Pixels pixels, const Notify& notify) {
+                                            const Notify& notify) {
     if (areVideo(arguments))
         return std::make_unique<VideoFrames>(arguments.front(), notify);
-    return std::make_unique<ImageFiles>(resolveImages(arguments), pixels);
+    return std::make_unique<ImageFiles>(resolveImages(arguments));
 }
 
 }  // namespace tiomipra

@@ -20,7 +20,7 @@ struct Picture {
     std::string name;   // the file's without folder and extension; unique within its sequence
     std::string title;  // as in "left01.png" or "clip.avi, frame 12"
     std::string file;
-    std::function<cv::Mat()> read;  // throws `InputError` that names the file
+    std::function<cv::Mat()> read;  // as stored; throws `InputError` that names the file
 };
 
 class ImageSequence {
@@ -43,7 +43,7 @@ class ImageSequence {
 // The images that the arguments, as `resolveImages` takes them, or one video stand for. A notice
 // tells of a video that ends before it says it does.
 std::unique_ptr<ImageSequence> openSequence(const std::vector<std::string>& arguments,
-                                            Pixels pixels, const Notify& notify);
+                                            const Notify& notify);
 
 }  // namespace tiomipra
 

@@ -64,12 +64,12 @@ void requireSameSize(const cv::Mat& disparity, const std::string& disparityFile,
 
 // White is not occluded; darker shades are occluded or unknown in the masks that are in use.
 cv::Mat readMask(const std::string& path) {
-    const cv::Mat image = readImage(path);
+    const cv::Mat image = readImage(path, Pixels::asStored);
     if (image.channels() != 1)
         throw InputError(quote(path) + " holds colours, must be a grey mask");
     double largest = 0;
     cv::minMaxLoc(image, nullptr, &largest);
-    return largest > 0 ? cv::Mat(image == largest) : image;
+    return largest > 0 ? cv::Mat(image == largest) : cv::Mat::zeros(image.size(), CV_8UC1);
 }
 
 }  // namespace

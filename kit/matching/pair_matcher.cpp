@@ -37,6 +37,7 @@ Match matchPair(const Stereo& stereo, const StereoImages& rectified, const cv::M
     match.left = reduce(rectified.left, scale);
     const cv::Mat left = toGrey(match.left);
     const cv::Mat right = toGrey(reduce(rectified.right, scale));
+    requireAllocatable(matcherMemory(stereo, left.size()));
     match.disparity = stereo.computeDisparity(left, right);
     const vision::AdaptedParameters adapted = adaptToWidth(stereo, left.cols);
     match.measured = findMatched(match.disparity, adapted.minDisparity) &
@@ -51,8 +52,12 @@ Match matchPair(const Stereo& stereo, const StereoImages& rectified, const cv::M
     return match;
 }
 
-PairMatcher::PairMatcher(MatcherSettings settings, std::optional<Rig> rig, Notify notify)
-    : _settings(std::move(settings)), _rig(std::move(rig)), _notify(std::move(notify)) {}
+PairMatcher::PairMatcher(MatcherSettings settings, std::optional<Rig> rig, Notify notify,
+                         AvailableMemory availableMemory)
+    : _settings(std::move(settings)),
+      _rig(std::move(rig)),
+      _notify(std::move(notify)),
+      _availableMemory(std::move(availableMemory)) {}
 
 Match PairMatcher::match(const Frame& frame) {
     StereoImages images = frame.read();
@@ -68,6 +73,17 @@ Parameters PairMatcher::parameters() const {
     return describeParameters(*_stereo, _settings, _rig.has_value());
 }
 
+std::uint64_t PairMatcher::memoryFor(const cv::Size& size, const std::string& file) const {
+    requireUsableSize(size, file);
+    const cv::Size kept = divisibleSize(size, scale());
+    return pairMemory(*makeStereo(_settings, rigFor(size), kept), size, kept / scale(),
+                      _rig.has_value());
+}
+
+std::optional<Rig> PairMatcher::rigFor(const cv::Size& size) const {
+    return _rig ? std::optional(fitRig(*_rig, size, divisibleSize(size, scale()))) : std::nullopt;
+}
+
 void PairMatcher::requireUsableSize(const cv::Size& size, const std::string& file) const {
     if (_rig)
         requireSameAspectRatio(*_rig, size, file);
@@ -78,6 +94,7 @@ void PairMatcher::requireUsableSize(const cv::Size& size, const std::string& fil
 
 void PairMatcher::fitTo(const cv::Size& size, const std::string& file) {
     _size = {};  // whatever fails below: nothing is fitted to the former size any more
+    _stereo = _rectifier = nullptr;
     requireUsableSize(size, file);
     const cv::Size kept = divisibleSize(size, scale());
     if (kept != size)
@@ -85,9 +102,11 @@ void PairMatcher::fitTo(const cv::Size& size, const std::string& file) {
             fmt::format("note: of {} pixels {} are matched, as the last columns or rows don't "
                         "fill a pixel at 1/{} of the size",
                         describe(size), describe(kept), scale()));
-    const auto rig = _rig ? std::optional(fitRig(*_rig, size, kept)) : std::nullopt;
+    const auto rig = rigFor(size);
     _stereo = makeStereo(_settings, rig, kept);
     fitParameters(kept.width / scale());
+    requireMemory(*_stereo, size, pairMemory(*_stereo, size, kept / scale(), rig.has_value()),
+                  _availableMemory(), file);
     if (rig) {
         _notify(explainSearch(*_stereo, *rig, scale()));
         prepareRectification(size, kept);

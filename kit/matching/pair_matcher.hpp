@@ -2,15 +2,18 @@
 #ifndef TIOMIPRA_MATCHING_PAIR_MATCHER_HPP
 #define TIOMIPRA_MATCHING_PAIR_MATCHER_HPP
 
+#include <cstdint>
 #include <memory>
 #include <opencv2/core/mat.hpp>
 #include <optional>
+#include <string>
 #include <vision/stereo.hpp>
 
 #include "base/notices.hpp"
 #include "base/provenance.hpp"
 #include "files/frame_source.hpp"
 #include "matching/matcher_settings.hpp"
+#include "matching/memory_need.hpp"
 #include "rigs/rig_files.hpp"
 
 namespace tiomipra {
@@ -35,11 +38,16 @@ class PairMatcher {
   public:
     // Without a rig, the frames are rectified already. Notices say what was fitted to the size of
     // the images, which depths are searched, and what may be wrong with the results.
-    PairMatcher(MatcherSettings settings, std::optional<Rig> rig, Notify notify);
+    PairMatcher(
+        MatcherSettings settings, std::optional<Rig> rig, Notify notify,
+        AvailableMemory availableMemory = [] { return MemoryLimit(); });
 
-    // Throws `InputError` that names the file when the pair does not fit; as `makeStereo` and
-    // `requireMatchable` for settings that don't.
+    // Throws `InputError` that names the file when the pair does not fit, or takes more memory than
+    // is available; as `makeStereo` and `requireMatchable` for settings that don't.
     Match match(const Frame& frame);
+
+    // Bytes that matching images of `size` takes. Throws as `match`.
+    std::uint64_t memoryFor(const cv::Size& size, const std::string& file) const;
 
     // As it was used for the latest pair.
     const vision::Stereo& stereo() const { return *_stereo; }
@@ -49,6 +57,7 @@ class PairMatcher {
 
   private:
     int scale() const { return _settings.scale.value_or(1); }
+    std::optional<Rig> rigFor(const cv::Size& size) const;
     void requireUsableSize(const cv::Size& size, const std::string& file) const;
     void fitTo(const cv::Size& size, const std::string& file);
     void fitParameters(int matchedWidth);
@@ -57,6 +66,7 @@ class PairMatcher {
     const MatcherSettings _settings;
     const std::optional<Rig> _rig;
     const Notify _notify;
+    const AvailableMemory _availableMemory;
     cv::Size _size;  // that all below is fitted to
     std::shared_ptr<vision::Stereo> _stereo;
     // For the whole images; the same object where all of them is matched.

@@ -13,6 +13,8 @@
 #include "matching/matcher_setup.hpp"
 #include "reports/measurement_report.hpp"
 #include "rigs/rig_files.hpp"
+#include "runs/available_memory.hpp"
+#include "runs/ordered_work.hpp"
 #include "runs/progress.hpp"
 
 namespace tiomipra {
@@ -78,6 +80,34 @@ Provenance describeRun(const std::string& name, const MatchingOptions& options,
     return {name, std::move(parameters), rig ? rig->hash : "", rig ? rig->unit : std::nullopt};
 }
 
+// Bytes that matching the first pair takes; 0 if it can't be matched, which the run will tell.
+std::uint64_t memoryForFirst(const FrameArguments& arguments, const PairMatcher& matcher) {
+    try {
+        const auto frame = reopenFrames(arguments)->next();
+        return frame ? matcher.memoryFor(frame->read().left.size(), frame->leftFile) : 0;
+    } catch (const std::exception&) {
+        return 0;
+    }
+}
+
+// As many jobs as were asked for, or fewer if there is no memory for so many. What does not fit at
+// all is refused pair by pair.
+std::size_t jobsWithinMemory(const MatchingOptions& options, std::size_t pairs,
+                             const PairMatcher& matcher, Notices& notices) {
+    const std::size_t wanted = countWorkers(options.batch.jobs, pairs);
+    if (wanted == 1)
+        return wanted;
+    const std::uint64_t need = memoryForFirst(options.frames, matcher);
+    const MemoryLimit limit = availableMemory();
+    const std::size_t jobs = workersWithin(limit, need, wanted);
+    if (jobs < wanted)
+        notices.say(fmt::format(
+            "note: {} of {} jobs at the same time, as each takes about {} of memory, and {} are "
+            "available, {}",
+            jobs, wanted, describeBytes(need), describeBytes(limit.bytes), limit.source));
+    return jobs;
+}
+
 void warnOfNothing(const std::string& pair, const PairMeasurement& measurement, Notices& notices) {
     if (measurement.statistics.count == 0)
         notices.say(
@@ -101,10 +131,13 @@ Ending runMatching(const std::string& name, const MatchingOptions& options,
 
     Notices notices;
     noteTrustedUnit(settings, rig, notices);
+    const auto notify = [&notices](const std::string& notice) { notices.say(notice); };
+    const auto makeMatcher = [&] {
+        return std::make_shared<PairMatcher>(settings, rig, notify,
+                                             [] { return availableMemory(); });
+    };
     const auto makeWorker = [&]() -> ProcessPair {
-        const auto notify = [&notices](const std::string& notice) { notices.say(notice); };
-        const auto matcher = std::make_shared<PairMatcher>(settings, rig, notify);
-        return [&, matcher](const Frame& frame, PairFiles& files) -> PairReport {
+        return [&, matcher = makeMatcher()](const Frame& frame, PairFiles& files) -> PairReport {
             const Match match = matcher->match(frame);
             const Provenance madeWith = describeRun(name, options, rig, matcher->parameters());
             PairMeasurement measurement =
@@ -119,7 +152,10 @@ Ending runMatching(const std::string& name, const MatchingOptions& options,
     };
     const Provenance madeWith =
         describeRun(name, options, rig, describeParameters(*stereo, settings, rig.has_value()));
-    return runBatch(*frames, options.batch, inputs, madeWith, makeWorker);
+    BatchOptions batch = options.batch;
+    batch.jobs =
+        static_cast<unsigned>(jobsWithinMemory(options, frames->count(), *makeMatcher(), notices));
+    return runBatch(*frames, batch, inputs, madeWith, makeWorker);
 }
 
 }  // namespace tiomipra
