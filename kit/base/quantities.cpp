@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <limits>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -55,15 +56,22 @@ Length parseLength(const std::string& text) {
 
 DepthRange parseDepthRange(const std::string& text) {
     constexpr auto rule =
-        "NEAR..FAR, two positive lengths, both with a suffix or none, the nearer one first";
+        "NEAR..FAR, two positive lengths, both with a suffix or none, the nearer one first; FAR "
+        "may "
+        "be inf; or auto";
+    if (text == "auto")
+        return {0, 0, "", true};
     const auto dots = text.find("..");
     if (dots == std::string::npos)
         refuse(text, rule);
     const Length nearest = parseLength(text.substr(0, dots));
-    const Length farthest = parseLength(text.substr(dots + 2));
+    const std::string far = text.substr(dots + 2);
+    const Length farthest = far == "inf"
+                                ? Length{std::numeric_limits<double>::infinity(), nearest.unit}
+                                : parseLength(far);
     if (nearest.unit != farthest.unit || nearest.value >= farthest.value)
         refuse(text, rule);
-    return {nearest.value, farthest.value, nearest.unit};
+    return {nearest.value, farthest.value, nearest.unit, false};
 }
 
 cv::Size parseSize(const std::string& text) {

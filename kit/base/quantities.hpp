@@ -23,11 +23,12 @@ Length parseLength(const std::string& text);
 // Depths, the nearer one first.
 struct DepthRange {
     double nearest = 0;
-    double farthest = 0;
-    std::string unit;  // of both, as in `Length`
+    double farthest = 0;       // may be infinite
+    std::string unit;          // of both, as in `Length`
+    bool isAutomatic = false;  // to be found from the images; then there are no depths
 };
 
-// "0.4..3" or "40cm..3m".
+// "0.4..3", "40cm..3m", "0.4..inf" or "auto".
 DepthRange parseDepthRange(const std::string& text);
 
 // "9x6" or "9X6": width times height, both positive.

@@ -60,7 +60,7 @@ class FrameSource {
 
 // Throws `InputError` when nothing matches an argument, a video can't be opened, or there are more
 // images on one side than on the other. A notice names partners whose numbers differ, a video that
-// ends early, and the first images that are stretched.
+// is cut off or ends early, and the first images that are stretched.
 std::unique_ptr<FrameSource> openFrames(const FrameArguments& arguments, const Notify& notify,
                                         Pixels pixels = Pixels::eightBit);
 

@@ -53,7 +53,11 @@ class ImageFiles : public ImageSequence {
 class VideoFrames : public ImageSequence {
   public:
     VideoFrames(const std::string& path, Notify notify)
-        : _path(path), _video(openVideo(path)), _notify(std::move(notify)) {}
+        : _path(path), _video(openVideo(path)), _notify(std::move(notify)) {
+        if (isCutOff(path))
+            _notify(
+                fmt::format("warning: {} is cut off: its last frame may be damaged", quote(path)));
+    }
 
     std::size_t count() const override { return _video->frameCount(); }
 

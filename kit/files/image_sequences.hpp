@@ -41,7 +41,7 @@ class ImageSequence {
 };
 
 // The images that the arguments, as `resolveImages` takes them, or one video stand for. A notice
-// tells of a video that ends before it says it does.
+// tells of a video that is cut off, or ends before it says it does.
 std::unique_ptr<ImageSequence> openSequence(const std::vector<std::string>& arguments,
                                             const Notify& notify);
 

@@ -1,6 +1,7 @@
 #include "files/video_codecs.hpp"
 
 #include <algorithm>
+#include <cstdlib>
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/videoio.hpp>
 
@@ -27,7 +28,14 @@ class CapturedVideo : public Video {
     cv::VideoCapture _capture;
 };
 
+// Decoders of FFmpeg write to standard error by themselves. Unless the user wants that.
+void silenceDecoders() {
+    constexpr auto quiet = "-8";  // AV_LOG_QUIET
+    setenv("OPENCV_FFMPEG_LOGLEVEL", quiet, 0);
+}
+
 std::unique_ptr<Video> openVideo(const std::string& path) {
+    silenceDecoders();
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
     cv::VideoCapture capture(path);
     if (!capture.isOpened())

@@ -12,6 +12,10 @@ namespace tiomipra {
 // Opens a video; throws `InputError` that names the file when it can't be read or is no video.
 std::unique_ptr<Video> openVideo(const std::string& path);
 
+// True when the header of an AVI file promises more bytes than there are: its last frame may be
+// damaged, which decoders don't tell.
+bool isCutOff(const std::string& path);
+
 }  // namespace tiomipra
 
 #endif

@@ -1,6 +1,7 @@
 #include "matching/matcher_search.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 
@@ -36,6 +37,9 @@ class DepthText {
     }
 
     std::string resolutionAt(double depth) const {
+        if (std::isinf(depth))
+            return fmt::format("all there is beyond {}",
+                               length(_model.depthAt(_model.atInfinity + _step)));
         return fmt::format("{} at {}", length(_model.depthStepAt(depth, _step)), length(depth));
     }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdlib>
 #include <stdexcept>
 #include <string_view>
@@ -38,6 +39,8 @@ double asWritten(float value) {
 
 // Whole numbers are written with a point: 3.0.
 std::string asText(const Length& length) {
+    if (std::isinf(length.value))
+        return "inf";
     const std::string number = fmt::format("{}", length.value);
     const bool isWhole = number.find_first_of(".e") == std::string::npos;
     return fmt::format("{}{}{}", number, isWhole ? ".0" : "", length.unit);
@@ -46,6 +49,10 @@ std::string asText(const Length& length) {
 std::string asText(const DepthRange& range) {
     return fmt::format("{}..{}", asText(Length{range.nearest, range.unit}),
                        asText(Length{range.farthest, range.unit}));
+}
+
+Parameter::Value asValue(float maxDepth) {
+    return std::isinf(maxDepth) ? Parameter::Value("inf") : asWritten(maxDepth);
 }
 
 void remove(Parameters& parameters, std::string_view name) {
@@ -131,7 +138,7 @@ Parameters describeParameters(const Stereo& stereo, const MatcherSettings& setti
     for (const MatcherParameter& parameter : matcherParameters())
         parameters.push_back({std::string(parameter.name), valueIn(stereo, parameter)});
     if (hasDepth)
-        parameters.push_back({names::maxDepth, asWritten(stereo.getMaxDepth())});
+        parameters.push_back({names::maxDepth, asValue(stereo.getMaxDepth())});
     parameters.push_back({names::scale, settings.scale.value_or(1)});
     return parameters;
 }

@@ -88,18 +88,21 @@ void requireNearest(const Stereo& stereo, const Rig& rig, const MatcherSettings&
                                   digits(model.depthAt(rig.left.width - 1))));
 }
 
-// Sets the smallest disparity number such that a point at the near end of the range is within the
-// search once the library has adapted it to the scale.
+// The smallest disparity number such that `largest`, in pixels of the full size, is within the
+// search from `first`, in those of the reduced one, once the library has adapted it to the scale.
+int disparityNumberFor(double largest, int first, int scale) {
+    constexpr int step = 16;
+    const int count = std::max(1, static_cast<int>(std::ceil(largest / scale)) - first + 1);
+    return (count + step - 1) / step * step + step * vision::pyramidLevel(scale);
+}
+
 void setNearest(Stereo& stereo, const Rig& rig, const MatcherSettings& settings) {
     requireNearest(stereo, rig, settings);
     const int scale = settings.scale.value_or(1);
     const double disparity =
         disparityModel(rig.left, rig.right).disparityAt(settings.range->nearest);
     const int first = adaptToWidth(stereo, std::max(1, rig.left.width / scale)).minDisparity;
-    const int count = std::max(1, static_cast<int>(std::ceil(disparity / scale)) - first + 1);
-    constexpr int step = 16;
-    stereo.setDisparityNumber((count + step - 1) / step * step +
-                              step * vision::pyramidLevel(scale));
+    stereo.setDisparityNumber(disparityNumberFor(disparity, first, scale));
 }
 
 // The costs of semi-global matching stay the same relative to each other.
@@ -167,6 +170,14 @@ std::unique_ptr<Stereo> makeStereo(const MatcherSettings& settings, const cv::Si
 std::unique_ptr<Stereo> makeStereo(const MatcherSettings& settings, const std::optional<Rig>& rig,
                                    const cv::Size& size) {
     return rig ? makeStereo(settings, *rig) : makeStereo(settings, size);
+}
+
+void setDisparities(MatcherSettings& settings, double smallest, double largest) {
+    const int scale = settings.scale.value_or(1);
+    const int first = cvFloor(smallest);
+    settings.range.reset();
+    settings.values[names::minDisparity] = first;
+    settings.values[names::disparityNumber] = disparityNumberFor(largest, first / scale, scale);
 }
 
 bool mustTrustUnit(const MatcherSettings& settings, const Rig& rig) {

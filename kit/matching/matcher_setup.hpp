@@ -27,6 +27,10 @@ std::unique_ptr<vision::Stereo> makeStereo(const MatcherSettings& settings, cons
 std::unique_ptr<vision::Stereo> makeStereo(const MatcherSettings& settings,
                                            const std::optional<Rig>& rig, const cv::Size& size);
 
+// Puts into `settings`, in place of a range, what searches these disparities, in pixels of the
+// images before their reduction.
+void setDisparities(MatcherSettings& settings, double smallest, double largest);
+
 // True when depths of `settings` have a suffix, so that they are in metres, while nothing says
 // whether the rig's lengths are. Where something says that they are not, `makeStereo` refuses them.
 bool mustTrustUnit(const MatcherSettings& settings, const Rig& rig);

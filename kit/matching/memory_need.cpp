@@ -48,9 +48,9 @@ std::uint64_t blockMatchingCosts(const AdaptedParameters& adapted, const cv::Siz
 
 std::uint64_t matcherMemory(const Stereo& stereo, const cv::Size& size) {
     const AdaptedParameters adapted = adaptToWidth(stereo, size.width);
-    return perMatchedPixel * pixelsOf(size) +
-           (stereo.getStereoAlgorithm() == Stereo::SGBM ? semiGlobalCosts(stereo, adapted, size)
-                                                        : blockMatchingCosts(adapted, size));
+    return perMatchedPixel * pixelsOf(size) + (stereo.getStereoAlgorithm() == Stereo::SGBM
+                                                   ? semiGlobalCosts(stereo, adapted, size)
+                                                   : blockMatchingCosts(adapted, size));
 }
 
 std::uint64_t pairMemory(const Stereo& stereo, const cv::Size& size, const cv::Size& matched,

@@ -1,16 +1,20 @@
 #include "commands/matching_run.hpp"
 
+#include <algorithm>
 #include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
 #include <utility>
+#include <vector>
 
 #include "base/text.hpp"
 #include "files/output_files.hpp"
 #include "files/protected_files.hpp"
+#include "matching/automatic_range.hpp"
 #include "matching/matcher_setup.hpp"
+#include "matching/measurement_hints.hpp"
 #include "reports/measurement_report.hpp"
 #include "rigs/rig_files.hpp"
 #include "runs/available_memory.hpp"
@@ -108,28 +112,43 @@ std::size_t jobsWithinMemory(const MatchingOptions& options, std::size_t pairs,
     return jobs;
 }
 
-void warnOfNothing(const std::string& pair, const PairMeasurement& measurement, Notices& notices) {
-    if (measurement.statistics.count == 0)
-        notices.say(
-            fmt::format("warning: {}: nothing was measured; see whether the depths or "
-                        "disparities searched hold the scene, and whether `tiomipra check` "
-                        "accepts the rig",
-                        pair));
+// At most five, spread over all, so that a batch has one range, whoever works on it.
+std::vector<Frame> sampleFrames(const FrameArguments& arguments) {
+    constexpr std::size_t most = 5;
+    const auto source = reopenFrames(arguments);
+    const std::size_t step = std::max<std::size_t>(1, source->count() / most);
+    std::vector<Frame> frames;
+    for (std::size_t i = 0; frames.size() < most; ++i) {
+        auto frame = source->next();
+        if (!frame)
+            break;
+        if (i % step == 0)
+            frames.push_back(std::move(*frame));
+    }
+    return frames;
+}
+
+MatcherSettings settingsFor(const MatchingOptions& options, const std::optional<Rig>& rig,
+                            Notices& notices) {
+    const MatcherSettings settings = resolveSettings(options.matcher);
+    const bool isAutomatic = settings.range && settings.range->isAutomatic;
+    return withRangeFound(settings, rig,
+                          isAutomatic ? sampleFrames(options.frames) : std::vector<Frame>(),
+                          [&](const std::string& notice) { notices.say(notice); });
 }
 
 }  // namespace
 
 Ending runMatching(const std::string& name, const MatchingOptions& options,
                    const WriteMatch& write) {
-    const MatcherSettings settings = resolveSettings(options.matcher);
     const std::optional<Rig> rig = readRigOf(options);
-    const auto stereo = makeStereo(settings, rig, anySize);
     requireFrames(options.frames);
     const auto frames = openFrames(options.frames, sayBesideBar);
     const ProtectedFiles inputs = inputsOf(*frames, rig);
-    saveParameters(options.matcher.saveParametersFile, *stereo, settings, inputs);
-
     Notices notices;
+    const MatcherSettings settings = settingsFor(options, rig, notices);
+    const auto stereo = makeStereo(settings, rig, anySize);
+    saveParameters(options.matcher.saveParametersFile, *stereo, settings, inputs);
     noteTrustedUnit(settings, rig, notices);
     const auto notify = [&notices](const std::string& notice) { notices.say(notice); };
     const auto makeMatcher = [&] {
@@ -146,7 +165,8 @@ Ending runMatching(const std::string& name, const MatchingOptions& options,
             if (rig)
                 measurement.camera = depthCamera(matcher->stereo(), match.left.size());
             measurement.unit = madeWith.unit;
-            warnOfNothing(frame.name, measurement, notices);
+            for (const std::string& hint : findHints(measurement, match, matcher->stereo()))
+                notices.say(fmt::format("warning: {}: {}", frame.name, hint));
             return {toJson(measurement), summaryOf(measurement)};
         };
     };

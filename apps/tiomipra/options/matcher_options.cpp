@@ -118,8 +118,9 @@ CLI::Option* addRange(CLI::App& command, MatcherSettings& settings) {
             optionFor(names::range),
             [&settings](const std::string& text) { settings.range = parseDepthRange(text); },
             "Depths to measure, each alone or both with a suffix mm,\n"
-            "cm, m, in: sets max-depth, min-disparity and\n"
-            "disparity-number for the calibrations at hand")
+            "cm, m, in; FAR may be inf: sets max-depth, min-disparity\n"
+            "and disparity-number for the calibrations at hand; or\n"
+            "auto: found from features of up to five pairs")
         ->check(complaint<parseDepthRange>)
         ->type_name("NEAR..FAR")
         ->group(matchingGroup);

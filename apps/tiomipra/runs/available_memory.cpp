@@ -50,8 +50,8 @@ void tightenByMachine(MemoryLimit& limit, const std::string& root) {
     const std::string file = root + "/proc/meminfo";
     // Without the first there is no such file, or an ancient kernel.
     if (const auto available = readKilobytes(file, "MemAvailable:"); available > 0)
-        tighten(limit, {available + readKilobytes(file, "SwapFree:"),
-                        "the free memory of the machine"});
+        tighten(limit,
+                {available + readKilobytes(file, "SwapFree:"), "the free memory of the machine"});
 }
 
 void tightenByResource(MemoryLimit& limit, decltype(RLIMIT_AS) resource, const std::string& used,
@@ -121,8 +121,7 @@ MemoryLimit availableMemory(const std::string& root) {
 }
 
 std::size_t workersWithin(const MemoryLimit& limit, std::uint64_t need, std::size_t workers) {
-    const std::uint64_t fitting =
-        limit.bytes / std::max<std::uint64_t>(need + limit.perThread, 1);
+    const std::uint64_t fitting = limit.bytes / std::max<std::uint64_t>(need + limit.perThread, 1);
     return static_cast<std::size_t>(std::clamp<std::uint64_t>(fitting, 1, workers));
 }
 
