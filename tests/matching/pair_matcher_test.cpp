@@ -53,26 +53,6 @@ class Matchers : public testing::Test {
     std::vector<std::string> _notices;
 };
 
-// f B is 62.5: without an offset between the principal points a disparity of 25 is a depth of 2.5,
-// with one of 19.75 it takes a disparity of 44.75.
-TEST_F(Matchers, DepthIsFocalLengthTimesBaselineByDisparity) {
-    for (const float rightCentre : {320.25F, 300.5F}) {
-        RigOptions options;
-        options.rightCentreX = rightCentre;
-        const Rig rig = sampleRig(options);
-        const auto [left, right] = rawViews(rig, 25 + 320.25F - rightCentre);
-        PairMatcher matcher = matcherFor(presetOf("balanced", "1..5"), rig);
-        const Match match = matcher.match(frameOf(left, right));
-        const DepthMap map = computeDepthMap(match, matcher.stereo());
-        const Statistics statistics = summarise(map.depth, map.measured);
-        EXPECT_GT(statistics.count, map.measured.total() * 7 / 10);
-        EXPECT_NEAR(statistics.percentile1, 2.5, 0.05);
-        EXPECT_NEAR(statistics.median, 2.5, 0.02);
-        EXPECT_NEAR(statistics.percentile99, 2.5, 0.05);
-        EXPECT_EQ(map.depth.at<float>(200, 400), map.points.at<cv::Vec3f>(200, 400)[2]);
-    }
-}
-
 // With an offset between the principal points; what is beyond 5 is removed.
 TEST(DepthMaps, FollowFromTheirCamera) {
     RigOptions options;

@@ -144,6 +144,12 @@ TEST_F(Batch, AFailureLeavesNoReportAndNoEnd) {
     _failing.clear();
     run(true);
     EXPECT_THAT(_made, ElementsAre("2"));
+    EXPECT_EQ(_ending.status, Status::done);
+    _failing = "1";
+    _frames.resize(1);
+    run();
+    EXPECT_EQ(_ending.status, Status::input);
+    EXPECT_EQ(_ending.message, "is bad") << "alone";
 }
 
 // Not of its own pair, not of another one, not even through a link.

@@ -123,16 +123,5 @@ TEST(Progress, TellsRateAndTimeLeft) {
     EXPECT_EQ(formatDuration(3720), "1 h 02 min");
 }
 
-TEST(Ending, NamesEveryFailure) {
-    const Failure usage{"a", {Status::usage, "no"}};
-    const Failure input{"b", {Status::input, "none"}};
-    EXPECT_EQ(conclude({}, 3, "pairs").status, Status::done);
-    EXPECT_EQ(conclude({input}, 1, "pairs").message, "none");
-    EXPECT_EQ(conclude({usage, input}, 2, "pairs").status, Status::usage);
-    const Ending some = conclude({usage, input}, 3, "images");
-    EXPECT_EQ(some.status, Status::partial);
-    EXPECT_EQ(some.message, "2 of 3 images failed:\n  a: no\n  b: none");
-}
-
 }  // namespace
 }  // namespace tiomipra::test
