@@ -37,8 +37,8 @@ struct PairMeasurement {
 constexpr double disparityPngStep = 1. / 256;
 
 // The step of depths in a 16-bit PNG: a millimetre where `unit` is known to be the metre.
-// Otherwise, as the unit may be the millimetre as well, a power of ten of which 65535 reach
-// `maxDepth`, a thousandth at least.
+// Otherwise, as the unit may be the millimetre as well, the smallest power of ten, from a
+// thousandth on, of which 65535 reach `maxDepth`.
 double depthPngStep(const std::optional<std::string>& unit, double maxDepth);
 
 // Of the `values` (`CV_32FC1`) where `measured` (`CV_8UC1`, same size) is not 0; all else is left

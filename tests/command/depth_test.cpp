@@ -1,6 +1,7 @@
 // `tiomipra disparity` and `tiomipra depth`, run as a user would.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cmath>
 #include <opencv2/core.hpp>
 #include <sstream>
@@ -86,12 +87,12 @@ TEST_F(DepthCommand, CloudsAndImagesHoldTheSamePoints) {
 
     const cv::Mat depth = read("1_depth.tiff");
     EXPECT_EQ(depth.size(), cv::Size(320, 240));
-    EXPECT_EQ(cv::countNonZero(depth == depth), measured) << "and not NaN";
+    EXPECT_EQ(cv::countNonZero(depth > 0), measured) << "and not NaN";
     EXPECT_EQ(expectPointsAt(depth, ply, result.at("camera"), reduce(_left, 2)), measured);
     EXPECT_NEAR(result.at("camera").at("baseline"), 0.125, 1e-6);
     cv::Mat millimetres;
     depth.convertTo(millimetres, CV_16U, 1000);
-    millimetres.setTo(0, depth != depth);
+    millimetres.setTo(0, ~(depth > 0));
     EXPECT_EQ(cv::norm(read("1_depth.png"), millimetres, cv::NORM_INF), 0);
     const std::string count = std::to_string(measured) + "\n";
     EXPECT_THAT(pcd, AllOf(HasSubstr("\n# program: tiomipra "), HasSubstr("\nPOINTS " + count)));
@@ -104,7 +105,7 @@ TEST_F(DepthCommand, DisparitiesAreThoseOfTheScene) {
     const auto result = runForJson(_pairs.arguments(
         "disparity", {"--preset", "fast", "--max-depth", "5", "--formats", "tiff"}))["pairs"][0];
     const cv::Mat disparity = read("1_disparity.tiff");
-    const int count = cv::countNonZero(disparity == disparity);
+    const int count = cv::countNonZero(disparity > 0);
     EXPECT_EQ(result["result"]["measuredPixels"], count);
     EXPECT_GT(count, 640 * 480 / 2);
     const cv::Mat near = cv::abs(disparity - 50) < 0.5, far = cv::abs(disparity - 20) < 0.5;
