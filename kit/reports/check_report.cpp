@@ -38,13 +38,10 @@ Json toJson(const Angle& angle) {
 Json turnToJson(const RigCheck& check) {
     if (check.state == RigState::swapped)
         return nullptr;
-    return {{"aboutX", toJson(check.turn.aboutX)},
-            {"aboutY", toJson(check.turn.aboutY)},
-            {"aboutZ", toJson(check.turn.aboutZ)},
-            {"isAboutYKnown", isTurnKnown(check.turn.aboutY)},
-            {"disparityError", check.depthError.disparity},
-            {"medianDepth", check.depthError.depth},
-            {"depthErrorShare", check.depthError.share}};
+    return {{"aboutX", toJson(check.turn.aboutX)},   {"aboutY", toJson(check.turn.aboutY)},
+            {"aboutZ", toJson(check.turn.aboutZ)},   {"aboutYLimit", check.turnLimit},
+            {"isAboutYKnown", isTurnKnown(check)},   {"disparityError", check.depthError.disparity},
+            {"medianDepth", check.depthError.depth}, {"depthErrorShare", check.depthError.share}};
 }
 
 std::string angleRow(const std::string& name, const Angle& angle) {
@@ -69,7 +66,7 @@ std::string turnText(const RigCheck& check, const std::string& unit) {
     text += angleRow("about x, + is up", check.turn.aboutX);
     text += angleRow("about y, + is to the right", check.turn.aboutY);
     text += angleRow("about z, + is clockwise", check.turn.aboutZ);
-    if (!isTurnKnown(check.turn.aboutY))
+    if (!isTurnKnown(check))
         return text + "  These images do not determine that about y.\n";
     return text + depthErrorText(check.depthError, unit);
 }

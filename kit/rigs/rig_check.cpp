@@ -22,9 +22,6 @@ constexpr std::size_t minimumPerRegion = 15;
 constexpr std::size_t minimumPerFineRegion = 5;
 // Of nine. A lens or a mount that has moved may show in one part of the image only.
 constexpr int sensibleRegions = 5;
-// Degrees about y; single pairs of calibrated rigs come to 0.17.
-constexpr double largestTurn = 0.25;
-
 // In pixels of a camera without distortion, as left and right as the raw ones.
 std::vector<cv::Point2f> undistort(const std::vector<cv::Point2f>& points,
                                    const vision::Calibration& camera) {
@@ -109,6 +106,16 @@ Residuals findResiduals(const Matches& matches, const vision::Calibration& left,
             static_cast<double>(behind) / static_cast<double>(disparities.size())};
 }
 
+// Single pairs of calibrated rigs come to 0.17 degrees about y. Through a long lens such a turn
+// moves no rows to speak of, and what a calibration leaves in the corners looks like larger ones.
+double turnLimitOf(const vision::Calibration& camera) {
+    constexpr double smallest = 0.25;  // degrees
+    constexpr double atCorner = 0.5;   // rows
+    const double rowsPerRadian =
+        camera.width / 2. * (camera.height / 2.) / camera.projectionMatrix.at<float>(0, 0);
+    return std::max(smallest, toDegrees(atCorner / rowsPerRadian));
+}
+
 DepthError depthErrorOf(const CameraTurn& turn, const std::vector<double>& disparities,
                         const vision::Calibration& left, const vision::Calibration& right) {
     const double median = quantile(disparities, 0.5);
@@ -147,11 +154,11 @@ std::string misfit(const RigCheck& check, double maxRowDifference) {
     if (!(median <= maxRowDifference))
         return fmt::format("the median row difference is {}, may be {} at most", pixels(median),
                            pixels(maxRowDifference));
-    if (hasTurned(check.turn.aboutY))
+    if (hasTurned(check))
         return fmt::format(
-            "the right camera has turned by {:+.2f} +-{:.2f} degrees about y, may have by {} at "
-            "most",
-            check.turn.aboutY.degrees, check.turn.aboutY.uncertainty, largestTurn);
+            "the right camera has turned by {:+.2f} +-{:.2f} degrees about y, may have by {:.2f} "
+            "at most",
+            check.turn.aboutY.degrees, check.turn.aboutY.uncertainty, check.turnLimit);
     if (check.behindShare >= 0.5)
         return fmt::format("{} % of the points lie behind the cameras",
                            significant(100 * check.behindShare, 3));
@@ -181,7 +188,7 @@ std::string notJudged(const RigCheck& check) {
     std::vector<std::string> gaps;
     if (check.regionsJudged < sensibleRegions)
         gaps.push_back(fmt::format("only {} of 9 regions could be judged", check.regionsJudged));
-    if (!isTurnKnown(check.turn.aboutY))
+    if (!isTurnKnown(check))
         gaps.push_back("a turn about y is not determined");
     return joined(gaps, ", and ");
 }
@@ -227,12 +234,13 @@ std::string nameOf(RigState state) {
     return "not calibrated";
 }
 
-bool isTurnKnown(const Angle& aboutY) {
-    return aboutY.uncertainty <= largestTurn;
+bool isTurnKnown(const RigCheck& check) {
+    return check.turn.aboutY.uncertainty <= check.turnLimit;
 }
 
-bool hasTurned(const Angle& aboutY) {
-    return isTurnKnown(aboutY) && std::abs(aboutY.degrees) - aboutY.uncertainty > largestTurn;
+bool hasTurned(const RigCheck& check) {
+    const Angle& turn = check.turn.aboutY;
+    return isTurnKnown(check) && std::abs(turn.degrees) - turn.uncertainty > check.turnLimit;
 }
 
 RigCheck checkRig(const Matches& matches, const vision::Calibration& left,
@@ -246,6 +254,7 @@ RigCheck checkRig(const Matches& matches, const vision::Calibration& left,
     check.matches = matches.left.size();
     check.consistent = consistent.left.size();
     check.turn = fit.turn;
+    check.turnLimit = turnLimitOf(left);
     measure(check, consistent, left, right);
     const bool fitsExchanged = fitExchanged(consistent, left, right, maxRowDifference);
     const auto [state, reason] = judge(check, fitsExchanged, maxRowDifference);

@@ -39,16 +39,17 @@ struct RigCheck {
     double signedMedian = 0;
     double behindShare = 0;  // of the consistent matches that lie behind the cameras
     CameraTurn turn;         // says nothing if left and right are swapped
+    double turnLimit = 0;    // about y, degrees, that calibrated rigs may show
     DepthError depthError;   // that follows from it
     cv::Mat regionMedians;   // CV_32FC1 3x3 over the left image; NaN where too few matches are
     int regionsJudged = 0;   // of these nine, those with enough matches
     cv::Mat fineMedians;     // the same for 8x6 cells, for a picture
 };
 
-// Whether the turn about y is known well enough to judge it, and whether it is then beyond what
-// calibrated rigs show, its uncertainty allowed for.
-bool isTurnKnown(const Angle& aboutY);
-bool hasTurned(const Angle& aboutY);
+// Whether the turn about y is known well enough to judge it, and whether it is then beyond the
+// limit with its uncertainty allowed for.
+bool isTurnKnown(const RigCheck& check);
+bool hasTurned(const RigCheck& check);
 
 // Judges matches of one or many pairs of a rig, whose calibrations are for images of that size.
 //

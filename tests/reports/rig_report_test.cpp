@@ -158,6 +158,7 @@ RigCheck makeCheck() {
     check.rowDifferences = {2, 1.25, 3.5, 9};
     check.signedMedian = -1.25;
     check.turn = {{0.126, 0.01}, {-0.5, 0.0625}, {0.3, 0.004}};
+    check.turnLimit = 0.25;
     check.depthError = {-3.6, 0.815, 0.068};
     check.behindShare = 0.02;
     check.regionMedians = (cv::Mat_<float>(3, 3) << -1.5F, none, 2, 3, 4, 5, 6, 7, 8.25F);
@@ -192,11 +193,12 @@ TEST(CheckReport, TellsTheAnswerAndTheNumbers) {
     EXPECT_EQ(json["rowDifference"]["p95"], 3.5);
     EXPECT_EQ(json["rowDifference"]["signedMedian"], -1.25);
     EXPECT_EQ(json["rowDifference"]["regionMedians"][0], Json({-1.5, nullptr, 2.}));
-    EXPECT_EQ(json["turn"].dump(),
-              R"({"aboutX":{"degrees":0.126,"uncertainty":0.01},)"
-              R"("aboutY":{"degrees":-0.5,"uncertainty":0.0625},)"
-              R"("aboutZ":{"degrees":0.3,"uncertainty":0.004},"isAboutYKnown":true,)"
-              R"("disparityError":-3.6,"medianDepth":0.815,"depthErrorShare":0.068})");
+    EXPECT_EQ(
+        json["turn"].dump(),
+        R"({"aboutX":{"degrees":0.126,"uncertainty":0.01},)"
+        R"("aboutY":{"degrees":-0.5,"uncertainty":0.0625},)"
+        R"("aboutZ":{"degrees":0.3,"uncertainty":0.004},"aboutYLimit":0.25,"isAboutYKnown":true,)"
+        R"("disparityError":-3.6,"medianDepth":0.815,"depthErrorShare":0.068})");
     EXPECT_EQ(json["shareBehindCameras"], 0.02);
 }
 

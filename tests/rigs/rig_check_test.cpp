@@ -90,6 +90,12 @@ TEST_F(CheckRig, AcceptsItsOwnPoints) {
     EXPECT_EQ(result.behindShare, 0);
     EXPECT_EQ(result.regionsJudged, 9);
     EXPECT_EQ(result.advice, "");
+    EXPECT_EQ(result.turnLimit, 0.25);
+    // A turn of this limit moves the point in the corner by half a row.
+    const CalibrationPair longLens = makeRig({{640, 480}, 1000});
+    const double limit = checkRig(_matches, longLens.left, longLens.right, 0.75).turnLimit;
+    const cv::Vec3d corner = turnAbout(1, -limit) * cv::Vec3d(320, 240, 1000);
+    EXPECT_NEAR(std::abs(1000 * corner[1] / corner[2] - 240), 0.5, 0.01);
 }
 
 // Each limit from both sides; the corner is a ninth of the image.
@@ -166,9 +172,13 @@ TEST_F(CheckRig, TurnAboutYIsFoundThoughRowsHardlyShowIt) {
     }
     EXPECT_THAT(check(seeTurned(1, -0.4, _scene)).reason,
                 HasSubstr("has turned by -0.40 +-0.00 degrees about y, may have by 0.25 at most"));
+    RigCheck result;
+    result.turnLimit = 0.25;
     for (const auto& [angle, expected] : std::initializer_list<std::pair<Angle, bool>>{
-             {{0.4, 0.1}, true}, {{-0.4, 0.1}, true}, {{0.3, 0.1}, false}, {{0.9, 0.3}, false}})
-        EXPECT_EQ(hasTurned(angle), expected) << angle.degrees;
+             {{0.4, 0.1}, true}, {{-0.4, 0.1}, true}, {{0.3, 0.1}, false}, {{0.9, 0.3}, false}}) {
+        result.turn.aboutY = angle;
+        EXPECT_EQ(hasTurned(result), expected) << angle.degrees;
+    }
 }
 
 // In the middle of the image a turn about y moves no rows.
@@ -180,7 +190,7 @@ TEST_F(CheckRig, AsksForMoreWhereItSawLittle) {
         Matches matches = seeTurned(1, degrees, middle);
         addNoise(matches, 0.3);
         const RigCheck result = check(matches, 2);
-        EXPECT_FALSE(isTurnKnown(result.turn.aboutY)) << degrees;
+        EXPECT_FALSE(isTurnKnown(result)) << degrees;
         EXPECT_TRUE(std::isnan(result.regionMedians.at<float>(2, 2)));
         EXPECT_EQ(result.state == RigState::calibrated, degrees > -1) << result.reason;
         EXPECT_THAT(result.reason + result.advice,
