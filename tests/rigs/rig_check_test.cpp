@@ -126,6 +126,7 @@ TEST_F(CheckRig, LimitsDecide) {
     const RigCheck result = check(moveCorner(0.95), 0.4);
     EXPECT_NEAR(result.regionMedians.at<float>(2, 2), -0.95, 0.15);
     EXPECT_NEAR(result.regionMedians.at<float>(2, 0), 0, 0.05);
+    EXPECT_NEAR(check(moveRows(0.44)).signedMedian, -0.44, 0.05);
     EXPECT_EQ(result.fineMedians.size(), cv::Size(8, 6));
     EXPECT_NEAR(result.fineMedians.at<float>(4, 6), -0.95, 0.15);
 }
