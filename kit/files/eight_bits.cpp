@@ -89,8 +89,8 @@ std::string stretchToEightBits(cv::Mat& left, cv::Mat& right) {
         *image = stretched(*image, range);
     if (range.highest == all)
         return "";
-    return fmt::format("values from {} to {} are stretched to 8 bits", digits(range.lowest),
-                       digits(range.highest));
+    return fmt::format("values from {:g} to {:g} are stretched to 8 bits", range.lowest,
+                       range.highest);
 }
 
 }  // namespace tiomipra

@@ -17,8 +17,8 @@ using vision::Stereo;
 constexpr double leastMeasured = 0.1;
 constexpr double mostAtFarEnd = 0.5;
 
-// Where a twentieth and more of these scenes is nearer than the range, 2 % to 8 % of what is measured
-// stand in its last step; where nothing is, next to nothing.
+// Where a twentieth and more of these scenes is nearer than the range, 2 % to 8 % of what is
+// measured stand in its last step; where nothing is, next to nothing.
 double mostAtNearEnd(int disparityNumber) {
     return std::max(0.02, 1.25 / disparityNumber);
 }

@@ -28,6 +28,9 @@ TEST(Quantities, RangesSizesAndNumbers) {
     EXPECT_EQ(std::tuple(bare.nearest, bare.farthest, bare.unit), std::tuple(0.4, 3., ""));
     const DepthRange metric = parseDepthRange("40cm..3m");
     EXPECT_EQ(std::tuple(metric.nearest, metric.farthest, metric.unit), std::tuple(0.4, 3., "m"));
+    const DepthRange open = parseDepthRange("40cm..inf");
+    EXPECT_EQ(std::tuple(open.nearest, open.farthest, open.unit), std::tuple(0.4, INFINITY, "m"));
+    EXPECT_TRUE(parseDepthRange("auto").isAutomatic);
     EXPECT_EQ(parseSize("9x6"), cv::Size(9, 6));
     EXPECT_EQ(parseSize("9X6"), cv::Size(9, 6));
     EXPECT_EQ(parsePositiveNumber("0.25"), 0.25);
@@ -38,8 +41,11 @@ TEST(Quantities, RangesSizesAndNumbers) {
 TEST(Quantities, WhatMeansNothingIsRefused) {
     for (const char* text :
          {"", "mm", "-1m", "0", "nan", "inf", "1e999", " 3m", "3m ", "3ft", "3mm3"})
-        EXPECT_THROW(parseLength(text), std::invalid_argument) << text;
-    for (const char* text : {"3", "3..1", "1..1", "..2", "1..", "1m..2", "1..2..3"})
+        EXPECT_THAT([&] { parseLength(text); },
+                    testing::ThrowsMessage<std::invalid_argument>(
+                        "'" + std::string(text) +
+                        "' must be a positive number, alone or with mm, cm, m or in"));
+    for (const char* text : {"3", "3..1", "1..1", "..2", "1..", "1m..2", "1..2..3", "inf..inf"})
         EXPECT_THROW(parseDepthRange(text), std::invalid_argument) << text;
     for (const char* text : {"3", "3..3", "3..1", "..2", "1..", "1..2m", "nan..1", "0..inf"})
         EXPECT_THROW(parseInterval(text), std::invalid_argument) << text;

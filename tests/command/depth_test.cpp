@@ -128,6 +128,27 @@ TEST_F(DepthCommand, RigsMayBeInMillimetres) {
     runTiomipra(_pairs.arguments("rectify"));
 }
 
+// Disparities of -25, from the right image to the left one.
+TEST_F(DepthCommand, DisparityPngOmitsWhatItCannotHold) {
+    const auto printed =
+        runForJson({"disparity", "--rectified", "--left", _pairs / "right", "--right",
+                    _pairs / "left", "--output", _pairs / "out", "--preset", "balanced",
+                    "--min-disparity", "-40", "--disparity-number", "32", "--formats", "png"});
+    const auto& result = printed.at("pairs").at(0).at("result");
+    EXPECT_GT(result.at("measuredPixels"), 640 * 480 / 2);
+    EXPECT_EQ(result.at("outOfRangeOfPng"), result.at("measuredPixels"));
+    EXPECT_EQ(cv::countNonZero(read("1_disparity.png")), 0);
+}
+
+// The second run finds the same range, and with it the same results.
+TEST_F(DepthCommand, FindsTheRangeByItselfAndResumes) {
+    const Arguments arguments = _pairs.arguments(
+        "depth", {"--preset", "balanced", "--range", "auto", "--formats", "png", "--resume"});
+    EXPECT_THAT(runTiomipra(arguments).err, HasSubstr("note: the range found is depths 2."));
+    EXPECT_NEAR(report().at("result").at("depth").at("median"), 2.5, 0.02);
+    EXPECT_THAT(runTiomipra(arguments).out, HasSubstr("(1 were there already)"));
+}
+
 // The parameters of the run, those that were fitted to the size of the images, and the unit.
 TEST_F(DepthCommand, TellsWhatAPairWasMadeWith) {
     for (const char* file : {"left/1.png", "right/1.png"})
@@ -141,7 +162,7 @@ TEST_F(DepthCommand, TellsWhatAPairWasMadeWith) {
     writeFile(_pairs / "rig/report.json", R"({"unit": "m", "calibrationSha256": ")" + hash + "\"}");
     const RunResult run = runTiomipra(arguments);
     EXPECT_THAT(run.err, AllOf(HasSubstr(" to 3 m are searched"),
-                               HasSubstr("warning: 1: nothing was measured")));
+                               HasSubstr("warning: 1: nothing was measured; see whether")));
     // 62.5 / 3, and the same times 400 / 640.
     const auto parameters = report().at("madeWith").at("parameters");
     EXPECT_EQ(parameters.at("min-disparity"), 20);

@@ -44,6 +44,9 @@ TEST_F(Evaluate, PrintsATableOrJson) {
 TEST_F(Evaluate, IsAGateWhenAskedTo) {
     const Arguments gate = arguments({"--disparity", _folder / "found.tiff", "--max-bad2"});
     runTiomipra(joined(gate, {"33.4"}));
+    // All pixels are judged, though those that the mask leaves have errors of 0 and 1.5.
+    runTiomipra(joined(gate, {"0", "--mask", _folder / "mask.png"}), 1);
+    runTiomipra(arguments({"--disparity", _folder / "truth.tiff", "--max-bad2", "0"}));
     const RunResult refused = runTiomipra(joined(gate, {"33.3"}), 1);
     EXPECT_THAT(refused.out, HasSubstr("33.33"));
     EXPECT_THAT(refused.err, HasSubstr("found.tiff"));

@@ -7,6 +7,8 @@
 #include <opencv2/core.hpp>
 
 #include "base/errors.hpp"
+#include "files/input_files.hpp"
+#include "support/matrices.hpp"
 #include "support/photographs.hpp"
 #include "support/scratch_folder.hpp"
 
@@ -56,6 +58,30 @@ TEST_F(FrameSources, SideBySideImagesAreSplit) {
     EXPECT_EQ(cv::countNonZero(images.left != both.colRange(0, 2)), 0);
     EXPECT_EQ(cv::countNonZero(images.right != both.colRange(2, 4)), 0);
     EXPECT_THROW(frames->next()->read(), InputError);
+}
+
+// Both alike, and said once; 8 bits stay, and so does what is wanted as stored.
+TEST_F(FrameSources, DeepImagesAreStretched) {
+    const cv::Mat deep = (cv::Mat_<ushort>(1, 4) << 0, 1600, 2400, 4000);
+    const cv::Mat expected = (cv::Mat_<unsigned char>(1, 4) << 0, 100, 150, 250);
+    const std::vector<std::string> left{write("l1.png", deep), write("l2.png", deep)};
+    const std::vector<std::string> right{write("r1.png", deep * 0.5), write("r2.png", expected)};
+    const auto frames = open({left, right, {}});
+    const StereoImages first = frames->next()->read(), second = frames->next()->read();
+    EXPECT_THAT(first.left, IsSameMatrix(expected));
+    EXPECT_EQ(first.right.at<unsigned char>(3), 125);
+    EXPECT_THAT(second.left, IsSameMatrix(expected));
+    EXPECT_THAT(second.right, IsSameMatrix(expected));
+    EXPECT_EQ(_notices, "note: '" + left[0] + "': values from 0 to 4096 are stretched to 8 bits");
+    EXPECT_THAT(reopenFrames({left, right, {}}, Pixels::asStored)->next()->read().left,
+                IsSameMatrix(deep));
+}
+
+TEST_F(FrameSources, VideoWithoutItsEndIsFoundOut) {
+    const std::string whole = tiomipra::readFile(photograph("tree.avi"));
+    const std::string cut = _folder.write("cut.avi", whole.substr(0, whole.size() - 5000));
+    open({{}, {}, {cut}});
+    EXPECT_EQ(_notices, "warning: '" + cut + "' is cut off: its last frame may be damaged");
 }
 
 // Its header promises 444 frames of 320x240, of which there are 68.

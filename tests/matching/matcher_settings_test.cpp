@@ -61,6 +61,7 @@ TEST(MatcherSettings, AreWrittenWithoutWhatFollowsFromTheRig) {
     EXPECT_EQ(encode(rangeOf("1..5", 2)), start + middle + "scale = 2\nrange = \"1.0..5.0\"\n");
     EXPECT_EQ(encode(rangeOf("125cm..4.3m")),
               start + middle + "scale = 1\nrange = \"1.25m..4.3m\"\n");
+    EXPECT_EQ(encode(rangeOf("2m..inf")), start + middle + "scale = 1\nrange = \"2.0m..inf\"\n");
     MatcherSettings both = rangeOf("1..5");
     both.values = {{"min-disparity", -20}, {"disparity-number", 48}};
     EXPECT_EQ(encode(both), start + "min-disparity = -20\ndisparity-number = 48\n" + middle +

@@ -39,25 +39,50 @@ TEST_P(DepthRanges, AreSearchedNoWiderThanNeeded) {
     const Rig rig = sampleRig(options);
     const double atInfinity = 320.25 - static_cast<double>(rightCentre);
     const int width = 640 / scale;
-    for (int sixteenths = 4; sixteenths <= 64; ++sixteenths) {
+    // Up to every count of disparities, with those that just go beyond a multiple of 16.
+    for (double disparity = 20.5; disparity < 120; disparity += 0.5) {
         MatcherSettings settings;
         settings.scale = scale;
-        settings.range = DepthRange{sixteenths / 16., 6, ""};
+        settings.range = DepthRange{focalTimesBaseline / disparity, 6, "", false};
         const auto stereo = makeStereo(settings, rig);
         const auto [first, last] = searchedBy(*stereo, width);
-        const double nearest = (atInfinity + focalTimesBaseline / settings.range->nearest) / scale;
+        const double nearest = (atInfinity + disparity) / scale;
         EXPECT_EQ(stereo->getMaxDepth(), 6.F);
         EXPECT_EQ(stereo->getMinDisparity(), std::floor(atInfinity + focalTimesBaseline / 6));
         EXPECT_LE(first, std::ceil((atInfinity + focalTimesBaseline / 6) / scale));
-        EXPECT_GE(last, nearest) << sixteenths;
+        EXPECT_GE(last, nearest) << disparity;
         const bool isSmallest = last - first + 1 == 16 || last - 16 < std::ceil(nearest);
-        EXPECT_TRUE(isSmallest) << sixteenths;
+        EXPECT_TRUE(isSmallest) << disparity;
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(Rigs, DepthRanges,
                          testing::Combine(testing::Values(320.25F, 300.5F, 336.25F),
                                           testing::Values(1, 2, 4)));
+
+// Without a rig the same holds for disparities.
+TEST(MatcherSetup, DisparitiesAreSearchedNoWiderThanNeeded) {
+    for (const int scale : {1, 2, 4}) {
+        for (double largest = 30; largest < 100; largest += 0.5) {
+            MatcherSettings settings = rangeOf("auto", scale);
+            setDisparities(settings, 12.7, largest);
+            const auto stereo = makeStereo(settings, cv::Size(640, 480));
+            const auto [first, last] = searchedBy(*stereo, 640 / scale);
+            EXPECT_EQ(first, 12 / scale);
+            EXPECT_GE(last, largest / scale);
+            EXPECT_LT(last - 16, std::max(std::ceil(largest / scale), first + 0.)) << largest;
+        }
+    }
+}
+
+// Everything from the disparity at infinity on is searched, and nothing is removed.
+TEST(MatcherSetup, ARangeMayReachToInfinity) {
+    RigOptions options;
+    options.rightCentreX = 300.5F;
+    const auto stereo = makeStereo(rangeOf("1..inf"), sampleRig(options));
+    EXPECT_EQ(stereo->getMinDisparity(), 19) << "of 19.75";
+    EXPECT_EQ(stereo->getMaxDepth(), std::numeric_limits<float>::infinity());
+}
 
 // Disparities are 62.5 / depth; 62.5 / 639 is the nearest depth that leaves a column.
 TEST(MatcherSetup, RefusesDepthsThatTheRigCannotMeasure) {

@@ -230,6 +230,7 @@ TEST_F(RigModelFile, NamesTheKeyAndTheRuleThatIsBroken) {
     } cases[] = {
         {"unit", "unit", "unjt", "unit is missing, must be a text"},
         {"left", "640", "0", "left.width is 0, must be above 0"},
+        {"left", "640", "wide", "left.width must be a whole number"},
         {"right", "480", "480.5", "right.height must be a whole number"},
         {"right", "480", "240", "640x240"},
         {"left", "600.", ".Nan", "left.cameraMatrix.data has element 0"},

@@ -1,16 +1,23 @@
 // Threads, signals, progress, and how the command ends.
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <iostream>
+#include <new>
 #include <numeric>
+#include <opencv2/core.hpp>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
 
 #include "base/errors.hpp"
 #include "ending.hpp"
+#include "runs/available_memory.hpp"
 #include "runs/publish.hpp"
 #include "runs/work_on_all.hpp"
 #include "support/scratch_folder.hpp"
@@ -113,6 +120,70 @@ TEST(Progress, LeavesOutWhatWasSkipped) {
     ASSERT_EQ(std::sscanf(drawn.c_str(), "900/910 %lf/s %lf s left", &perSecond, &secondsLeft), 2);
     EXPECT_LT(perSecond, 10);
     EXPECT_GE(secondsLeft, 1);
+}
+
+// Of the machine, of groups within groups, of both versions; the limits of this process are
+// wider.
+TEST(AvailableMemory, IsTheLeastThatAnyoneLeaves) {
+    const ScratchFolder root;
+    for (const char* folder : {"proc/self", "sys/fs/cgroup/a/b", "sys/fs/cgroup/memory"})
+        std::filesystem::create_directories(root.path(folder));
+    const auto expectLeft = [&](std::uint64_t bytes, const char* source) {
+        const MemoryLimit limit = availableMemory(root.path("."));
+        EXPECT_EQ(limit.bytes, bytes);
+        EXPECT_THAT(limit.source, testing::HasSubstr(source));
+    };
+    root.write("proc/meminfo", "MemTotal: 9000 kB\nMemAvailable:    3000 kB\nSwapFree:  500 kB\n");
+    expectLeft(3500 * 1024, "machine");
+    root.write("proc/self/cgroup", "4:cpu,memory2:/x\n0::/a/b\n");
+    root.write("sys/fs/cgroup/a/b/memory.max", "max\n");
+    root.write("sys/fs/cgroup/a/memory.max", "3000000\n");
+    root.write("sys/fs/cgroup/a/memory.current", "1000000\n");
+    root.write("sys/fs/cgroup/a/memory.stat", "anon 5\ninactive_file 400000\n");
+    expectLeft(2400000, "control group");
+    // A container's own group is the outermost one that it sees.
+    root.write("proc/self/cgroup", "7:memory:/docker/x\n0::/\n");
+    root.write("sys/fs/cgroup/memory/memory.limit_in_bytes", "900000\n");
+    root.write("sys/fs/cgroup/memory/memory.usage_in_bytes", "1000000\n");
+    root.write("sys/fs/cgroup/memory/memory.stat", "total_inactive_file 200000\n");
+    expectLeft(100000, "control group");
+}
+
+TEST(AvailableMemory, OfTheAddressSpaceIsThatOfThisProcess) {
+    rlimit before{};
+    getrlimit(RLIMIT_AS, &before);
+    rlimit tight = before;
+    tight.rlim_cur = std::uint64_t{1} << 46U;
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &tight), 0);
+    const ScratchFolder root;
+    const MemoryLimit limit = availableMemory(root.path("."));
+    setrlimit(RLIMIT_AS, &before);
+    EXPECT_THAT(limit.source, testing::HasSubstr("ulimit -v"));
+    EXPECT_LT(limit.bytes, tight.rlim_cur - (1U << 20U));
+    EXPECT_EQ(workersWithin({1000, ""}, 300, 8), 3U);
+    EXPECT_EQ(workersWithin({1000, "", 100}, 300, 8), 2U);
+    EXPECT_EQ(workersWithin({1000, ""}, 300, 2), 2U);
+    EXPECT_EQ(workersWithin({1000, ""}, 3000, 2), 1U);
+    EXPECT_EQ(workersWithin({1000, ""}, 0, 5), 5U);
+}
+
+// Where it can't be caught, as the destructors of OpenCV's buffers do, which complain that
+// there is nothing to free.
+void endWith(const std::function<void()>& fail) noexcept {
+    endWithoutMemory([](const Ending& ending) { std::cerr << ending.message; });
+    fail();
+}
+
+TEST(Ending, OfMemoryIsToldWhereverItRunsOut) {
+    const std::string message = endingFor(std::bad_alloc()).message;
+    EXPECT_THAT(message, testing::HasSubstr("not enough memory left; what to do: "));
+    EXPECT_EQ(endingFor(cv::Exception(cv::Error::StsNoMem, "", "", "alloc.cpp", 1)).message,
+              message);
+    EXPECT_NE(endingFor(cv::Exception(cv::Error::StsAssert, "", "", "a.cpp", 1)).message, message);
+    const cv::Exception ofBuffer(cv::Error::StsAssert, "", "cleanup", "src/buffer_area.cpp", 32);
+    EXPECT_EXIT(endWith([&] { throw ofBuffer; }), testing::ExitedWithCode(3), "not enough memory");
+    EXPECT_EXIT(endWith([] { throw std::runtime_error("a bug"); }),
+                testing::KilledBySignal(SIGABRT), "");
 }
 
 TEST(Progress, TellsRateAndTimeLeft) {
