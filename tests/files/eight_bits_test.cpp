@@ -54,6 +54,16 @@ TEST(EightBits, AreThoseOfTheCameraForUnsignedNumbers) {
     }
 }
 
+// 12 bits, of which 2049 levels are used, and 2047.
+TEST(EightBits, KeepUnusedLevelsUpToHalfOfThem) {
+    const auto between = [](double lowest, double highest) {
+        const cv::Mat image = deep(CV_16U, (highest - lowest) / 255, lowest);
+        return stretch(image, image);
+    };
+    EXPECT_EQ(between(951, 3000).left.at<unsigned char>(0, 255), 3000 / 16);
+    EXPECT_EQ(between(953, 3000).left.at<unsigned char>(0, 255), 255);
+}
+
 // What has an offset, a sign or a point spans 256 levels; the right image, half as bright, alike.
 TEST(EightBits, SpanWhatThePairHolds) {
     for (const auto& [depth, factor, offset] :
