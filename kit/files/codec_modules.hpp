@@ -10,8 +10,9 @@
 
 namespace tiomipra {
 
-// The address of `symbol` in the module `name`, as in "images". The module is looked for beside the
-// program and stays loaded. Throws `InputError` when the installation lacks it.
+// The address of `symbol` in the module `name`, as in "images". The module is looked for where the
+// program's RPATH says and, as packages have none, where it was to be installed; it stays loaded.
+// Throws `InputError` when the installation lacks it.
 void* findInModule(const std::string& name, const char* symbol);
 
 }  // namespace tiomipra

@@ -1,28 +1,23 @@
 #!/usr/bin/env bash
 # Makes the Debian packages, looks into them, and runs the command from them:
 #
-#   debian.sh BUILD SOURCE PHOTOGRAPHS SCRATCH
+#   debian.sh VERSION SOURCE PHOTOGRAPHS SCRATCH
 #
-# BUILD is a finished build of the tree SOURCE; SCRATCH is emptied first.
+# SCRATCH is emptied first.
 set -euo pipefail
 
-build=$1 source=$2 photographs=$3 scratch=$4
-version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$build/CMakeCache.txt")
-compiler=$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$build/CMakeCache.txt")
+version=$1 source=$2 photographs=$3 scratch=$4
+packages=$source/build/packages
 rm -rf "$scratch"
-mkdir -p "$scratch/packages"
+mkdir -p "$scratch"
 
-# Built for /usr, as that decides where libraries go on Debian.
-cmake -S "$source" -B "$scratch/build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
-    -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_CXX_COMPILER="$compiler" \
-    -DTIOMIPRA_BUILD_TESTS=OFF -DTIOMIPRA_BUILD_EXAMPLES=OFF
-cmake --build "$scratch/build"
-cpack --config "$scratch/build/CPackConfig.cmake" -B "$scratch/packages"
+"$source/scripts/package"
+lintian --allow-root --fail-on error,warning "$packages"/*.deb
 
-# expectDependency PACKAGE EXPRESSION...: each is found in the package's dependencies.
+# expectDependencies PACKAGE EXPRESSION...: each is found in the package's dependencies.
 expectDependencies() {
     local package=$1 depends expression
-    depends=$(dpkg-deb --field "$scratch/packages/${package}_${version}"_*.deb Depends)
+    depends=$(dpkg-deb --field "$packages/${package}_${version}"-*.deb Depends)
     for expression in "${@:2}"; do
         if ! grep -Eq "(^|, )$expression" <<<"$depends"; then
             echo "$package depends on \"$depends\", not on $expression" >&2
@@ -32,22 +27,29 @@ expectDependencies() {
 }
 
 expectDependencies libtiomipra1 'libopencv-core[0-9]+ \(>= ' 'libspdlog[0-9]' 'libstdc\+\+6 '
-expectDependencies libtiomipra-dev "libtiomipra1 \(= $version\)" libopencv-dev
-expectDependencies tiomipra "libtiomipra1 \(= $version\)" libopencv-imgcodecs libopencv-videoio
+expectDependencies libtiomipra-dev "libtiomipra1 \(= $version-" libopencv-dev
+expectDependencies tiomipra "libtiomipra1 \(= $version-" libopencv-imgcodecs libopencv-videoio
 
-# Without a system around them, as far as a machine where nothing may be installed allows.
-for package in "$scratch"/packages/*.deb; do
+for package in "$packages"/*.deb; do
     dpkg-deb --extract "$package" "$scratch/unpacked"
 done
-"$source/tests/package/command.sh" "$scratch/unpacked/usr/bin/tiomipra" "$version" \
-    "$photographs" "$scratch/results"
+libraries=$scratch/unpacked/usr/lib/$(dpkg-architecture -q DEB_HOST_MULTIARCH)
+test -s "$libraries/pkgconfig/tiomipra.pc"
+if find "$scratch/unpacked" -type f -print0 | xargs -0 readelf -d 2>/dev/null | grep -E 'RPATH|RUNPATH'; then
+    echo "a file of the packages has a search path for libraries of its own" >&2
+    exit 1
+fi
+
+# Without a system around them, as far as a machine where nothing may be installed allows.
+LD_LIBRARY_PATH=$libraries:$libraries/tiomipra "$source/tests/package/command.sh" \
+    "$scratch/unpacked/usr/bin/tiomipra" "$version" "$photographs" "$scratch/results"
 
 if [ "$(id -u)" -eq 0 ]; then
     # In a fresh Debian, where nothing but the packages' own dependencies can help them.
     root=$scratch/root
     debootstrap --variant=minbase bookworm "$root"
     mkdir "$root/test"
-    cp "$scratch"/packages/*.deb "$source"/tests/package/{command.sh,consumer/main.cpp} \
+    cp "$packages"/*.deb "$source"/tests/package/{command.sh,consumer/main.cpp} \
         "$photographs"/{left,right}[01]*.jpg "$photographs/tree.avi" "$root/test"
     chroot "$root" apt-get update -qq
     chroot "$root" sh -c 'DEBIAN_FRONTEND=noninteractive \
@@ -55,7 +57,9 @@ if [ "$(id -u)" -eq 0 ]; then
     chroot "$root" /test/command.sh tiomipra "$version" /test /test/results
     # shellcheck disable=SC2016 # expanded within the root
     chroot "$root" sh -c 'g++ -std=c++17 /test/main.cpp -o /test/consumer \
-        $(pkg-config --cflags --libs tiomipra tevo) && /test/consumer'
+        $(pkg-config --cflags --libs tiomipra tevo) && /test/consumer &&
+        g++ -std=c++17 /usr/share/doc/libtiomipra-dev/examples/depth.cpp -o /test/robot \
+        $(pkg-config --cflags --libs tiomipra opencv4)'
     rm -rf "$root"
 else
     echo "Not root: the packages are not installed into a clean system."
