@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <limits>
 #include <numeric>
 #include <opencv2/aruco/charuco.hpp>
@@ -17,8 +18,15 @@ using Points = std::vector<cv::Point2f>;
 // Longest side in pixels of the copy in which a board is looked for.
 constexpr int searchSide = 1000;
 
+// Half the side of the window around each corner in which it is refined, relative to the smallest
+// distance between two corners, but at least some pixels where that distance allows it.
+struct RefinementWindow {
+    double reach;
+    double fewestPixels;
+};
+
 // On photographs 0.25 to 0.35 gave about the same errors, 0.45 three times as much.
-constexpr double chessboardReach = 0.3;
+constexpr RefinementWindow chessboardWindow{0.3, 4};
 
 double searchScale(const cv::Size& size) {
     return std::min(1., static_cast<double>(searchSide) / std::max(size.width, size.height));
@@ -47,13 +55,14 @@ double smallestSpacing(const Points& points) {
     return smallest;
 }
 
-// `reach` is half the side of the window around each corner, relative to the smallest distance
-// between two corners. A window that reaches into other edges is pulled towards them, a needlessly
-// small one is noisy.
-void refineCorners(const cv::Mat& image, Points& points, double reach) {
-    const int window = std::max(2, cvRound(reach * smallestSpacing(points)));
+// A window that reaches into other edges is pulled towards them, one of few pixels is noisy.
+// Rendered boards: beyond 0.8 of the distance to the next corner some of the corners fall together.
+void refineCorners(const cv::Mat& image, Points& points, const RefinementWindow& window) {
+    const double spacing = smallestSpacing(points);
+    const double fewest = std::min(window.fewestPixels, std::floor(0.7 * spacing));
+    const int half = std::max({2, cvRound(window.reach * spacing), static_cast<int>(fewest)});
     const cv::TermCriteria untilStill(cv::TermCriteria::COUNT + cv::TermCriteria::EPS, 100, 1e-4);
-    cv::cornerSubPix(image, points, {window, window}, {-1, -1}, untilStill);
+    cv::cornerSubPix(image, points, {half, half}, {-1, -1}, untilStill);
 }
 
 double brightnessAt(const cv::Mat& image, const cv::Point2f& point) {
@@ -157,7 +166,7 @@ Points detectChessboard(const cv::Mat& image, const Board& board) {
     if (points.empty())
         return {};
     enlarge(points, scale);
-    refineCorners(image, points, chessboardReach);
+    refineCorners(image, points, chessboardWindow);
     if (!looksSameAfterHalfTurn(board) && startsAtBrightSquare(image, points, board.corners))
         std::reverse(points.begin(), points.end());
     return points;
@@ -204,9 +213,9 @@ Detection allPoints(Points points) {
 }
 
 // Up to the markers' own corners, nearly.
-double charucoReach(const Board& board) {
+RefinementWindow charucoWindow(const Board& board) {
     const double gap = (1 - board.marker / board.square) / 2;
-    return std::min(chessboardReach, 0.8 * gap);
+    return {std::min(chessboardWindow.reach, 0.8 * gap), 2};
 }
 
 Detection detectCharuco(const cv::Mat& image, const Board& board) {
@@ -225,7 +234,7 @@ Detection detectCharuco(const cv::Mat& image, const Board& board) {
                                          detection.ids);
     if (!determinePose(detection.ids, board))
         return {};
-    refineCorners(image, detection.points, charucoReach(board));
+    refineCorners(image, detection.points, charucoWindow(board));
     return detection;
 }
 

@@ -2,14 +2,18 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "base/text.hpp"
 #include "rigs/image_cells.hpp"
+#include "rigs/rig_geometry.hpp"
 
 namespace tiomipra {
 namespace {
 
-constexpr double usablePairError = 1;  // pixels
+constexpr double goodPairError = 0.5;  // pixels
+constexpr double usablePairError = 1;
+constexpr double usableUncertainty = 0.03;  // of a focal length, relative to it
 
 std::vector<std::string> findEmptyRegions(const cv::Mat_<int>& counts) {
     const std::array<std::string, 9> regions{"top left",    "top",    "top right",
@@ -34,50 +38,95 @@ std::vector<cv::Point2f> pointsSeen(const std::vector<PairDetection>& views,
     return points;
 }
 
-std::string coverageAdvice(const Coverage& left, const Coverage& right) {
+std::string regionsAdvice(const Coverage& left, const Coverage& right) {
     std::vector<std::string> regions;
     for (const std::string& region : left.emptyRegions)
         regions.push_back(region + " of the left image");
     for (const std::string& region : right.emptyRegions)
         regions.push_back(region + " of the right image");
-    const std::string advice = "show the board in all parts of both images";
-    return regions.empty() ? advice : fmt::format("{}, also {}", advice, joined(regions));
+    return "show the board in these regions: " + joined(regions);
 }
 
-// What else than single views may be behind a large pair error; empty if nothing is known.
+// Degrees between two boards, on average over all pairs of views.
+double meanTilt(const std::vector<Pose>& boards) {
+    std::vector<cv::Vec3d> normals;
+    for (const Pose& board : boards)
+        normals.push_back(rotationOf(board) * cv::Vec3d(0, 0, 1));
+    double sum = 0;
+    for (std::size_t i = 0; i < normals.size(); ++i) {
+        for (std::size_t j = 0; j < i; ++j)
+            sum += std::acos(std::clamp(normals[i].dot(normals[j]), -1., 1.));
+    }
+    const auto count = static_cast<double>(normals.size());
+    return sum / (count * (count - 1) / 2) * 180 / CV_PI;
+}
+
+double focalUncertaintyOf(const RigSolution& solution) {
+    return std::max(solution.left.focalUncertainty, solution.right.focalUncertainty);
+}
+
+bool isWide(const vision::Calibration& camera) {
+    constexpr double widest = 100;  // degrees
+    return describeCamera(camera).fieldOfView.horizontal > widest;
+}
+
+// What else than single views may be behind large errors; empty if nothing is known.
 std::string otherCauses(const RigSolution& solution) {
+    if (focalUncertaintyOf(solution) > usableUncertainty)
+        return "first tilt the board: without focal lengths that are known well, errors say "
+               "little; then ";
     const double alone = std::max(solution.left.error, solution.right.error);
-    if (alone > usablePairError)
+    if (alone > goodPairError)
         return "not even each camera alone fits the board: are the count of its corners and its "
-               "pattern right? Otherwise ";
+               "pattern right, is it flat, do the lenses bend lines more than the model can "
+               "follow, as fisheyes do? Otherwise ";
     if (solution.pairError > 5 * std::max(alone, 0.2))
         return "each camera alone fits the board: are these pairs of the same moment? Otherwise ";
+    if (isWide(solution.rectified.left) || isWide(solution.rectified.right))
+        return "lenses as wide as these may bend lines more than the model can follow, as fisheyes "
+               "do; otherwise ";
     return "";
 }
 
 std::vector<Criterion> errorCriteria(const RigSolution& solution) {
-    const std::string outliers =
+    const std::string advice =
+        otherCauses(solution) +
         "look at the views with the largest errors, leave them out with a limit on the pair error, "
         "keep the board flat and still";
-    return {
-        {"pairs used", "", static_cast<double>(solution.used.size()), 10, 5, "take more pairs"},
-        {"pair error", "pixels", solution.pairError, 0.5, usablePairError,
-         otherCauses(solution) + outliers},
-        {"mean row difference", "pixels", solution.rowDifferences.mean, 0.3, 0.75, outliers},
-        {"95 % of row differences within", "pixels", solution.rowDifferences.p95, 1, 2, outliers}};
+    const Spread& rows = solution.rowDifferences;
+    return {{"pair error", "pixels", solution.pairError, goodPairError, usablePairError, advice},
+            {"mean row difference", "pixels", rows.mean, 0.3, 0.75, advice},
+            {"95 % of row differences within", "pixels", rows.p95, 1, 2, advice}};
+}
+
+// By the camera that saw less.
+std::vector<Criterion> coverageCriteria(const Coverage& left, const Coverage& right) {
+    const std::size_t empty = std::max(left.emptyRegions.size(), right.emptyRegions.size());
+    return {{"image covered by corners", "%", 100 * std::min(left.share, right.share), 50, 25,
+             "show the board in all parts of both images"},
+            {"regions with corners, of nine", "", 9. - static_cast<double>(empty), 9, 5,
+             regionsAdvice(left, right)}};
+}
+
+// What tells focal lengths from distances; known cameras need none of it.
+std::vector<Criterion> focalCriteria(const RigSolution& solution) {
+    if (focalUncertaintyOf(solution) == 0)
+        return {};
+    const std::string advice =
+        "tilt the board by 20 to 40 degrees, to all sides, near the cameras too";
+    return {{"mean angle between boards", "degrees", meanTilt(solution.boards), 10, 5, advice},
+            {"focal length uncertain by", "%", 100 * focalUncertaintyOf(solution), 1,
+             100 * usableUncertainty, advice}};
 }
 
 std::vector<Criterion> makeCriteria(const RigSolution& solution, const Coverage& left,
                                     const Coverage& right) {
-    std::vector<Criterion> criteria = errorCriteria(solution);
-    criteria.push_back({"image covered by corners", "%", 100 * std::min(left.share, right.share),
-                        50, 25, coverageAdvice(left, right)});
-    const double uncertainty =
-        std::max(solution.left.focalUncertainty, solution.right.focalUncertainty);
-    if (uncertainty > 0)
-        criteria.push_back({"focal length uncertain by", "%", 100 * uncertainty, 1, 3,
-                            "tilt the board more, in different directions"});
-    return criteria;
+    std::vector<Criterion> all{
+        {"pairs used", "", static_cast<double>(solution.used.size()), 10, 5, "take more pairs"}};
+    for (const auto& some :
+         {errorCriteria(solution), coverageCriteria(left, right), focalCriteria(solution)})
+        all.insert(all.end(), some.begin(), some.end());
+    return all;
 }
 
 Grade worstGrade(const CalibrationVerdict& verdict) {

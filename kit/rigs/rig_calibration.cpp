@@ -1,7 +1,8 @@
 #include "rigs/rig_calibration.hpp"
 
 #include <algorithm>
-#include <cmath>
+#include <iterator>
+#include <limits>
 #include <numeric>
 #include <opencv2/calib3d.hpp>
 
@@ -12,136 +13,180 @@
 namespace tiomipra {
 namespace {
 
-using Points = std::vector<cv::Point2f>;
-using BoardPoints = std::vector<cv::Point3f>;
+using PerView = std::vector<Sighting>;  // what one camera saw
 
-// The points of some views in the form that OpenCV's calibration takes.
-struct CameraViews {
-    std::vector<BoardPoints> board;
-    std::vector<Points> image;
-};
-
-struct PairViews {
-    std::vector<BoardPoints> board;
-    std::vector<Points> left;
-    std::vector<Points> right;
-};
-
-BoardPoints select(const BoardPoints& points, const std::vector<int>& ids) {
-    BoardPoints selected;
-    for (const int id : ids)
-        selected.push_back(points[id]);
-    return selected;
+Sighting sightingOf(const std::vector<cv::Point3f>& boardPoints, const Detection& detection) {
+    Sighting sighting;
+    for (const int id : detection.ids)
+        sighting.board.emplace_back(boardPoints[id]);
+    sighting.image.assign(detection.points.begin(), detection.points.end());
+    return sighting;
 }
 
-CameraViews cameraViews(const std::vector<PairDetection>& views,
-                        const std::vector<std::size_t>& used, Detection PairDetection::*side,
-                        const Board& board) {
-    const BoardPoints points = boardPoints(board);
-    CameraViews result;
+// Of the left camera, then of the right one.
+Sightings sightingsOf(const std::vector<PairDetection>& views, const std::vector<std::size_t>& used,
+                      const Board& board) {
+    const auto points = boardPoints(board);
+    Sightings sightings(2);
     for (const std::size_t i : used) {
-        const Detection& detection = views[i].*side;
-        result.board.push_back(select(points, detection.ids));
-        result.image.push_back(detection.points);
+        sightings[0].push_back(sightingOf(points, views[i].left));
+        sightings[1].push_back(sightingOf(points, views[i].right));
     }
-    return result;
+    return sightings;
 }
 
-PairViews pairViews(const std::vector<PairDetection>& views, const std::vector<std::size_t>& used,
-                    const Board& board) {
-    const BoardPoints points = boardPoints(board);
-    PairViews result;
-    for (const std::size_t i : used) {
-        const SharedPoints shared = sharedPoints(views[i].left, views[i].right);
-        result.board.push_back(select(points, shared.ids));
-        result.left.push_back(shared.first);
-        result.right.push_back(shared.second);
-    }
-    return result;
-}
-
-double squaredDistance(const cv::Point2f& a, const cv::Point2f& b) {
-    const cv::Point2f difference = a - b;
-    return difference.dot(difference);
-}
-
-// Sum of squared distances between what was seen and the projection of the best pose of the board.
-double squaredError(const BoardPoints& board, const Points& image, const CameraModel& camera) {
+// From afar a board looks much the same tilted the other way: of both poses the better one.
+Pose locateBoard(const CameraModel& camera, const Sighting& sighting) {
     const cv::Mat matrix = cameraMatrixOf(camera);
     const cv::Mat distortion = distortionOf(camera);
-    cv::Mat rotation;
-    cv::Mat translation;
-    cv::solvePnP(board, image, matrix, distortion, rotation, translation);
-    Points projected;
-    cv::projectPoints(board, rotation, translation, matrix, distortion, projected);
-    double sum = 0;
-    for (std::size_t i = 0; i < image.size(); ++i)
-        sum += squaredDistance(image[i], projected[i]);
-    return sum;
-}
-
-CameraFit evaluateCamera(const CameraViews& views, const CameraModel& camera) {
-    CameraFit fit;
-    double sum = 0;
-    std::size_t count = 0;
-    for (std::size_t i = 0; i < views.board.size(); ++i) {
-        const double error = squaredError(views.board[i], views.image[i], camera);
-        fit.viewErrors.push_back(std::sqrt(error / static_cast<double>(views.image[i].size())));
-        sum += error;
-        count += views.image[i].size();
+    std::vector<cv::Vec3d> turns;
+    std::vector<cv::Vec3d> shifts;
+    cv::solvePnPGeneric(sighting.board, sighting.image, matrix, distortion, turns, shifts, false,
+                        cv::SOLVEPNP_IPPE);
+    Pose best;
+    double smallest = std::numeric_limits<double>::infinity();
+    for (std::size_t i = 0; i < turns.size(); ++i) {
+        cv::solvePnPRefineLM(sighting.board, sighting.image, matrix, distortion, turns[i],
+                             shifts[i]);
+        const Pose pose{turns[i], shifts[i]};
+        const double error = evaluate({{camera}, {}, {pose}}, {{sighting}}).error;
+        if (error < smallest) {
+            smallest = error;
+            best = pose;
+        }
     }
-    fit.error = std::sqrt(sum / static_cast<double>(count));
-    return fit;
+    return best;
 }
 
-CameraFit calibrateCamera(const CameraViews& views, CameraModel& camera) {
+std::vector<Pose> locateBoards(const CameraModel& camera, const PerView& sightings) {
+    std::vector<Pose> poses;
+    for (const Sighting& sighting : sightings)
+        poses.push_back(locateBoard(camera, sighting));
+    return poses;
+}
+
+// From the vanishing points of the boards, as if the lens did not distort.
+CameraModel guessCamera(const PerView& sightings, const cv::Size& imageSize) {
+    constexpr std::size_t coefficients = 5;
+    std::vector<std::vector<cv::Point3f>> boards;
+    std::vector<std::vector<cv::Point2f>> images;
+    for (const Sighting& sighting : sightings) {
+        boards.emplace_back(sighting.board.begin(), sighting.board.end());
+        images.emplace_back(sighting.image.begin(), sighting.image.end());
+    }
+    CameraModel camera;
+    camera.imageSize = imageSize;
+    camera.cameraMatrix = cv::Mat_<double>(cv::initCameraMatrix2D(boards, images, imageSize, 0));
+    camera.lens.coefficients.assign(coefficients, 0);
+    return camera;
+}
+
+// One camera alone, and where it saw the boards.
+struct CameraSolution {
+    CameraModel camera;
+    std::vector<Pose> boards;
     CameraFit fit;
-    cv::Mat matrix, distortion, deviations;
-    fit.error = cv::calibrateCamera(views.board, views.image, camera.imageSize, matrix, distortion,
-                                    cv::noArray(), cv::noArray(), deviations, cv::noArray(),
-                                    fit.viewErrors);
-    camera.cameraMatrix = matrix;
-    camera.lens = {LensKind::radialTangential, std::vector<double>(distortion)};
-    fit.focalUncertainty = deviations.at<double>(0) / camera.cameraMatrix(0, 0);
-    return fit;
+};
+
+CameraSolution solutionOf(const Bundle& bundle, const BundleFit& fit) {
+    return {bundle.cameras.front(), bundle.boards, {fit.error, fit.viewErrors, 0}};
 }
 
-CameraFit solveCamera(const CameraViews& views, const CameraModel* known, CameraModel& camera) {
-    if (known == nullptr)
-        return calibrateCamera(views, camera);
-    camera.cameraMatrix = known->cameraMatrix;
-    camera.lens = known->lens;
-    return evaluateCamera(views, camera);
+// With wide lenses the first guess is so far off that boards end up tilted the wrong way; once the
+// camera is known better, they are looked for anew.
+CameraSolution calibrateCamera(const PerView& sightings, const cv::Size& imageSize,
+                               const OnAdjustmentStep& onStep) {
+    constexpr double better = 0.99;
+    const CameraModel guess = guessCamera(sightings, imageSize);
+    Bundle bundle{{guess}, {}, locateBoards(guess, sightings)};
+    for (;;) {
+        const BundleFit fit = adjust(bundle, {sightings}, Adjusted::camerasAndPoses, onStep);
+        const CameraModel& camera = bundle.cameras.front();
+        Bundle anew{{camera}, {}, locateBoards(camera, sightings)};
+        if (!(evaluate(anew, {sightings}).error < better * fit.error))
+            return solutionOf(bundle, fit);
+        bundle = std::move(anew);
+    }
 }
 
-void solveCameras(RigSolution& solution, const std::vector<PairDetection>& views,
-                  const Board& board, const RigCalibrationOptions& options) {
-    const auto left = cameraViews(views, solution.used, &PairDetection::left, board);
-    const auto right = cameraViews(views, solution.used, &PairDetection::right, board);
+CameraSolution evaluateCamera(const PerView& sightings, const CameraModel& camera) {
+    const Bundle bundle{{camera}, {}, locateBoards(camera, sightings)};
+    return solutionOf(bundle, evaluate(bundle, {sightings}));
+}
+
+struct Placement {
+    cv::Matx33d rotation;
+    cv::Vec3d shift;
+};
+
+// As one view has it.
+Placement rightFromLeft(const Pose& boardInLeft, const Pose& boardInRight) {
+    const cv::Matx33d rotation = rotationOf(boardInRight) * rotationOf(boardInLeft).t();
+    return {rotation, boardInRight.shift - rotation * boardInLeft.shift};
+}
+
+// How far apart they put what is `distance` away.
+double disagreement(const Placement& a, const Placement& b, double distance) {
+    return cv::norm(a.rotation - b.rotation) * distance + cv::norm(a.shift - b.shift);
+}
+
+// Of those that the views have, the one that is nearest to all: some views may be wrong.
+Pose agreedRightFromLeft(const std::vector<Pose>& left, const std::vector<Pose>& right) {
+    std::vector<Placement> all;
+    std::transform(left.begin(), left.end(), right.begin(), std::back_inserter(all), rightFromLeft);
+    const double distance = cv::norm(left.front().shift);
+    std::vector<double> sums;
+    for (const Placement& one : all)
+        sums.push_back(
+            std::accumulate(all.begin(), all.end(), 0., [&](double sum, const Placement& other) {
+                return sum + disagreement(one, other, distance);
+            }));
+    const auto best = std::min_element(sums.begin(), sums.end()) - sums.begin();
+    const Placement& agreed = all[static_cast<std::size_t>(best)];
+    Pose pose{{}, agreed.shift};
+    cv::Rodrigues(agreed.rotation, pose.turn);
+    return pose;
+}
+
+bool hasViewAbove(const RigSolution& solution, double limit) {
+    return std::any_of(solution.pairViewErrors.begin(), solution.pairViewErrors.end(),
+                       [limit](double error) { return error > limit; });
+}
+
+void adjustPair(RigSolution& solution, Bundle& bundle, const Sightings& sightings,
+                Adjusted adjusted, const OnAdjustmentStep& onStep) {
+    const BundleFit fit = adjust(bundle, sightings, adjusted, onStep);
+    solution.model.left = bundle.cameras[0];
+    solution.model.right = bundle.cameras[1];
+    solution.model.rightFromLeftRotation = rotationOf(bundle.rightFromLeft);
+    solution.model.rightFromLeftTranslation = bundle.rightFromLeft.shift;
+    solution.boards = bundle.boards;
+    solution.pairError = fit.error;
+    solution.pairViewErrors = fit.viewErrors;
+    if (adjusted == Adjusted::camerasAndPoses) {
+        solution.left.focalUncertainty = fit.focalUncertainties[0];
+        solution.right.focalUncertainty = fit.focalUncertainties[1];
+    }
+}
+
+// Each camera alone comes first, and then the pair with these cameras: that tells views whose
+// images are of different moments, which would bend everything else. What is left is adjusted
+// together, as each camera knows what the other one can't tell.
+void solveFrom(RigSolution& solution, const Sightings& sightings,
+               const RigCalibrationOptions& options) {
     const auto& known = options.knownCameras;
-    solution.left = solveCamera(left, known ? &known->first : nullptr, solution.model.left);
-    solution.right = solveCamera(right, known ? &known->second : nullptr, solution.model.right);
-}
-
-void solvePair(RigSolution& solution, const PairViews& views) {
-    RigModel& model = solution.model;
-    cv::Mat leftMatrix = cameraMatrixOf(model.left);
-    cv::Mat leftDistortion = distortionOf(model.left);
-    cv::Mat rightMatrix = cameraMatrixOf(model.right);
-    cv::Mat rightDistortion = distortionOf(model.right);
-    const cv::TermCriteria untilStill(cv::TermCriteria::COUNT + cv::TermCriteria::EPS, 100, 1e-9);
-    cv::Mat errors;
-    solution.pairError = cv::stereoCalibrate(
-        views.board, views.left, views.right, leftMatrix, leftDistortion, rightMatrix,
-        rightDistortion, model.left.imageSize, model.rightFromLeftRotation,
-        model.rightFromLeftTranslation, cv::noArray(), cv::noArray(), errors,
-        cv::CALIB_FIX_INTRINSIC, untilStill);
-    solution.pairViewErrors.clear();
-    for (int i = 0; i < errors.rows; ++i) {
-        const double ofLeft = errors.at<double>(i, 0);
-        const double ofRight = errors.at<double>(i, 1);
-        solution.pairViewErrors.push_back(std::sqrt((ofLeft * ofLeft + ofRight * ofRight) / 2));
-    }
+    const cv::Size& imageSize = solution.model.left.imageSize;
+    const CameraSolution left = known ? evaluateCamera(sightings[0], known->first)
+                                      : calibrateCamera(sightings[0], imageSize, options.onStep);
+    const CameraSolution right = known ? evaluateCamera(sightings[1], known->second)
+                                       : calibrateCamera(sightings[1], imageSize, options.onStep);
+    solution.left = left.fit;
+    solution.right = right.fit;
+    Bundle bundle{
+        {left.camera, right.camera}, agreedRightFromLeft(left.boards, right.boards), left.boards};
+    adjustPair(solution, bundle, sightings, Adjusted::posesOnly, options.onStep);
+    if (!known && !hasViewAbove(solution, options.rejectAbove))
+        adjustPair(solution, bundle, sightings, Adjusted::camerasAndPoses, options.onStep);
 }
 
 bool isFinite(const CameraModel& camera) {
@@ -156,21 +201,20 @@ bool isFinite(const RigModel& model) {
            cv::checkRange(model.rightFromLeftTranslation);
 }
 
-// OpenCV's solvers throw on, or answer with nonsense to, views that do not determine a camera.
-bool trySolve(RigSolution& solution, const std::vector<PairDetection>& views, const Board& board,
+// Views that do not determine a camera lead to exceptions of OpenCV or to nonsense.
+bool trySolve(RigSolution& solution, const Sightings& sightings,
               const RigCalibrationOptions& options) {
     try {
-        solveCameras(solution, views, board, options);
-        solvePair(solution, pairViews(views, solution.used, board));
+        solveFrom(solution, sightings, options);
         return isFinite(solution.model);
     } catch (const cv::Exception&) {
         return false;
     }
 }
 
-void solve(RigSolution& solution, const std::vector<PairDetection>& views, const Board& board,
+void solve(RigSolution& solution, const Sightings& sightings,
            const RigCalibrationOptions& options) {
-    if (!trySolve(solution, views, board, options))
+    if (!trySolve(solution, sightings, options))
         throw InputError(
             fmt::format("the {} views of the board do not determine the calibration; show the "
                         "board tilted in different directions and in all parts of the images",
@@ -185,11 +229,6 @@ void rejectWorst(RigSolution& solution) {
     solution.used.erase(solution.used.begin() + position);
 }
 
-bool hasViewAbove(const RigSolution& solution, double limit) {
-    return std::any_of(solution.pairViewErrors.begin(), solution.pairViewErrors.end(),
-                       [limit](double error) { return error > limit; });
-}
-
 void requireViewsLeft(const RigSolution& solution, double limit) {
     if (solution.used.size() < minimumPairs)
         throw InputError(
@@ -199,12 +238,13 @@ void requireViewsLeft(const RigSolution& solution, double limit) {
 }
 
 // Measured with the calibrations as they are written, in 32-bit floats.
-void measureRowDifferences(RigSolution& solution, const PairViews& views) {
+void measureRowDifferences(RigSolution& solution, const std::vector<PairDetection>& views) {
     std::vector<double> all;
-    for (std::size_t i = 0; i < views.left.size(); ++i) {
+    for (const std::size_t i : solution.used) {
+        const SharedPoints shared = sharedPoints(views[i].left, views[i].right);
         const auto differences =
-            rowDifferences(rectifyPoints(views.left[i], solution.rectified.left),
-                           rectifyPoints(views.right[i], solution.rectified.right));
+            rowDifferences(rectifyPoints(shared.first, solution.rectified.left),
+                           rectifyPoints(shared.second, solution.rectified.right));
         solution.viewRowDifferences.push_back(spreadOf(differences).mean);
         all.insert(all.end(), differences.begin(), differences.end());
     }
@@ -239,15 +279,15 @@ double RigSolution::baseline() const {
 RigSolution calibrateRig(const std::vector<PairDetection>& views, const Board& board,
                          const cv::Size& imageSize, const RigCalibrationOptions& options) {
     RigSolution solution = unsolved(views.size(), board, imageSize);
-    solve(solution, views, board, options);
+    solve(solution, sightingsOf(views, solution.used, board), options);
     while (hasViewAbove(solution, options.rejectAbove)) {
         rejectWorst(solution);
         requireViewsLeft(solution, options.rejectAbove);
-        solve(solution, views, board, options);
+        solve(solution, sightingsOf(views, solution.used, board), options);
     }
     checkBaseline(solution, board);
     solution.rectified = rectify(solution.model, options.alpha);
-    measureRowDifferences(solution, pairViews(views, solution.used, board));
+    measureRowDifferences(solution, views);
     return solution;
 }
 

@@ -11,6 +11,7 @@
 
 #include "base/statistics.hpp"
 #include "rigs/board_detection.hpp"
+#include "rigs/bundle_adjustment.hpp"
 #include "rigs/rig_model.hpp"
 
 namespace tiomipra {
@@ -24,14 +25,17 @@ struct RigCalibrationOptions {
     double rejectAbove = std::numeric_limits<double>::infinity();
     // Known left and right cameras, whose matrices and lenses are then not solved for.
     std::optional<std::pair<CameraModel, CameraModel>> knownCameras;
+    // Called before each step of the calibration, if it is not empty; what it throws ends it.
+    OnAdjustmentStep onStep;
 };
 
-// How well one camera alone explains what it saw.
 struct CameraFit {
-    // Root mean square reprojection error in pixels, over all views and per view.
+    // Root mean square reprojection error in pixels of the camera calibrated alone, over all views
+    // and per view: how well one camera explains what it saw.
     double error = 0;
     std::vector<double> viewErrors;
-    // Standard deviation of the focal length relative to it; 0 for a known camera.
+    // Standard deviation of the model's focal length relative to it; 0 for a known camera, infinite
+    // where the views do not determine it.
     double focalUncertainty = 0;
 };
 
@@ -52,6 +56,7 @@ struct RigSolution {
     // view for both.
     double pairError = 0;
     std::vector<double> pairViewErrors;
+    std::vector<Pose> boards;  // from the board's frame to the left camera's
     RectifiedRig rectified;
     // Rows of the same corner in the rectified left and right image, pixels.
     Spread rowDifferences;
@@ -61,7 +66,7 @@ struct RigSolution {
     double baseline() const;
 };
 
-// Calibrates each camera, then the pair with these cameras, then the rectification.
+// Calibrates each camera, then the pair with these cameras, then all of it together, and rectifies.
 //
 // While a view's pair error is above `options.rejectAbove`, leaves out the worst one and starts
 // again: one wrong view spoils the errors of the others.

@@ -10,8 +10,10 @@ std::vector<cv::Point2d> rectifyPoints(const std::vector<cv::Point2f>& points,
         return {};
     const std::vector<cv::Point2d> precise(points.begin(), points.end());
     std::vector<cv::Point2d> rectified;
+    // The default of 5 rounds leaves half a pixel at the edges of a wide lens.
+    const cv::TermCriteria untilStill(cv::TermCriteria::COUNT + cv::TermCriteria::EPS, 100, 1e-6);
     cv::undistortPoints(precise, rectified, calibration.cameraMatrix, calibration.distortion,
-                        calibration.rectificationMatrix, calibration.projectionMatrix);
+                        calibration.rectificationMatrix, calibration.projectionMatrix, untilStill);
     return rectified;
 }
 

@@ -59,6 +59,19 @@ RigCalibrationOptions calibrationOptions(const CalibrateOptions& options,
     return result;
 }
 
+RigSolution calibrate(const CalibrateOptions& options, const BoardSearch& search) {
+    const InterruptionWatch watch;
+    StatusLine line(chooseBar(0).bar);
+    RigCalibrationOptions calibration = calibrationOptions(options, search.imageSize());
+    calibration.onStep = [&](double error) {
+        if (watch.isInterrupted())
+            throw Interrupted("interrupted while calibrating, before anything was written");
+        if (line.isDue())
+            line.show(fmt::format("calibrating: {:.3f} pixels", error));
+    };
+    return calibrateRig(search.detections(), search.board(), search.imageSize(), calibration);
+}
+
 // The pair that stands at `number` among all.
 StereoImages readPair(const FrameArguments& frames, std::size_t number) {
     const auto source = reopenFrames(frames);
@@ -137,10 +150,7 @@ Ending runCalibrate(const CalibrateOptions& options) {
     requireOtherInputs(options, *source);
     const OutputFolder folder(options.output);
     const BoardSearch search = searchBoards(*source, board, options.jobs);
-    const CalibrationReport report =
-        makeReport(calibrateRig(search.detections(), board, search.imageSize(),
-                                calibrationOptions(options, search.imageSize())),
-                   search);
+    const CalibrationReport report = makeReport(calibrate(options, search), search);
     const RigSolution& solution = report.solution;
     const StereoImages firstUsed = readPair(options.frames, search.frameOf(solution.used.front()));
     const nlohmann::ordered_json json =

@@ -65,12 +65,23 @@ std::string formatBar(std::size_t done, std::size_t total, double perSecond) {
     return fmt::format("[{:{}}]  {}{}{}", bar, barWidth, formatCount(done, total), rate, timeLeft);
 }
 
-Progress::Progress(ProgressOutput output, std::size_t total) : _output(output), _total(total) {}
-
-Progress::~Progress() {
-    if (_output.bar != nullptr)
-        *_output.bar << clearLine << std::flush;
+StatusLine::~StatusLine() {
+    if (_terminal != nullptr)
+        *_terminal << clearLine << std::flush;
 }
+
+bool StatusLine::isDue() const {
+    return _terminal != nullptr && Clock::now() - _lastShown >= redrawInterval;
+}
+
+void StatusLine::show(const std::string& text) {
+    _lastShown = Clock::now();
+    if (_terminal != nullptr)
+        *_terminal << clearLine << text << std::flush;
+}
+
+Progress::Progress(const ProgressOutput& output, std::size_t total)
+    : _lines(output.lines), _bar(output.bar), _total(total) {}
 
 void Progress::skip() {
     ++_done;
@@ -80,22 +91,20 @@ void Progress::skip() {
 
 void Progress::advance(const std::string& what) {
     ++_done;
-    if (_output.lines != nullptr) {
+    if (_lines != nullptr) {
         if (_total != 1)
-            *_output.lines << fmt::format("[{}] ", formatCount(_done, _total));
-        *_output.lines << what << std::endl;
+            *_lines << fmt::format("[{}] ", formatCount(_done, _total));
+        *_lines << what << std::endl;
     }
     drawBar();
 }
 
 void Progress::drawBar() {
-    const auto now = Clock::now();
-    if (_output.bar == nullptr || now - _lastDrawn < redrawInterval)
+    if (!_bar.isDue())
         return;
-    _lastDrawn = now;
-    const double elapsed = std::chrono::duration<double>(now - _start).count();
+    const double elapsed = std::chrono::duration<double>(Clock::now() - _start).count();
     const double perSecond = static_cast<double>(_done - _skipped) / std::max(elapsed, 1e-9);
-    *_output.bar << clearLine << formatBar(_done, _total, perSecond) << std::flush;
+    _bar.show(formatBar(_done, _total, perSecond));
 }
 
 }  // namespace tiomipra

@@ -31,13 +31,29 @@ std::string formatBar(std::size_t done, std::size_t total, double perSecond);
 // "8 s", "2 min 05 s", "1 h 02 min".
 std::string formatDuration(double seconds);
 
+// A line on a terminal that changes, and is taken away at the end; without a terminal nothing.
+class StatusLine {
+  public:
+    explicit StatusLine(std::ostream* terminal) : _terminal(terminal) {}
+    StatusLine(const StatusLine&) = delete;
+    StatusLine& operator=(const StatusLine&) = delete;
+    ~StatusLine();
+
+    // Whether it is time to show something else.
+    bool isDue() const;
+    void show(const std::string& text);
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    std::ostream* _terminal;
+    Clock::time_point _lastShown{};
+};
+
 // Counts what is done; at its end the bar is taken away. Calls must be serialised by the caller.
 class Progress {
   public:
-    Progress(ProgressOutput output, std::size_t total);
-    Progress(const Progress&) = delete;
-    Progress& operator=(const Progress&) = delete;
-    ~Progress();
+    Progress(const ProgressOutput& output, std::size_t total);
 
     // An item was there already; it does not count for the rate.
     void skip();
@@ -50,12 +66,12 @@ class Progress {
 
     void drawBar();
 
-    ProgressOutput _output;
+    std::ostream* _lines;
+    StatusLine _bar;
     std::size_t _total;
     std::size_t _done = 0;
     std::size_t _skipped = 0;
     Clock::time_point _start = Clock::now();
-    Clock::time_point _lastDrawn{};
 };
 
 }  // namespace tiomipra
