@@ -273,8 +273,8 @@ double meanError(double squares, const Sightings& sightings) {
 // Returns the sum of squares that is left.
 double descend(Bundle& bundle, const SharedParameters& parameters, const Sightings& sightings,
                const OnAdjustmentStep& onStep) {
-    constexpr int mostSteps = 300;
-    constexpr double enough = 1e-10;
+    constexpr int mostSteps = 1000;  // wide lenses take hundreds
+    constexpr double enough = 1e-8;
     constexpr double mostDamping = 1e12;
     double squares = sumOfSquares(bundle, sightings);
     double damping = 1e-3;
@@ -285,7 +285,7 @@ double descend(Bundle& bundle, const SharedParameters& parameters, const Sightin
         const Bundle moved = takeStep(bundle, parameters, equations, damping);
         const double newSquares = sumOfSquares(moved, sightings);
         if (!(newSquares < squares)) {
-            damping *= 10;
+            damping *= 4;
             continue;
         }
         const bool isStill = squares - newSquares < enough * squares;
@@ -293,7 +293,7 @@ double descend(Bundle& bundle, const SharedParameters& parameters, const Sightin
         squares = newSquares;
         if (isStill)
             break;
-        damping /= 10;
+        damping /= 3;
         equations = makeEquations(bundle, parameters, sightings);
     }
     return squares;
@@ -308,7 +308,8 @@ cv::Matx33d rotationOf(const Pose& pose) {
 }
 
 BundleFit evaluate(const Bundle& bundle, const Sightings& sightings) {
-    return {meanError(sumOfSquares(bundle, sightings), sightings), viewErrorsOf(bundle, sightings), {}};
+    return {
+        meanError(sumOfSquares(bundle, sightings), sightings), viewErrorsOf(bundle, sightings), {}};
 }
 
 BundleFit adjust(Bundle& bundle, const Sightings& sightings, Adjusted adjusted,
@@ -317,8 +318,8 @@ BundleFit adjust(Bundle& bundle, const Sightings& sightings, Adjusted adjusted,
     const double squares = descend(bundle, parameters, sightings, onStep);
     BundleFit fit = evaluate(bundle, sightings);
     if (adjusted == Adjusted::camerasAndPoses)
-        fit.focalUncertainties = focalUncertaintiesOf(
-            bundle, parameters, sightings, varianceOf(squares, sightings, parameters));
+        fit.focalUncertainties = focalUncertaintiesOf(bundle, parameters, sightings,
+                                                      varianceOf(squares, sightings, parameters));
     return fit;
 }
 

@@ -53,8 +53,9 @@ enum class Adjusted {
 };
 
 // Moves `bundle` to the nearest minimum of the squared distances between where points were seen and
-// where the cameras project them (Levenberg-Marquardt). Each step eliminates the boards' poses first (Schur
-// complement), so that its time grows with the number of views, not with the cube of it.
+// where the cameras project them (Levenberg-Marquardt). Each step eliminates the boards' poses
+// first (Schur complement), so that its time grows with the number of views, not with the cube of
+// it.
 //
 // @param onStep  if it is not empty; what it throws ends the adjustment
 BundleFit adjust(Bundle& bundle, const Sightings& sightings, Adjusted adjusted,

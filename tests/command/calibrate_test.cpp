@@ -5,6 +5,7 @@
 #include <opencv2/core.hpp>
 
 #include "files/image_files.hpp"
+#include "reports/calibration_report.hpp"
 #include "rigs/rig_files.hpp"
 #include "rigs/rig_model_files.hpp"
 #include "support/matrices.hpp"
@@ -92,12 +93,14 @@ TEST_F(Calibrate, KeepsGivenIntrinsicsThatFit) {
     EXPECT_FALSE(std::filesystem::exists(_folder / "none"));
 }
 
-// A view of another moment on one side.
-TEST_F(Calibrate, LeavesOutViewsThatDoNotFit) {
+// The first pair can't be read, the second one is of two moments.
+TEST_F(Calibrate, LeavesOutPairsThatDoNotFit) {
+    _folder.write("left00.jpg", "no image");
+    _folder.write("right00.jpg", "no image");
     for (const char* number : {"01", "02", "03", "04", "06", "07", "08", "09"}) {
         const std::string left = "left" + std::string(number) + ".jpg";
         const std::string right = "right" + std::string(number) + ".jpg";
-        const bool isSpoilt = right == "right02.jpg";
+        const bool isSpoilt = right == "right01.jpg";
         std::filesystem::copy(photograph(left), _folder / left);
         std::filesystem::copy(photograph(isSpoilt ? "right12.jpg" : right), _folder / right);
     }
@@ -108,11 +111,19 @@ TEST_F(Calibrate, LeavesOutViewsThatDoNotFit) {
     };
     const json spoilt = run({}, 1);
     EXPECT_EQ(spoilt["verdict"], "redo");
-    EXPECT_EQ(spoilt["views"][0]["right"], _folder / "right02.jpg");
-    const json mended = run({"--reject-above", "0.5"}, 0);
+    EXPECT_EQ(spoilt["views"][0]["right"], _folder / "right01.jpg");
+    const json mended = run({"--reject-above", "0.5"}, 4);
+    EXPECT_NE(mended["verdict"], "redo");
     EXPECT_EQ(mended["pairsUsed"], 7);
     EXPECT_LE(mended["pairError"], 0.25);
-    EXPECT_EQ(mended["leftOut"][0]["right"], _folder / "right02.jpg");
+    EXPECT_EQ(mended["parameters"]["rejectAbove"], 0.5);
+    EXPECT_EQ(mended["leftOut"][0]["right"], _folder / "right00.jpg");
+    EXPECT_EQ(mended["leftOut"][1]["right"], _folder / "right01.jpg");
+    const StereoImages firstUsed{readImage(photograph("left02.jpg")),
+                                 readImage(photograph("right02.jpg"))};
+    EXPECT_THAT(
+        readImage(_folder / "rig/rectified.png"),
+        IsSameMatrix(drawRectifiedPair({read("rig/left.yml"), read("rig/right.yml")}, firstUsed)));
 }
 
 TEST_F(Calibrate, FindsSwappedCamerasAndUnreadableImages) {

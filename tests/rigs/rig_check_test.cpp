@@ -265,6 +265,34 @@ TEST_F(CheckRig, WrongMatchesDoNotCount) {
     EXPECT_THROW(check(see(_model, makeScene(_model, 29))), InputError);
 }
 
+// A quarter of all matches, and 15 of a region.
+TEST_F(CheckRig, CountsWhatIsConsistent) {
+    std::mt19937 random(1);
+    std::uniform_real_distribution<float> anywhere(0, 480);
+    const auto among = [&](std::size_t wrong) {
+        Matches matches = see(_model, makeScene(_model, 100));
+        for (std::size_t i = 0; i < wrong; ++i) {
+            matches.left.emplace_back(anywhere(random), anywhere(random));
+            matches.right.emplace_back(anywhere(random), anywhere(random));
+        }
+        return matches;
+    };
+    EXPECT_NO_THROW(check(among(250)));
+    EXPECT_THROW(check(among(350)), InputError);
+
+    const PointScene dense = makeScene(_model, 3000);
+    for (const auto& [count, judged] : {std::pair(14U, 8), {16U, 9}}) {
+        PointScene scene;
+        std::size_t inCorner = 0;
+        for (std::size_t i = 0; i < dense.size(); ++i) {
+            const cv::Point2f place = see(_model, {dense[i]}).left.front();
+            if (place.x > 639 / 3. || place.y > 479 / 3. || inCorner++ < count)
+                scene.push_back(dense[i]);
+        }
+        EXPECT_EQ(check(see(_model, scene)).regionsJudged, judged) << count;
+    }
+}
+
 TEST(MatchFeatures, FindsWhereThingsHaveGone) {
     const cv::Mat image = toGrey(readImage(photograph("left01.jpg")));
     const Matches matches = matchFeatures(image, image(cv::Rect(20, 7, 600, 460)));

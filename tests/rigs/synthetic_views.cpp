@@ -25,15 +25,16 @@ std::vector<cv::Point2f> project(const PointScene& scene, const CameraModel& cam
 }
 
 // The board in the frame of the left camera.
-PointScene place(const Board& board, int number) {
+PointScene place(const Board& board, int number, const BoardPlaces& places) {
     const double angle = 2.4 * number;
-    const cv::Matx33d tilt =
-        turnBy({0.45 * std::sin(angle), 0.45 * std::cos(angle), 0.1 * std::sin(number)});
+    const cv::Matx33d tilt = turnBy(
+        {places.tilt * std::sin(angle), places.tilt * std::cos(angle), 0.1 * std::sin(number)});
     const double width = board.square * board.corners.width;
     const double distance = width * (2 + 0.05 * number);
     const cv::Vec3d centre(width / 2, board.square * board.corners.height / 2, 0);
-    const cv::Vec3d shift(0.4 * distance * std::cos(1.7 * number) * 0.7 + 0.03,
-                          0.3 * distance * std::sin(1.7 * number) * 0.7, distance);
+    const double reach = places.reach * distance;
+    const cv::Vec3d shift(reach * std::cos(1.7 * number) + 0.03,
+                          0.75 * reach * std::sin(1.7 * number), distance);
     PointScene scene;
     for (const cv::Point3f& point : boardPoints(board))
         scene.emplace_back(tilt * (cv::Vec3d(point.x, point.y, point.z) - centre) + shift);
@@ -76,12 +77,12 @@ PointScene makeScene(const RigModel& rig, int count) {
 }
 
 std::vector<PairDetection> seeBoard(const RigModel& rig, const Board& board, int count,
-                                    double noise) {
+                                    double noise, const BoardPlaces& places) {
     std::mt19937 random(1);
     std::normal_distribution<float> error(0, static_cast<float>(noise));
     std::vector<PairDetection> views;
     for (int i = 0; i < count; ++i) {
-        Matches seen = see(rig, place(board, i));
+        Matches seen = see(rig, place(board, i, places));
         for (auto* const side : {&seen.left, &seen.right}) {
             for (cv::Point2f& point : *side)
                 point += noise > 0 ? cv::Point2f(error(random), error(random)) : cv::Point2f();

@@ -23,9 +23,14 @@ Matches see(const RigModel& rig, const PointScene& scene);
 // Textured things all over the left image, at depths of 0.5 to 5.
 PointScene makeScene(const RigModel& rig, int count);
 
+struct BoardPlaces {
+    double tilt = 0.45;   // radians, in different directions
+    double reach = 0.28;  // of the centres off the left camera's axis, relative to their distances
+};
+
 // The board at `count` places and tilts. Noise of that deviation, in pixels, is on each coordinate.
 std::vector<PairDetection> seeBoard(const RigModel& rig, const Board& board, int count,
-                                    double noise = 0);
+                                    double noise = 0, const BoardPlaces& places = {});
 
 }  // namespace tiomipra::test
 
