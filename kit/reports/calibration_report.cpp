@@ -106,11 +106,20 @@ std::string viewsText(const CalibrationReport& report) {
     return text;
 }
 
-std::string skippedText(const std::vector<SkippedPair>& skipped) {
-    std::string text = skipped.empty() ? "" : "Left out:\n";
-    for (const auto& [names, reason] : skipped)
-        text += fmt::format("  {}: {}\n", shortText(names), reason);
-    return text;
+std::string skippedText(const CalibrationReport& report) {
+    constexpr std::size_t most = 20;
+    const std::size_t listed = std::min(most, report.skipped.size());
+    std::string text;
+    for (std::size_t i = 0; i < listed; ++i)
+        text += fmt::format("  {}: {}\n", shortText(report.skipped[i].names),
+                            report.skipped[i].reason);
+    if (listed < report.skipped.size())
+        text += fmt::format("  {} more that the JSON report lists\n",
+                            report.skipped.size() - listed);
+    if (report.alike > 0)
+        text += fmt::format("  {} that show the board much as one of the {} above does\n",
+                            report.alike, report.views.size());
+    return text.empty() ? "" : "Left out:\n" + text;
 }
 
 std::string cameraText(const CameraFit& fit, const vision::Calibration& calibration) {
@@ -191,6 +200,7 @@ CalibrationReport makeReport(RigSolution solution, const BoardSearch& search) {
     report.verdict = judge(solution, search.detections());
     report.views = search.names();
     report.skipped = search.skipped();
+    report.alike = search.alike();
     for (const auto& [index, error] : solution.rejected)
         report.skipped.push_back(
             {report.views[index],
@@ -216,11 +226,12 @@ Json toJson(const CalibrationReport& report) {
             {"unit", model.unit},
             {"coverage", {{"left", toJson(verdict.left)}, {"right", toJson(verdict.right)}}},
             {"views", viewsToJson(report)},
-            {"leftOut", toJson(report.skipped)}};
+            {"leftOut", toJson(report.skipped)},
+            {"leftOutAlike", report.alike}};
 }
 
 std::string toText(const CalibrationReport& report) {
-    return viewsText(report) + skippedText(report.skipped) + numbersText(report.solution) +
+    return viewsText(report) + skippedText(report) + numbersText(report.solution) +
            "Coverage:\n" + coverageText("left", report.verdict.left) +
            coverageText("right", report.verdict.right) + verdictText(report.verdict);
 }

@@ -35,20 +35,27 @@ struct SearchedPair {
 // when one can't be read. From any thread.
 SearchedPair searchPair(const Frame& frame, const Board& board);
 
-// Gathers what the pairs show, in the order in which they are added.
+// Gathers what the pairs show, in the order in which they are added, then sorts them.
 class BoardSearch {
   public:
     explicit BoardSearch(Board board) : _board(std::move(board)) {}
 
-    // The size of the first one is the size that all must have.
     void add(const Frame& frame, const SearchedPair& pair);
 
     // A pair that can't be read.
     void addFailure(const Frame& frame, const std::string& why);
 
-    // Throws `InputError` that names the pairs left out and why, when there are too few to
-    // calibrate with.
-    void requireEnoughPairs() const;
+    // To be called when all are added. The size that most pairs have, the first of these if there
+    // are several, is the one that all must have.
+    void sort();
+
+    // Throws `InputError` that names the pairs left out and why, when there are too few to calibrate
+    // with. `again`, the same frames once more, tells whether squares were counted for corners.
+    void requireEnoughPairs(FrameSource& again) const;
+
+    // Keeps, of the pairs that show the board, at most `most` that differ: see `chooseViews`.
+    // Throws `InputError` when they are too few to calibrate with.
+    void keepDistinct(std::size_t most);
 
     const Board& board() const { return _board; }
     const cv::Size& imageSize() const { return _imageSize; }
@@ -60,26 +67,39 @@ class BoardSearch {
     // Which of all added pairs, from 0, has the detection of this index.
     std::size_t frameOf(std::size_t detection) const { return _frames[detection]; }
 
-    // The other pairs.
+    // The pairs that can't be used, without those that `keepDistinct` has left out.
     const std::vector<SkippedPair>& skipped() const { return _skipped; }
 
     // Those of `skipped` that can't be read or have another size.
     std::size_t failures() const { return _failures; }
 
+    // How many `keepDistinct` has left out.
+    std::size_t alike() const { return _alike; }
+
     // How many pairs were added.
-    std::size_t pairs() const { return _detections.size() + _skipped.size(); }
+    std::size_t pairs() const { return _added.size(); }
 
   private:
-    std::string whyUnusable(const Frame& frame, const SearchedPair& pair) const;
+    struct AddedPair {
+        PairNames names;
+        SearchedPair searched;
+        std::string failure;  // why it can't be read, if it can't
+    };
+
+    cv::Size commonSize() const;
+    std::string whyFailed(const AddedPair& pair) const;
+    std::string whyUnusable(const AddedPair& pair) const;
+    std::string adviceOnBoard(FrameSource& again) const;
 
     Board _board;
+    std::vector<AddedPair> _added;
     cv::Size _imageSize;
-    std::string _firstFile;  // whose size it is
     std::vector<PairDetection> _detections;
     std::vector<PairNames> _names;
     std::vector<std::size_t> _frames;
     std::vector<SkippedPair> _skipped;
     std::size_t _failures = 0;
+    std::size_t _alike = 0;
 };
 
 }  // namespace tiomipra

@@ -51,6 +51,12 @@ TEST(DetectBoard, DoesNotDependOnFormerImages) {
     }
 }
 
+TEST(DetectBoard, FindsNoneWhereThereIsNone) {
+    for (const Pattern pattern : {Pattern::chessboard, Pattern::circles,
+                                  Pattern::asymmetricCircles, Pattern::charuco})
+        EXPECT_TRUE(detectBoard(readGrey("left.jpg"), {pattern, {9, 6}, 1, 0.7}).empty());
+}
+
 // All eight numberings of a square board become that of the reference, whose view is another one.
 TEST(AlignNumbering, TakesThatOfTheReference) {
     const Board board{Pattern::chessboard, {5, 5}, 0.02};
@@ -79,6 +85,23 @@ Frame frame(const std::string& name) {
     return {name, name + "L", name + "R", {}, {}};
 }
 
+class ManyFrames : public FrameSource {
+  public:
+    explicit ManyFrames(Frame frame) : _frame(std::move(frame)) {}
+    std::size_t count() const override { return 0; }
+    std::vector<std::string> files() const override { return {}; }
+    std::optional<Frame> next() override { return _frame; }
+
+  private:
+    Frame _frame;
+};
+
+Frame photographedFrame() {
+    Frame pair = frame("02");
+    pair.read = [] { return StereoImages{readGrey("left02.jpg"), readGrey("right02.jpg")}; };
+    return pair;
+}
+
 TEST(BoardSearch, SaysWhyPairsAreLeftOut) {
     const cv::Size size(640, 480);
     const PairDetection seen = seeBoard(makeModel(), photographed, 1).front();
@@ -87,29 +110,54 @@ TEST(BoardSearch, SaysWhyPairsAreLeftOut) {
     few.points.resize(5);
     BoardSearch search(photographed);
     search.addFailure(frame("a"), "'aL' is not an image");
+    search.add(frame("g"), {{320, 240}, seen, ""});
     search.add(frame("b"), {size, {}, ""});
     search.add(frame("c"), {size, {seen.left, {}}, ""});
     search.add(frame("d"), {size, seen, "dL"});
     search.add(frame("e"), {size, {few, seen.right}, ""});
     search.add(frame("f"), {size, seen, ""});
-    search.add(frame("g"), {{320, 240}, seen, ""});
+    search.sort();
     ASSERT_EQ(search.detections().size(), 1U);
     EXPECT_EQ(search.names().front().left, "fL");
-    EXPECT_EQ(search.frameOf(0), 5U);
+    EXPECT_EQ(search.frameOf(0), 6U);
+    EXPECT_EQ(search.imageSize(), size) << "which most have, though not the first";
     EXPECT_EQ(search.failures(), 2U);
-    EXPECT_THAT([&] { search.requireEnoughPairs(); },
+    ManyFrames frames(photographedFrame());
+    EXPECT_THAT([&] { search.requireEnoughPairs(frames); },
                 ThrowsMessage<InputError>(testing::AllOf(
-                    HasSubstr("only 1 of 7 pairs can be used, at least 3 are needed"),
+                    HasSubstr("only 1 of 7 pairs can be used, at least 3 are needed; does the"),
                     HasSubstr("\n  aL  aR: 'aL' is not"), HasSubstr("\n  bL  bR: no board in eith"),
                     HasSubstr("\n  cL  cR: no board in cR"), HasSubstr("\n  dL  dR: the board in"),
                     HasSubstr("\n  eL  eR: the images share only 5 corners"),
-                    HasSubstr("\n  gL  gR: 'gL' is 320x240, 'bL' is 640x480"))));
+                    HasSubstr("\n  gL  gR: 'gL' is 320x240, the pairs used are 640x480"))));
+}
+
+TEST(BoardSearch, KnowsThatSquaresWereCounted) {
+    BoardSearch search({Pattern::chessboard, {10, 7}});
+    search.add(frame("a"), {{640, 480}, {}, ""});
+    search.sort();
+    ManyFrames frames(photographedFrame());
+    EXPECT_THAT([&] { search.requireEnoughPairs(frames); },
+                ThrowsMessage<InputError>(HasSubstr("10x7 squares, which are 9x6 corners")));
+}
+
+TEST(BoardSearch, CountsTheSameViewOnce) {
+    BoardSearch search(photographed);
+    const auto views = seeBoard(makeModel(), photographed, 4);
+    for (const std::size_t i : {0U, 0U, 1U, 0U, 2U, 3U})
+        search.add(frame(std::to_string(i)), {{640, 480}, views[i], ""});
+    search.sort();
+    search.keepDistinct(3);
+    EXPECT_EQ(search.alike(), 3U);
+    ASSERT_EQ(search.detections().size(), 3U);
+    EXPECT_EQ(search.names()[1].left, std::to_string(search.frameOf(1) == 2 ? 1 : 2) + "L");
+    EXPECT_THAT([&] { search.keepDistinct(2); },
+                ThrowsMessage<InputError>(HasSubstr("only 2 differ, at least 3 are needed")));
 }
 
 // OpenCV finds 8x6 corners on this board of 9x6 as well.
 TEST(SearchPair, KnowsAPartOfALargerBoard) {
-    Frame pair = frame("02");
-    pair.read = [] { return StereoImages{readGrey("left02.jpg"), readGrey("right02.jpg")}; };
+    const Frame pair = photographedFrame();
     const SearchedPair found = searchPair(pair, photographed);
     EXPECT_EQ(found.imageSize, cv::Size(640, 480));
     EXPECT_EQ(found.detection.left.points.size(), 54U);

@@ -1,6 +1,8 @@
 // tiomipra calibrate: from pictures of a board to the calibrations of both cameras.
+#include <algorithm>
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <stdexcept>
 #include <variant>
 
@@ -22,7 +24,26 @@
 namespace tiomipra {
 namespace {
 
-BoardSearch searchBoards(FrameSource& source, const Board& board, unsigned jobs) {
+// Looking for a board takes most of the time, and frames that follow each other closely show nearly
+// the same: of a long video, every so manieth is looked at.
+std::size_t chooseStep(std::size_t frames, std::size_t maxPairs) {
+    const std::size_t step = std::max<std::size_t>(1, frames / (5 * maxPairs));
+    if (step > 1)
+        sayBesideBar(fmt::format("note: of {} pairs one in {} is looked at, as at most {} will be "
+                                 "used (--max-pairs)",
+                                 frames, step, maxPairs));
+    return step;
+}
+
+std::optional<Frame> nextOf(FrameSource& source, std::size_t step) {
+    std::optional<Frame> frame = source.next();
+    for (std::size_t i = 1; i < step && source.next(); ++i) {
+    }
+    return frame;
+}
+
+BoardSearch searchBoards(FrameSource& source, std::size_t step, const Board& board,
+                         const CalibrateOptions& options) {
     BoardSearch search(board);
     const auto accept = [&](const Frame& frame, const Outcome<SearchedPair>& outcome,
                             Progress& progress) {
@@ -32,11 +53,14 @@ BoardSearch searchBoards(FrameSource& source, const Board& board, unsigned jobs)
             search.add(frame, std::get<SearchedPair>(outcome));
         progress.advance(frame.name);
     };
+    const std::size_t count = (source.count() + step - 1) / step;
     workOnAll<Frame, SearchedPair>(
-        {source.count(), jobs, chooseProgressOutput(true, source.count())},
-        [&] { return source.next(); },
+        {count, options.jobs, chooseProgressOutput(true, count)},
+        [&] { return nextOf(source, step); },
         [&] { return [&](const Frame& frame) { return searchPair(frame, board); }; }, accept);
-    search.requireEnoughPairs();
+    search.sort();
+    search.requireEnoughPairs(*reopenFrames(options.frames));
+    search.keepDistinct(options.maxPairs);
     return search;
 }
 
@@ -99,6 +123,7 @@ Parameters parametersOf(const CalibrateOptions& options) {
     if (!options.fixedIntrinsics.empty())
         parameters.push_back({"fixIntrinsics", options.fixedIntrinsics});
     parameters.push_back({"alpha", options.calibration.alpha});
+    parameters.push_back({"maxPairs", static_cast<int>(options.maxPairs)});
     parameters.push_back({"rejectAbove", options.calibration.rejectAbove});
     return parameters;
 }
@@ -149,10 +174,12 @@ Ending runCalibrate(const CalibrateOptions& options) {
     const auto source = openFrames(options.frames, sayBesideBar);
     requireOtherInputs(options, *source);
     const OutputFolder folder(options.output);
-    const BoardSearch search = searchBoards(*source, board, options.jobs);
+    const std::size_t step = chooseStep(source->count(), options.maxPairs);
+    const BoardSearch search = searchBoards(*source, step, board, options);
     const CalibrationReport report = makeReport(calibrate(options, search), search);
     const RigSolution& solution = report.solution;
-    const StereoImages firstUsed = readPair(options.frames, search.frameOf(solution.used.front()));
+    const StereoImages firstUsed =
+        readPair(options.frames, step * search.frameOf(solution.used.front()));
     const nlohmann::ordered_json json =
         writeResults(options, report, drawRectifiedPair(solution.rectified, firstUsed));
     std::cout << (options.json ? dumpJson(json) : toText(report));

@@ -87,6 +87,14 @@ void addSolverOptions(CLI::App& command, CalibrateOptions& options) {
         ->capture_default_str()
         ->group(group);
     command
+        .add_option("--max-pairs", options.maxPairs,
+                    "Calibrate with at most so many pairs, those whose\n"
+                    "views of the board differ most")
+        ->check(CLI::Range(minimumPairs, std::size_t{10000}).description(""))
+        ->type_name("N")
+        ->capture_default_str()
+        ->group(group);
+    command
         .add_option("--reject-above", options.calibration.rejectAbove,
                     "Leave out pairs whose reprojection error is larger,\n"
                     "the worst first")

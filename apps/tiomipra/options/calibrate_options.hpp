@@ -20,6 +20,7 @@ struct CalibrateOptions {
     std::string dictionary = Board().dictionary;
     std::vector<std::string> fixedIntrinsics;  // none, or the files of the left and right camera
     RigCalibrationOptions calibration;
+    std::size_t maxPairs = 40;
     unsigned jobs = 0;
     std::string output;
     bool json = false;
