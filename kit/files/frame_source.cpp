@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <opencv2/core.hpp>
 #include <utility>
 
 #include "base/errors.hpp"
@@ -21,11 +22,29 @@ void requireSameSize(const StereoImages& images, const Frame& frame) {
         throw InputError(sizesDiffer(frame.leftFile, left.size(), frame.rightFile, right.size()));
 }
 
+// By how many degrees to turn the images of each camera clockwise.
+struct Turns {
+    int left;
+    int right;
+};
+
+cv::Mat turned(const cv::Mat& image, int degrees) {
+    if (degrees == 0)
+        return image;
+    cv::Mat result;
+    cv::rotate(image, result,
+               degrees == 90    ? cv::ROTATE_90_CLOCKWISE
+               : degrees == 180 ? cv::ROTATE_180
+                                : cv::ROTATE_90_COUNTERCLOCKWISE);
+    return result;
+}
+
 // Two sequences, one for each camera.
 class PairedFrames : public FrameSource {
   public:
-    PairedFrames(std::unique_ptr<ImageSequence> left, std::unique_ptr<ImageSequence> right)
-        : _left(std::move(left)), _right(std::move(right)) {}
+    PairedFrames(std::unique_ptr<ImageSequence> left, std::unique_ptr<ImageSequence> right,
+                 Turns turns)
+        : _left(std::move(left)), _right(std::move(right)), _turns(turns) {}
 
     std::size_t count() const override { return std::max(_left->count(), _right->count()); }
 
@@ -50,10 +69,10 @@ class PairedFrames : public FrameSource {
     }
 
   private:
-    static Frame pair(const Picture& left, const Picture& right) {
+    Frame pair(const Picture& left, const Picture& right) const {
         Frame frame{left.name, left.title, right.title, {left.file, right.file}, {}};
-        frame.read = [frame, readLeft = left.read, readRight = right.read] {
-            StereoImages images{readLeft(), readRight()};
+        frame.read = [frame, turns = _turns, readLeft = left.read, readRight = right.read] {
+            StereoImages images{turned(readLeft(), turns.left), turned(readRight(), turns.right)};
             requireSameSize(images, frame);
             return images;
         };
@@ -70,13 +89,15 @@ class PairedFrames : public FrameSource {
 
     std::unique_ptr<ImageSequence> _left;
     std::unique_ptr<ImageSequence> _right;
+    Turns _turns;
     bool _hasEnded = false;
 };
 
 // One sequence whose images hold the left camera's image in their left half.
 class SplitFrames : public FrameSource {
   public:
-    explicit SplitFrames(std::unique_ptr<ImageSequence> both) : _both(std::move(both)) {}
+    SplitFrames(std::unique_ptr<ImageSequence> both, Turns turns)
+        : _both(std::move(both)), _turns(turns) {}
 
     std::size_t count() const override { return _both->count(); }
 
@@ -86,9 +107,15 @@ class SplitFrames : public FrameSource {
         const auto both = _both->next();
         if (!both)
             return std::nullopt;
-        return Frame{both->name, both->title, both->title, {both->file}, [both = *both] {
-                         return split(both.read(), both.title);
-                     }};
+        Frame frame{both->name, both->title, both->title, {both->file}, {}};
+        frame.read = [frame, turns = _turns, read = both->read] {
+            const StereoImages images = split(read(), frame.leftFile);
+            const StereoImages upright{turned(images.left, turns.left),
+                                       turned(images.right, turns.right)};
+            requireSameSize(upright, frame);
+            return upright;
+        };
+        return frame;
     }
 
   private:
@@ -101,6 +128,7 @@ class SplitFrames : public FrameSource {
     }
 
     std::unique_ptr<ImageSequence> _both;
+    Turns _turns;
 };
 
 // Those of another source, in 8 bits.
@@ -139,10 +167,11 @@ class EightBitFrames : public FrameSource {
 };
 
 std::unique_ptr<FrameSource> openAsStored(const FrameArguments& arguments, const Notify& notify) {
+    const Turns turns{arguments.rotateLeft, arguments.rotateRight};
     if (!arguments.sideBySide.empty())
-        return std::make_unique<SplitFrames>(openSequence(arguments.sideBySide, notify));
+        return std::make_unique<SplitFrames>(openSequence(arguments.sideBySide, notify), turns);
     return std::make_unique<PairedFrames>(openSequence(arguments.left, notify),
-                                          openSequence(arguments.right, notify));
+                                          openSequence(arguments.right, notify), turns);
 }
 
 std::unique_ptr<FrameSource> open(const FrameArguments& arguments, const Notify& notify,

@@ -16,11 +16,13 @@
 namespace tiomipra {
 
 // Either `left` and `right`, or `sideBySide`: arguments as `resolveImages` takes them, or one video
-// each.
+// each. The images of a camera are turned clockwise by a multiple of 90 degrees when they are read.
 struct FrameArguments {
     std::vector<std::string> left;
     std::vector<std::string> right;
     std::vector<std::string> sideBySide;
+    int rotateLeft = 0;
+    int rotateRight = 0;
 };
 
 struct StereoImages {

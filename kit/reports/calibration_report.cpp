@@ -111,11 +111,11 @@ std::string skippedText(const CalibrationReport& report) {
     const std::size_t listed = std::min(most, report.skipped.size());
     std::string text;
     for (std::size_t i = 0; i < listed; ++i)
-        text += fmt::format("  {}: {}\n", shortText(report.skipped[i].names),
-                            report.skipped[i].reason);
+        text +=
+            fmt::format("  {}: {}\n", shortText(report.skipped[i].names), report.skipped[i].reason);
     if (listed < report.skipped.size())
-        text += fmt::format("  {} more that the JSON report lists\n",
-                            report.skipped.size() - listed);
+        text +=
+            fmt::format("  {} more that the JSON report lists\n", report.skipped.size() - listed);
     if (report.alike > 0)
         text += fmt::format("  {} that show the board much as one of the {} above does\n",
                             report.alike, report.views.size());
@@ -231,9 +231,9 @@ Json toJson(const CalibrationReport& report) {
 }
 
 std::string toText(const CalibrationReport& report) {
-    return viewsText(report) + skippedText(report) + numbersText(report.solution) +
-           "Coverage:\n" + coverageText("left", report.verdict.left) +
-           coverageText("right", report.verdict.right) + verdictText(report.verdict);
+    return viewsText(report) + skippedText(report) + numbersText(report.solution) + "Coverage:\n" +
+           coverageText("left", report.verdict.left) + coverageText("right", report.verdict.right) +
+           verdictText(report.verdict);
 }
 
 cv::Mat drawCoverage(const CalibrationReport& report) {

@@ -36,7 +36,8 @@ bool showsBoard(const Frame& frame, const Board& board) {
 bool areSquaresCounted(FrameSource& frames, Board board) {
     constexpr int most = 5;
     board.corners -= cv::Size(1, 1);
-    if (board.pattern != Pattern::chessboard || std::min(board.corners.width, board.corners.height) < 3)
+    if (board.pattern != Pattern::chessboard ||
+        std::min(board.corners.width, board.corners.height) < 3)
         return false;
     for (int i = 0; i < most; ++i) {
         const auto frame = frames.next();
@@ -99,9 +100,8 @@ cv::Size BoardSearch::commonSize() const {
     for (const AddedPair& pair : _added)
         countOf(pair) += pair.failure.empty() ? 1 : 0;
     const auto common =
-        std::max_element(_added.begin(), _added.end(), [&](const auto& a, const auto& b) {
-            return countOf(a) < countOf(b);
-        });
+        std::max_element(_added.begin(), _added.end(),
+                         [&](const auto& a, const auto& b) { return countOf(a) < countOf(b); });
     return common == _added.end() ? cv::Size() : common->searched.imageSize;
 }
 
@@ -151,9 +151,10 @@ std::string BoardSearch::adviceOnBoard(FrameSource& again) const {
     if (!areSquaresCounted(again, _board))
         return fmt::format("; does the board have {} points and this pattern?",
                            describe(_board.corners));
-    return fmt::format("; the board has {} squares, which are {} corners where four squares meet: "
-                       "these must be counted",
-                       describe(_board.corners), describe(_board.corners - cv::Size(1, 1)));
+    return fmt::format(
+        "; the board has {} squares, which are {} corners where four squares meet: "
+        "these must be counted",
+        describe(_board.corners), describe(_board.corners - cv::Size(1, 1)));
 }
 
 void BoardSearch::keepDistinct(std::size_t most) {

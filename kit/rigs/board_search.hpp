@@ -49,8 +49,9 @@ class BoardSearch {
     // are several, is the one that all must have.
     void sort();
 
-    // Throws `InputError` that names the pairs left out and why, when there are too few to calibrate
-    // with. `again`, the same frames once more, tells whether squares were counted for corners.
+    // Throws `InputError` that names the pairs left out and why, when there are too few to
+    // calibrate with. `again`, the same frames once more, tells whether squares were counted for
+    // corners.
     void requireEnoughPairs(FrameSource& again) const;
 
     // Keeps, of the pairs that show the board, at most `most` that differ: see `chooseViews`.

@@ -37,6 +37,12 @@ std::vector<NamedMatrix> matricesOf(const NamedCalibration& camera) {
             {camera.name + " projectionMatrix", calibration.projectionMatrix}};
 }
 
+cv::Matx33d rectificationOf(const Calibration& calibration) {
+    cv::Matx33d rotation;
+    calibration.rectificationMatrix.convertTo(rotation, CV_64F);
+    return rotation;
+}
+
 bool isFloating(const cv::Mat& matrix) {
     return matrix.type() == CV_32FC1 || matrix.type() == CV_64FC1;
 }
@@ -117,9 +123,7 @@ void checkFocalLengths(const NamedCalibration& camera, std::vector<Fault>& fault
 }
 
 void checkIsRotation(const NamedCalibration& camera, std::vector<Fault>& faults) {
-    cv::Matx33d matrix;
-    camera.calibration.rectificationMatrix.convertTo(matrix, CV_64F);
-    const std::string complaint = whyNoRotation(matrix);
+    const std::string complaint = whyNoRotation(rectificationOf(camera.calibration));
     if (!complaint.empty())
         faults.push_back(
             {fmt::format("{} rectificationMatrix {}", camera.name, complaint), calibrateAgain});
@@ -147,6 +151,13 @@ void checkCommonRows(const Calibration& left, const Calibration& right,
     }
 }
 
+// Where the baseline points to the other side.
+std::string remedyForSwap(bool areFilesSwapped) {
+    return areFilesSwapped ? "exchange the two calibration files"
+                           : "calibrate again with the left and right images exchanged; to "
+                             "exchange the files is not enough";
+}
+
 void checkBaseline(const Calibration& left, const Calibration& right, std::vector<Fault>& faults) {
     const cv::Point2d baseline = baselineOf(left, right);
     const float leftOffset = left.projectionMatrix.at<float>(0, 3);
@@ -155,7 +166,8 @@ void checkBaseline(const Calibration& left, const Calibration& right, std::vecto
             {fmt::format("the cameras lie above each other (offset of {} along y), must lie side "
                          "by side",
                          significant(baseline.y, 6)),
-             "turn both cameras by a quarter and calibrate again"});
+             "turn the images of both by 90 degrees (rotate-left and rotate-right), or both "
+             "cameras, and calibrate again"});
     else if (baseline.x == 0)
         faults.push_back(
             {"the baseline is 0: both calibrations describe a camera in the same place",
@@ -164,9 +176,7 @@ void checkBaseline(const Calibration& left, const Calibration& right, std::vecto
         faults.push_back({fmt::format("left and right are swapped: the baseline is {}, must be "
                                       "above 0",
                                       significant(baseline.x, 6)),
-                          "exchange the two calibration files, or calibrate again with the left "
-                          "and right images exchanged",
-                          true});
+                          remedyForSwap(leftOffset != 0), true});
     else if (leftOffset != 0)
         faults.push_back(
             {fmt::format("left projectionMatrix has an offset of {} at row 0, column 3, must be 0",
@@ -187,6 +197,22 @@ void checkWithLibrary(const Calibration& left, const Calibration& right,
     }
 }
 
+// A camera that hangs head down makes a rectification that turns both by a quarter, one to each
+// side; what else is wrong then follows from it.
+void checkUpsideDown(const Calibration& left, const Calibration& right,
+                     std::vector<Fault>& faults) {
+    if (!faults.empty() || right.projectionMatrix.at<float>(1, 3) == 0)
+        return;
+    const cv::Matx33d rightFromLeft = rectificationOf(right).t() * rectificationOf(left);
+    const double roll = std::atan2(rightFromLeft(1, 0), rightFromLeft(0, 0)) * 180 / CV_PI;
+    if (std::abs(roll) > 135)
+        faults.push_back(
+            {fmt::format("one camera is upside down, turned by {:.0f} degrees against the other",
+                         std::abs(roll)),
+             "turn the images of that camera by 180 degrees (rotate-left or rotate-right), or the "
+             "camera itself, and calibrate again"});
+}
+
 // What must be right before single elements can be looked at.
 std::vector<Fault> findFaultsOfForm(const Calibration& left, const Calibration& right) {
     std::vector<Fault> faults;
@@ -203,6 +229,7 @@ std::vector<Fault> findFaultsOfForm(const Calibration& left, const Calibration& 
 
 std::vector<Fault> findFaults(const Calibration& left, const Calibration& right) {
     std::vector<Fault> faults = findFaultsOfForm(left, right);
+    checkUpsideDown(left, right, faults);
     if (!faults.empty())
         return faults;
     for (const NamedCalibration& camera :

@@ -12,7 +12,7 @@ namespace tiomipra {
 struct Fault {
     std::string problem;  // the item, its value and the rule that it breaks
     std::string remedy;   // what to do about it
-    bool isSwap = false;  // the two files are exchanged, and nothing else is wrong
+    bool isSwap = false;  // left and right are exchanged, and nothing else is wrong
 };
 
 // Everything that keeps the library from working with the pair; empty if it is usable.

@@ -50,19 +50,21 @@ std::string reportBeside(const Rig& rig) {
     return std::filesystem::path(rig.leftFile).replace_filename("report.json").string();
 }
 
-std::optional<std::string> findUnit(const Rig& rig) {
+// What the report beside the rig says of it, if there is one on it.
+void readReport(Rig& rig) {
     const std::string path = reportBeside(rig);
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error))
-        return std::nullopt;
+        return;
     try {
         const auto report = nlohmann::json::parse(readFile(path));
-        if (report.at("calibrationSha256") == rig.hash)
-            return report.at("unit").get<std::string>();
+        if (report.at("calibrationSha256") != rig.hash)
+            return;
+        rig.unit = report.at("unit").get<std::string>();
+        rig.verdict = report.value("verdict", "");
     } catch (const InputError&) {  // NOLINT(bugprone-empty-catch): as if it were not there
     } catch (const nlohmann::json::exception&) {  // NOLINT(bugprone-empty-catch): of something else
     }
-    return std::nullopt;
 }
 
 // Reads back what was written. Empty when that failed.
@@ -92,7 +94,7 @@ Rig readRig(const std::string& leftFile, const std::string& rightFile) {
     rig.left = readCalibration(leftFile);
     rig.right = readCalibration(rightFile);
     rig.hash = hashRig(readFile(leftFile), readFile(rightFile));
-    rig.unit = findUnit(rig);
+    readReport(rig);
     return rig;
 }
 

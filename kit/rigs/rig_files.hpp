@@ -24,6 +24,8 @@ struct Rig {
     // Of lengths, as the report that calibrating left beside the files says: "m", or "" for a unit
     // of the user's own. Nothing where there is no report on exactly these files.
     std::optional<std::string> unit = std::nullopt;
+    // "good", "usable" or "redo", as the same report says; "" without one.
+    std::string verdict = {};
 };
 
 // Throws `InputError` as `readCalibration`.

@@ -90,6 +90,10 @@ TEST_F(Calibrate, KeepsGivenIntrinsicsThatFit) {
     makeRig({{640, 360}}).left.save(_folder / "left.yml");
     expectRefusal(photographs("none", fixed, "0[123]"), 3,
                   "left.yml' can't be used for images of 640x480");
+    std::filesystem::remove(_folder / "right.yml");
+    const RunResult early = runTiomipra(photographs("none", fixed), 3);
+    EXPECT_THAT(early.err, HasSubstr("right.yml"));
+    EXPECT_THAT(early.err, testing::Not(HasSubstr("[ 1/13]"))) << "found out before the search";
     EXPECT_FALSE(std::filesystem::exists(_folder / "none"));
 }
 
@@ -126,18 +130,61 @@ TEST_F(Calibrate, LeavesOutPairsThatDoNotFit) {
         IsSameMatrix(drawRectifiedPair({read("rig/left.yml"), read("rig/right.yml")}, firstUsed)));
 }
 
-TEST_F(Calibrate, FindsSwappedCamerasAndUnreadableImages) {
-    for (const char* name : {"left01.jpg", "left02.jpg", "left03.jpg", "left04.jpg", "right01.jpg",
-                             "right02.jpg", "right03.jpg"})
-        std::filesystem::copy(photograph(name), _folder / name);
-    _folder.write("right04.jpg", "no image");
-    const RunResult result =
-        runTiomipra(arguments(_folder / "right*.jpg", _folder / "left*.jpg", _folder / "rig"), 1);
-    EXPECT_THAT(result.out, testing::AllOf(HasSubstr("left and right are swapped"),
-                                           HasSubstr("right04.jpg' is not an image")));
-    EXPECT_THAT(result.err,
-                testing::AllOf(HasSubstr("should not be used: calibrate again"),
-                               HasSubstr("1 of 4 pairs can't be read or have another size")));
+// In this folder a stray pair of another size comes first; and any pattern is taken as it is.
+TEST_F(Calibrate, TakesTheSizeOfMostPairs) {
+    const RunResult result = runTiomipra(photographs("rig", {"--max-pairs", "6"}, "*"), 4);
+    EXPECT_THAT(result.err, HasSubstr("1 of 14 pairs can't be read or have another size"));
+    EXPECT_THAT(result.out, HasSubstr("7 that show the board much as one of the 6 above does"));
+    const json report = json::parse(readFile(_folder / "rig/report.json"));
+    EXPECT_EQ(report["pairsUsed"], 6);
+    EXPECT_EQ(report["leftOutAlike"], 7);
+    EXPECT_EQ(report["leftOut"][0]["left"], photograph("left.jpg"));
+}
+
+TEST_F(Calibrate, FindsSwappedCamerasAndKeepsBetterOnes) {
+    const auto swapped = [&](const std::string& output, const Arguments& options = {}) {
+        return runTiomipra(arguments(photograph("right0[1-4].jpg"), photograph("left0[1-4].jpg"),
+                                     _folder / output, options),
+                           1);
+    };
+    runTiomipra(photographs("rig"));
+    const std::string good = readFile(_folder / "rig/left.yml");
+    const RunResult kept = swapped("rig");
+    EXPECT_THAT(kept.out, testing::AllOf(HasSubstr("left and right are swapped"),
+                                         HasSubstr("calibrate again with the left and right")));
+    EXPECT_THAT(kept.err, testing::AllOf(HasSubstr("rig/redo' are written but should not be used"),
+                                         HasSubstr("rig' keeps the better ones")));
+    EXPECT_EQ(readFile(_folder / "rig/left.yml"), good);
+    const std::string bad = readFile(_folder / "rig/redo/left.yml");
+    EXPECT_NE(bad, good);
+    swapped("rig", {"--force"});
+    EXPECT_EQ(readFile(_folder / "rig/left.yml"), bad);
+
+    const auto inspected = runForJson({"inspect", "--calibration", _folder / "rig"}, 1);
+    EXPECT_EQ(inspected["verdict"], "redo");
+    std::filesystem::remove_all(_folder / "rig/redo");
+    swapped("rig");
+    EXPECT_FALSE(std::filesystem::exists(_folder / "rig/redo")) << "nothing better was there";
+}
+
+// As a camera that hangs head down takes them; the rig is that of the others.
+TEST_F(Calibrate, TurnsImages) {
+    for (const char* number : {"01", "02", "03", "04", "05", "06", "07", "08"}) {
+        const std::string name = "right" + std::string(number);
+        cv::Mat image = readImage(photograph(name + ".jpg"));
+        cv::rotate(image, image, cv::ROTATE_180);
+        writeImage(_folder / (name + ".png"), image);
+    }
+    const auto turned = [&](const std::string& output, int status, const Arguments& options = {}) {
+        return runTiomipra(arguments(photograph("left0[1-8].jpg"), _folder / "right*.png",
+                                     _folder / output, options),
+                           status);
+    };
+    EXPECT_THAT(turned("raw", 1).out,
+                testing::AllOf(HasSubstr("one camera is upside down"), HasSubstr("rotate-right")));
+    turned("turned", 0, {"--rotate-right", "180"});
+    runTiomipra(photographs("upright", {}, "0[1-8]"));
+    EXPECT_TRUE(read("turned/right.yml") == read("upright/right.yml"));
 }
 
 TEST(CalibrateOptions, NamesWrongUsage) {

@@ -21,6 +21,16 @@ TEST(Inspect, TellsWhetherAPairIsUsable) {
     EXPECT_EQ(usable["leftCalibration"], folder / "rig/left.yml");
     EXPECT_FALSE(usable.contains("unit"));
 
+    const std::string hash = usable["calibrationSha256"];
+    for (const std::string verdict : {"usable", "redo"}) {
+        folder.write("rig/report.json", R"({"unit": "m", "verdict": ")" + verdict +
+                                            R"(", "calibrationSha256": ")" + hash + "\"}");
+        const auto judged = runForJson(arguments, verdict == "redo" ? 1 : 0);
+        EXPECT_EQ(judged["usable"], verdict == "usable");
+        EXPECT_EQ(judged["verdict"], verdict);
+    }
+    EXPECT_THAT(runTiomipra(arguments, 1).out, HasSubstr("should not be used"));
+
     saveRig(folder / "rig", {rig.right, rig.left});
     EXPECT_THAT(runTiomipra(arguments, 1).out,
                 testing::ContainsRegex("swapped: the baseline is -0.125, .*\n  What to do: "));

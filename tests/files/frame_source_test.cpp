@@ -84,6 +84,26 @@ TEST_F(FrameSources, VideoWithoutItsEndIsFoundOut) {
     EXPECT_EQ(_notices, "warning: '" + cut + "' is cut off: its last frame may be damaged");
 }
 
+// A camera that is mounted turned: 90 degrees clockwise take the first row to the last column.
+TEST_F(FrameSources, ImagesAreTurned) {
+    const cv::Mat raw = (cv::Mat_<unsigned char>(2, 2) << 1, 2, 3, 4);
+    const std::string file = write("raw.png", raw);
+    const auto turned = [&](int degrees) {
+        FrameArguments arguments{{file}, {file}, {}, 0, degrees};
+        const StereoImages images = open(arguments)->next()->read();
+        EXPECT_EQ(cv::countNonZero(images.left != raw), 0);
+        return std::vector<int>(images.right.reshape(1, 1));
+    };
+    EXPECT_THAT(turned(90), testing::ElementsAre(3, 1, 4, 2));
+    EXPECT_THAT(turned(180), testing::ElementsAre(4, 3, 2, 1));
+    EXPECT_THAT(turned(270), testing::ElementsAre(2, 4, 1, 3));
+
+    FrameArguments halves{{}, {}, {write("both.png", cv::Mat::eye(2, 8, CV_8UC1))}, 90, 270};
+    EXPECT_EQ(open(halves)->next()->read().left.size(), cv::Size(2, 4));
+    halves.rotateLeft = 0;
+    EXPECT_THROW(open(halves)->next()->read(), InputError);
+}
+
 // Its header promises 444 frames of 320x240, of which there are 68.
 TEST_F(FrameSources, ShorterVideoIsFoundOut) {
     const FrameArguments arguments{

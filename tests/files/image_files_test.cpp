@@ -42,6 +42,7 @@ TEST(ImageFiles, OrientationTagsAreIgnored) {
     jpeg.insert(2, exif);
     const cv::Mat image = readImage(folder.write("turned.jpg", jpeg));
     EXPECT_EQ(image.size(), cv::Size(640, 480));
+    EXPECT_EQ(readImage(folder.path("turned.jpg"), Pixels::asStored).size(), image.size());
 }
 
 TEST(ImageFiles, WhatIsCutOffIsRefused) {

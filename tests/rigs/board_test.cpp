@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <opencv2/imgproc.hpp>
+#include <utility>
 
 #include "base/errors.hpp"
 #include "files/image_files.hpp"
@@ -52,8 +53,8 @@ TEST(DetectBoard, DoesNotDependOnFormerImages) {
 }
 
 TEST(DetectBoard, FindsNoneWhereThereIsNone) {
-    for (const Pattern pattern : {Pattern::chessboard, Pattern::circles,
-                                  Pattern::asymmetricCircles, Pattern::charuco})
+    for (const Pattern pattern :
+         {Pattern::chessboard, Pattern::circles, Pattern::asymmetricCircles, Pattern::charuco})
         EXPECT_TRUE(detectBoard(readGrey("left.jpg"), {pattern, {9, 6}, 1, 0.7}).empty());
 }
 
@@ -85,15 +86,15 @@ Frame frame(const std::string& name) {
     return {name, name + "L", name + "R", {}, {}};
 }
 
-class ManyFrames : public FrameSource {
+class OneFrame : public FrameSource {
   public:
-    explicit ManyFrames(Frame frame) : _frame(std::move(frame)) {}
+    explicit OneFrame(const Frame& frame) : _frame(frame) {}
     std::size_t count() const override { return 0; }
     std::vector<std::string> files() const override { return {}; }
-    std::optional<Frame> next() override { return _frame; }
+    std::optional<Frame> next() override { return std::exchange(_frame, std::nullopt); }
 
   private:
-    Frame _frame;
+    std::optional<Frame> _frame;
 };
 
 Frame photographedFrame() {
@@ -122,7 +123,7 @@ TEST(BoardSearch, SaysWhyPairsAreLeftOut) {
     EXPECT_EQ(search.frameOf(0), 6U);
     EXPECT_EQ(search.imageSize(), size) << "which most have, though not the first";
     EXPECT_EQ(search.failures(), 2U);
-    ManyFrames frames(photographedFrame());
+    OneFrame frames(photographedFrame());
     EXPECT_THAT([&] { search.requireEnoughPairs(frames); },
                 ThrowsMessage<InputError>(testing::AllOf(
                     HasSubstr("only 1 of 7 pairs can be used, at least 3 are needed; does the"),
@@ -136,7 +137,7 @@ TEST(BoardSearch, KnowsThatSquaresWereCounted) {
     BoardSearch search({Pattern::chessboard, {10, 7}});
     search.add(frame("a"), {{640, 480}, {}, ""});
     search.sort();
-    ManyFrames frames(photographedFrame());
+    OneFrame frames(photographedFrame());
     EXPECT_THAT([&] { search.requireEnoughPairs(frames); },
                 ThrowsMessage<InputError>(HasSubstr("10x7 squares, which are 9x6 corners")));
 }

@@ -478,8 +478,17 @@ TEST(FindFaults, NamesWhatIsWrongAndWhatToDo) {
         {[](auto& rig) { std::swap(rig.left, rig.right); },
          "left and right are swapped: the baseline is -0.125, must be above 0", "exchange the two"},
         {[](auto& rig) { rig.right = rig.left; }, "the baseline is 0", "two different cameras"},
+        {[](auto& rig) { rig.right.projectionMatrix.template at<float>(0, 3) *= -1; },
+         "left and right are swapped: the baseline is -0.125", "calibrate again with the left"},
+        {[](auto& rig) {
+             const cv::Mat quarter = (cv::Mat_<float>(3, 3) << 0, -1, 0, 1, 0, 0, 0, 0, 1);
+             rig.left.rectificationMatrix = quarter;
+             rig.right.rectificationMatrix = quarter.t();
+             rig.right.projectionMatrix.template at<float>(1, 3) = -50;
+         },
+         "one camera is upside down, turned by 180 degrees", "by 180 degrees (rotate-left"},
         {[](auto& rig) { rig.right.projectionMatrix.template at<float>(1, 3) = -50; },
-         "the cameras lie above each other (offset of 0.1 along y)", "turn both cameras"},
+         "the cameras lie above each other (offset of 0.1 along y)", "turn the images of both"},
         {[](auto& rig) { rig.left.projectionMatrix.template at<float>(0, 3) = 5; },
          "left projectionMatrix has an offset of 5 at row 0, column 3", "calibrate"},
         {[](auto& rig) { rig.right.projectionMatrix.template at<float>(1, 2) += 1; },

@@ -17,6 +17,7 @@
 #include "reports/calibration_report.hpp"
 #include "rigs/board_search.hpp"
 #include "rigs/rig_files.hpp"
+#include "rigs/rig_geometry.hpp"
 #include "rigs/rig_model_files.hpp"
 #include "runs/publish.hpp"
 #include "runs/work_on_all.hpp"
@@ -29,9 +30,10 @@ namespace {
 std::size_t chooseStep(std::size_t frames, std::size_t maxPairs) {
     const std::size_t step = std::max<std::size_t>(1, frames / (5 * maxPairs));
     if (step > 1)
-        sayBesideBar(fmt::format("note: of {} pairs one in {} is looked at, as at most {} will be "
-                                 "used (--max-pairs)",
-                                 frames, step, maxPairs));
+        sayBesideBar(
+            fmt::format("note: of {} pairs one in {} is looked at, as at most {} will be "
+                        "used (--max-pairs)",
+                        frames, step, maxPairs));
     return step;
 }
 
@@ -64,29 +66,45 @@ BoardSearch searchBoards(FrameSource& source, std::size_t step, const Board& boa
     return search;
 }
 
-CameraModel readCamera(const std::string& path, const cv::Size& imageSize) {
-    const vision::Calibration calibration = readCalibration(path);
+// A camera that is known beforehand.
+struct KnownCamera {
+    std::string path;
+    vision::Calibration calibration;
+};
+
+CameraModel modelFor(const KnownCamera& camera, const cv::Size& imageSize) {
     try {
-        return cameraModelOf(calibration.scaleTo(imageSize.width, imageSize.height));
+        return cameraModelOf(camera.calibration.scaleTo(imageSize.width, imageSize.height));
     } catch (const std::invalid_argument& error) {
-        throw InputError(fmt::format("{} can't be used for images of {}: {}", quote(path),
+        throw InputError(fmt::format("{} can't be used for images of {}: {}", quote(camera.path),
                                      describe(imageSize), error.what()));
     }
 }
 
+// Read and checked before all the work; what size the images have is not known by then.
+std::vector<KnownCamera> readKnownCameras(const std::vector<std::string>& files) {
+    std::vector<KnownCamera> cameras;
+    for (const std::string& path : files) {
+        cameras.push_back({path, readCalibration(path)});
+        modelFor(cameras.back(), sizeOf(cameras.back().calibration));
+    }
+    return cameras;
+}
+
 RigCalibrationOptions calibrationOptions(const CalibrateOptions& options,
+                                         const std::vector<KnownCamera>& known,
                                          const cv::Size& imageSize) {
     RigCalibrationOptions result = options.calibration;
-    if (!options.fixedIntrinsics.empty())
-        result.knownCameras.emplace(readCamera(options.fixedIntrinsics[0], imageSize),
-                                    readCamera(options.fixedIntrinsics[1], imageSize));
+    if (!known.empty())
+        result.knownCameras.emplace(modelFor(known[0], imageSize), modelFor(known[1], imageSize));
     return result;
 }
 
-RigSolution calibrate(const CalibrateOptions& options, const BoardSearch& search) {
+RigSolution calibrate(const CalibrateOptions& options, const std::vector<KnownCamera>& known,
+                      const BoardSearch& search) {
     const InterruptionWatch watch;
     StatusLine line(chooseBar(0).bar);
-    RigCalibrationOptions calibration = calibrationOptions(options, search.imageSize());
+    RigCalibrationOptions calibration = calibrationOptions(options, known, search.imageSize());
     calibration.onStep = [&](double error) {
         if (watch.isInterrupted())
             throw Interrupted("interrupted while calibrating, before anything was written");
@@ -104,13 +122,35 @@ StereoImages readPair(const FrameArguments& frames, std::size_t number) {
     return source->next().value().read();
 }
 
+// Where a calibration goes that does not replace a better one.
+std::string folderBeside(const CalibrateOptions& options) {
+    return pathIn(options.output, nameOf(Grade::redo));
+}
+
 // Known before all the work.
 void requireOtherInputs(const CalibrateOptions& options, const FrameSource& source) {
     ProtectedFiles inputs(source.files());
     inputs.add(options.fixedIntrinsics);
     for (const char* name :
-         {"coverage.png", "rectified.png", "report.json", "rig.yml", "right.yml", "left.yml"})
+         {"coverage.png", "rectified.png", "report.json", "rig.yml", "right.yml", "left.yml"}) {
         inputs.requireOther(pathIn(options.output, name));
+        inputs.requireOther(pathIn(folderBeside(options), name));
+    }
+}
+
+bool holdsUsableRig(const std::string& folder) {
+    try {
+        const Rig rig = readRig(pathIn(folder, "left.yml"), pathIn(folder, "right.yml"));
+        return !rig.verdict.empty() && rig.verdict != nameOf(Grade::redo);
+    } catch (const InputError&) {
+        return false;
+    }
+}
+
+// A calibration that should not be used does not replace one that may be.
+std::string chooseFolder(const CalibrateOptions& options, Grade grade) {
+    const bool isKept = grade == Grade::redo && !options.isForced && holdsUsableRig(options.output);
+    return isKept ? folderBeside(options) : options.output;
 }
 
 Parameters parametersOf(const CalibrateOptions& options) {
@@ -122,6 +162,8 @@ Parameters parametersOf(const CalibrateOptions& options) {
     }
     if (!options.fixedIntrinsics.empty())
         parameters.push_back({"fixIntrinsics", options.fixedIntrinsics});
+    const Parameters turns = turnsOf(options.frames);
+    parameters.insert(parameters.end(), turns.begin(), turns.end());
     parameters.push_back({"alpha", options.calibration.alpha});
     parameters.push_back({"maxPairs", static_cast<int>(options.maxPairs)});
     parameters.push_back({"rejectAbove", options.calibration.rejectAbove});
@@ -130,9 +172,9 @@ Parameters parametersOf(const CalibrateOptions& options) {
 
 // The calibrations last: where they are, all the rest is. Returns the report, which tells by its
 // hash to which calibrations it belongs.
-nlohmann::ordered_json writeResults(const CalibrateOptions& options,
+nlohmann::ordered_json writeResults(const CalibrateOptions& options, const std::string& folder,
                                     const CalibrationReport& report, const cv::Mat& rectifiedPair) {
-    const auto path = [&](const std::string& name) { return pathIn(options.output, name); };
+    const auto path = [&](const std::string& name) { return pathIn(folder, name); };
     const RigSolution& solution = report.solution;
     const std::string left = encodeCalibration(path("left.yml"), solution.rectified.left);
     const std::string right = encodeCalibration(path("right.yml"), solution.rectified.right);
@@ -148,12 +190,16 @@ nlohmann::ordered_json writeResults(const CalibrateOptions& options,
 }
 
 // How the command ends once the report is out.
-Ending conclude(const CalibrateOptions& options, Grade grade, const BoardSearch& search) {
+Ending conclude(const CalibrateOptions& options, const std::string& folder, Grade grade,
+                const BoardSearch& search) {
     std::vector<std::string> complaints;
     if (grade == Grade::redo)
+        complaints.push_back(fmt::format(
+            "the calibrations in {} are written but should not be used: calibrate again",
+            quote(folder)));
+    if (folder != options.output)
         complaints.push_back(
-            fmt::format("the calibrations in {} are written, in place of any that were there, but "
-                        "should not be used: calibrate again",
+            fmt::format("{} keeps the better ones that were there (--force replaces them)",
                         quote(options.output)));
     if (search.failures() > 0)
         complaints.push_back(
@@ -171,19 +217,22 @@ Ending runCalibrate(const CalibrateOptions& options) {
     const Board board = boardOf(options);
     checkAlpha(options.calibration.alpha);
     requireFrames(options.frames);
+    const std::vector<KnownCamera> known = readKnownCameras(options.fixedIntrinsics);
     const auto source = openFrames(options.frames, sayBesideBar);
     requireOtherInputs(options, *source);
     const OutputFolder folder(options.output);
     const std::size_t step = chooseStep(source->count(), options.maxPairs);
     const BoardSearch search = searchBoards(*source, step, board, options);
-    const CalibrationReport report = makeReport(calibrate(options, search), search);
+    const CalibrationReport report = makeReport(calibrate(options, known, search), search);
     const RigSolution& solution = report.solution;
     const StereoImages firstUsed =
         readPair(options.frames, step * search.frameOf(solution.used.front()));
+    const std::string folder = chooseFolder(options, report.verdict.grade);
+    prepareFolder(folder);
     const nlohmann::ordered_json json =
-        writeResults(options, report, drawRectifiedPair(solution.rectified, firstUsed));
+        writeResults(options, folder, report, drawRectifiedPair(solution.rectified, firstUsed));
     std::cout << (options.json ? dumpJson(json) : toText(report));
-    return conclude(options, report.verdict.grade, search);
+    return conclude(options, folder, report.verdict.grade, search);
 }
 
 }  // namespace tiomipra

@@ -107,8 +107,9 @@ Ending runCheck(const CheckOptions& options) {
         requireOtherInputs(options, rig, *source);
         folder.emplace(options.output);
     }
-    auto json = toJson(Provenance{
-        "check", Parameters{{"maxRowDifference", options.maxRowDifference}}, rig.hash, rig.unit});
+    Parameters parameters = turnsOf(options.frames);
+    parameters.push_back({"maxRowDifference", options.maxRowDifference});
+    auto json = toJson(Provenance{"check", parameters, rig.hash, rig.unit});
     if (isSwap)
         return reportSwap(options, std::move(json), faults.front());
     const MatchCollection collection = matchPairs(*source, rig, options.jobs);

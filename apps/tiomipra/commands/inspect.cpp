@@ -9,17 +9,29 @@
 #include "options/inspect_options.hpp"
 #include "reports/rig_report.hpp"
 #include "rigs/calibration_faults.hpp"
+#include "rigs/calibration_verdict.hpp"
 #include "rigs/rig_files.hpp"
 #include "rigs/rig_geometry.hpp"
 
 namespace tiomipra {
 namespace {
 
+// The library would take one that was not worth keeping.
+bool isToRedo(const Rig& rig) {
+    return rig.verdict == nameOf(Grade::redo);
+}
+
+bool isUsable(const Rig& rig, const std::vector<Fault>& faults) {
+    return faults.empty() && !isToRedo(rig);
+}
+
 nlohmann::ordered_json makeReport(const Rig& rig, const std::vector<Fault>& faults) {
     auto report = toJson(Provenance{"inspect", std::nullopt, rig.hash, rig.unit});
     report["leftCalibration"] = rig.leftFile;
     report["rightCalibration"] = rig.rightFile;
-    report["usable"] = faults.empty();
+    report["usable"] = isUsable(rig, faults);
+    if (!rig.verdict.empty())
+        report["verdict"] = rig.verdict;
     report["faults"] = toJson(faults);
     if (faults.empty())
         report["rig"] = toJson(describeGeometry(rig.left, rig.right));
@@ -27,11 +39,15 @@ nlohmann::ordered_json makeReport(const Rig& rig, const std::vector<Fault>& faul
 }
 
 std::string makeText(const Rig& rig, const std::vector<Fault>& faults) {
-    if (faults.empty())
-        return toText(describeGeometry(rig.left, rig.right), rig.unit.value_or("")) +
-               "\nThe pair is usable.\n";
-    return fmt::format("{} and {} are not usable:\n{}", rig.leftFile, rig.rightFile,
-                       toText(faults));
+    if (!faults.empty())
+        return fmt::format("{} and {} are not usable:\n{}", rig.leftFile, rig.rightFile,
+                           toText(faults));
+    const std::string end =
+        isToRedo(rig)
+            ? "The pair should not be used: the verdict of report.json on it is redo, and "
+              "says why.\nWhat to do: calibrate the rig again.\n"
+            : "The pair is usable.\n";
+    return toText(describeGeometry(rig.left, rig.right), rig.unit.value_or("")) + "\n" + end;
 }
 
 }  // namespace
@@ -41,7 +57,7 @@ Ending runInspect(const InspectOptions& options) {
     const Rig rig = readRig(leftFile, rightFile);
     const std::vector<Fault> faults = findFaults(rig.left, rig.right);
     std::cout << (options.json ? dumpJson(makeReport(rig, faults)) : makeText(rig, faults));
-    return {faults.empty() ? Status::done : Status::no, ""};
+    return {isUsable(rig, faults) ? Status::done : Status::no, ""};
 }
 
 }  // namespace tiomipra

@@ -81,6 +81,8 @@ Provenance describeRun(const std::string& name, const MatchingOptions& options,
     if (options.colours)
         parameters.push_back(
             {"colours", fmt::format("{}..{}", options.colours->low, options.colours->high)});
+    const Parameters turns = turnsOf(options.frames);
+    parameters.insert(parameters.end(), turns.begin(), turns.end());
     return {name, std::move(parameters), rig ? rig->hash : "", rig ? rig->unit : std::nullopt};
 }
 

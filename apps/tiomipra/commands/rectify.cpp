@@ -56,7 +56,9 @@ Ending runRectify(const RectifyOptions& options) {
             return rectify(frame, *rectifier, rig, files);
         };
     };
-    const Provenance madeWith{"rectify", std::nullopt, rig.hash, std::nullopt};
+    const Parameters turns = turnsOf(options.frames);
+    const Provenance madeWith{"rectify", turns.empty() ? std::nullopt : std::optional(turns),
+                              rig.hash, std::nullopt};
     return runBatch(*frames, options.batch, inputs, madeWith, makeWorker);
 }
 

@@ -115,6 +115,9 @@ void addCalibrateOptions(CLI::App& command, CalibrateOptions& options) {
                     "report.json, coverage.png and rectified.png")
         ->type_name("DIR")
         ->required();
+    command.add_flag("--force", options.isForced,
+                     "Let a calibration that comes out as \"redo\" replace\n"
+                     "a better one; else it goes to the folder redo in DIR");
     addJobsOption(command, options.jobs);
     command.add_flag("--json", options.json, "Print the report as JSON");
 }

@@ -23,6 +23,7 @@ struct CalibrateOptions {
     std::size_t maxPairs = 40;
     unsigned jobs = 0;
     std::string output;
+    bool isForced = false;  // a calibration to be redone may replace a better one
     bool json = false;
 };
 

@@ -45,6 +45,26 @@ void addFrameOptions(CLI::App& command, FrameArguments& frames) {
     add("--side-by-side", frames.sideBySide, "In place of both: images or a video with two halves")
         ->excludes(left)
         ->excludes(right);
+    const auto addTurn = [&](const char* name, int& degrees, const char* text) {
+        command.add_option(name, degrees, text)
+            ->check(CLI::IsMember({0, 90, 180, 270}).description(""))
+            ->type_name("DEGREES")
+            ->capture_default_str()
+            ->group("Images");
+    };
+    addTurn("--rotate-left", frames.rotateLeft,
+            "Turn the left camera's images clockwise by 90, 180 or\n"
+            "270 first: the same for all that is done with a rig");
+    addTurn("--rotate-right", frames.rotateRight, "The same for the right camera");
+}
+
+Parameters turnsOf(const FrameArguments& frames) {
+    Parameters turns;
+    if (frames.rotateLeft != 0)
+        turns.push_back({"rotateLeft", frames.rotateLeft});
+    if (frames.rotateRight != 0)
+        turns.push_back({"rotateRight", frames.rotateRight});
+    return turns;
 }
 
 void requireFrames(const FrameArguments& frames) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "base/provenance.hpp"
 #include "files/frame_source.hpp"
 #include "runs/batch_options.hpp"
 
@@ -30,11 +31,14 @@ void addRigOptions(CLI::App& command, RigOptions& options);
 // The paths of the left and right file. Throws `SettingError` unless `options` name both.
 std::pair<std::string, std::string> calibrationFiles(const RigOptions& options);
 
-// Adds --left, --right and --side-by-side.
+// Adds --left, --right, --side-by-side, --rotate-left and --rotate-right.
 void addFrameOptions(CLI::App& command, FrameArguments& frames);
 
 // Throws `SettingError` unless there are arguments for both sides or for side-by-side images.
 void requireFrames(const FrameArguments& frames);
+
+// By how much the images are turned, as far as they are.
+Parameters turnsOf(const FrameArguments& frames);
 
 // Adds --jobs.
 CLI::Option* addJobsOption(CLI::App& command, unsigned& jobs);

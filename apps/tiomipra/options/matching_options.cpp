@@ -54,6 +54,8 @@ void addDisparityOptions(CLI::App& command, MatchingOptions& options) {
                   "The images are rectified already; no calibration is needed")
         ->excludes("--calibration")
         ->excludes("--left-calibration")
+        ->excludes("--rotate-left")
+        ->excludes("--rotate-right")
         ->group("Calibration");
 }
 
