@@ -14,6 +14,7 @@
 #include "base/text.hpp"
 #include "commands/commands.hpp"
 #include "ending.hpp"
+#include "options/board_options.hpp"
 #include "options/calibrate_options.hpp"
 #include "options/check_options.hpp"
 #include "options/completion.hpp"
@@ -45,6 +46,9 @@ struct Subcommand {
 };
 
 const std::vector<Subcommand> subcommands = {
+    {"board", "Draw a board to print and calibrate with",
+     "tiomipra board --corners 9x6 --square 25mm --output board.pdf",
+     configure<DrawBoardOptions, addDrawBoardOptions, runBoard>},
     {"calibrate", "Calibrate two cameras with pictures of a board",
      "tiomipra calibrate --corners 9x6 --square 25mm --left 'left*.jpg' --right 'right*.jpg' "
      "--output rig",

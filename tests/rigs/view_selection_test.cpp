@@ -18,7 +18,7 @@ const Board flatBoard{Pattern::chessboard, {9, 6}, 0.02};
 PairDetection seeAt(double x, double distance, const cv::Vec3d& turn = {}) {
     cv::Matx33d rotation;
     cv::Rodrigues(turn, rotation);
-    Scene scene;
+    PointScene scene;
     for (const cv::Point3f& point : boardPoints(flatBoard))
         scene.emplace_back(rotation * cv::Vec3d(point.x - 0.08, point.y - 0.05, 0) +
                            cv::Vec3d(x, 0, distance));

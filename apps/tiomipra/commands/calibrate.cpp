@@ -154,11 +154,12 @@ std::string chooseFolder(const CalibrateOptions& options, Grade grade) {
 }
 
 Parameters parametersOf(const CalibrateOptions& options) {
-    Parameters parameters{
-        {"pattern", options.pattern}, {"corners", options.corners}, {"square", options.square}};
-    if (options.pattern == nameOf(Pattern::charuco)) {
-        parameters.push_back({"marker", options.marker});
-        parameters.push_back({"dictionary", options.dictionary});
+    Parameters parameters{{"pattern", options.board.pattern},
+                          {"corners", options.board.corners},
+                          {"square", options.board.square}};
+    if (options.board.pattern == nameOf(Pattern::charuco)) {
+        parameters.push_back({"marker", options.board.marker});
+        parameters.push_back({"dictionary", options.board.dictionary});
     }
     if (!options.fixedIntrinsics.empty())
         parameters.push_back({"fixIntrinsics", options.fixedIntrinsics});
@@ -214,13 +215,13 @@ Ending conclude(const CalibrateOptions& options, const std::string& folder, Grad
 }  // namespace
 
 Ending runCalibrate(const CalibrateOptions& options) {
-    const Board board = boardOf(options);
+    const Board board = boardOf(options.board);
     checkAlpha(options.calibration.alpha);
     requireFrames(options.frames);
     const std::vector<KnownCamera> known = readKnownCameras(options.fixedIntrinsics);
     const auto source = openFrames(options.frames, sayBesideBar);
     requireOtherInputs(options, *source);
-    const OutputFolder folder(options.output);
+    const OutputFolder output(options.output);
     const std::size_t step = chooseStep(source->count(), options.maxPairs);
     const BoardSearch search = searchBoards(*source, step, board, options);
     const CalibrationReport report = makeReport(calibrate(options, known, search), search);
@@ -228,7 +229,7 @@ Ending runCalibrate(const CalibrateOptions& options) {
     const StereoImages firstUsed =
         readPair(options.frames, step * search.frameOf(solution.used.front()));
     const std::string folder = chooseFolder(options, report.verdict.grade);
-    prepareFolder(folder);
+    const OutputFolder chosen(folder);
     const nlohmann::ordered_json json =
         writeResults(options, folder, report, drawRectifiedPair(solution.rectified, firstUsed));
     std::cout << (options.json ? dumpJson(json) : toText(report));

@@ -9,11 +9,13 @@ namespace tiomipra {
 
 struct CalibrateOptions;
 struct CheckOptions;
+struct DrawBoardOptions;
 struct EvaluateOptions;
 struct InspectOptions;
 struct MatchingOptions;
 struct RectifyOptions;
 
+Ending runBoard(const DrawBoardOptions& options);
 Ending runCalibrate(const CalibrateOptions& options);
 Ending runInspect(const InspectOptions& options);
 Ending runCheck(const CheckOptions& options);

@@ -5,19 +5,15 @@
 #include <string>
 #include <vector>
 
+#include "options/board_options.hpp"
 #include "options/common_options.hpp"
-#include "rigs/board.hpp"
 #include "rigs/rig_calibration.hpp"
 
 namespace tiomipra {
 
 struct CalibrateOptions {
     FrameArguments frames;
-    std::string pattern = nameOf(Board().pattern);
-    std::string corners;
-    std::string square;
-    std::string marker;
-    std::string dictionary = Board().dictionary;
+    BoardOptions board;
     std::vector<std::string> fixedIntrinsics;  // none, or the files of the left and right camera
     RigCalibrationOptions calibration;
     std::size_t maxPairs = 40;
@@ -28,9 +24,6 @@ struct CalibrateOptions {
 };
 
 void addCalibrateOptions(CLI::App& command, CalibrateOptions& options);
-
-// The board that the options describe. Throws `SettingError` when there is no such board.
-Board boardOf(const CalibrateOptions& options);
 
 }  // namespace tiomipra
 
