@@ -35,7 +35,9 @@ for package in "$packages"/*.deb; do
 done
 libraries=$scratch/unpacked/usr/lib/$(dpkg-architecture -q DEB_HOST_MULTIARCH)
 test -s "$libraries/pkgconfig/tiomipra.pc"
-if find "$scratch/unpacked" -type f -print0 | xargs -0 readelf -d 2>/dev/null | grep -E 'RPATH|RUNPATH'; then
+dynamic=$(find "$scratch/unpacked" -type f -exec readelf -d {} + 2>/dev/null || true)
+grep -q NEEDED <<<"$dynamic"
+if grep -E 'RPATH|RUNPATH' <<<"$dynamic"; then
     echo "a file of the packages has a search path for libraries of its own" >&2
     exit 1
 fi

@@ -47,7 +47,7 @@ void addFrameOptions(CLI::App& command, FrameArguments& frames) {
         ->excludes(right);
     const auto addTurn = [&](const char* name, int& degrees, const char* text) {
         command.add_option(name, degrees, text)
-            ->check(CLI::IsMember({0, 90, 180, 270}).description(""))
+            ->check(CLI::IsMember({0, 90, 180, 270}))
             ->type_name("DEGREES")
             ->capture_default_str()
             ->group("Images");
