@@ -28,7 +28,8 @@ std::string pdfPath(const Disc& disc) {
     const auto curve = [](double x1, double y1, double x2, double y2, double x3, double y3) {
         return fmt::format("{:.4f} {:.4f} {:.4f} {:.4f} {:.4f} {:.4f} c\n", x1, y1, x2, y2, x3, y3);
     };
-    return fmt::format("{:.4f} {:.4f} m\n", x + r, y) + curve(x + r, y + k, x + k, y + r, x, y + r) +
+    return fmt::format("{:.4f} {:.4f} m\n", x + r, y) +
+           curve(x + r, y + k, x + k, y + r, x, y + r) +
            curve(x - k, y + r, x - r, y + k, x - r, y) +
            curve(x - r, y - k, x - k, y - r, x, y - r) +
            curve(x + k, y - r, x + r, y - k, x + r, y);
@@ -45,9 +46,9 @@ std::string pdfContent(const Drawing& drawing) {
         content += pdfPath(disc);
     content += "f\n";
     for (const auto& [start, height, text] : drawing.labels)
-        content += fmt::format(
-            "BT /F1 {:.4f} Tf 1 0 0 -1 {:.4f} {:.4f} Tm ({}) Tj ET\n", height, start.x, start.y,
-            escaped(text, {{'(', "\\("}, {')', "\\)"}, {'\\', "\\\\"}}));
+        content +=
+            fmt::format("BT /F1 {:.4f} Tf 1 0 0 -1 {:.4f} {:.4f} Tm ({}) Tj ET\n", height, start.x,
+                        start.y, escaped(text, {{'(', "\\("}, {')', "\\)"}, {'\\', "\\\\"}}));
     return content;
 }
 
@@ -71,8 +72,9 @@ std::string encodePdf(const Drawing& drawing) {
         places += fmt::format("{:010} 00000 n \n", file.size());
         file += fmt::format("{} 0 obj\n{}\nendobj\n", ++number, object);
     }
-    return fmt::format("{}xref\n0 {}\n{}trailer\n<< /Size {} /Root 1 0 R >>\nstartxref\n{}\n%%EOF\n",
-                       file, number + 1, places, number + 1, file.size());
+    return fmt::format(
+        "{}xref\n0 {}\n{}trailer\n<< /Size {} /Root 1 0 R >>\nstartxref\n{}\n%%EOF\n", file,
+        number + 1, places, number + 1, file.size());
 }
 
 std::string encodeSvg(const Drawing& drawing) {

@@ -28,17 +28,23 @@ std::string settingInMetres(const MatcherSettings& settings) {
     return settings.maxDepth && settings.maxDepth->unit == metres ? names::maxDepth : "";
 }
 
+std::string describeOwnUnit(const Rig& rig) {
+    if (rig.cameras)
+        return "the baseline in your own unit, as it had none";
+    const std::string unit = rig.unit->empty()
+                                 ? "your own unit, as the size of the board's squares had none"
+                                 : quote(*rig.unit);
+    return fmt::format("{} in {}", quote(rig.leftFile), unit);
+}
+
 void requireUnit(const MatcherSettings& settings, const Rig& rig) {
     const std::string setting = settingInMetres(settings);
     if (setting.empty() || rig.unit.value_or(metres) == metres)
         return;
-    const std::string unit = rig.unit->empty()
-                                 ? "your own unit, as the size of the board's squares had none"
-                                 : quote(*rig.unit);
     refuseSetting(settings, setting,
-                  fmt::format("is in metres, as it has a suffix, {} in {}; must be in the unit of "
-                              "the calibrations, without a suffix",
-                              quote(rig.leftFile), unit));
+                  fmt::format("is in metres, as it has a suffix, {}; must be in that unit, without "
+                              "a suffix",
+                              describeOwnUnit(rig)));
 }
 
 [[noreturn]] void refuseFarthest(const MatcherSettings& settings, double depth,

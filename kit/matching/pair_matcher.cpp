@@ -17,12 +17,21 @@ namespace {
 
 using vision::Stereo;
 
-// The rig for images of `size`, which must have its aspect ratio, without their last columns and
-// rows: `kept` is what is left.
-Rig fitRig(const Rig& rig, const cv::Size& size, const cv::Size& kept) {
-    Rig fitted = rig;
-    for (vision::Calibration* camera : {&fitted.left, &fitted.right}) {
+// The rig for images of `size`.
+Rig resizeRig(const Rig& rig, const cv::Size& size) {
+    if (rig.cameras)
+        return rectifiedRig(*rig.cameras, size);
+    Rig resized = rig;
+    for (vision::Calibration* camera : {&resized.left, &resized.right})
         *camera = camera->scaleTo(size.width, size.height);
+    return resized;
+}
+
+// The rig for images of `size`, which must fit it, without their last columns and rows: `kept` is
+// what is left.
+Rig fitRig(const Rig& rig, const cv::Size& size, const cv::Size& kept) {
+    Rig fitted = resizeRig(rig, size);
+    for (vision::Calibration* camera : {&fitted.left, &fitted.right}) {
         camera->width = kept.width;
         camera->height = kept.height;
     }
@@ -63,7 +72,7 @@ Match PairMatcher::match(const Frame& frame) {
     StereoImages images = frame.read();
     if (images.left.size() != _size)
         fitTo(images.left.size(), frame.leftFile);
-    if (_rig)
+    if (isRectifying())
         images = {_rectifier->rectifyImageLeft(images.left),
                   _rectifier->rectifyImageRight(images.right)};
     return matchPair(*_stereo, images, _seen, scale());
@@ -85,7 +94,7 @@ std::optional<Rig> PairMatcher::rigFor(const cv::Size& size) const {
 }
 
 void PairMatcher::requireUsableSize(const cv::Size& size, const std::string& file) const {
-    if (_rig)
+    if (isRectifying())
         requireSameAspectRatio(*_rig, size, file);
     if (size.width < scale() || size.height < scale())
         throw InputError(fmt::format("{} is {}, must be at least {} for scale {}", quote(file),
@@ -105,12 +114,12 @@ void PairMatcher::fitTo(const cv::Size& size, const std::string& file) {
     const auto rig = rigFor(size);
     _stereo = makeStereo(_settings, rig, kept);
     fitParameters(kept.width / scale());
-    requireMemory(*_stereo, size, pairMemory(*_stereo, size, kept / scale(), rig.has_value()),
+    requireMemory(*_stereo, size, pairMemory(*_stereo, size, kept / scale(), _rig.has_value()),
                   _availableMemory(), file);
-    if (rig) {
+    if (rig)
         _notify(explainSearch(*_stereo, *rig, scale()));
+    if (isRectifying())
         prepareRectification(size, kept);
-    }
     _size = size;
 }
 

@@ -36,8 +36,9 @@ Match matchPair(const vision::Stereo& stereo, const StereoImages& rectified, con
 // at a time.
 class PairMatcher {
   public:
-    // Without a rig, the frames are rectified already. Notices say what was fitted to the size of
-    // the images, which depths are searched, and what may be wrong with the results.
+    // Without a rig, or with one of `RectifiedCameras`, the frames are rectified already. Notices
+    // say what was fitted to the size of the images, which depths are searched, and what may be
+    // wrong with the results.
     PairMatcher(
         MatcherSettings settings, std::optional<Rig> rig, Notify notify,
         AvailableMemory availableMemory = [] { return MemoryLimit(); });
@@ -56,6 +57,7 @@ class PairMatcher {
     Parameters parameters() const;
 
   private:
+    bool isRectifying() const { return _rig && !_rig->cameras; }
     int scale() const { return _settings.scale.value_or(1); }
     std::optional<Rig> rigFor(const cv::Size& size) const;
     void requireUsableSize(const cv::Size& size, const std::string& file) const;

@@ -14,8 +14,8 @@ namespace {
 
 // Millimetres. Printers leave the outermost ones of a page white.
 constexpr double margin = 8;
-constexpr double footHeight = 12;    // of what stands below the board
-constexpr double narrowest = 80;     // page that has room for that
+constexpr double footHeight = 12;     // of what stands below the board
+constexpr double narrowest = 80;      // page that has room for that
 constexpr double largestPage = 5000;  // that a PDF file can have
 
 bool hasSquares(const Board& board) {
@@ -95,9 +95,9 @@ void addMarkers(const Board& board, const cv::Point2d& start, Drawing& drawing) 
 void addDiscs(const Board& board, const cv::Point2d& start, Drawing& drawing) {
     const double radius = discRadius(board);
     for (const cv::Point3f& point : boardPoints(board))
-        drawing.discs.push_back({start + cv::Point2d(inMillimetres(point.x) + radius,
-                                                     inMillimetres(point.y) + radius),
-                                 radius});
+        drawing.discs.push_back(
+            {start + cv::Point2d(inMillimetres(point.x) + radius, inMillimetres(point.y) + radius),
+             radius});
 }
 
 void addPattern(const Board& board, const cv::Point2d& start, Drawing& drawing) {
@@ -183,8 +183,8 @@ cv::Size2d choosePage(const std::string& page, const cv::Size2d& needed) {
 
 const std::map<std::string, cv::Size2d>& pageSizes() {
     static const std::map<std::string, cv::Size2d> sizes{
-        {"A0", {841, 1189}},       {"A1", {594, 841}},        {"A2", {420, 594}},
-        {"A3", {297, 420}},        {"A4", {210, 297}},        {"letter", {215.9, 279.4}},
+        {"A0", {841, 1189}},        {"A1", {594, 841}}, {"A2", {420, 594}},
+        {"A3", {297, 420}},         {"A4", {210, 297}}, {"letter", {215.9, 279.4}},
         {"tabloid", {279.4, 431.8}}};
     return sizes;
 }
@@ -206,8 +206,7 @@ Drawing drawBoard(const Board& board, const std::string& page) {
 std::string describeBoard(const Board& board) {
     const auto length = [](double metresLong) { return digits(inMillimetres(metresLong)); };
     const cv::Size2d extent = extentOf(board);
-    const std::string size =
-        fmt::format("{} x {} mm", digits(extent.width), digits(extent.height));
+    const std::string size = fmt::format("{} x {} mm", digits(extent.width), digits(extent.height));
     if (!hasSquares(board))
         return fmt::format("{}, {}, {} mm apart; {}", nameOf(board.pattern),
                            describe(board.corners), length(board.square), size);

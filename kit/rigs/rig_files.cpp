@@ -99,6 +99,8 @@ Rig readRig(const std::string& leftFile, const std::string& rightFile) {
 }
 
 std::vector<std::string> filesOf(const Rig& rig) {
+    if (rig.cameras)
+        return {};
     std::vector<std::string> files{rig.leftFile, rig.rightFile};
     if (rig.unit)
         files.push_back(reportBeside(rig));

@@ -8,6 +8,8 @@
 #include <vector>
 #include <vision/calibration.hpp>
 
+#include "rigs/rectified_cameras.hpp"
+
 namespace tiomipra {
 
 // Throws `InputError` that names the file when it can't be read, is malformed or lacks a key. Looks
@@ -26,12 +28,14 @@ struct Rig {
     std::optional<std::string> unit = std::nullopt;
     // "good", "usable" or "redo", as the same report says; "" without one.
     std::string verdict = {};
+    // In place of files: the images are rectified already.
+    std::optional<RectifiedCameras> cameras = std::nullopt;
 };
 
 // Throws `InputError` as `readCalibration`.
 Rig readRig(const std::string& leftFile, const std::string& rightFile);
 
-// The files that the rig was read from, with the report that its unit stands in.
+// The files that the rig was read from, if it was, with the report that its unit stands in.
 std::vector<std::string> filesOf(const Rig& rig);
 
 // Throws `InputError` that names the files, the first of `findFaults` and its remedy unless the

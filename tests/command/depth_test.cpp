@@ -18,6 +18,7 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 
 // A rig and a rendered pair on disk: two planes whose disparities of 50 and 20 pixels are depths of
 // 1.25 and 3.125, as focal length times baseline is 62.5.
@@ -181,6 +182,32 @@ TEST_F(DepthCommand, RectifiedImagesHaveNoCalibrationsAndNoDepth) {
     expectRefusal(joined(rectified, {"--range", "1..5"}), 2, "--range needs calibrations");
     for (const char* option : {"--save-parameters", "--parameters"})
         runTiomipra(joined(rectified, {option, _pairs / "saved.toml"}));
+}
+
+// The rectified images of the rig stand for those of other cameras; a resumed run knows these
+// again.
+TEST_F(DepthCommand, RectifiedCamerasTakeThePlaceOfCalibrations) {
+    const auto runWith = [&](const std::string& baseline, const Arguments& more) {
+        return runTiomipra(
+            joined({"depth", "--rectified", "--focal", "500", "--baseline", baseline, "--left",
+                    _pairs / "l.png", "--right", _pairs / "r.png", "--output", _pairs / "out",
+                    "--preset", "balanced", "--formats", "ply"},
+                   more));
+    };
+    SceneOptions options;
+    options.planes = {{25.F}};
+    const Scene scene = renderScene(options);
+    writeImage(_pairs / "l.png", scene.left);
+    writeImage(_pairs / "r.png", scene.right);
+    EXPECT_THAT(runWith("125mm", {"--range", "1m..5m"}).err, HasSubstr(" to 5 m are searched"));
+    const auto report = nlohmann::json::parse(readFile(_pairs / "out/l_depth.json"));
+    EXPECT_NEAR(report.at("result").at("depth").at("median"), 2.5, 0.02);
+    EXPECT_EQ(report.at("madeWith").at("unit"), "m");
+    EXPECT_EQ(report.at("madeWith").at("parameters").at("baseline"), 0.125);
+    EXPECT_THAT(runWith("125mm", {"--range", "1m..5m", "--resume"}).out, HasSubstr("already"));
+    for (const Arguments& other : {Arguments{"--centre", "300,200"}, {"--centre-offset", "1"}})
+        EXPECT_THAT(runWith("125mm", joined(other, {"--range", "1m..5m", "--resume"})).out,
+                    Not(HasSubstr("already")));
 }
 
 // With the status and the words that name what is wrong.

@@ -88,6 +88,45 @@ TEST(DepthMaps, HaveAPngStepThatFitsTheUnit) {
         EXPECT_DOUBLE_EQ(depthPngStep(unit, maxDepth), step) << maxDepth;
 }
 
+// Of images of two sizes, one of them odd, at two scales: Z is f B / (disparity + centre offset),
+// and a point projects back onto its own pixel; without a principal point it is the middle.
+TEST_F(Matchers, RectifiedCamerasMeasureWithoutCalibrations) {
+    RectifiedCameras cameras{400, {0.16, metres}, 7, {}};
+    for (const cv::Size size : {cv::Size(640, 480), cv::Size(333, 251)}) {
+        SceneOptions options;
+        options.size = size;
+        options.planes = {{25}};
+        const Scene scene = renderScene(options);
+        for (const int scale : {1, 2}) {
+            PairMatcher matcher = matcherFor(presetOf("balanced", "100cm..5m", scale),
+                                             rectifiedRig(cameras, {4000, 3000}));
+            const Match match = matcher.match(frameOf(scene.left, scene.right));
+            const DepthMap map = computeDepthMap(match, matcher.stereo());
+            EXPECT_NEAR(cv::mean(map.depth, map.measured)[0], 64. / 32, 0.02);
+            const cv::Point pixel(200 / scale, 150 / scale);
+            ASSERT_NE(map.measured.at<uchar>(pixel), 0);
+            const auto point = map.points.at<cv::Vec3f>(pixel);
+            const cv::Point2d centre =
+                cameras.centre.value_or(cv::Point2d(size.width - 1, size.height - 1) / 2);
+            EXPECT_NEAR(point[0] / point[2] * 400 + centre.x, 200, 1e-2);
+            EXPECT_NEAR(point[1] / point[2] * 400 + centre.y, 150, 1e-2);
+        }
+        cameras.centre = {170, 120};
+    }
+    cameras.baseline.unit = "";
+    EXPECT_THAT(
+        [&] {
+            makeStereo(rangeOf("1m..5m"), rectifiedRig(cameras, {640, 480}));
+        },
+        testing::ThrowsMessage<SettingError>(HasSubstr("the baseline in your own unit")));
+    cameras.focal = 1e200;
+    EXPECT_THAT(
+        [&] {
+            rectifiedRig(cameras, {640, 480});
+        },
+        testing::ThrowsMessage<SettingError>(HasSubstr("is not finite")));
+}
+
 // Pixels of the rectified image that blend the raw one with black beyond its edge are left out too.
 TEST_F(Matchers, TheBlackMarginIsNotMeasured) {
     Rig rig = sampleRig();

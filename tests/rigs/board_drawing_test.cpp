@@ -21,7 +21,8 @@ cv::Mat rasterise(const Drawing& drawing) {
     const cv::Size size(cv::Size2d(drawing.page.width, drawing.page.height) * pixelsPerMillimetre);
     cv::Mat image(size, CV_8UC1, cv::Scalar(255));
     for (const cv::Rect2d& r : drawing.rectangles) {
-        const cv::Point start(cvRound(r.x * pixelsPerMillimetre), cvRound(r.y * pixelsPerMillimetre));
+        const cv::Point start(cvRound(r.x * pixelsPerMillimetre),
+                              cvRound(r.y * pixelsPerMillimetre));
         const cv::Point end(cvRound(r.br().x * pixelsPerMillimetre),
                             cvRound(r.br().y * pixelsPerMillimetre));
         image(cv::Rect(start, end)).setTo(0);

@@ -42,8 +42,10 @@ class Notices {
 const cv::Size anySize(1 << 15, 1 << 15);
 
 std::optional<Rig> readRigOf(const MatchingOptions& options) {
-    if (options.isRectified)
+    if (options.isRectified && options.cameras.focal == 0)
         return std::nullopt;
+    if (options.isRectified)
+        return rectifiedRig(options.cameras, anySize);
     const auto [left, right] = calibrationFiles(options.rig);
     return readRig(left, right);
 }
@@ -73,6 +75,15 @@ void noteTrustedUnit(const MatcherSettings& settings, const std::optional<Rig>& 
                         quote(rig->leftFile)));
 }
 
+Parameters describeCameras(const RectifiedCameras& cameras) {
+    Parameters parameters{{"focal", cameras.focal},
+                          {"baseline", cameras.baseline.value},
+                          {"centre-offset", cameras.centreOffset}};
+    if (const auto& centre = cameras.centre)
+        parameters.push_back({"centre", fmt::format("{},{}", centre->x, centre->y)});
+    return parameters;
+}
+
 // `parameters` are those of the matcher.
 Provenance describeRun(const std::string& name, const MatchingOptions& options,
                        const std::optional<Rig>& rig, Parameters parameters) {
@@ -83,6 +94,10 @@ Provenance describeRun(const std::string& name, const MatchingOptions& options,
             {"colours", fmt::format("{}..{}", options.colours->low, options.colours->high)});
     const Parameters turns = turnsOf(options.frames);
     parameters.insert(parameters.end(), turns.begin(), turns.end());
+    if (rig && rig->cameras) {
+        const Parameters cameras = describeCameras(*rig->cameras);
+        parameters.insert(parameters.end(), cameras.begin(), cameras.end());
+    }
     return {name, std::move(parameters), rig ? rig->hash : "", rig ? rig->unit : std::nullopt};
 }
 

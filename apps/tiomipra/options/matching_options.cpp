@@ -3,6 +3,7 @@
 #include <CLI/App.hpp>
 #include <algorithm>
 
+#include "base/quantities.hpp"
 #include "base/text.hpp"
 
 namespace tiomipra {
@@ -44,14 +45,8 @@ void addCommonOptions(CLI::App& command, MatchingOptions& options,
     addMatcherOptions(command, options.matcher);
 }
 
-}  // namespace
-
-void addDisparityOptions(CLI::App& command, MatchingOptions& options) {
-    options.formats = {"tiff", "png", "picture"};
-    addCommonOptions(command, options, {"tiff", "pfm", "npy", "png", "picture"});
-    command
-        .add_flag("--rectified", options.isRectified,
-                  "The images are rectified already; no calibration is needed")
+CLI::Option* addRectified(CLI::App& command, MatchingOptions& options, const char* text) {
+    return command.add_flag("--rectified", options.isRectified, text)
         ->excludes("--calibration")
         ->excludes("--left-calibration")
         ->excludes("--rotate-left")
@@ -59,10 +54,63 @@ void addDisparityOptions(CLI::App& command, MatchingOptions& options) {
         ->group("Calibration");
 }
 
+// What stands in for the calibrations of rectified images.
+void addCameras(CLI::App& command, RectifiedCameras& cameras) {
+    constexpr auto group = "Calibration";
+    auto* const rectified = command.get_option("--rectified");
+    auto* const focal =
+        command.add_option("--focal", cameras.focal, "Focal length of rectified images in pixels")
+            ->check(complaint<parsePositiveNumber>)
+            ->type_name("PIXELS")
+            ->group(group);
+    auto* const baseline =
+        command
+            .add_option_function<std::string>(
+                "--baseline",
+                [&cameras](const std::string& text) { cameras.baseline = parseLength(text); },
+                "Distance of their cameras; with a suffix mm, cm, m or\n"
+                "in, all depths are in metres")
+            ->check(complaint<parseLength>)
+            ->type_name("LENGTH")
+            ->group(group);
+    rectified->needs(focal)->needs(baseline);
+    focal->needs(rectified);
+    baseline->needs(rectified);
+    command
+        .add_option("--centre-offset", cameras.centreOffset,
+                    "x of the right principal point minus x of the left one")
+        ->needs(rectified)
+        ->type_name("PIXELS")
+        ->capture_default_str()
+        ->group(group);
+    command
+        .add_option_function<std::vector<double>>(
+            "--centre",
+            [&cameras](const std::vector<double>& point) {
+                cameras.centre = {point[0], point[1]};
+            },
+            "Left principal point (default: middle of the images)")
+        ->needs(rectified)
+        ->delimiter(',')
+        ->expected(2)
+        ->type_name("X,Y")
+        ->group(group);
+}
+
+}  // namespace
+
+void addDisparityOptions(CLI::App& command, MatchingOptions& options) {
+    options.formats = {"tiff", "png", "picture"};
+    addCommonOptions(command, options, {"tiff", "pfm", "npy", "png", "picture"});
+    addRectified(command, options, "The images are rectified already; no calibration is needed");
+}
+
 void addDepthOptions(CLI::App& command, MatchingOptions& options) {
     options.formats = {"ply", "png", "picture"};
     addCommonOptions(command, options,
-                     {"ply", "ply-text", "pcd", "tiff", "pfm", "npy", "png", "picture"});
+                     {"ply", "ply-text", "pcd", "tiff", "pfm", "npy", "png", "picture", "view"});
+    addRectified(command, options, "The images are rectified already; needs what follows");
+    addCameras(command, options.cameras);
 }
 
 bool wants(const MatchingOptions& options, const std::string& format) {

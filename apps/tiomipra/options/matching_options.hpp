@@ -9,12 +9,14 @@
 #include "base/quantities.hpp"
 #include "options/common_options.hpp"
 #include "options/matcher_options.hpp"
+#include "rigs/rectified_cameras.hpp"
 
 namespace tiomipra {
 
 struct MatchingOptions {
     RigOptions rig;
     bool isRectified = false;  // the frames are rectified already, there are no calibrations
+    RectifiedCameras cameras;  // of rectified frames; without a focal length there are no depths
     FrameArguments frames;
     MatcherOptions matcher;
     BatchOptions batch;
