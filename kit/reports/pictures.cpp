@@ -11,7 +11,6 @@ namespace {
 
 const cv::Scalar white(255, 255, 255);
 const cv::Scalar black(0, 0, 0);
-const cv::Scalar darkGrey(48, 48, 48);
 constexpr int font = cv::FONT_HERSHEY_SIMPLEX;
 
 // Text is drawn this many times larger and then reduced: OpenCV's stroke fonts are uneven when
@@ -127,14 +126,6 @@ cv::Mat placeAboveColourBar(const cv::Mat& picture, const ColourScale& scale) {
     return whole;
 }
 
-cv::Mat toColour(const cv::Mat& image) {
-    if (image.channels() == 3)
-        return image;
-    cv::Mat colour;
-    cv::cvtColor(image, colour, cv::COLOR_GRAY2BGR);
-    return colour;
-}
-
 // The part of an image of `size` that the cell covers.
 cv::Rect cellArea(cv::Size size, const cv::Mat& cells, int row, int column) {
     const cv::Point from(size.width * column / cells.cols, size.height * row / cells.rows);
@@ -178,6 +169,14 @@ std::vector<double> roundTicks(double low, double high, int maxCount) {
     for (double count = std::ceil(low / step); count * step <= high; ++count)
         ticks.push_back(count * step + 0);
     return ticks;
+}
+
+cv::Mat toColour(const cv::Mat& image) {
+    if (image.channels() == 3)
+        return image;
+    cv::Mat colour;
+    cv::cvtColor(image, colour, cv::COLOR_GRAY2BGR);
+    return colour;
 }
 
 std::string titleOf(const std::string& quantity, const std::string& name, const std::string& unit) {

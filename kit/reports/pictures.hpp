@@ -15,6 +15,11 @@
 
 namespace tiomipra {
 
+inline const cv::Scalar darkGrey(48, 48, 48);
+
+// The image (`CV_8UC1` or `CV_8UC3`) as `CV_8UC3`.
+cv::Mat toColour(const cv::Mat& image);
+
 // What the colours of a picture stand for.
 struct ColourScale {
     // Quantity and unit, as in "disparity (pixels)".

@@ -4,8 +4,10 @@
 #include "commands/matching_run.hpp"
 #include "commands/value_images.hpp"
 #include "files/cloud_files.hpp"
+#include "files/image_files.hpp"
 #include "files/output_files.hpp"
 #include "matching/depth_map.hpp"
+#include "reports/cloud_view.hpp"
 
 namespace tiomipra {
 namespace {
@@ -49,6 +51,9 @@ Ending runDepth(const MatchingOptions& options) {
                    const Provenance& madeWith, PairFiles& files) {
             const DepthMap map = computeDepthMap(match, stereo);
             writeClouds(map, match.left, options, madeWith, files);
+            if (wants(options, "view"))
+                writeImage(files.add("_view.png"),
+                           drawCloudView(map.points, map.measured, match.left));
             return writeValues(name, imageOf(map, stereo, madeWith), options, files);
         });
 }
