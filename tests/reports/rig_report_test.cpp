@@ -40,6 +40,7 @@ BoardSearch makeSearch() {
     search.addFailure(frame("b"), "'bL' is not an image");
     search.add(frame("c"), pair);
     search.add(frame("d"), pair);
+    search.sort();
     return search;
 }
 
@@ -95,6 +96,18 @@ TEST(CalibrationReport, TellsPeopleTheSame) {
                              "mean 0.100, 95 % up to 0.350, largest 0.400 pixels\n", "Baseline: 5 ",
                              "left image: 19 % of 8x6 cells", "Verdict: redo\n"})
         EXPECT_THAT(toText(report), HasSubstr(part));
+}
+
+TEST(CalibrationReport, DoesNotListHundreds) {
+    CalibrationReport many = report;
+    many.skipped.resize(20, many.skipped.back());
+    many.alike = 7;
+    EXPECT_THAT(toText(many),
+                HasSubstr("limit\n  7 that show the board much as one of the 3 above"));
+    many.skipped.resize(350, many.skipped.back());
+    EXPECT_THAT(toText(many), HasSubstr("limit\n  330 more that the JSON report lists\n  7 that"));
+    EXPECT_EQ(toJson(many)["leftOut"].size(), 350U);
+    EXPECT_EQ(toJson(many)["leftOutAlike"], 7);
 }
 
 TEST(CalibrationReport, NamesTheFaults) {

@@ -36,14 +36,14 @@ cv::Mat rasterise(const Drawing& drawing) {
     return image;
 }
 
-const Board boards[] = {{Pattern::chessboard, {9, 6}, 0.025, 0, "", "m"},
-                        {Pattern::circles, {8, 6}, 0.02, 0, "", "m"},
-                        {Pattern::asymmetricCircles, {4, 11}, 0.015, 0, "", "m"},
-                        {Pattern::charuco, {8, 5}, 0.03, 0.021, "5x5_250", "m"}};
+const Board drawnBoards[] = {{Pattern::chessboard, {9, 6}, 0.025, 0, "", "m"},
+                             {Pattern::circles, {8, 6}, 0.02, 0, "", "m"},
+                             {Pattern::asymmetricCircles, {4, 11}, 0.015, 0, "", "m"},
+                             {Pattern::charuco, {8, 5}, 0.03, 0.021, "5x5_250", "m"}};
 
 // Each pattern as `calibrate` would find it, with its points where their distances on paper say.
 TEST(DrawBoard, IsFoundTrueToSize) {
-    for (const Board& board : boards) {
+    for (const Board& board : drawnBoards) {
         const std::string name = nameOf(board.pattern);
         const Detection found = detectBoard(rasterise(drawBoard(board, "smallest")), board);
         const auto points = boardPoints(board);
@@ -58,7 +58,7 @@ TEST(DrawBoard, IsFoundTrueToSize) {
 
 // OpenCV's own drawing of the board, at 4 pixels per millimetre: squares of 120, cells of 12.
 TEST(DrawBoard, MarkersAreThoseOfOpenCv) {
-    const Board& board = boards[3];
+    const Board& board = drawnBoards[3];
     const auto charuco = cv::aruco::CharucoBoard::create(
         9, 6, 0.03F, 0.021F,
         cv::aruco::getPredefinedDictionary(dictionaryNames().at(board.dictionary)));
@@ -72,7 +72,7 @@ TEST(DrawBoard, MarkersAreThoseOfOpenCv) {
 }
 
 TEST(DrawBoard, ChoosesAPage) {
-    Board board = boards[0];  // 250 x 175 mm, 266 x 203 with margins and foot
+    Board board = drawnBoards[0];  // 250 x 175 mm, 266 x 203 with margins and foot
     EXPECT_EQ(drawBoard(board, "smallest").page, cv::Size2d(297, 210));
     EXPECT_EQ(drawBoard(board, "A3").page, cv::Size2d(297, 420));
     EXPECT_EQ(drawBoard(board, "fit").page, cv::Size2d(266, 203));
@@ -98,14 +98,15 @@ TEST(DrawBoard, ChoosesAPage) {
 
 // The ruler is the last of the rectangles: its line and the strokes.
 TEST(DrawBoard, HasARulerAndSaysWhatItIs) {
-    const Drawing drawing = drawBoard(boards[3], "smallest");
+    const Drawing drawing = drawBoard(drawnBoards[3], "smallest");
     const auto last = drawing.rectangles.end();
     EXPECT_EQ((last - 12)->width, 100);
     EXPECT_NEAR((last - 1)->br().x - (last - 11)->x, 100, 1e-9);
     EXPECT_EQ(drawing.labels.at(0).text,
               "charuco, 9x6 squares of 30 mm; markers 5x5_250 of 21 mm; 8x5 corners; 270 x 180 mm");
     EXPECT_THAT(drawing.labels.at(1).text, HasSubstr("must be 100 mm long"));
-    EXPECT_EQ(describeBoard(boards[2]), "asymmetric-circles, 4x11, 15 mm apart; 115.6 x 160.6 mm");
+    EXPECT_EQ(describeBoard(drawnBoards[2]),
+              "asymmetric-circles, 4x11, 15 mm apart; 115.6 x 160.6 mm");
 }
 
 }  // namespace

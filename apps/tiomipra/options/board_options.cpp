@@ -100,7 +100,7 @@ void addDrawBoardOptions(CLI::App& command, DrawBoardOptions& options) {
                     "A4, A3, A2, A1, A0, letter or tabloid, upright or\n"
                     "across; smallest: the first from A4 on that fits;\n"
                     "fit: made for the board")
-        ->check(CLI::IsMember(pageNames(), CLI::ignore_case))
+        ->transform(CLI::IsMember(pageNames(), CLI::ignore_case))
         ->type_name("NAME")
         ->capture_default_str();
     command.add_option("--output", options.output, "The drawing: a .pdf or .svg file")
