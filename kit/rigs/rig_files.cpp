@@ -62,6 +62,9 @@ void readReport(Rig& rig) {
             return;
         rig.unit = report.at("unit").get<std::string>();
         rig.verdict = report.value("verdict", "");
+        const auto parameters = report.value("parameters", nlohmann::json::object());
+        rig.rotateLeft = parameters.value("rotateLeft", 0);
+        rig.rotateRight = parameters.value("rotateRight", 0);
     } catch (const InputError&) {  // NOLINT(bugprone-empty-catch): as if it were not there
     } catch (const nlohmann::json::exception&) {  // NOLINT(bugprone-empty-catch): of something else
     }
@@ -96,6 +99,18 @@ Rig readRig(const std::string& leftFile, const std::string& rightFile) {
     rig.hash = hashRig(readFile(leftFile), readFile(rightFile));
     readReport(rig);
     return rig;
+}
+
+void noteOtherTurns(const Rig& rig, const FrameArguments& frames, const Notify& notify) {
+    if (rig.rotateLeft == frames.rotateLeft && rig.rotateRight == frames.rotateRight)
+        return;
+    if (rig.unit)
+        notify(
+            fmt::format("warning: {} was calibrated with left images turned by {} degrees and "
+                        "right ones by {}, these are turned by {} and {} (rotate-left, "
+                        "rotate-right)",
+                        quote(rig.leftFile), rig.rotateLeft, rig.rotateRight, frames.rotateLeft,
+                        frames.rotateRight));
 }
 
 std::vector<std::string> filesOf(const Rig& rig) {

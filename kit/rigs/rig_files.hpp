@@ -8,6 +8,8 @@
 #include <vector>
 #include <vision/calibration.hpp>
 
+#include "base/notices.hpp"
+#include "files/frame_source.hpp"
 #include "rigs/rectified_cameras.hpp"
 
 namespace tiomipra {
@@ -28,12 +30,18 @@ struct Rig {
     std::optional<std::string> unit = std::nullopt;
     // "good", "usable" or "redo", as the same report says; "" without one.
     std::string verdict = {};
+    // By how much the images that it was calibrated with were turned, as the same report says.
+    int rotateLeft = 0;
+    int rotateRight = 0;
     // In place of files: the images are rectified already.
     std::optional<RectifiedCameras> cameras = std::nullopt;
 };
 
 // Throws `InputError` as `readCalibration`.
 Rig readRig(const std::string& leftFile, const std::string& rightFile);
+
+// Tells of images that are turned otherwise than those that the rig was calibrated with.
+void noteOtherTurns(const Rig& rig, const FrameArguments& frames, const Notify& notify);
 
 // The files that the rig was read from, if it was, with the report that its unit stands in.
 std::vector<std::string> filesOf(const Rig& rig);

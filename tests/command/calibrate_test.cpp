@@ -183,6 +183,20 @@ TEST_F(Calibrate, TurnsImages) {
     EXPECT_THAT(turned("raw", 1).out,
                 testing::AllOf(HasSubstr("one camera is upside down"), HasSubstr("rotate-right")));
     turned("turned", 0, {"--rotate-right", "180"});
+    const Arguments rectify{"rectify",
+                            "--calibration",
+                            _folder / "turned",
+                            "--left",
+                            photograph("left01.jpg"),
+                            "--right",
+                            _folder / "right01.png",
+                            "--output",
+                            _folder / "result"};
+    EXPECT_THAT(runTiomipra(rectify).err,
+                HasSubstr("right ones by 180, these are turned by 0 and 0"));
+    EXPECT_EQ(runTiomipra(joined(rectify, {"--rotate-right", "180"})).err, "");
+    const json made = json::parse(readFile(_folder / "result/left01_rectify.json"));
+    EXPECT_EQ(made["madeWith"]["parameters"], json({{"rotateRight", 180}}));
     runTiomipra(photographs("upright", {}, "0[1-8]"));
     EXPECT_TRUE(read("turned/right.yml") == read("upright/right.yml"));
 }
