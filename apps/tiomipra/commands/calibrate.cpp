@@ -26,7 +26,7 @@ namespace tiomipra {
 namespace {
 
 // Looking for a board takes most of the time, and frames that follow each other closely show nearly
-// the same: of a long video, every so manieth is looked at.
+// the same: of a long video only one in so many is looked at.
 std::size_t chooseStep(std::size_t frames, std::size_t maxPairs) {
     const std::size_t step = std::max<std::size_t>(1, frames / (5 * maxPairs));
     if (step > 1)
@@ -39,8 +39,8 @@ std::size_t chooseStep(std::size_t frames, std::size_t maxPairs) {
 
 std::optional<Frame> nextOf(FrameSource& source, std::size_t step) {
     std::optional<Frame> frame = source.next();
-    for (std::size_t i = 1; i < step && source.next(); ++i) {
-    }
+    for (std::size_t i = 1; i < step; ++i)
+        source.next();
     return frame;
 }
 
