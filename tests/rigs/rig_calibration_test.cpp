@@ -6,7 +6,6 @@
 
 #include <cmath>
 #include <functional>
-#include <limits>
 #include <numeric>
 #include <opencv2/calib3d.hpp>
 #include <stdexcept>
@@ -66,49 +65,37 @@ TEST(CalibrateRig, FindsEveryNumberOfTheRig) {
     EXPECT_EQ(solution.rectified.right, rectify(solution.model, 0.75).right);
 }
 
-// What OpenCV finds, which takes cameras, pair and all of it together one after the other as well.
-class CalibratedByOpenCv {
-  public:
-    explicit CalibratedByOpenCv(const std::vector<PairDetection>& views)
-        : _boards(views.size(), boardPoints(board)),
-          _left(imagesOf(views, &PairDetection::left)),
-          _right(imagesOf(views, &PairDetection::right)) {
-        const cv::Size size(640, 480);
-        cv::Mat leftMatrix, leftLens, rightMatrix, rightLens, deviations, turn, shift;
-        left = cv::calibrateCamera(_boards, _left, size, leftMatrix, leftLens, cv::noArray(),
-                                   cv::noArray(), deviations, cv::noArray(), cv::noArray());
-        right = cv::calibrateCamera(_boards, _right, size, rightMatrix, rightLens, cv::noArray(),
-                                    cv::noArray());
-        pair = cv::stereoCalibrate(_boards, _left, _right, leftMatrix, leftLens, rightMatrix,
-                                   rightLens, size, turn, shift, cv::noArray(), cv::noArray(),
-                                   cv::CALIB_USE_INTRINSIC_GUESS,
-                                   {cv::TermCriteria::COUNT + cv::TermCriteria::EPS, 100, 1e-9});
-        model.left = {size, leftMatrix, {LensKind::radialTangential, leftLens}};
-        model.right = {size, rightMatrix, {LensKind::radialTangential, rightLens}};
-        model.rightFromLeftRotation = turn;
-        model.rightFromLeftTranslation = cv::Vec3d(shift);
-    }
-
-    double left, right, pair;
-    RigModel model;
-
-  private:
-    BoardViews _boards;
-    ImageViews _left, _right;
-};
+RigSolution calibrateByOpenCv(const std::vector<PairDetection>& views) {
+    const cv::Size size(640, 480);
+    const BoardViews boards(views.size(), boardPoints(board));
+    const ImageViews left = imagesOf(views, &PairDetection::left);
+    const ImageViews right = imagesOf(views, &PairDetection::right);
+    cv::Mat leftMatrix, leftLens, rightMatrix, rightLens, none;
+    RigSolution found;
+    found.left.error = cv::calibrateCamera(boards, left, size, leftMatrix, leftLens, none, none);
+    found.right.error =
+        cv::calibrateCamera(boards, right, size, rightMatrix, rightLens, none, none);
+    RigModel& model = found.model;
+    found.pairError =
+        cv::stereoCalibrate(boards, left, right, leftMatrix, leftLens, rightMatrix, rightLens, size,
+                            model.rightFromLeftRotation, model.rightFromLeftTranslation, none, none,
+                            cv::CALIB_USE_INTRINSIC_GUESS,
+                            {cv::TermCriteria::COUNT + cv::TermCriteria::EPS, 100, 1e-9});
+    model.left = {size, leftMatrix, {LensKind::radialTangential, leftLens}};
+    model.right = {size, rightMatrix, {LensKind::radialTangential, rightLens}};
+    return found;
+}
 
 TEST(CalibrateRig, FindsTheSameMinimumAsOpenCv) {
     const auto views = seeBoard(makeModel(), board, 12, 0.2);
     const RigSolution solution = calibrate(views);
-    const CalibratedByOpenCv expected(views);
-    EXPECT_NEAR(solution.left.error, expected.left, 1e-6);
-    EXPECT_NEAR(solution.right.error, expected.right, 1e-6);
-    EXPECT_NEAR(solution.pairError, expected.pair, 1e-6);
+    const RigSolution expected = calibrateByOpenCv(views);
+    EXPECT_NEAR(solution.left.error, expected.left.error, 1e-6);
+    EXPECT_NEAR(solution.right.error, expected.right.error, 1e-6);
+    EXPECT_NEAR(solution.pairError, expected.pairError, 1e-6);
     expectSameRig(solution.model, expected.model, 1e-4);
-    for (const CameraFit* fit : {&solution.left, &solution.right}) {
-        EXPECT_GT(fit->focalUncertainty, 1e-3);
-        EXPECT_LT(fit->focalUncertainty, 5e-3);
-    }
+    EXPECT_NEAR(solution.left.focalUncertainty, 3e-3, 2e-3);
+    EXPECT_NEAR(solution.right.focalUncertainty, 3e-3, 2e-3);
     EXPECT_NE(solution.left.focalUncertainty, solution.right.focalUncertainty);
 }
 
@@ -307,20 +294,6 @@ TEST(Coverage, CountsPointsPerCell) {
                                                             "bottom left", "bottom right"));
 }
 
-TEST(Criterion, GradesByItsLimits) {
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    const auto gradeOf = [](double value, double good, double usable) {
-        return Criterion{"", "", value, good, usable, ""}.grade();
-    };
-    EXPECT_EQ(gradeOf(0.5, 0.5, 1), Grade::good);
-    EXPECT_EQ(gradeOf(1, 0.5, 1), Grade::usable);
-    EXPECT_EQ(gradeOf(1.1, 0.5, 1), Grade::redo);
-    EXPECT_EQ(gradeOf(nan, 0.5, 1), Grade::redo);
-    EXPECT_EQ(gradeOf(50, 50, 25), Grade::good);
-    EXPECT_EQ(gradeOf(25, 50, 25), Grade::usable);
-    EXPECT_EQ(gradeOf(24, 50, 25), Grade::redo);
-}
-
 // Found with all 15 views, each camera and all rows as good as can be, the boards tilted by turns.
 RigSolution goodSolution() {
     const CalibrationPair rig = makeRig();
@@ -445,8 +418,11 @@ TEST(Judge, LooksAtTheViewsUsedOnly) {
     auto views = viewsAllOver();
     views[1].right.points = {{5, 5}};
     EXPECT_EQ(judge(solution, views).grade, Grade::good);
-    solution.used.assign(14, 1);
+    solution.used = {1, 1};
     EXPECT_DOUBLE_EQ(judge(solution, views).right.share, 1. / 48);
+    solution = goodSolution();
+    solution.rowDifferences.mean = std::nan("");
+    EXPECT_EQ(judge(solution, views).grade, Grade::redo);
 }
 
 TEST(Judge, NamesWhatMayBeBehindErrors) {
