@@ -153,7 +153,7 @@ TEST(AvailableMemory, OfTheAddressSpaceIsThatOfThisProcess) {
     rlimit before{};
     getrlimit(RLIMIT_AS, &before);
     rlimit tight = before;
-    tight.rlim_cur = std::uint64_t{1} << 46U;
+    tight.rlim_cur = std::uint64_t{1} << 62U;
     ASSERT_EQ(setrlimit(RLIMIT_AS, &tight), 0);
     const ScratchFolder root;
     const MemoryLimit limit = availableMemory(root.path("."));
