@@ -129,12 +129,12 @@ TEST_F(DepthCommand, RigsMayBeInMillimetres) {
     runTiomipra(_pairs.arguments("rectify"));
 }
 
-// Disparities of -25, from the right image to the left one.
+// Disparities of -50 and -20, from the right image to the left one.
 TEST_F(DepthCommand, DisparityPngOmitsWhatItCannotHold) {
     const auto printed =
         runForJson({"disparity", "--rectified", "--left", _pairs / "right", "--right",
                     _pairs / "left", "--output", _pairs / "out", "--preset", "balanced",
-                    "--min-disparity", "-40", "--disparity-number", "32", "--formats", "png"});
+                    "--min-disparity", "-56", "--disparity-number", "48", "--formats", "png"});
     const auto& result = printed.at("pairs").at(0).at("result");
     EXPECT_GT(result.at("measuredPixels"), 640 * 480 / 4);
     EXPECT_EQ(result.at("outOfRangeOfPng"), result.at("measuredPixels"));
@@ -145,8 +145,8 @@ TEST_F(DepthCommand, DisparityPngOmitsWhatItCannotHold) {
 TEST_F(DepthCommand, FindsTheRangeByItselfAndResumes) {
     const Arguments arguments = _pairs.arguments(
         "depth", {"--preset", "balanced", "--range", "auto", "--formats", "png", "--resume"});
-    EXPECT_THAT(runTiomipra(arguments).err, HasSubstr("note: the range found is depths 2."));
-    EXPECT_NEAR(report().at("result").at("depth").at("median"), 2.5, 0.02);
+    EXPECT_THAT(runTiomipra(arguments).err, HasSubstr("note: the range found is depths 1."));
+    EXPECT_NEAR(report().at("result").at("depth").at("median"), 1.25, 0.02);
     EXPECT_THAT(runTiomipra(arguments).out, HasSubstr("(1 were there already)"));
 }
 

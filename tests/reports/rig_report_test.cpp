@@ -119,7 +119,7 @@ TEST(CalibrationReport, NamesTheFaults) {
 
 TEST(CalibrationReport, PicturesShowBothCameras) {
     const cv::Mat coverage = drawCoverage(report);
-    EXPECT_EQ(coverage.size(), cv::Size(640 + 16 + 640, 480));
+    EXPECT_EQ(coverage.size(), cv::Size(640 + 16 + 640, 480 + 70));  // and the colour bar
     // Cells without a point are dark, those with one are not.
     EXPECT_EQ(coverage.at<cv::Vec3b>(475, 635), cv::Vec3b(48, 48, 48));
     EXPECT_NE(coverage.at<cv::Vec3b>(3, 3), cv::Vec3b(48, 48, 48));
