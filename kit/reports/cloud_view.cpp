@@ -142,11 +142,18 @@ class Footprints {
     const Placement& _place;
 };
 
-// Without the points behind the camera that looks from aside.
+// Without the points behind the camera that looks from aside, or nearly beside it.
 cv::Mat findVisible(const cv::Mat& turned, const cv::Mat& measured) {
-    cv::Mat depth;
-    cv::extractChannel(turned, depth, 2);
-    return measured & (depth > 0);
+    constexpr float steepest = 10;
+    cv::Mat visible = measured.clone();
+    for (int y = 0; y < turned.rows; ++y)
+        for (int x = 0; x < turned.cols; ++x) {
+            const auto& point = turned.at<cv::Vec3f>(y, x);
+            const float aside = std::max(std::abs(point[0]), std::abs(point[1]));
+            if (!(aside < steepest * point[2]))
+                visible.at<uchar>(y, x) = 0;
+        }
+    return visible;
 }
 
 }  // namespace

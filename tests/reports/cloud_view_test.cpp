@@ -55,11 +55,15 @@ TEST_F(CloudView, IsThatOfACameraFurtherRightAndAbove) {
 }
 
 TEST_F(CloudView, ShowsWhatWasMeasuredInFrontOfTheCamera) {
-    setDepth({0, 0}, 1e-3F);
-    setDepth({199, 99}, -100);
-    EXPECT_GT(areaOf(drawCloudView(_points, _measured, _image), blue).area(), 8000);
-    _measured(_square) = 0;
-    EXPECT_EQ(areaOf(drawCloudView(_points, _measured, _image), red).area(), 0);
+    cv::Mat outside = _measured.clone();
+    outside(_square) = 0;
+    EXPECT_EQ(areaOf(drawCloudView(_points, outside, _image), red).area(), 0);
+    for (int y = _square.y; y < _square.br().y; ++y)
+        for (int x = _square.x; x < _square.br().x; ++x)
+            setDepth({x, y}, -100);
+    const cv::Mat picture = drawCloudView(_points, _measured, _image);
+    EXPECT_GT(areaOf(picture, blue).area(), 8000);
+    EXPECT_EQ(areaOf(picture, red).area(), 0);
     _measured = 0;
     const cv::Mat grey(_image.size(), CV_8UC1, cv::Scalar(9));
     EXPECT_EQ(cv::norm(drawCloudView(_points, _measured, grey),
