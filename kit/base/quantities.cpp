@@ -88,12 +88,12 @@ cv::Size parseSize(const std::string& text) {
 }
 
 Interval parseInterval(const std::string& text) {
-    std::string_view rest = text;
+    const auto dots = text.find("..");
+    std::string_view low = std::string_view(text).substr(0, dots);
+    std::string_view high = dots == text.npos ? "" : std::string_view(text).substr(dots + 2);
     Interval interval;
-    const bool hasLow = takeNumber(rest, interval.low);
-    const bool hasDots = startsWith(std::string(rest), "..");
-    rest.remove_prefix(hasDots ? 2 : 0);
-    const bool isWhole = hasLow && hasDots && takeNumber(rest, interval.high) && rest.empty();
+    const bool isWhole = takeNumber(low, interval.low) && low.empty() &&
+                         takeNumber(high, interval.high) && high.empty();
     const bool isRising =
         std::isfinite(interval.high - interval.low) && interval.low < interval.high;
     if (!isWhole || !isRising)

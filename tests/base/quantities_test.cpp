@@ -36,6 +36,7 @@ TEST(Quantities, RangesSizesAndNumbers) {
     EXPECT_EQ(parsePositiveNumber("0.25"), 0.25);
     const Interval interval = parseInterval("-1.5..64");
     EXPECT_EQ(std::pair(interval.low, interval.high), std::pair(-1.5, 64.));
+    EXPECT_EQ(parseInterval("16..128").low, 16);
 }
 
 TEST(Quantities, WhatMeansNothingIsRefused) {
