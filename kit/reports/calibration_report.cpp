@@ -161,7 +161,7 @@ std::string criterionText(const Criterion& criterion) {
     const std::string value = fmt::format("{} {}", significant(criterion.value, 3), criterion.unit);
     const std::string direction = criterion.smallIsGood() ? "up to" : "from";
     std::string text =
-        fmt::format("  {:<8}{:<32}{:<14}(good {} {}, usable {} {})\n", nameOf(criterion.grade()),
+        fmt::format("  {:<8}{:<32}{:<13} (good {} {}, usable {} {})\n", nameOf(criterion.grade()),
                     criterion.name, value, direction, significant(criterion.goodLimit, 3),
                     direction, significant(criterion.usableLimit, 3));
     if (criterion.grade() != Grade::good)
