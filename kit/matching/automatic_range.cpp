@@ -57,6 +57,14 @@ std::vector<double> ofRig(Matches matches, const Rig& rig, int imageWidth, doubl
                          disparityModel(rig.left, rig.right).atInfinity);
 }
 
+std::vector<double> ofRectified(const Matches& matches, const std::optional<Rig>& rig,
+                                double tolerance) {
+    const double atInfinity = rig ? disparityModel(rig->left, rig->right).atInfinity
+                                  : std::numeric_limits<double>::lowest();
+    return disparitiesOf(Points(matches.left.begin(), matches.left.end()),
+                         Points(matches.right.begin(), matches.right.end()), tolerance, atInfinity);
+}
+
 // Surfaces reach beyond the features on them, most of all those that are near and smooth.
 DisparityRange withMargin(const DisparityRange& found) {
     constexpr double least = 2;
@@ -76,7 +84,7 @@ DisparityRange findInAll(const std::vector<Frame>& frames, const std::optional<R
     for (const Frame& frame : frames) {
         try {
             const StereoImages images = frame.read();
-            if (rig)
+            if (rig && !rig->cameras)
                 requireSameAspectRatio(*rig, images.left.size(), frame.leftFile);
             const auto found = findDisparities(images, rig);
             if (found)
@@ -120,11 +128,9 @@ std::optional<DisparityRange> findDisparities(const StereoImages& images,
     constexpr std::size_t fewest = 20;
     const int reduction = (std::max(images.left.cols, images.left.rows) - 1) / longestSide + 1;
     const Matches matches = matchReduced(images, reduction);
-    const auto disparities =
-        rig ? ofRig(matches, *rig, images.left.cols, tolerance * reduction)
-            : disparitiesOf(Points(matches.left.begin(), matches.left.end()),
-                            Points(matches.right.begin(), matches.right.end()),
-                            tolerance * reduction, std::numeric_limits<double>::lowest());
+    const auto disparities = rig && !rig->cameras
+                                 ? ofRig(matches, *rig, images.left.cols, tolerance * reduction)
+                                 : ofRectified(matches, rig, tolerance * reduction);
     if (disparities.size() < fewest)
         return std::nullopt;
     return DisparityRange{quantile(disparities, stray), quantile(disparities, 1 - stray)};

@@ -63,6 +63,9 @@ TEST(AutomaticRange, IsOneOfDisparitiesWithoutARig) {
         // 17 to 56, and 8 to 28 with 16 more, which the reduction takes off.
         EXPECT_EQ(found.values.at("disparity-number"), 48);
     }
+    // Cameras that rectify themselves, with f B = 64 and 7 pixels between their centres.
+    const Rig cameras = rectifiedRig({400, {0.16, metres}, 7, {}}, {4000, 3000});
+    EXPECT_NEAR(find(frames, cameras, 1).range->farthest, 64. / (17 + 7), 0.15);
     const MatcherSettings given = rangeOf("1..5");
     EXPECT_EQ(withRangeFound(given, rig, {}, [](const std::string&) {}).range->nearest, 1);
 }
