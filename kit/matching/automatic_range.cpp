@@ -66,26 +66,35 @@ std::vector<double> ofRectified(const Matches& matches, const std::optional<Rig>
 }
 
 // Surfaces reach beyond the features on them, most of all those that are near and smooth.
-DisparityRange withMargin(const DisparityRange& found) {
+DisparityRange withMargin(const DisparityRange& found, const DisparityRange& possible) {
     constexpr double least = 2;
     constexpr double shareFar = 0.1;
     constexpr double shareNear = 0.2;
     const double span = found.largest - found.smallest;
-    // What is rectified has no points behind the cameras.
-    const double nothing = std::min(found.smallest, 0.);
-    return {std::max(found.smallest - std::max(least, shareFar * span), nothing),
-            found.largest + std::max(least, shareNear * span)};
+    return {std::max(found.smallest - std::max(least, shareFar * span),
+                     std::min(found.smallest, possible.smallest)),
+            std::min(found.largest + std::max(least, shareNear * span), possible.largest)};
+}
+
+// From infinity on; without a rig, images are taken to have it at 0. At the near end a hundredth of
+// the width is kept for rounding.
+DisparityRange possibleDisparities(const std::optional<Rig>& rig, int imageWidth) {
+    const bool isRaw = rig && !rig->cameras;
+    return {rig ? disparityModel(rig->left, rig->right).atInfinity : 0.,
+            0.99 * (isRaw ? rig->left.width : imageWidth)};
 }
 
 // The range of all frames together.
 DisparityRange findInAll(const std::vector<Frame>& frames, const std::optional<Rig>& rig) {
     DisparityRange all{std::numeric_limits<double>::max(), std::numeric_limits<double>::lowest()};
+    int width = std::numeric_limits<int>::max();
     std::string failure = "no pair shows enough features in both images; give a range";
     for (const Frame& frame : frames) {
         try {
             const StereoImages images = frame.read();
             if (rig && !rig->cameras)
                 requireSameAspectRatio(*rig, images.left.size(), frame.leftFile);
+            width = std::min(width, images.left.cols);
             const auto found = findDisparities(images, rig);
             if (found)
                 all = {std::min(all.smallest, found->smallest),
@@ -96,7 +105,7 @@ DisparityRange findInAll(const std::vector<Frame>& frames, const std::optional<R
     }
     if (all.smallest > all.largest)
         throw InputError("the range can't be found: " + failure);
-    return withMargin(all);
+    return withMargin(all, possibleDisparities(rig, width));
 }
 
 double rounded(double depth) {
@@ -107,7 +116,7 @@ DepthRange depthsOf(const DisparityRange& disparities, const Rig& rig) {
     constexpr double leastFromInfinity = 0.5;
     const DisparityModel model = disparityModel(rig.left, rig.right);
     const bool isInfinite = disparities.smallest - model.atInfinity < leastFromInfinity;
-    return {rounded(model.depthAt(std::min(disparities.largest, rig.left.width - 1.))),
+    return {rounded(model.depthAt(disparities.largest)),
             isInfinite ? std::numeric_limits<double>::infinity()
                        : rounded(model.depthAt(disparities.smallest)),
             ""};

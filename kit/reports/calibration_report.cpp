@@ -117,8 +117,9 @@ std::string skippedText(const CalibrationReport& report) {
         text +=
             fmt::format("  {} more that the JSON report lists\n", report.skipped.size() - listed);
     if (report.alike > 0)
-        text += fmt::format("  {} that show the board much as one of the {} above does\n",
-                            report.alike, report.views.size());
+        text += fmt::format(
+            "  {} more that show the board, in views that differ less than the {} above\n",
+            report.alike, report.views.size());
     return text.empty() ? "" : "Left out:\n" + text;
 }
 
@@ -157,22 +158,23 @@ std::string coverageText(const std::string& camera, const Coverage& coverage) {
                        describe(coverage.counts.size()), regions);
 }
 
-std::string criterionText(const Criterion& criterion) {
+std::string criterionText(const Criterion& criterion, bool isAdviceWanted) {
     const std::string value = fmt::format("{} {}", significant(criterion.value, 3), criterion.unit);
     const std::string direction = criterion.smallIsGood() ? "up to" : "from";
     std::string text =
         fmt::format("  {:<8}{:<32}{:<13} (good {} {}, usable {} {})\n", nameOf(criterion.grade()),
                     criterion.name, value, direction, significant(criterion.goodLimit, 3),
                     direction, significant(criterion.usableLimit, 3));
-    if (criterion.grade() != Grade::good)
+    if (criterion.grade() != Grade::good && isAdviceWanted)
         text += fmt::format("          What to do: {}.\n", criterion.advice);
     return text;
 }
 
+// A fault may be the reason for numbers that are not good.
 std::string verdictText(const CalibrationVerdict& verdict) {
     std::string text = fmt::format("Verdict: {}\n", nameOf(verdict.grade));
     for (const Criterion& criterion : verdict.criteria)
-        text += criterionText(criterion);
+        text += criterionText(criterion, verdict.faults.empty());
     for (const Fault& fault : verdict.faults)
         text +=
             fmt::format("  redo    {}.\n          What to do: {}.\n", fault.problem, fault.remedy);

@@ -19,10 +19,12 @@ constexpr int oversampling = 2;
 
 Statistics statisticsOf(const cv::Mat& vectors, const cv::Mat& chosen, int channel) {
     std::vector<float> values;
-    for (int y = 0; y < vectors.rows; ++y)
-        for (int x = 0; x < vectors.cols; ++x)
+    for (int y = 0; y < vectors.rows; ++y) {
+        for (int x = 0; x < vectors.cols; ++x) {
             if (chosen.at<uchar>(y, x) != 0)
                 values.push_back(vectors.at<cv::Vec3f>(y, x)[channel]);
+        }
+    }
     return summarise(std::move(values));
 }
 
@@ -91,13 +93,14 @@ class Canvas {
 
     void fill(const cv::Rect& area, float depth, const cv::Vec3b& colour) {
         const cv::Rect within = area & cv::Rect({}, _picture.size());
-        for (int y = within.y; y < within.br().y; ++y)
+        for (int y = within.y; y < within.br().y; ++y) {
             for (int x = within.x; x < within.br().x; ++x) {
                 if (depth >= _depth.at<float>(y, x))
                     continue;
                 _depth.at<float>(y, x) = depth;
                 _picture.at<cv::Vec3b>(y, x) = colour;
             }
+        }
     }
 
     const cv::Mat& picture() const { return _picture; }
@@ -146,13 +149,14 @@ class Footprints {
 cv::Mat findVisible(const cv::Mat& turned, const cv::Mat& measured) {
     constexpr float steepest = 10;
     cv::Mat visible = measured.clone();
-    for (int y = 0; y < turned.rows; ++y)
+    for (int y = 0; y < turned.rows; ++y) {
         for (int x = 0; x < turned.cols; ++x) {
             const auto& point = turned.at<cv::Vec3f>(y, x);
             const float aside = std::max(std::abs(point[0]), std::abs(point[1]));
             if (!(aside < steepest * point[2]))
                 visible.at<uchar>(y, x) = 0;
         }
+    }
     return visible;
 }
 
@@ -166,11 +170,13 @@ cv::Mat drawCloudView(const cv::Mat& points, const cv::Mat& measured, const cv::
     const Placement place(projected, visible, canvas.picture().size());
     const Footprints footprints(projected, visible, place);
     const cv::Mat colours = toColour(image);
-    for (int y = 0; y < points.rows; ++y)
-        for (int x = 0; x < points.cols; ++x)
+    for (int y = 0; y < points.rows; ++y) {
+        for (int x = 0; x < points.cols; ++x) {
             if (visible.at<uchar>(y, x) != 0)
                 canvas.fill(footprints.at({x, y}), projected.at<cv::Vec3f>(y, x)[2],
                             colours.at<cv::Vec3b>(y, x));
+        }
+    }
     cv::Mat picture;
     cv::resize(canvas.picture(), picture, points.size(), 0, 0, cv::INTER_AREA);
     return picture;

@@ -22,6 +22,7 @@ constexpr std::size_t minimumPerRegion = 15;
 constexpr std::size_t minimumPerFineRegion = 5;
 // Of nine. A lens or a mount that has moved may show in one part of the image only.
 constexpr int sensibleRegions = 5;
+
 // In pixels of a camera without distortion, as left and right as the raw ones.
 std::vector<cv::Point2f> undistort(const std::vector<cv::Point2f>& points,
                                    const vision::Calibration& camera) {

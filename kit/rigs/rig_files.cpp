@@ -12,6 +12,7 @@
 #include "files/input_files.hpp"
 #include "files/output_files.hpp"
 #include "rigs/calibration_faults.hpp"
+#include "rigs/calibration_verdict.hpp"
 #include "rigs/document_guard.hpp"
 #include "rigs/rig_geometry.hpp"
 
@@ -101,7 +102,10 @@ Rig readRig(const std::string& leftFile, const std::string& rightFile) {
     return rig;
 }
 
-void noteOtherTurns(const Rig& rig, const FrameArguments& frames, const Notify& notify) {
+void noteDoubts(const Rig& rig, const FrameArguments& frames, const Notify& notify) {
+    if (rig.verdict == nameOf(Grade::redo))
+        notify(fmt::format("warning: the verdict of report.json on {} is redo: calibrate again",
+                           quote(rig.leftFile)));
     if (rig.rotateLeft == frames.rotateLeft && rig.rotateRight == frames.rotateRight)
         return;
     if (rig.unit)

@@ -40,8 +40,9 @@ struct Rig {
 // Throws `InputError` as `readCalibration`.
 Rig readRig(const std::string& leftFile, const std::string& rightFile);
 
-// Tells of images that are turned otherwise than those that the rig was calibrated with.
-void noteOtherTurns(const Rig& rig, const FrameArguments& frames, const Notify& notify);
+// Tells of a calibration whose verdict was redo, and of images that are turned otherwise than those
+// that the rig was calibrated with.
+void noteDoubts(const Rig& rig, const FrameArguments& frames, const Notify& notify);
 
 // The files that the rig was read from, if it was, with the report that its unit stands in.
 std::vector<std::string> filesOf(const Rig& rig);

@@ -102,10 +102,12 @@ TEST(CalibrationReport, DoesNotListHundreds) {
     CalibrationReport many = report;
     many.skipped.resize(20, many.skipped.back());
     many.alike = 7;
-    EXPECT_THAT(toText(many),
-                HasSubstr("limit\n  7 that show the board much as one of the 3 above"));
+    EXPECT_THAT(
+        toText(many),
+        HasSubstr(
+            "limit\n  7 more that show the board, in views that differ less than the 3 above"));
     many.skipped.resize(350, many.skipped.back());
-    EXPECT_THAT(toText(many), HasSubstr("limit\n  330 more that the JSON report lists\n  7 that"));
+    EXPECT_THAT(toText(many), HasSubstr("limit\n  330 more that the JSON report lists\n  7 more"));
     EXPECT_EQ(toJson(many)["leftOut"].size(), 350U);
     EXPECT_EQ(toJson(many)["leftOutAlike"], 7);
 }

@@ -101,7 +101,7 @@ Ending runCheck(const CheckOptions& options) {
     if (!isSwap)
         requireUsable(rig);
     requireFrames(options.frames);
-    noteOtherTurns(rig, options.frames, sayBesideBar);
+    noteDoubts(rig, options.frames, sayBesideBar);
     const auto source = openFrames(options.frames, sayBesideBar);
     std::optional<OutputFolder> folder;
     if (!options.output.empty()) {

@@ -1,4 +1,6 @@
 // tiomipra depth: point clouds and depth images.
+#include <cmath>
+
 #include "base/errors.hpp"
 #include "commands/commands.hpp"
 #include "commands/matching_run.hpp"
@@ -32,11 +34,19 @@ void writeClouds(const DepthMap& map, const cv::Mat& image, const MatchingOption
     }
 }
 
+// Where there is no maximum, what moves by a pixel is far enough.
+double farthestOf(const DepthMap& map, const vision::Stereo& stereo) {
+    if (!std::isinf(stereo.getMaxDepth()))
+        return stereo.getMaxDepth();
+    const DepthCamera camera = depthCamera(stereo, map.depth.size());
+    return camera.focalLength * camera.baseline;
+}
+
 ValueImage imageOf(const DepthMap& map, const vision::Stereo& stereo, const Provenance& madeWith) {
     const std::string unit = madeWith.unit.value_or("");
     return {Quantity::depth, map.depth, map.measured,
             unit.empty() ? "unit of the calibration" : unit,
-            depthPngStep(madeWith.unit, stereo.getMaxDepth())};
+            depthPngStep(madeWith.unit, farthestOf(map, stereo))};
 }
 
 }  // namespace

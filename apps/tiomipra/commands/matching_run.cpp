@@ -161,7 +161,7 @@ Ending runMatching(const std::string& name, const MatchingOptions& options,
     const std::optional<Rig> rig = readRigOf(options);
     requireFrames(options.frames);
     if (rig)
-        noteOtherTurns(*rig, options.frames, sayBesideBar);
+        noteDoubts(*rig, options.frames, sayBesideBar);
     const auto frames = openFrames(options.frames, sayBesideBar);
     const ProtectedFiles inputs = inputsOf(*frames, rig);
     Notices notices;

@@ -46,7 +46,7 @@ Ending runRectify(const RectifyOptions& options) {
     const auto [leftFile, rightFile] = calibrationFiles(options.rig);
     const Rig rig = readRig(leftFile, rightFile);
     requireFrames(options.frames);
-    noteOtherTurns(rig, options.frames, sayBesideBar);
+    noteDoubts(rig, options.frames, sayBesideBar);
     const auto frames = openFrames(options.frames, sayBesideBar, Pixels::asStored);
     requireUsable(rig);
     ProtectedFiles inputs(frames->files());

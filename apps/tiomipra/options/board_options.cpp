@@ -95,6 +95,11 @@ Board boardOf(const BoardOptions& options) {
 
 void addDrawBoardOptions(CLI::App& command, DrawBoardOptions& options) {
     addBoardOptions(command, options.board);
+    command.get_option("--square")
+        ->description(
+            "Side of a square, or distance of neighbouring\n"
+            "circles (of rows, if asymmetric), with a suffix\n"
+            "mm, cm, m or in");
     command
         .add_option("--page", options.page,
                     "A4, A3, A2, A1, A0, letter or tabloid, upright or\n"

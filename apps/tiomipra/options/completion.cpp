@@ -53,10 +53,14 @@ std::vector<std::string> optionsOf(const CLI::App& command) {
     return names;
 }
 
-// The subcommand that the words before the last one name, or `app` itself.
+// The subcommand that the first word names which is no option, or `app` itself.
 const CLI::App& commandIn(const CLI::App& app, const std::vector<std::string>& words) {
+    const auto end = words.end() - 1;
+    const auto named = std::find_if(words.begin(), end, [](const std::string& word) {
+        return word != "help" && !startsWith(word, "-");
+    });
     for (const CLI::App* const command : app.get_subcommands({})) {
-        if (std::find(words.begin(), words.end() - 1, command->get_name()) != words.end() - 1)
+        if (named != end && command->get_name() == *named)
             return *command;
     }
     return app;
