@@ -66,9 +66,10 @@ std::vector<Descriptor> describeAll(const std::vector<PairDetection>& views, con
     for (const auto& [left, right] : views) {
         const auto ofLeft = placeSizeAndTilt(left, points, imageSize);
         const auto ofRight = placeSizeAndTilt(right, points, imageSize);
-        Descriptor& both = descriptors.emplace_back();
+        Descriptor both;
         std::copy(ofLeft.begin(), ofLeft.end(), both.val);
         std::copy(ofRight.begin(), ofRight.end(), both.val + ofLeft.size());
+        descriptors.push_back(both);
     }
     return descriptors;
 }

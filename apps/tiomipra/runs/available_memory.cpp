@@ -16,7 +16,7 @@ using Bytes = std::optional<std::uint64_t>;
 Bytes readNumber(const std::string& path) {
     std::ifstream file(path);
     std::uint64_t number = 0;
-    return file >> number ? Bytes(number) : std::nullopt;
+    return (file >> number) ? Bytes(number) : std::nullopt;
 }
 
 // The number behind `name` at the start of a line, times `factor`; 0 where there is none.
