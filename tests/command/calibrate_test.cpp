@@ -164,6 +164,12 @@ TEST_F(Calibrate, FindsSwappedCamerasAndKeepsBetterOnes) {
 
     const auto inspected = runForJson({"inspect", "--calibration", _folder / "rig"}, 1);
     EXPECT_EQ(inspected["verdict"], "redo");
+    EXPECT_THAT(runTiomipra({"rectify", "--calibration", _folder / "rig", "--left",
+                             photograph("left01.jpg"), "--right", photograph("right01.jpg"),
+                             "--output", _folder / "out"},
+                            3)
+                    .err,
+                HasSubstr("verdict of report.json on"));
     std::filesystem::remove_all(_folder / "rig/redo");
     swapped("rig");
     EXPECT_FALSE(std::filesystem::exists(_folder / "rig/redo")) << "nothing better was there";

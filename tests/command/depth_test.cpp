@@ -126,6 +126,9 @@ TEST_F(DepthCommand, RigsMayBeInMillimetres) {
     const cv::Mat depth = read("1_depth.png");
     EXPECT_NEAR(cv::mean(depth.colRange(0, 390), depth.colRange(0, 390) != 0)[0], 12500, 100);
     EXPECT_NEAR(cv::mean(depth.colRange(410, 640), depth.colRange(410, 640) != 0)[0], 31250, 200);
+    // Without a maximum, up to a disparity of 1 pixel: 62500 millimetres.
+    runTiomipra(_pairs.arguments("depth", {"--range", "1000..inf", "--formats", "png"}));
+    EXPECT_EQ(report().at("result").at("pngStep"), 1);
     runTiomipra(_pairs.arguments("rectify"));
 }
 

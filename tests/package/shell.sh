@@ -28,6 +28,7 @@ expect rectify "$subcommands" "The completion of subcommands"
 expect rectify "$(completionsOf re)" "The completion of re"
 expect --version "$(completionsOf --)" "The completion of the program's options"
 expect balanced "$(completionsOf depth --preset '')" "The completion of presets"
+expect --left "$(completionsOf calibrate --left board --)" "The completion beside a folder called board"
 expect ply,pcd "$(completionsOf depth --formats ply,p)" "The completion of a list"
 
 for subcommand in $subcommands; do
