@@ -16,6 +16,8 @@ using vision::Stereo;
 // image less than a tenth, or nearly all of it at the far end.
 constexpr double leastMeasured = 0.1;
 constexpr double mostAtFarEnd = 0.5;
+// Where the far end is infinity, a view into the distance may be there.
+constexpr double mostAtInfinity = 0.9;
 
 // Where a twentieth and more of these scenes is nearer than the range, 2 % to 8 % of what is
 // measured stand in its last step; where nothing is, next to nothing.
@@ -85,7 +87,7 @@ std::vector<std::string> findHints(const PairMeasurement& measurement, const Mat
         hints.push_back(hintOfLittle(measured));
     if (atNearEnd > mostAtNearEnd(adapted.disparityNumber))
         hints.push_back(hintOfNearEnd(atNearEnd, last));
-    if (atFarEnd > mostAtFarEnd && !reachesInfinity(stereo))
+    if (atFarEnd > (reachesInfinity(stereo) ? mostAtInfinity : mostAtFarEnd))
         hints.push_back(hintOfFarEnd(atFarEnd, first));
     return hints;
 }

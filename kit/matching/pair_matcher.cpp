@@ -85,8 +85,9 @@ Parameters PairMatcher::parameters() const {
 std::uint64_t PairMatcher::memoryFor(const cv::Size& size, const std::string& file) const {
     requireUsableSize(size, file);
     const cv::Size kept = divisibleSize(size, scale());
-    return pairMemory(*makeStereo(_settings, rigFor(size), kept), size, kept / scale(),
-                      _rig.has_value());
+    const auto stereo = makeStereo(_settings, rigFor(size), kept);
+    fitToWidth(*stereo, kept.width / scale());
+    return pairMemory(*stereo, size, kept / scale(), _rig.has_value());
 }
 
 std::optional<Rig> PairMatcher::rigFor(const cv::Size& size) const {

@@ -10,6 +10,7 @@
 
 #include "base/statistics.hpp"
 #include "reports/pictures.hpp"
+#include "rigs/rig_geometry.hpp"
 
 namespace tiomipra {
 namespace {
@@ -30,8 +31,8 @@ Statistics statisticsOf(const cv::Mat& vectors, const cv::Mat& chosen, int chann
 
 cv::Matx33f rotation(double degreesAboutX, double degreesAboutY) {
     cv::Matx33d aboutX, aboutY;
-    cv::Rodrigues(cv::Vec3d(degreesAboutX * CV_PI / 180, 0, 0), aboutX);
-    cv::Rodrigues(cv::Vec3d(0, degreesAboutY * CV_PI / 180, 0), aboutY);
+    cv::Rodrigues(cv::Vec3d(toRadians(degreesAboutX), 0, 0), aboutX);
+    cv::Rodrigues(cv::Vec3d(0, toRadians(degreesAboutY), 0), aboutY);
     return aboutX * aboutY;
 }
 

@@ -204,7 +204,7 @@ void checkUpsideDown(const Calibration& left, const Calibration& right,
     if (!faults.empty() || right.projectionMatrix.at<float>(1, 3) == 0)
         return;
     const cv::Matx33d rightFromLeft = rectificationOf(right).t() * rectificationOf(left);
-    const double roll = std::atan2(rightFromLeft(1, 0), rightFromLeft(0, 0)) * 180 / CV_PI;
+    const double roll = toDegrees(std::atan2(rightFromLeft(1, 0), rightFromLeft(0, 0)));
     if (std::abs(roll) > 135)
         faults.push_back(
             {fmt::format("one camera is upside down, turned by {:.0f} degrees against the other",

@@ -58,7 +58,7 @@ double meanTilt(const std::vector<Pose>& boards) {
             sum += std::acos(std::clamp(normals[i].dot(normals[j]), -1., 1.));
     }
     const auto count = static_cast<double>(normals.size());
-    return sum / (count * (count - 1) / 2) * 180 / CV_PI;
+    return toDegrees(sum / (count * (count - 1) / 2));
 }
 
 double focalUncertaintyOf(const RigSolution& solution) {

@@ -82,12 +82,15 @@ CameraModel modelFor(const KnownCamera& camera, const cv::Size& imageSize) {
 }
 
 // Read and checked before all the work; what size the images have is not known by then.
-std::vector<KnownCamera> readKnownCameras(const std::vector<std::string>& files) {
-    std::vector<KnownCamera> cameras;
-    for (const std::string& path : files) {
-        cameras.push_back({path, readCalibration(path)});
-        modelFor(cameras.back(), sizeOf(cameras.back().calibration));
-    }
+std::vector<KnownCamera> readKnownCameras(const CalibrateOptions& options) {
+    const auto& files = options.fixedIntrinsics;
+    if (files.empty())
+        return {};
+    const Rig rig = readRig(files[0], files[1]);
+    const std::vector<KnownCamera> cameras{{files[0], rig.left}, {files[1], rig.right}};
+    for (const KnownCamera& camera : cameras)
+        modelFor(camera, sizeOf(camera.calibration));
+    noteDoubts(rig, options.frames, sayBesideBar);
     return cameras;
 }
 
@@ -218,7 +221,7 @@ Ending runCalibrate(const CalibrateOptions& options) {
     const Board board = boardOf(options.board);
     checkAlpha(options.calibration.alpha);
     requireFrames(options.frames);
-    const std::vector<KnownCamera> known = readKnownCameras(options.fixedIntrinsics);
+    const std::vector<KnownCamera> known = readKnownCameras(options);
     const auto source = openFrames(options.frames, sayBesideBar);
     requireOtherInputs(options, *source);
     const OutputFolder output(options.output);

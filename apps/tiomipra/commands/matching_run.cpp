@@ -18,6 +18,7 @@
 #include "reports/measurement_report.hpp"
 #include "rigs/rig_files.hpp"
 #include "runs/available_memory.hpp"
+#include "runs/interruption.hpp"
 #include "runs/ordered_work.hpp"
 #include "runs/progress.hpp"
 
@@ -78,7 +79,7 @@ void noteTrustedUnit(const MatcherSettings& settings, const std::optional<Rig>& 
 Parameters describeCameras(const RectifiedCameras& cameras) {
     Parameters parameters{{"focal", cameras.focal},
                           {"baseline", cameras.baseline.value},
-                          {"centre-offset", cameras.centreOffset}};
+                          {"centreOffset", cameras.centreOffset}};
     if (const auto& centre = cameras.centre)
         parameters.push_back({"centre", fmt::format("{},{}", centre->x, centre->y)});
     return parameters;
@@ -125,17 +126,21 @@ std::size_t jobsWithinMemory(const MatchingOptions& options, std::size_t pairs,
         notices.say(fmt::format(
             "note: {} of {} jobs at the same time, as each takes about {} of memory, and {} are "
             "available, {}",
-            jobs, wanted, describeBytes(need), describeBytes(limit.bytes), limit.source));
+            jobs, wanted, describeBytes(need + limit.perThread), describeBytes(limit.bytes),
+            limit.source));
     return jobs;
 }
 
 // At most five, spread over all, so that a batch has one range, whoever works on it.
 std::vector<Frame> sampleFrames(const FrameArguments& arguments) {
     constexpr std::size_t most = 5;
+    const InterruptionWatch watch;
     const auto source = reopenFrames(arguments);
     const std::size_t step = std::max<std::size_t>(1, source->count() / most);
     std::vector<Frame> frames;
     for (std::size_t i = 0; frames.size() < most; ++i) {
+        if (watch.isInterrupted())
+            throw Interrupted("interrupted while the range was looked for");
         auto frame = source->next();
         if (!frame)
             break;

@@ -4,6 +4,7 @@
 
 #include "base/text.hpp"
 #include "commands/commands.hpp"
+#include "files/eight_bits.hpp"
 #include "files/image_files.hpp"
 #include "options/rectify_options.hpp"
 #include "reports/pictures.hpp"
@@ -15,17 +16,14 @@
 namespace tiomipra {
 namespace {
 
-// 8 bits, as pictures for people are drawn with; brightest becomes white.
-cv::Mat toEightBit(const cv::Mat& image) {
-    if (image.depth() == CV_8U)
-        return image;
-    cv::Mat converted;
-    cv::normalize(image, converted, 0, 255, cv::NORM_MINMAX, CV_8U);
-    return converted;
-}
-
 std::string extensionFor(const cv::Mat& image) {
     return image.depth() <= CV_16U ? ".png" : ".tiff";
+}
+
+// In 8 bits, as a picture for people.
+cv::Mat drawRows(cv::Mat left, cv::Mat right) {
+    stretchToEightBits(left, right);
+    return drawRowLines(left, right);
 }
 
 PairReport rectify(const Frame& frame, const vision::Stereo& stereo, const Rig& rig,
@@ -36,7 +34,7 @@ PairReport rectify(const Frame& frame, const vision::Stereo& stereo, const Rig& 
     const cv::Mat right = stereo.rectifyImageRight(images.right);
     writeImage(files.add("_left" + extensionFor(left)), left);
     writeImage(files.add("_right" + extensionFor(right)), right);
-    writeImage(files.add("_rows.png"), drawRowLines(toEightBit(left), toEightBit(right)));
+    writeImage(files.add("_rows.png"), drawRows(left, right));
     return {{{"width", left.cols}, {"height", left.rows}}, describe(left.size())};
 }
 
