@@ -110,8 +110,8 @@ class SplitFrames : public FrameSource {
         Frame frame{both->name, both->title, both->title, {both->file}, {}};
         frame.read = [frame, turns = _turns, read = both->read] {
             const StereoImages images = split(read(), frame.leftFile);
-            const StereoImages upright{turned(images.left, turns.left),
-                                       turned(images.right, turns.right)};
+            StereoImages upright{turned(images.left, turns.left),
+                                 turned(images.right, turns.right)};
             requireSameSize(upright, frame);
             return upright;
         };

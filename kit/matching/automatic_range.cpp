@@ -8,7 +8,6 @@
 #include "base/statistics.hpp"
 #include "base/text.hpp"
 #include "matching/image_reduction.hpp"
-#include "matching/matcher_parameters.hpp"
 #include "matching/matcher_setup.hpp"
 #include "rigs/disparity_model.hpp"
 #include "rigs/feature_matches.hpp"
@@ -17,7 +16,6 @@
 namespace tiomipra {
 namespace {
 
-namespace names = parameter_names;
 using Points = std::vector<cv::Point2d>;
 
 void scale(std::vector<cv::Point2f>& points, double factor) {

@@ -90,7 +90,7 @@ class Canvas {
   public:
     explicit Canvas(const cv::Size& size)
         : _picture(size, CV_8UC3, darkGrey),
-          _depth(size, CV_32FC1, cv::Scalar(std::numeric_limits<float>::infinity())) {}
+          _depth(size, CV_32FC1, cv::Scalar(std::numeric_limits<double>::infinity())) {}
 
     void fill(const cv::Rect& area, float depth, const cv::Vec3b& colour) {
         const cv::Rect within = area & cv::Rect({}, _picture.size());

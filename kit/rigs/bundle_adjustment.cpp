@@ -243,7 +243,7 @@ std::vector<double> viewErrorsOf(const Bundle& bundle, const Sightings& sighting
 
 // Of the distances along x and y, had the right parameters been found.
 double varianceOf(double squares, const Sightings& sightings, const SharedParameters& parameters) {
-    const double views = static_cast<double>(sightings.front().size());
+    const auto views = static_cast<double>(sightings.front().size());
     const double unknowns = parameters.size() + poseSize * views;
     return squares / (2 * static_cast<double>(countPoints(sightings)) - unknowns);
 }

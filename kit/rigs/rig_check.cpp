@@ -190,7 +190,7 @@ std::string notJudged(const RigCheck& check) {
     if (check.regionsJudged < sensibleRegions)
         gaps.push_back(fmt::format("only {} of 9 regions could be judged", check.regionsJudged));
     if (!isTurnKnown(check))
-        gaps.push_back("a turn about y is not determined");
+        gaps.emplace_back("a turn about y is not determined");
     return joined(gaps, ", and ");
 }
 

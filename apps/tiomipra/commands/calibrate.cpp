@@ -87,7 +87,7 @@ std::vector<KnownCamera> readKnownCameras(const CalibrateOptions& options) {
     if (files.empty())
         return {};
     const Rig rig = readRig(files[0], files[1]);
-    const std::vector<KnownCamera> cameras{{files[0], rig.left}, {files[1], rig.right}};
+    std::vector<KnownCamera> cameras{{files[0], rig.left}, {files[1], rig.right}};
     for (const KnownCamera& camera : cameras)
         modelFor(camera, sizeOf(camera.calibration));
     noteDoubts(rig, options.frames, sayBesideBar);
