@@ -78,22 +78,20 @@ TEST(DrawBoard, ChoosesAPage) {
     EXPECT_EQ(drawBoard(board, "fit").page, cv::Size2d(266, 203));
     board.square = 0.03;
     EXPECT_EQ(drawBoard(board, "smallest").page, cv::Size2d(420, 297));
-    const auto refusal = [&](const std::string& page) {
-        try {
-            drawBoard(board, page);
-        } catch (const SettingError& error) {
-            return std::string(error.what());
-        }
-        return std::string();
-    };
-    EXPECT_THAT(refusal("A4"), HasSubstr("page A4 is too small: the board with its margins is "
-                                         "316x238 mm"));
-    board.square = 0.2;
-    EXPECT_THAT(refusal("smallest"), HasSubstr("page must be fit"));
-    board.square = 2;
-    EXPECT_THAT(refusal("fit"), HasSubstr("must be up to 5000 mm"));
-    board.unit = "";
-    EXPECT_THAT(refusal("fit"), HasSubstr("square has no unit"));
+    const struct {
+        double square;
+        std::string unit, page, message;
+    } refused[] = {
+        {0.03, "m", "A4", "page A4 is too small: the board with its margins is 316x238 mm"},
+        {0.2, "m", "smallest", "page must be fit"},
+        {2, "m", "fit", "must be up to 5000 mm"},
+        {2, "", "fit", "square has no unit"}};
+    for (const auto& test : refused) {
+        board.square = test.square;
+        board.unit = test.unit;
+        EXPECT_THAT([&] { drawBoard(board, test.page); },
+                    testing::ThrowsMessage<SettingError>(HasSubstr(test.message)));
+    }
 }
 
 // The ruler is the last of the rectangles: its line and the strokes.

@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 
 #include <opencv2/imgproc.hpp>
-#include <utility>
 
 #include "base/errors.hpp"
 #include "files/image_files.hpp"
@@ -86,22 +85,7 @@ Frame frame(const std::string& name) {
     return {name, name + "L", name + "R", {}, {}};
 }
 
-class OneFrame : public FrameSource {
-  public:
-    explicit OneFrame(const Frame& frame) : _frame(frame) {}
-    std::size_t count() const override { return 0; }
-    std::vector<std::string> files() const override { return {}; }
-    std::optional<Frame> next() override { return std::exchange(_frame, std::nullopt); }
-
-  private:
-    std::optional<Frame> _frame;
-};
-
-Frame photographedFrame() {
-    Frame pair = frame("02");
-    pair.read = [] { return StereoImages{readGrey("left02.jpg"), readGrey("right02.jpg")}; };
-    return pair;
-}
+const FrameArguments photographs{{photograph("left02.jpg")}, {photograph("right02.jpg")}, {}, 0, 0};
 
 TEST(BoardSearch, SaysWhyPairsAreLeftOut) {
     const cv::Size size(640, 480);
@@ -123,8 +107,8 @@ TEST(BoardSearch, SaysWhyPairsAreLeftOut) {
     EXPECT_EQ(search.frameOf(0), 6U);
     EXPECT_EQ(search.imageSize(), size) << "which most have, though not the first";
     EXPECT_EQ(search.failures(), 2U);
-    OneFrame frames(photographedFrame());
-    EXPECT_THAT([&] { search.requireEnoughPairs(frames); },
+    const auto frames = reopenFrames(photographs);
+    EXPECT_THAT([&] { search.requireEnoughPairs(*frames); },
                 ThrowsMessage<InputError>(testing::AllOf(
                     HasSubstr("only 1 of 7 pairs can be used, at least 3 are needed; does the"),
                     HasSubstr("\n  aL  aR: 'aL' is not"), HasSubstr("\n  bL  bR: no board in eith"),
@@ -137,8 +121,8 @@ TEST(BoardSearch, KnowsThatSquaresWereCounted) {
     BoardSearch search({Pattern::chessboard, {10, 7}});
     search.add(frame("a"), {{640, 480}, {}, ""});
     search.sort();
-    OneFrame frames(photographedFrame());
-    EXPECT_THAT([&] { search.requireEnoughPairs(frames); },
+    const auto frames = reopenFrames(photographs);
+    EXPECT_THAT([&] { search.requireEnoughPairs(*frames); },
                 ThrowsMessage<InputError>(HasSubstr("10x7 squares, which are 9x6 corners")));
 }
 
@@ -158,13 +142,13 @@ TEST(BoardSearch, CountsTheSameViewOnce) {
 
 // OpenCV finds 8x6 corners on this board of 9x6 as well.
 TEST(SearchPair, KnowsAPartOfALargerBoard) {
-    const Frame pair = photographedFrame();
+    const Frame pair = *reopenFrames(photographs)->next();
     const SearchedPair found = searchPair(pair, photographed);
     EXPECT_EQ(found.imageSize, cv::Size(640, 480));
     EXPECT_EQ(found.detection.left.points.size(), 54U);
     EXPECT_EQ(found.detection.right.points.size(), 54U);
     EXPECT_EQ(found.largerBoard, "");
-    EXPECT_EQ(searchPair(pair, {Pattern::chessboard, {8, 6}}).largerBoard, "02L");
+    EXPECT_EQ(searchPair(pair, {Pattern::chessboard, {8, 6}}).largerBoard, pair.leftFile);
 }
 
 }  // namespace

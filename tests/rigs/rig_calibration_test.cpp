@@ -40,31 +40,6 @@ ImageViews imagesOf(const std::vector<PairDetection>& views, Detection PairDetec
     return images;
 }
 
-void expectSameRig(const RigModel& actual, const RigModel& expected, double tolerance) {
-    for (const auto side : {&RigModel::left, &RigModel::right}) {
-        const CameraModel& camera = actual.*side;
-        EXPECT_LT(cv::norm(camera.cameraMatrix - (expected.*side).cameraMatrix), 500 * tolerance);
-        const auto& coefficients = (expected.*side).lens.coefficients;
-        for (std::size_t i = 0; i < 4; ++i)
-            EXPECT_NEAR(camera.lens.coefficients.at(i), coefficients[i], 10 * tolerance) << i;
-    }
-    EXPECT_LT(cv::norm(actual.rightFromLeftRotation - expected.rightFromLeftRotation), tolerance);
-    EXPECT_LT(cv::norm(actual.rightFromLeftTranslation - expected.rightFromLeftTranslation),
-              0.1 * tolerance);
-}
-
-TEST(CalibrateRig, FindsEveryNumberOfTheRig) {
-    RigCalibrationOptions options;
-    options.alpha = 0.75;
-    const RigSolution solution = calibrate(seeBoard(makeModel(), board, 15), options);
-    expectSameRig(solution.model, makeModel(), 1e-4);
-    EXPECT_NEAR(solution.baseline(), cv::norm(makeModel().rightFromLeftTranslation), 1e-5);
-    EXPECT_EQ(solution.model.unit, "m");
-    EXPECT_LT(solution.pairError, 1e-3);
-    EXPECT_LT(solution.rowDifferences.maximum, 0.01);
-    EXPECT_EQ(solution.rectified.right, rectify(solution.model, 0.75).right);
-}
-
 RigSolution calibrateByOpenCv(const std::vector<PairDetection>& views) {
     const cv::Size size(640, 480);
     const BoardViews boards(views.size(), boardPoints(board));
@@ -93,25 +68,28 @@ TEST(CalibrateRig, FindsTheSameMinimumAsOpenCv) {
     EXPECT_NEAR(solution.left.error, expected.left.error, 1e-6);
     EXPECT_NEAR(solution.right.error, expected.right.error, 1e-6);
     EXPECT_NEAR(solution.pairError, expected.pairError, 1e-6);
-    expectSameRig(solution.model, expected.model, 1e-4);
+    const RigModel& rig = solution.model;
+    for (const auto side : {&RigModel::left, &RigModel::right}) {
+        const CameraModel& camera = expected.model.*side;
+        EXPECT_LT(cv::norm((rig.*side).cameraMatrix - camera.cameraMatrix), 0.05);
+        for (std::size_t i = 0; i < 4; ++i)
+            EXPECT_NEAR((rig.*side).lens.coefficients.at(i), camera.lens.coefficients[i], 1e-3);
+    }
+    EXPECT_LT(cv::norm(rig.rightFromLeftRotation - expected.model.rightFromLeftRotation), 1e-4);
+    EXPECT_LT(cv::norm(rig.rightFromLeftTranslation - expected.model.rightFromLeftTranslation),
+              1e-5);
     EXPECT_NEAR(solution.left.focalUncertainty, 3e-3, 2e-3);
     EXPECT_NEAR(solution.right.focalUncertainty, 3e-3, 2e-3);
     EXPECT_NE(solution.left.focalUncertainty, solution.right.focalUncertainty);
 }
 
-// OpenCV takes the variance of what is left per point, not per coordinate. With rows and columns
-// exchanged, the other one of the focal lengths is less certain.
+// OpenCV takes the variance of what is left per point, not per coordinate. With nine views the one
+// focal length is less certain, with four the other.
 TEST(Adjust, FocalLengthIsAsUncertainAsForOpenCv) {
-    const auto views = seeBoard(makeModel(), board, 9, 0.2);
-    for (const bool isTransposed : {false, true}) {
-        BoardViews boards(views.size(), boardPoints(board));
-        ImageViews images = imagesOf(views, &PairDetection::left);
-        for (std::size_t i = 0; i < views.size() && isTransposed; ++i) {
-            for (cv::Point3f& point : boards[i])
-                std::swap(point.x, point.y);
-            for (cv::Point2f& point : images[i])
-                std::swap(point.x, point.y);
-        }
+    for (const int count : {9, 4}) {
+        const auto views = seeBoard(makeModel(), board, count, 0.2);
+        const BoardViews boards(views.size(), boardPoints(board));
+        const ImageViews images = imagesOf(views, &PairDetection::left);
         cv::Mat matrix, lens, deviations;
         std::vector<cv::Mat> turns, shifts;
         cv::calibrateCamera(boards, images, {640, 480}, matrix, lens, turns, shifts, deviations,
@@ -124,12 +102,12 @@ TEST(Adjust, FocalLengthIsAsUncertainAsForOpenCv) {
                 {{boards[i].begin(), boards[i].end()}, {images[i].begin(), images[i].end()}});
         }
         const BundleFit fit = adjust(bundle, sightings, Adjusted::camerasAndPoses, {});
-        const double points = 9 * 54;
-        const double unknowns = 9 + 6 * 9;
+        const double points = 54. * count;
+        const double unknowns = 9 + 6. * count;
         const double perCoordinate = std::sqrt((points - unknowns) / (2 * points - unknowns));
         const double along[] = {deviations.at<double>(0) / matrix.at<double>(0, 0),
                                 deviations.at<double>(1) / matrix.at<double>(1, 1)};
-        EXPECT_EQ(along[0] < along[1], isTransposed);
+        EXPECT_EQ(along[0] < along[1], count == 4);
         EXPECT_NEAR(fit.focalUncertainties.at(0), perCoordinate * std::max(along[0], along[1]),
                     1e-6);
     }
@@ -140,15 +118,13 @@ double meanSquare(const std::vector<double>& values) {
            static_cast<double>(values.size());
 }
 
-// Noise of 0.2 pixels along x and y is an error of 0.28; the fit takes a little of it away. Of the
-// difference of two such rows the mean size is 0.8 times, the 95 % quantile twice its deviation.
+// Noise of 0.2 pixels along x and y is an error of 0.28; the fit takes a little of it away. The
+// difference of two such rows has this deviation, and 0.8 times of it as its mean size.
 TEST(CalibrateRig, ErrorsOfKnownCamerasAreThoseOfTheNoise) {
     const RigModel model = makeModel();
     RigCalibrationOptions options;
     options.knownCameras = {model.left, model.right};
     const RigSolution solution = calibrate(seeBoard(model, board, 15, 0.2), options);
-    EXPECT_EQ(solution.model.left.cameraMatrix, model.left.cameraMatrix);
-    EXPECT_EQ(solution.model.right.lens.coefficients, model.right.lens.coefficients);
     EXPECT_LT(cv::norm(solution.model.rightFromLeftTranslation - model.rightFromLeftTranslation),
               1e-3);
     constexpr double expected = 0.2 * M_SQRT2;
@@ -159,13 +135,10 @@ TEST(CalibrateRig, ErrorsOfKnownCamerasAreThoseOfTheNoise) {
     }
     EXPECT_NEAR(solution.pairError, expected, 0.02);
     EXPECT_NEAR(meanSquare(solution.pairViewErrors), solution.pairError * solution.pairError, 1e-6);
-    const Spread& rows = solution.rowDifferences;
-    EXPECT_NEAR(rows.mean, 0.8 * expected, 0.03);
-    EXPECT_NEAR(rows.median, 0.674 * expected, 0.03);
-    EXPECT_NEAR(rows.p95, 1.96 * expected, 0.08);
-    EXPECT_GT(rows.maximum, 3 * expected);
+    EXPECT_NEAR(solution.rowDifferences.mean, 0.8 * expected, 0.03);
     const auto& ofViews = solution.viewRowDifferences;
-    EXPECT_NEAR(std::accumulate(ofViews.begin(), ofViews.end(), 0.) / 15, rows.mean, 1e-9);
+    EXPECT_NEAR(std::accumulate(ofViews.begin(), ofViews.end(), 0.) / 15,
+                solution.rowDifferences.mean, 1e-9);
 }
 
 // The first guess is far off, boards are first taken to be tilted the other way, and the way is
@@ -194,13 +167,11 @@ TEST(CalibrateRig, LeavesOutViewsAboveTheLimit) {
     std::vector<PairDetection> views = seeBoard(makeModel(), board, 8, 0.05);
     views[4].right = views[7].right;
     RigCalibrationOptions options;
-    EXPECT_GT(calibrate(views, options).pairError, 1);
     options.rejectAbove = 0.5;
     const RigSolution solution = calibrate(views, options);
-    ASSERT_EQ(solution.rejected.size(), 1U);
-    EXPECT_EQ(solution.rejected[0].index, 4U);
-    EXPECT_GT(solution.rejected[0].error, 0.5);
     EXPECT_THAT(solution.used, testing::ElementsAre(0, 1, 2, 3, 5, 6, 7));
+    EXPECT_EQ(solution.rejected.at(0).index, 4U);
+    EXPECT_GT(solution.rejected[0].error, 0.5);
     EXPECT_NEAR(solution.baseline(), 0.06, 1e-3);
     options.knownCameras = {makeModel().left, makeModel().right};
     options.rejectAbove = 0.001;
@@ -242,44 +213,39 @@ TEST(DetectBoard, FindsCornersOfSmallSquares) {
     EXPECT_LT(calibrateRig(views, board, rig.imageSize, options).pairError, 0.1);
 }
 
-struct BoardCase {
-    Board board;
-    double overhang;
-};
-
-class CalibrateRendered : public testing::TestWithParam<BoardCase> {};
-
-TEST_P(CalibrateRendered, FindsTrueRig) {
-    const auto& [pattern, overhang] = GetParam();
-    const RenderedRig rig;
-    std::vector<PairDetection> views;
-    for (const RenderedPair& pair : renderViews(pattern, rig, 12, overhang)) {
-        Frame frame;
-        frame.read = [&pair] { return StereoImages{pair.left, pair.right}; };
-        const SearchedPair found = searchPair(frame, pattern);
-        EXPECT_EQ(found.largerBoard, "");
-        const auto& [left, right] = found.detection;
-        ASSERT_TRUE(determinePose(sharedPoints(left, right).ids, pattern));
-        views.push_back(found.detection);
-    }
-    const RigSolution solution = calibrateRig(views, pattern, rig.imageSize, {});
-    const RigModel& model = solution.model;
-    for (const CameraModel* camera : {&model.left, &model.right})
-        EXPECT_NEAR(camera->cameraMatrix(0, 0), rig.focalLength, 0.01 * rig.focalLength);
-    EXPECT_NEAR(model.rightFromLeftTranslation[0], -rig.baseline, 0.01 * rig.baseline);
-    EXPECT_LT(solution.rowDifferences.mean, 0.15);
-    EXPECT_NE(judge(solution, views).grade, Grade::redo);
-}
-
 // Half a turn changes nothing on the 9x7 and the 7x7 board and on the grid of circles; a quarter
 // neither on the 7x7 one.
-const BoardCase boardCases[] = {{{Pattern::chessboard, {9, 7}, 0.02}, 0},
-                                {{Pattern::chessboard, {7, 7}, 0.02}, 0},
-                                {{Pattern::circles, {8, 6}, 0.02}, 0},
-                                {{Pattern::asymmetricCircles, {4, 11}, 0.015}, 0},
-                                {{Pattern::charuco, {8, 6}, 0.02, 0.015}, 0.15}};
-
-INSTANTIATE_TEST_SUITE_P(Boards, CalibrateRendered, testing::ValuesIn(boardCases));
+TEST(CalibrateRig, FindsRenderedRigsWithBoardsOfAllPatterns) {
+    const struct {
+        Board board;
+        double overhang;
+    } cases[] = {{{Pattern::chessboard, {9, 7}, 0.02}, 0},
+                 {{Pattern::chessboard, {7, 7}, 0.02}, 0},
+                 {{Pattern::circles, {8, 6}, 0.02}, 0},
+                 {{Pattern::asymmetricCircles, {4, 11}, 0.015}, 0},
+                 {{Pattern::charuco, {8, 6}, 0.02, 0.015}, 0.15}};
+    for (const auto& [pattern, overhang] : cases) {
+        SCOPED_TRACE(testing::Message() << nameOf(pattern.pattern) << pattern.corners);
+        const RenderedRig rig;
+        std::vector<PairDetection> views;
+        for (const RenderedPair& pair : renderViews(pattern, rig, 12, overhang)) {
+            Frame frame;
+            frame.read = [&pair] { return StereoImages{pair.left, pair.right}; };
+            const SearchedPair found = searchPair(frame, pattern);
+            EXPECT_EQ(found.largerBoard, "");
+            const auto& [left, right] = found.detection;
+            ASSERT_TRUE(determinePose(sharedPoints(left, right).ids, pattern));
+            views.push_back(found.detection);
+        }
+        const RigSolution solution = calibrateRig(views, pattern, rig.imageSize, {});
+        const RigModel& model = solution.model;
+        for (const CameraModel* camera : {&model.left, &model.right})
+            EXPECT_NEAR(camera->cameraMatrix(0, 0), rig.focalLength, 0.01 * rig.focalLength);
+        EXPECT_NEAR(model.rightFromLeftTranslation[0], -rig.baseline, 0.01 * rig.baseline);
+        EXPECT_LT(solution.rowDifferences.mean, 0.15);
+        EXPECT_NE(judge(solution, views).grade, Grade::redo);
+    }
+}
 
 // In an image whose cells are 10 x 20, the first from -0.5; points outside count for the next cell.
 TEST(Coverage, CountsPointsPerCell) {
@@ -289,9 +255,6 @@ TEST(Coverage, CountsPointsPerCell) {
     EXPECT_EQ(coverage.counts.at<int>(0, 0), 2);
     EXPECT_EQ(coverage.counts.at<int>(0, 7), 1);
     EXPECT_EQ(coverage.counts.at<int>(5, 3), 1);
-    EXPECT_DOUBLE_EQ(coverage.share, 3. / 48);
-    EXPECT_THAT(coverage.emptyRegions, testing::ElementsAre("top", "left", "centre", "right",
-                                                            "bottom left", "bottom right"));
 }
 
 // Found with all 15 views, each camera and all rows as good as can be, the boards tilted by turns.
@@ -308,25 +271,23 @@ RigSolution goodSolution() {
     return solution;
 }
 
-// In the 8x6 cells of 80 pixels, in the order of rows, that `isSeen`.
-std::vector<cv::Point2f> cellCentres(const std::function<bool(int)>& isSeen) {
+// Which of the 8x6 cells of 80 pixels, in the order of rows, show a corner in each view.
+using Cells = std::function<bool(int)>;
+
+std::vector<cv::Point2f> cellCentres(const Cells& isSeen) {
     std::vector<cv::Point2f> points;
     for (int i = 0; i < 48; ++i) {
         if (isSeen(i))
-            points.emplace_back(80 * static_cast<float>(i % 8) + 40,
-                                80 * static_cast<float>(i / 8) + 40);
+            points.emplace_back(80 * (i % 8) + 40, 80 * (i / 8) + 40);
     }
     return points;
 }
 
-std::vector<PairDetection> viewsOf(const std::vector<cv::Point2f>& left,
-                                   const std::vector<cv::Point2f>& right) {
-    return std::vector<PairDetection>(15, {{{}, left}, {{}, right}});
-}
+const Cells everywhere = [](int) { return true; };
 
-std::vector<PairDetection> viewsAllOver() {
-    const auto everywhere = cellCentres([](int) { return true; });
-    return viewsOf(everywhere, everywhere);
+std::vector<PairDetection> viewsOf(const Cells& left = everywhere,
+                                   const Cells& right = everywhere) {
+    return std::vector<PairDetection>(15, {{{}, cellCentres(left)}, {{}, cellCentres(right)}});
 }
 
 const Criterion& criterionOf(const CalibrationVerdict& verdict, const std::string& name) {
@@ -368,7 +329,7 @@ TEST(Judge, IsAsGoodAsTheWorstCriterion) {
                                            {usable + worse, Grade::redo}}) {
             RigSolution solution = goodSolution();
             set(solution, value);
-            const CalibrationVerdict verdict = judge(solution, viewsAllOver());
+            const CalibrationVerdict verdict = judge(solution, viewsOf());
             EXPECT_EQ(verdict.grade, grade) << criterion << value;
             EXPECT_EQ(criterionOf(verdict, criterion).grade(), grade) << criterion << value;
             EXPECT_THAT(criterionOf(verdict, criterion).advice, HasSubstr(advice));
@@ -379,7 +340,7 @@ TEST(Judge, IsAsGoodAsTheWorstCriterion) {
 // By the camera that saw less, each in turn; of nine regions each is 2.7 cells wide and 2 high.
 TEST(Judge, CoverageIsThatOfTheWorseCamera) {
     const struct {
-        std::function<bool(int)> isSeen;
+        Cells isSeen;
         double share;  // %
         std::vector<std::string> empty;
         Grade grade;
@@ -387,21 +348,14 @@ TEST(Judge, CoverageIsThatOfTheWorseCamera) {
         {[](int i) { return i % 2 == i / 8 % 2; }, 50, {}, Grade::good},
         {[](int i) { return i % 2 == i / 8 % 2 && i != 0; }, 2300. / 48, {}, Grade::usable},
         {[](int i) { return i >= 16 || i % 8 < 5; }, 87.5, {"top right"}, Grade::usable},
-        {[](int i) { return i % 8 < 5; },
-         62.5,
-         {"top right", "right", "bottom right"},
-         Grade::usable},
         {[](int i) { return i < 16; },
          100. / 3,
          {"left", "centre", "right", "bottom left", "bottom", "bottom right"},
          Grade::redo},
         {[](int i) { return i % 5 == 0 && i < 45; }, 18.75, {"top", "bottom right"}, Grade::redo}};
-    const auto everywhere = cellCentres([](int) { return true; });
     for (const auto& [isSeen, share, empty, grade] : cases) {
-        const auto seen = cellCentres(isSeen);
         for (const std::string side : {"left", "right"}) {
-            const auto views =
-                side == "left" ? viewsOf(seen, everywhere) : viewsOf(everywhere, seen);
+            const auto views = side == "left" ? viewsOf(isSeen) : viewsOf(everywhere, isSeen);
             const CalibrationVerdict verdict = judge(goodSolution(), views);
             const Criterion& regions = criterionOf(verdict, "regions with corners, of nine");
             EXPECT_DOUBLE_EQ(criterionOf(verdict, "image covered by corners").value, share);
@@ -411,18 +365,6 @@ TEST(Judge, CoverageIsThatOfTheWorseCamera) {
                 EXPECT_THAT(regions.advice, HasSubstr(" " + region + " of the " + side + " image"));
         }
     }
-}
-
-TEST(Judge, LooksAtTheViewsUsedOnly) {
-    RigSolution solution = goodSolution();
-    auto views = viewsAllOver();
-    views[1].right.points = {{5, 5}};
-    EXPECT_EQ(judge(solution, views).grade, Grade::good);
-    solution.used = {1, 1};
-    EXPECT_DOUBLE_EQ(judge(solution, views).right.share, 1. / 48);
-    solution = goodSolution();
-    solution.rowDifferences.mean = std::nan("");
-    EXPECT_EQ(judge(solution, views).grade, Grade::redo);
 }
 
 TEST(Judge, NamesWhatMayBeBehindErrors) {
@@ -439,7 +381,7 @@ TEST(Judge, NamesWhatMayBeBehindErrors) {
     for (const auto& [change, cause] : cases) {
         RigSolution solution = goodSolution();
         change(solution);
-        EXPECT_THAT(criterionOf(judge(solution, viewsAllOver()), "pair error").advice,
+        EXPECT_THAT(criterionOf(judge(solution, viewsOf()), "pair error").advice,
                     testing::StartsWith(cause));
     }
 }
@@ -452,14 +394,20 @@ TEST(Judge, ParallelBoardsAreNotEnough) {
     EXPECT_EQ(criterionOf(verdict, "mean angle between boards").grade(), Grade::redo);
 }
 
-TEST(Judge, LooksAtPlacesOfCamerasWithUsableErrorsOnly) {
+TEST(Judge, LooksAtViewsUsedAndAtPlacesOfCamerasWithUsableErrors) {
     RigSolution solution = goodSolution();
-    std::swap(solution.rectified.left, solution.rectified.right);
-    for (const double error : {0.9, 40.}) {
+    auto views = viewsOf();
+    views[1].right.points = {{5, 5}};
+    EXPECT_EQ(judge(solution, views).grade, Grade::good);
+    solution.used = {1, 1};
+    EXPECT_DOUBLE_EQ(judge(solution, views).right.share, 1. / 48);
+    for (const double error : {0.9, 40., std::nan("")}) {
+        solution = goodSolution();
+        std::swap(solution.rectified.left, solution.rectified.right);
         solution.pairError = error;
-        const CalibrationVerdict verdict = judge(solution, viewsAllOver());
-        EXPECT_EQ(verdict.faults.empty(), error > 1) << error;
-        EXPECT_EQ(verdict.grade, Grade::redo);
+        const CalibrationVerdict verdict = judge(solution, viewsOf());
+        EXPECT_EQ(verdict.faults.size(), error < 1 ? 1U : 0U) << error;
+        EXPECT_EQ(verdict.grade, Grade::redo) << error;
     }
 }
 

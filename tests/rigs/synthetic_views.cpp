@@ -8,12 +8,6 @@
 namespace tiomipra::test {
 namespace {
 
-cv::Matx33d turnBy(const cv::Vec3d& vector) {
-    cv::Matx33d matrix;
-    cv::Rodrigues(vector, matrix);
-    return matrix;
-}
-
 std::vector<cv::Point2f> project(const PointScene& scene, const CameraModel& camera,
                                  const cv::Matx33d& turn, const cv::Vec3d& shift) {
     cv::Vec3d turnVector;
@@ -42,6 +36,12 @@ PointScene place(const Board& board, int number, const BoardPlaces& places) {
 }
 
 }  // namespace
+
+cv::Matx33d turnBy(const cv::Vec3d& vector) {
+    cv::Matx33d matrix;
+    cv::Rodrigues(vector, matrix);
+    return matrix;
+}
 
 RigModel makeModel() {
     RigModel rig;

@@ -11,6 +11,9 @@
 
 namespace tiomipra::test {
 
+// The rotation by a vector along its axis, whose length is the angle in radians.
+cv::Matx33d turnBy(const cv::Vec3d& vector);
+
 // Two different cameras with distortion, 640x480, about 0.06 m apart, not quite parallel.
 RigModel makeModel();
 

@@ -3,8 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <opencv2/calib3d.hpp>
-
 #include "synthetic_views.hpp"
 
 namespace tiomipra::test {
@@ -16,11 +14,9 @@ const Board flatBoard{Pattern::chessboard, {9, 6}, 0.02};
 
 // Its centre at (x, 0, distance) in the left camera's frame, turned by that rotation vector.
 PairDetection seeAt(double x, double distance, const cv::Vec3d& turn = {}) {
-    cv::Matx33d rotation;
-    cv::Rodrigues(turn, rotation);
     PointScene scene;
     for (const cv::Point3f& point : boardPoints(flatBoard))
-        scene.emplace_back(rotation * cv::Vec3d(point.x - 0.08, point.y - 0.05, 0) +
+        scene.emplace_back(turnBy(turn) * cv::Vec3d(point.x - 0.08, point.y - 0.05, 0) +
                            cv::Vec3d(x, 0, distance));
     PairDetection view = seeBoard(makeModel(), flatBoard, 1).front();
     const Matches seen = see(makeModel(), scene);
