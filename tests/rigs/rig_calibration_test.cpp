@@ -421,15 +421,6 @@ TEST(FindFaults, NamesWhatIsWrongAndWhatToDo) {
         {[](auto& rig) { std::swap(rig.left, rig.right); },
          "left and right are swapped: the baseline is -0.125, must be above 0", "exchange the two"},
         {[](auto& rig) { rig.right = rig.left; }, "the baseline is 0", "two different cameras"},
-        {[](auto& rig) { rig.right.projectionMatrix.template at<float>(0, 3) *= -1; },
-         "left and right are swapped: the baseline is -0.125", "calibrate again with the left"},
-        {[](auto& rig) {
-             const cv::Mat quarter = (cv::Mat_<float>(3, 3) << 0, -1, 0, 1, 0, 0, 0, 0, 1);
-             rig.left.rectificationMatrix = quarter;
-             rig.right.rectificationMatrix = quarter.t();
-             rig.right.projectionMatrix.template at<float>(1, 3) = -50;
-         },
-         "one camera is upside down, turned by 180 degrees", "by 180 degrees (rotate-left"},
         {[](auto& rig) { rig.right.projectionMatrix.template at<float>(1, 3) = -50; },
          "the cameras lie above each other (offset of 0.1 along y)", "turn the images of both"},
         {[](auto& rig) { rig.left.projectionMatrix.template at<float>(0, 3) = 5; },
@@ -452,9 +443,7 @@ TEST(FindFaults, NamesWhatIsWrongAndWhatToDo) {
          "left projectionMatrix is empty, must be 3x4 CV_32FC1", "restore the file"},
         {[](auto& rig) { rig.left.rectificationMatrix = cv::Mat::eye(2, 2, CV_32F); },
          "left rectificationMatrix is 2x2 CV_32FC1, must be 3x3 CV_32FC1 or", "restore the file"},
-        {[](auto& rig) { rig.left.height = -3; }, "left image size is 640x-3", "restore the file"},
-        {[](auto& rig) { rig.right.width = 320; },
-         "the image sizes differ (left 640x480, right 320x480)", "take both files"}};
+        {[](auto& rig) { rig.left.height = -3; }, "left image size is 640x-3", "restore the file"}};
     for (const auto& [change, problem, remedy] : cases) {
         CalibrationPair rig = makeRig();
         ASSERT_TRUE(findFaults(rig.left, rig.right).empty());
