@@ -143,11 +143,6 @@ TEST(BoardSearch, CountsTheSameViewOnce) {
 // OpenCV finds 8x6 corners on this board of 9x6 as well.
 TEST(SearchPair, KnowsAPartOfALargerBoard) {
     const Frame pair = *reopenFrames(photographs)->next();
-    const SearchedPair found = searchPair(pair, photographed);
-    EXPECT_EQ(found.imageSize, cv::Size(640, 480));
-    EXPECT_EQ(found.detection.left.points.size(), 54U);
-    EXPECT_EQ(found.detection.right.points.size(), 54U);
-    EXPECT_EQ(found.largerBoard, "");
     EXPECT_EQ(searchPair(pair, {Pattern::chessboard, {8, 6}}).largerBoard, pair.leftFile);
 }
 

@@ -27,15 +27,6 @@ cv::Matx33d turnAbout(int axis, double degrees) {
     return turnBy(vector);
 }
 
-void addNoise(Matches& matches, double deviation) {
-    std::mt19937 random(1);
-    std::normal_distribution<float> error(0, static_cast<float>(deviation));
-    for (auto* const side : {&matches.left, &matches.right}) {
-        for (cv::Point2f& point : *side)
-            point += cv::Point2f(error(random), error(random));
-    }
-}
-
 // Makes the first `count` matches wrong.
 void spoil(Matches& matches, std::size_t count) {
     std::mt19937 random(1);
@@ -76,6 +67,7 @@ class CheckRig : public testing::Test {
     const RigModel _model = makeModel();
     const PointScene _scene = makeScene(_model, 600);
     const RectifiedRig _rig = rectify(_model, 0);
+    std::mt19937 _random{1};
     Matches _matches = see(_model, _scene);
 };
 
@@ -137,7 +129,7 @@ TEST_F(CheckRig, MeasuresTheTurnOfACamera) {
         for (int axis = 0; axis < 3; ++axis) {
             Matches matches = seeTurned(axis, degrees, _scene);
             const CameraTurn exact = check(matches).turn;
-            addNoise(matches, 0.3);
+            addNoise(matches, 0.3, _random);
             const CameraTurn noisy = check(matches).turn;
             for (int i = 0; i < 3; ++i) {
                 const double truth = i == axis ? degrees : 0;
@@ -158,7 +150,7 @@ TEST_F(CheckRig, TurnAboutYIsFoundThoughRowsHardlyShowIt) {
     const double focal = _rig.left.projectionMatrix.at<float>(0, 0);
     for (const double degrees : {0., 0.2, -0.2, 0.3, -0.3, 2.}) {
         Matches matches = seeTurned(1, degrees, _scene);
-        addNoise(matches, 0.1);
+        addNoise(matches, 0.1, _random);
         const RigCheck result = check(matches, 3);
         EXPECT_EQ(result.state == RigState::calibrated, std::abs(degrees) < 0.25) << degrees;
         // What a rectified pixel in the middle moves by, and what that does to a disparity.
@@ -187,7 +179,7 @@ TEST_F(CheckRig, AsksForMoreWhereItSawLittle) {
         middle.emplace_back(point.x / 5, point.y / 5, point.z);
     for (const double degrees : {0., 0.5, -6.}) {
         Matches matches = seeTurned(1, degrees, middle);
-        addNoise(matches, 0.3);
+        addNoise(matches, 0.3, _random);
         const RigCheck result = check(matches, 2);
         EXPECT_FALSE(isTurnKnown(result)) << degrees;
         EXPECT_TRUE(std::isnan(result.regionMedians.at<float>(2, 2)));

@@ -3,7 +3,6 @@
 #include <cmath>
 #include <numeric>
 #include <opencv2/calib3d.hpp>
-#include <random>
 
 namespace tiomipra::test {
 namespace {
@@ -61,6 +60,14 @@ Matches see(const RigModel& rig, const PointScene& scene) {
             project(scene, rig.right, rig.rightFromLeftRotation, rig.rightFromLeftTranslation)};
 }
 
+void addNoise(Matches& matches, double deviation, std::mt19937& random) {
+    std::normal_distribution<float> error(0, static_cast<float>(deviation));
+    for (auto* const side : {&matches.left, &matches.right}) {
+        for (cv::Point2f& point : *side)
+            point += cv::Point2f(error(random), error(random));
+    }
+}
+
 PointScene makeScene(const RigModel& rig, int count) {
     const cv::Matx33d& camera = rig.left.cameraMatrix;
     std::mt19937 random(1);
@@ -79,14 +86,11 @@ PointScene makeScene(const RigModel& rig, int count) {
 std::vector<PairDetection> seeBoard(const RigModel& rig, const Board& board, int count,
                                     double noise, const BoardPlaces& places) {
     std::mt19937 random(1);
-    std::normal_distribution<float> error(0, static_cast<float>(noise));
     std::vector<PairDetection> views;
     for (int i = 0; i < count; ++i) {
         Matches seen = see(rig, place(board, i, places));
-        for (auto* const side : {&seen.left, &seen.right}) {
-            for (cv::Point2f& point : *side)
-                point += noise > 0 ? cv::Point2f(error(random), error(random)) : cv::Point2f();
-        }
+        if (noise > 0)
+            addNoise(seen, noise, random);
         std::vector<int> ids(seen.left.size());
         std::iota(ids.begin(), ids.end(), 0);
         views.push_back({{ids, seen.left}, {ids, seen.right}});

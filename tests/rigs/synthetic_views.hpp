@@ -3,6 +3,7 @@
 #define TIOMIPRA_TESTS_SYNTHETIC_VIEWS_HPP
 
 #include <opencv2/core.hpp>
+#include <random>
 #include <vector>
 
 #include "rigs/board_detection.hpp"
@@ -23,6 +24,9 @@ using PointScene = std::vector<cv::Point3d>;
 // Where the cameras see them, pixels, exactly.
 Matches see(const RigModel& rig, const PointScene& scene);
 
+// Noise of that deviation, in pixels, on each coordinate.
+void addNoise(Matches& matches, double deviation, std::mt19937& random);
+
 // Textured things all over the left image, at depths of 0.5 to 5.
 PointScene makeScene(const RigModel& rig, int count);
 
@@ -31,7 +35,7 @@ struct BoardPlaces {
     double reach = 0.28;  // of the centres off the left camera's axis, relative to their distances
 };
 
-// The board at `count` places and tilts. Noise of that deviation, in pixels, is on each coordinate.
+// The board at `count` places and tilts, with noise of that deviation.
 std::vector<PairDetection> seeBoard(const RigModel& rig, const Board& board, int count,
                                     double noise = 0, const BoardPlaces& places = {});
 
