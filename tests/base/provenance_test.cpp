@@ -14,11 +14,6 @@ namespace {
 using testing::ElementsAre;
 using testing::StartsWith;
 
-// The digest of "abc" stands in FIPS 180-2.
-TEST(Provenance, HashIsSha256) {
-    EXPECT_EQ(sha256("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
-}
-
 TEST(Provenance, HoldsWhatThereIs) {
     const Provenance all{"depth",
                          Parameters{{"algorithm", std::string("bm")},

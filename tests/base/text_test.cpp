@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <vector>
 
 namespace tiomipra::test {
 namespace {
@@ -30,10 +29,7 @@ TEST(Text, SignificantDigits) {
     EXPECT_EQ(fixed(-0.4, 0), "-0");
 }
 
-TEST(Text, NamesAndSizes) {
-    EXPECT_EQ(quote("a b.png"), "'a b.png'");
-    EXPECT_EQ(joined(std::vector<std::string>{"a", "b", "c"}), "a, b, c");
-    EXPECT_EQ(joined(std::vector<std::string>{}, "; "), "");
+TEST(Text, NamesFilesWhoseSizesDiffer) {
     EXPECT_EQ(sizesDiffer("a", {6, 4}, "b", {3, 2}),
               "'a' is 6x4, 'b' is 3x2; their sizes must be the same");
 }

@@ -16,8 +16,6 @@ using testing::ElementsAre;
 using testing::StartsWith;
 using vision::Calibration;
 
-constexpr const char* keys[] = {"cameraMatrix", "distortion", "rectificationMatrix",
-                                "projectionMatrix"};
 constexpr cv::Mat Calibration::*matrices[] = {&Calibration::cameraMatrix, &Calibration::distortion,
                                               &Calibration::rectificationMatrix,
                                               &Calibration::projectionMatrix};
@@ -32,13 +30,6 @@ Calibration withSize(Calibration calibration, int width, int height) {
     return calibration;
 }
 
-void expectSame(const Calibration& actual, const Calibration& expected) {
-    EXPECT_EQ(actual.width, expected.width);
-    EXPECT_EQ(actual.height, expected.height);
-    for (int i = 0; i < 4; ++i)
-        EXPECT_THAT(actual.*matrices[i], IsSameMatrix(expected.*matrices[i])) << keys[i];
-}
-
 TEST(Calibration, CopiesShareNoBuffer) {
     Calibration source = makeCalibration();
     const cv::Mat before = source.distortion;
@@ -49,32 +40,28 @@ TEST(Calibration, CopiesShareNoBuffer) {
     const Calibration copied(source);
     const Calibration moved(std::move(source));  // NOLINT(performance-move-const-arg): it copies
     for (const Calibration& copy : {std::cref(assigned), std::cref(copied), std::cref(moved)}) {
-        expectSame(copy, makeCalibration());
+        EXPECT_EQ(copy, makeCalibration());
         for (const auto matrix : matrices)
             EXPECT_NE((copy.*matrix).data, (source.*matrix).data);
     }
-    expectSame(source, makeCalibration());
+    EXPECT_EQ(source, makeCalibration());
 }
 
 TEST(Calibration, EqualityIsExactAndStopsAtTheFirstDifference) {
     const Calibration reference = makeCalibration();
-    EXPECT_TRUE(reference == makeCalibration());
-    EXPECT_FALSE(reference != makeCalibration());
     Calibration different = reference;
+    EXPECT_TRUE(reference == different && !(reference != different));
     for (int i = 3; i >= 0; --i) {
         // The matrices behind this one can't be compared.
         cv::Mat& matrix = different.*matrices[i];
         matrix.at<float>(0, 0) = std::nextafter(matrix.at<float>(0, 0), 1e9F);
-        EXPECT_FALSE(reference == different);
-        EXPECT_TRUE(reference != different);
+        EXPECT_TRUE(reference != different && !(reference == different));
         matrix = cv::Mat();
         EXPECT_THROW((void)(reference == different), cv::Exception);
     }
     EXPECT_TRUE(reference != withSize(different, reference.width + 1, reference.height));
     EXPECT_TRUE(reference != withSize(different, reference.width, reference.height + 1));
-}
 
-TEST(Calibration, EqualityOfUnusualMatrices) {
     const auto with = [](const cv::Mat& distortion) {
         Calibration calibration;
         calibration.distortion = distortion;
@@ -89,13 +76,6 @@ TEST(Calibration, EqualityOfUnusualMatrices) {
 
 class CalibrationFile : public testing::Test {
   protected:
-    // A record that was full before it was loaded from a YAML document.
-    Calibration load(const std::string& content) const {
-        Calibration calibration = makeRig({{320, 240}}).left;
-        calibration.load(_folder.write("rig.yml", "%YAML:1.0\n---\n" + content));
-        return calibration;
-    }
-
     const ScratchFolder _folder;
     const std::string _path = _folder.path("rig.yml");
     LogCapture _log;
@@ -116,17 +96,19 @@ TEST_F(CalibrationFile, RoundTripKeepsEveryFieldInEverySyntax) {
         saved.save(path);
         EXPECT_THAT(readFile(path), StartsWith(beginning));
         Calibration loaded = makeRig({{320, 240}}).left;
-        const Calibration before = loaded;
-        const cv::Mat takenBefore = loaded.projectionMatrix;
+        cv::Mat takenBefore = loaded.projectionMatrix;
+        takenBefore = 7;
         loaded.load(path);
-        expectSame(loaded, saved);
-        EXPECT_THAT(takenBefore, IsSameMatrix(before.projectionMatrix));
+        EXPECT_EQ(loaded, saved);
+        EXPECT_EQ(loaded.cameraMatrix.type(), CV_64F);
+        EXPECT_EQ(cv::countNonZero(takenBefore != 7), 0);
 
         std::vector<std::string> written;
         const cv::FileStorage storage(path, cv::FileStorage::READ);
         for (const cv::FileNode& node : storage.root())
             written.push_back(node.name());
-        EXPECT_THAT(written, ElementsAre("width", "height", keys[0], keys[1], keys[2], keys[3]));
+        EXPECT_THAT(written, ElementsAre("width", "height", "cameraMatrix", "distortion",
+                                         "rectificationMatrix", "projectionMatrix"));
     }
 }
 
@@ -135,10 +117,11 @@ TEST_F(CalibrationFile, SizesAreConvertedToInt) {
         {"640", 640},    {"-3", -3},           {"639.5", 640},           {"640.5", 640},
         {"640.51", 641}, {"wide", 2147483647}, {"[ 1, 2 ]", 2147483647}, {"{ a: 1 }", 2147483647}};
     for (const auto& [text, value] : cases) {
-        expectSame(load("height: " + text + "\nother: 7\nwidth: " + text + "\n"),
-                   withSize({}, value, value));
+        Calibration calibration = makeCalibration();
+        calibration.load(_folder.write(
+            "rig.yml", "%YAML:1.0\n---\nheight: " + text + "\nother: 7\nwidth: " + text + "\n"));
+        EXPECT_EQ(calibration, withSize({}, value, value));
     }
-    expectSame(load("other: 7\n"), {});
 }
 
 TEST_F(CalibrationFile, ThatCannotBeOpenedIsNoError) {
@@ -146,7 +129,7 @@ TEST_F(CalibrationFile, ThatCannotBeOpenedIsNoError) {
     EXPECT_NO_THROW(calibration.save(_folder.path("missing/rig.yml")));
     for (const std::string& name : {_path, std::string("n")}) {
         calibration.load(name);
-        expectSame(calibration, {});
+        EXPECT_EQ(calibration, Calibration());
     }
 }
 
@@ -155,13 +138,14 @@ TEST_F(CalibrationFile, ThatIsMalformedKeepsTheFieldsReadBefore) {
                   "%YAML:1.0\n---\nwidth: 64\nheight: 48\ncameraMatrix: !!opencv-matrix\n"
                   "   rows: 1\n   cols: 2\n   dt: f\n   data: [ 7., 8. ]\ndistortion: 5\n");
     Calibration calibration = makeCalibration();
-    const std::string complaint = openCvComplaint([&] { calibration.load(_path); });
-    EXPECT_THAT(_log.takeLines(), ElementsAre("error vision.stereo.calibration load: Cannot read "
-                                              "calibration file \"" +
-                                              _path + "\": " + complaint));
+    EXPECT_THROW(calibration.load(_path), cv::Exception);
+    EXPECT_THAT(_log.takeLines(),
+                ElementsAre(StartsWith("error vision.stereo.calibration load: Cannot read "
+                                       "calibration file \"" +
+                                       _path + "\": OpenCV(")));
     Calibration expected = withSize(makeCalibration(), 64, 48);
     expected.cameraMatrix = (cv::Mat_<float>(1, 2) << 7, 8);
-    expectSame(calibration, expected);
+    EXPECT_EQ(calibration, expected);
 }
 
 TEST_F(CalibrationFile, LoadAndSaveLogWhatTheyDo) {
@@ -205,15 +189,15 @@ TEST(CalibrationScaling, MultipliesWhatIsInPixels) {
     const std::tuple<int, int, float> cases[] = {
         {320, 240, 0.5F}, {1280, 960, 2.F}, {0, 0, 0.F}, {212, 159, 212.F / 640.F}};
     for (const auto& [width, height, scale] : cases)
-        expectSame(source.scaleTo(width, height), scaled(source, width, height, scale));
-    expectSame(source, copy);
+        EXPECT_EQ(source.scaleTo(width, height), scaled(source, width, height, scale));
+    EXPECT_EQ(source, copy);
     // The products of the sides are compared, and wrap.
     const Calibration square = withSize(source, 65536, 65536);
-    expectSame(square.scaleTo(1, 65537), scaled(square, 1, 65537, 1.F / 65536.F));
+    EXPECT_EQ(square.scaleTo(1, 65537), scaled(square, 1, 65537, 1.F / 65536.F));
     // No more of the matrices is needed.
     source.cameraMatrix = source.cameraMatrix.rowRange(0, 2);
     source.projectionMatrix = source.projectionMatrix.rowRange(0, 2);
-    expectSame(source.scaleTo(320, 240), scaled(source, 320, 240, 0.5F));
+    EXPECT_EQ(source.scaleTo(320, 240), scaled(source, 320, 240, 0.5F));
 }
 
 }  // namespace

@@ -65,7 +65,8 @@ void expectMatcherResult(const Stereo& stereo, const Scene& scene, int reduction
 }
 
 TEST(Disparity, IsThatOfTheMatcherWithAdaptedParameters) {
-    const std::string line = "verbose vision.stereo computeDisparity: Compute block matcher";
+    const std::string function = " vision.stereo computeDisparity: ";
+    const std::string line = "verbose" + function + "Compute block matcher";
     LogCapture log;
     OpenStereo stereo(makeRig());
     stereo.setMinDisparity(1);
@@ -76,15 +77,14 @@ TEST(Disparity, IsThatOfTheMatcherWithAdaptedParameters) {
         stereo.setStereoAlgorithm(Stereo::SGBM);
         expectMatcherResult(stereo, scene, reductionFactor);
         stereo.setStereoAlgorithm(Stereo::BM);
-        std::vector<std::string> lines{line + " (SGBM)...", line + "..."};
+        std::vector<testing::Matcher<std::string>> lines{line + " (SGBM)...", line + "..."};
         if (reductionFactor == 3) {  // It makes the window even.
-            lines.push_back(
-                "error vision.stereo computeDisparity: Error in block matching "
-                "algorithm: " +
-                openCvComplaint([&] { match(stereo, scene); }));
+            EXPECT_THROW(match(stereo, scene), cv::Exception);
+            lines.push_back(testing::StartsWith("error" + function +
+                                                "Error in block matching algorithm: OpenCV("));
         } else
             expectMatcherResult(stereo, scene, reductionFactor);
-        EXPECT_EQ(log.takeLines(), lines);
+        EXPECT_THAT(log.takeLines(), testing::ElementsAreArray(lines));
     }
     EXPECT_THAT(stereo._transforms, IsEmpty());
 }

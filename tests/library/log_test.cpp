@@ -56,18 +56,6 @@ TEST_F(Log, AdmitsMessagesAtLeastAsGraveAsTheCategorysLevel) {
     tevo::log::log(LogLevel::fatal, nullptr, "no category", "", "", 0);
 }
 
-TEST_F(Log, LevelsReachCategoriesThatAreRegisteredLater) {
-    EXPECT_EQ(tevo::log::addCategory("test.log"), _category);
-    const auto levelOf = [](const char* name) { return tevo::log::addCategory(name)->level(); };
-    for (const char* const name : {"test.later.named", "test.later.forgotten"})
-        tevo::log::setLevel(name, LogLevel::debug);
-    EXPECT_EQ(levelOf("test.later.named"), LogLevel::debug);
-    EXPECT_EQ(levelOf("test.log"), LogLevel::warning);
-    tevo::log::setLevel(LogLevel::info);
-    for (const char* const name : {"test.log", "test.later.named", "test.later.forgotten"})
-        EXPECT_EQ(levelOf(name), LogLevel::info) << name;
-}
-
 struct GroupedDigits : std::numpunct<char> {
     std::string do_grouping() const override { return "\3"; }
 };

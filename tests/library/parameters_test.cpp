@@ -68,6 +68,8 @@ const std::vector<Parameter> parameters = {
 
 #undef TIOMIPRA_PARAMETER
 
+static_assert(Stereo::BM == 0 && Stereo::SGBM == 1 && Stereo::LEFT == 0 && Stereo::RIGHT == 1);
+
 std::vector<double> readAll(const Stereo& stereo) {
     std::vector<double> values;
     for (const Parameter& parameter : parameters)
@@ -75,7 +77,6 @@ std::vector<double> readAll(const Stereo& stereo) {
     return values;
 }
 
-// Calibrated to a width of 640, with default parameters and a transform in the cache.
 class Parameters : public testing::Test {
   protected:
     Parameters() : _stereo(makeRig()) {
@@ -83,21 +84,15 @@ class Parameters : public testing::Test {
         _stereo._findOrComputeTransform({40, 30}, "");
         _log.takeLines();
     }
-    ~Parameters() override { EXPECT_EQ(_stereo._transforms.size(), 1U); }
 
-    OpenStereo _stereo;
+    OpenStereo _stereo;  // calibrated to a width of 640, with a transform in the cache
     LogCapture _log;
 };
-
-TEST_F(Parameters, HaveDefaultsWithoutCalibrations) {
-    for (const Parameter& parameter : parameters)
-        EXPECT_EQ(parameter.get(Stereo()), parameter.defaultValue) << parameter.name;
-    static_assert(Stereo::BM == 0 && Stereo::SGBM == 1 && Stereo::LEFT == 0 && Stereo::RIGHT == 1);
-}
 
 TEST_F(Parameters, SettersStoreWhatTheyAcceptAndNothingElse) {
     for (std::size_t i = 0; i < parameters.size(); ++i) {
         const Parameter& parameter = parameters[i];
+        EXPECT_EQ(parameter.get(Stereo()), parameter.defaultValue) << parameter.name;
         for (const double value : parameter.accepted) {
             std::vector<double> expected = readAll(Stereo());
             expected[i] = value;
@@ -119,27 +114,29 @@ TEST_F(Parameters, SettersStoreWhatTheyAcceptAndNothingElse) {
             EXPECT_EQ(readAll(_stereo), readAll(Stereo()));
         }
     }
+    EXPECT_EQ(_stereo._transforms.size(), 1U);
 }
 
+// The maximum depth and the algorithm are no parameters of the matchers.
 TEST_F(Parameters, ResetRestoresTheMatchersParametersOnly) {
     for (const Parameter& parameter : parameters)
         parameter.set(_stereo, parameter.accepted[1]);
     std::vector<double> expected = readAll(Stereo());
-    expected[0] = 2.5;  // maximum depth
+    expected[0] = 2.5;
     expected[12] = Stereo::SGBM;
     _stereo.resetAllParameters();
     EXPECT_EQ(readAll(_stereo), expected);
+    EXPECT_EQ(_stereo._transforms.size(), 1U);
 }
 
 TEST_F(Parameters, ResetWithoutCalibrationsStopsAfterTheWindowSize) {
     Stereo uncalibrated;
-    EXPECT_NO_THROW(uncalibrated.setMinDisparity(0));
     EXPECT_THROW(uncalibrated.setMinDisparity(-1), std::range_error);
-    uncalibrated.setWindowSize(7);
-    uncalibrated.setDisparityNumber(32);
-    _log.takeLines();
+    for (const std::size_t i : {1U, 2U, 3U})  // window size, minimum disparity, disparities
+        parameters[i].set(uncalibrated, parameters[i].accepted[1]);
     std::vector<double> expected = readAll(uncalibrated);
     expected[1] = 21;
+    _log.takeLines();
     EXPECT_THAT([&] { uncalibrated.resetAllParameters(); },
                 Refuses<std::range_error>("Invalid min disparity."));
     EXPECT_THAT(_log.takeLines(),

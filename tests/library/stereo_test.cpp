@@ -19,19 +19,7 @@ using vision::Stereo;
 static_assert(!std::is_copy_constructible_v<Stereo> && !std::is_copy_assignable_v<Stereo>);
 static_assert(std::has_virtual_destructor_v<Stereo>);
 
-// Keeps in the cache what the calibrations of `makeRig()` give for 64x48.
-class StereoCalibrations : public testing::Test {
-  protected:
-    StereoCalibrations() : _stereo(makeRig()) {
-        _stereo._findOrComputeTransform({64, 48}, "");
-        _log.takeLines();
-    }
-
-    OpenStereo _stereo;
-    LogCapture _log;
-};
-
-TEST_F(StereoCalibrations, AreEmptyAtFirstThenCopiedInAndOut) {
+TEST(StereoCalibrations, AreEmptyAtFirstThenCopiedInAndOut) {
     EXPECT_EQ(Stereo().getCalibrations(), std::pair(Calibration(), Calibration()));
     CalibrationPair rig = makeRig();
     OpenStereo stereo(rig);
@@ -50,22 +38,27 @@ CalibrationPair makeBareRig(float leftCentre, float rightCentre, float translati
     return rig;
 }
 
-TEST_F(StereoCalibrations, MinDisparityIsThatOfThePointsAtTheMaximumDepth) {
+TEST(StereoCalibrations, MinDisparityIsThatOfThePointsAtTheMaximumDepth) {
+    Stereo stereo;
     const std::tuple<float, float, float, float, int> cases[] = {
         {320, 310, -30, 5, 16}, {320, 320, -30, infinity, 0}, {640, 0, 0, 5, 640},
         {0, 640, 0, 5, -640},   {300, 310, -30, 4, -3},  // rounded down, not towards zero
         {0, 0, -3, .6F, 5}};                             // 4.99... in double precision
     for (const auto& [leftCentre, rightCentre, translation, maxDepth, expected] : cases) {
         const CalibrationPair rig = makeBareRig(leftCentre, rightCentre, translation);
-        _stereo.setMaxDepth(maxDepth);
-        _stereo.setCalibrations(rig.left, rig.right);
-        EXPECT_EQ(_stereo.getMinDisparity(), expected);
-        _stereo.setMaxDepth(1);
-        EXPECT_EQ(_stereo.getMinDisparity(), expected);
+        stereo.setMaxDepth(maxDepth);
+        stereo.setCalibrations(rig.left, rig.right);
+        EXPECT_EQ(stereo.getMinDisparity(), expected);
+        stereo.setMaxDepth(1);
+        EXPECT_EQ(stereo.getMinDisparity(), expected);
     }
 }
 
-TEST_F(StereoCalibrations, StayStoredWhenTheMinDisparityIsOutOfRange) {
+TEST(StereoCalibrations, StayStoredWhenTheMinDisparityIsOutOfRange) {
+    LogCapture log;
+    OpenStereo stereo(makeRig());
+    stereo._findOrComputeTransform({64, 48}, "");
+    log.takeLines();
     const std::string unrepresentable = "-2147483648";
     const std::tuple<float, float, std::string> cases[] = {{-700, 1, "700"},
                                                            {641, 1, "-641"},
@@ -74,21 +67,21 @@ TEST_F(StereoCalibrations, StayStoredWhenTheMinDisparityIsOutOfRange) {
                                                            {-30, std::nanf(""), unrepresentable}};
     for (const auto& [translation, maxDepth, value] : cases) {
         const CalibrationPair rig = makeBareRig(0, 0, translation);
-        _stereo.setMaxDepth(maxDepth);
-        EXPECT_THAT([&] { _stereo.setCalibrations(rig.left, rig.right); },
+        stereo.setMaxDepth(maxDepth);
+        EXPECT_THAT([&] { stereo.setCalibrations(rig.left, rig.right); },
                     Refuses<std::range_error>("Invalid min disparity."));
-        EXPECT_THAT(_log.takeLines(), ElementsAre("error vision.stereo setMinDisparity: Invalid "
-                                                  "min disparity (" +
-                                                  value + ")."));
-        EXPECT_EQ(_stereo.getMinDisparity(), 12);
-        EXPECT_EQ(_stereo.getCalibrations(), std::pair(rig.left, rig.right));
-        EXPECT_THAT(_stereo._transforms, IsEmpty());
+        EXPECT_THAT(log.takeLines(), ElementsAre("error vision.stereo setMinDisparity: Invalid "
+                                                 "min disparity (" +
+                                                 value + ")."));
+        EXPECT_EQ(stereo.getMinDisparity(), 12);
+        EXPECT_EQ(stereo.getCalibrations(), std::pair(rig.left, rig.right));
+        EXPECT_THAT(stereo._transforms, IsEmpty());
     }
     // The negation of the smallest int overflows.
-    _stereo.setMaxDepth(1);
+    stereo.setMaxDepth(1);
     CalibrationPair rig = makeBareRig(0, 0, -30);
     rig.left.width = rig.right.width = std::numeric_limits<int>::min();
-    EXPECT_THROW(_stereo.setCalibrations(rig.left, rig.right), std::range_error);
+    EXPECT_THROW(stereo.setCalibrations(rig.left, rig.right), std::range_error);
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "support/log_capture.hpp"
 
-#include <opencv2/core.hpp>
 #include <utility>
 
 namespace tiomipra::test {
@@ -25,16 +24,6 @@ LogCapture::~LogCapture() {
 
 std::vector<std::string> LogCapture::takeLines() {
     return std::exchange(_lines, {});
-}
-
-std::string openCvComplaint(const std::function<void()>& operation) {
-    try {
-        operation();
-    } catch (const cv::Exception& exception) {
-        return exception.what();
-    }
-    ADD_FAILURE() << "nothing thrown";
-    return "";
 }
 
 }  // namespace tiomipra::test

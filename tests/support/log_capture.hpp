@@ -4,7 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include <functional>
 #include <string>
 #include <tevo/log.hpp>
 #include <vector>
@@ -26,9 +25,6 @@ class LogCapture {
   private:
     std::vector<std::string> _lines;
 };
-
-// The text of the cv::Exception that `operation` throws; fails the test when there is none.
-std::string openCvComplaint(const std::function<void()>& operation);
 
 // Matches a function object that throws exactly `Exception`, with the text `text`.
 template <typename Exception>

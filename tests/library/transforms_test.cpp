@@ -1,5 +1,7 @@
+// What follows from the calibrations: maps, rectified images and depth.
 #include <gmock/gmock.h>
 
+#include <cmath>
 #include <opencv2/calib3d.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -83,6 +85,28 @@ TEST(Rectification, RemapsAnyTypeOfImage) {
         EXPECT_THAT(stereo._rectifyImage(rightImage, unknown), IsSameMatrix(pair.second));
     }
     EXPECT_THAT(stereo._transforms, SizeIs(1));
+}
+
+TEST(Depth, IsTheReprojectionWithinTheMeasuredRange) {
+    RigOptions options;
+    options.focalLength = 512.F;
+    options.rightCentreX = 311.5F;
+    OpenStereo stereo(makeRig(options));
+    for (const cv::Size size : {cv::Size(640, 480), {320, 240}, {212, 159}}) {
+        const float scale = static_cast<float>(size.width) / 640.F;
+        const cv::Mat reprojection = stereo.computeImageTransforms(size).reprojectionMatrix;
+        cv::Mat disparity = makeNoise(size, CV_32FC1, 5);
+        disparity.at<float>(0, 0) = 24.75F * scale;  // (64 / 4 + the centres' difference) pixels
+        disparity.at<float>(0, 1) = std::nextafter(24.75F * scale, 0.F);
+        for (const auto& [maxDepth, minDisparity] : {std::pair(4.F, -3), {infinity, 40}}) {
+            stereo.setMaxDepth(maxDepth);
+            stereo.setMinDisparity(minDisparity);
+            const float limit = static_cast<float>(minDisparity) * scale;
+            EXPECT_THAT(stereo.computeDepth(disparity),
+                        IsSameMatrix(reprojectByOpenCv(disparity, reprojection, maxDepth, limit)))
+                << size << maxDepth;
+        }
+    }
 }
 
 TEST(Transforms, AreBuiltOncePerPixelCountForRectificationAndDepth) {
