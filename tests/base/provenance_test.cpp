@@ -22,14 +22,12 @@ TEST(Provenance, HoldsWhatThereIs) {
                                     {"max-depth", 4.3},
                                     {"formats", std::vector<std::string>{"ply", "png"}}},
                          "12ab", "m"};
-    const nlohmann::ordered_json json = toJson(all);
-    EXPECT_EQ(json["parameters"].dump(),
-              R"({"algorithm":"bm","full-dp":false,"window-size":21,"max-depth":4.3,)"
-              R"("formats":["ply","png"]})");
-    EXPECT_THAT(toLines(all),
-                ElementsAre(StartsWith("program: tiomipra "), StartsWith("opencv: "),
-                            "command: depth", StartsWith(R"(parameters: {"algorithm":"bm",)"),
-                            "calibrationSha256: 12ab", "unit: m"));
+    EXPECT_THAT(
+        toLines(all),
+        ElementsAre(StartsWith("program: tiomipra "), StartsWith("opencv: "), "command: depth",
+                    R"(parameters: {"algorithm":"bm","full-dp":false,"window-size":21,)"
+                    R"("max-depth":4.3,"formats":["ply","png"]})",
+                    "calibrationSha256: 12ab", "unit: m"));
     EXPECT_EQ(toJson(Provenance{"inspect", {}, "", {}}).size(), 3U);
     EXPECT_EQ(toJson(Provenance{"evaluate", Parameters{}, "", {}})["parameters"].dump(), "{}");
 }

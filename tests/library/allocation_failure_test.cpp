@@ -71,29 +71,26 @@ class FailedAllocations : public testing::Test {
     LogCapture _log;
 };
 
-TEST_F(FailedAllocations, OfCalibrationsAndTransformsLeaveWhatWasThere) {
+TEST_F(FailedAllocations, OfCalibrationsTransformsAndCategoriesLeaveWhatWasThere) {
     OpenStereo stereo(_rig);
     const CalibrationPair other = makeRig({{64, 48}, 60.F});
     const cv::Mat disparity(48, 64, CV_32FC1, cv::Scalar(7));
+    int count = 0;
     failEach(
         [&] {
+            tevo::log::addCategory("allocations." + std::to_string(count++));
             stereo.setCalibrations(_rig.left, _rig.right);
             stereo.setCalibrations(other.left, other.right);
             stereo.computeDepth(disparity);
         },
         [&](bool) {
+            tevo::log::setLevel(tevo::LogLevel::warning);  // of all categories
             const auto [left, right] = stereo.getCalibrations();
             EXPECT_TRUE((left == _rig.left && right == _rig.right) ||
                         (left == other.left && right == other.right));
             EXPECT_THAT(stereo.computeDepth(disparity),
                         IsSameMatrix(OpenStereo({left, right}).computeDepth(disparity)));
         });
-}
-
-TEST_F(FailedAllocations, OfACategoryLeaveTheOthers) {
-    int count = 0;
-    failEach([&] { tevo::log::addCategory("allocations." + std::to_string(count++)); },
-             [](bool) { tevo::log::setLevel(tevo::LogLevel::warning); });
 }
 
 TEST_F(FailedAllocations, OfLoadAndSaveAreLoggedAndLeaveAUsableRecord) {

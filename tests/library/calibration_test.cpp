@@ -151,14 +151,11 @@ TEST_F(CalibrationFile, ThatIsMalformedKeepsTheFieldsReadBefore) {
 TEST_F(CalibrationFile, LoadAndSaveLogWhatTheyDo) {
     const Calibration calibration = makeCalibration();
     calibration.save(_path);
-    std::vector<std::string> expected;
-    for (const char* const item :
-         {"calibration width", "calibration height", "camera matrix", "distortion matrix",
-          "rectification matrix", "projection matrix"}) {
-        expected.push_back(std::string("verbose vision.stereo.calibration save: Write ") + item +
-                           ".");
-    }
-    EXPECT_EQ(_log.takeLines(), expected);
+    const std::string start = "verbose vision.stereo.calibration save: Write ";
+    EXPECT_THAT(_log.takeLines(),
+                ElementsAre(start + "calibration width.", start + "calibration height.",
+                            start + "camera matrix.", start + "distortion matrix.",
+                            start + "rectification matrix.", start + "projection matrix."));
 
     Calibration().load(_path);
     std::ostringstream dump;
