@@ -54,34 +54,28 @@ TEST(Videos, AreKnownByTheirExtension) {
     EXPECT_FALSE(areVideo({}));
 }
 
-TEST(Partners, TheOneWithoutIsNamed) {
-    EXPECT_NO_THROW(requirePartners({"l1", "l2"}, {"r1", "r2"}));
-    const struct {
-        std::vector<std::string> left, right;
-        const char* message;
-    } cases[] = {{{"l01", "l02", "l03"},
-                  {"r1", "r3"},
-                  "there are 3 images of the left camera and 2 "
-                  "of the right one; 'l02' has no partner"},
-                 {{"l1"}, {"r1", "r2"}, "'r2' has no partner"},
-                 {{"a", "b"}, {"c"}, "'b' has no partner"}};
-    for (const auto& single : cases)
-        EXPECT_THAT([&] { requirePartners(single.left, single.right); },
-                    testing::ThrowsMessage<InputError>(HasSubstr(single.message)));
-}
-
-TEST(Partners, OtherNumbersAreNoted) {
-    const auto notice = [](const std::vector<std::string>& left,
-                           const std::vector<std::string>& right) {
-        std::string noted;
-        noteUnlikePartners(left, right, [&noted](const std::string& text) { noted += text; });
-        return noted;
+TEST(Partners, ThatAreMissingOrUnlikeAreNamed) {
+    using Names = std::vector<std::string>;
+    const auto said = [](const Names& left, const Names& right) {
+        std::string text;
+        try {
+            requirePartners(left, right);
+            noteUnlikePartners(left, right, [&text](const std::string& note) { text += note; });
+        } catch (const InputError& error) {
+            text = error.what();
+        }
+        return text;
     };
-    EXPECT_EQ(notice({"l1", "l2"}, {"r01", "r002"}), "");
-    EXPECT_EQ(notice({"cam0_a", "cam0_b"}, {"cam1_a", "cam1_b"}), "") << "the camera's number";
-    EXPECT_EQ(notice({"a", "b1"}, {"c", "d1"}), "");
-    EXPECT_THAT(notice({"l1", "l2", "l3"}, {"r1", "r3", "r4"}),
+    EXPECT_EQ(said({"l1", "l2"}, {"r01", "r002"}), "");
+    EXPECT_EQ(said({"cam0_a", "cam0_b"}, {"cam1_a", "cam1_b"}), "") << "the camera's number";
+    EXPECT_EQ(said({"a", "b1"}, {"c", "d1"}), "");
+    EXPECT_THAT(said({"l1", "l2", "l3"}, {"r1", "r3", "r4"}),
                 HasSubstr("note: 'l2' and 'r3' are taken for a pair"));
+    EXPECT_THAT(said({"l01", "l02", "l03"}, {"r1", "r3"}),
+                HasSubstr("there are 3 images of the left camera and 2 of the right one; 'l02' has "
+                          "no partner"));
+    EXPECT_THAT(said({"l1"}, {"r1", "r2"}), HasSubstr("'r2' has no partner"));
+    EXPECT_THAT(said({"a", "b"}, {"c"}), HasSubstr("'b' has no partner"));
 }
 
 }  // namespace

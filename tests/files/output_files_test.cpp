@@ -12,7 +12,6 @@
 #include <stdexcept>
 
 #include "base/errors.hpp"
-#include "files/protected_files.hpp"
 #include "support/scratch_folder.hpp"
 
 namespace tiomipra::test {
@@ -103,18 +102,6 @@ TEST(OutputFolders, RemoveWhatDeadRunsHaveLeft) {
     EXPECT_EQ(contentsOf(folder).count(dead), 0U);
     EXPECT_EQ(contentsOf(folder).size(), 3U);
     EXPECT_THROW(OutputFolder(folder.path(living)), InputError);
-}
-
-TEST(ProtectedFiles, KnowAFileByAnyName) {
-    const ScratchFolder folder;
-    const std::string input = folder.write("input", "text");
-    fs::create_symlink("input", folder.path("link"));
-    fs::create_hard_link(input, folder.path("other"));
-    const ProtectedFiles inputs({input, folder.path("missing")});
-    for (const char* name : {"input", "link", "other", "./input"})
-        EXPECT_THROW(inputs.requireOther(folder.path(name)), InputError) << name;
-    EXPECT_NO_THROW(inputs.requireOther(folder.path("result")));
-    EXPECT_NO_THROW(inputs.requireOther(folder.path("missing")));
 }
 
 }  // namespace
