@@ -40,50 +40,31 @@ TEST(Evaluation, AgreesWithAComputationByHand) {
                      std::sqrt((0.25 + 0.5625 + 2.25 + 12.25 + 16 + 64) / 7));
 }
 
-class EvaluatedImages : public testing::Test {
-  protected:
-    EvaluatedImages() {
-        writeImage(_folder.path("found.tiff"), foundDisparity);
-        writeImage(_folder.path("truth.tiff"), trueDisparity);
-        writeImage(_folder.path("mask.png"), mask);
-    }
-
-    FileEvaluation evaluateWith(const std::string& found, const std::string& itsMask = "") const {
-        return evaluateFiles({_folder.path(found), _folder.path("truth.tiff"),
-                              itsMask.empty() ? "" : _folder.path(itsMask)});
-    }
-
-    void expectRefusal(const std::string& found, const std::string& itsMask,
-                       const std::string& message) const {
-        EXPECT_THAT([&] { evaluateWith(found, itsMask); },
-                    testing::ThrowsMessage<InputError>(testing::HasSubstr(message)));
-    }
-
-    const ScratchFolder _folder;
-};
-
-TEST_F(EvaluatedImages, AreMaskedByTheLightestShade) {
-    const FileEvaluation whole = evaluateWith("found.tiff");
-    EXPECT_EQ(whole.all.known, 9U);
-    EXPECT_FALSE(whole.nonOccluded);
+TEST(Evaluation, OfFilesIsMaskedByTheLightestShade) {
+    const ScratchFolder folder;
+    const auto evaluateWith = [&](const cv::Mat& found, const cv::Mat& itsMask) {
+        writeImage(folder.path("found.tiff"), found);
+        writeImage(folder.path("truth.tiff"), trueDisparity);
+        writeImage(folder.path("mask.png"), itsMask);
+        return evaluateFiles(
+            {folder.path("found.tiff"), folder.path("truth.tiff"), folder.path("mask.png")});
+    };
     for (const int divisor : {1, 4}) {
-        writeImage(_folder.path("darker.png"), mask / divisor);
-        const FileEvaluation result = evaluateWith("found.tiff", "darker.png");
+        const FileEvaluation result = evaluateWith(foundDisparity, mask / divisor);
         EXPECT_EQ(result.all.known, 9U);
         EXPECT_EQ(result.nonOccluded->known, 3U);
         EXPECT_EQ(result.nonOccluded->averageError, 0.25);
     }
-    writeImage(_folder.path("black.png"), mask * 0);
-    EXPECT_EQ(evaluateWith("found.tiff", "black.png").nonOccluded->known, 0U);
-}
-
-TEST_F(EvaluatedImages, MustFitEachOther) {
-    writeImage(_folder.path("small.tiff"), trueDisparity.colRange(0, 3));
-    writeImage(_folder.path("small.png"), mask.colRange(0, 3));
-    writeImage(_folder.path("colours.png"), cv::Mat(2, 6, CV_8UC3));
-    expectRefusal("small.tiff", "", "small.tiff' is 3x2, ");
-    expectRefusal("found.tiff", "small.png", "small.png' is 3x2");
-    expectRefusal("found.tiff", "colours.png", "grey mask");
+    EXPECT_EQ(evaluateWith(foundDisparity, mask * 0).nonOccluded->known, 0U);
+    const struct {
+        cv::Mat found, mask;
+        const char* message;
+    } wrong[] = {{trueDisparity.colRange(0, 3), mask, "found.tiff' is 3x2, "},
+                 {foundDisparity, mask.colRange(0, 3), "mask.png' is 3x2"},
+                 {foundDisparity, cv::Mat(2, 6, CV_8UC3), "grey mask"}};
+    for (const auto& files : wrong)
+        EXPECT_THAT(([&] { evaluateWith(files.found, files.mask); }),
+                    testing::ThrowsMessage<InputError>(testing::HasSubstr(files.message)));
 }
 
 }  // namespace

@@ -49,23 +49,24 @@ TEST(MatcherSettings, DepthsReplaceTheDisparitiesThatFollowFromThem) {
 
 // The depths stand in the file as they were given, the disparities only if they were.
 TEST(MatcherSettings, AreWrittenWithoutWhatFollowsFromTheRig) {
-    const std::string start = "algorithm = \"bm\"\nwindow-size = 21\n";
-    const std::string middle =
-        "pre-filter-cap = 45\npre-filter-size = 25\ntexture-threshold = 1\nuniqueness-ratio = 2\n"
-        "speckle-window-size = 400\nspeckle-range = 10\np1 = 3528\np2 = 14112\n"
-        "disp12-max-diff = 0\nfull-dp = false\n";
-    const auto encode = [](const MatcherSettings& settings) {
-        return encodeParameters(*makeStereo(settings, sampleRig()), settings);
-    };
-    EXPECT_EQ(encode({}), start + "disparity-number = 80\n" + middle + "scale = 1\n");
-    EXPECT_EQ(encode(rangeOf("1..5", 2)), start + middle + "scale = 2\nrange = \"1.0..5.0\"\n");
-    EXPECT_EQ(encode(rangeOf("125cm..4.3m")),
-              start + middle + "scale = 1\nrange = \"1.25m..4.3m\"\n");
-    EXPECT_EQ(encode(rangeOf("2m..inf")), start + middle + "scale = 1\nrange = \"2.0m..inf\"\n");
     MatcherSettings both = rangeOf("1..5");
     both.values = {{"min-disparity", -20}, {"disparity-number", 48}};
-    EXPECT_EQ(encode(both), start + "min-disparity = -20\ndisparity-number = 48\n" + middle +
-                                "scale = 1\nmax-depth = \"5.0\"\n");
+    const struct {
+        MatcherSettings settings;
+        std::string disparities, depths;
+    } cases[] = {
+        {{}, "disparity-number = 80\n", "scale = 1\n"},
+        {rangeOf("1..5", 2), "", "scale = 2\nrange = \"1.0..5.0\"\n"},
+        {rangeOf("125cm..4.3m"), "", "scale = 1\nrange = \"1.25m..4.3m\"\n"},
+        {rangeOf("2m..inf"), "", "scale = 1\nrange = \"2.0m..inf\"\n"},
+        {both, "min-disparity = -20\ndisparity-number = 48\n", "scale = 1\nmax-depth = \"5.0\"\n"}};
+    for (const auto& [settings, disparities, depths] : cases)
+        EXPECT_EQ(encodeParameters(*makeStereo(settings, sampleRig()), settings),
+                  "algorithm = \"bm\"\nwindow-size = 21\n" + disparities +
+                      "pre-filter-cap = 45\npre-filter-size = 25\ntexture-threshold = 1\n"
+                      "uniqueness-ratio = 2\nspeckle-window-size = 400\nspeckle-range = 10\n"
+                      "p1 = 3528\np2 = 14112\ndisp12-max-diff = 0\nfull-dp = false\n" +
+                      depths);
 }
 
 }  // namespace

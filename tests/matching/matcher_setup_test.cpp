@@ -19,68 +19,47 @@ using vision::Stereo;
 // As in the parallel rigs of all tests here, but for the principal points.
 constexpr double focalTimesBaseline = 62.5;
 
-struct Searched {
-    int first;
-    int last;  // both in pixels of the reduced images
-};
-
-Searched searchedBy(const Stereo& stereo, int width) {
-    const auto adapted = adaptToWidth(stereo, width);
-    return {adapted.minDisparity, adapted.minDisparity + adapted.disparityNumber - 1};
+// Both ends are searched, in pixels of the reduced images, and 16 disparities less would miss the
+// upper one.
+void expectSearched(const Stereo& stereo, int scale, double smallest, double largest) {
+    const auto adapted = adaptToWidth(stereo, 640 / scale);
+    const int first = adapted.minDisparity, last = first + adapted.disparityNumber - 1;
+    EXPECT_LE(first, std::ceil(smallest / scale));
+    EXPECT_GE(last, largest / scale);
+    EXPECT_TRUE(last - first + 1 == 16 || last - 16 < std::ceil(largest / scale)) << largest;
 }
 
-class DepthRanges : public testing::TestWithParam<std::tuple<float, int>> {};
-
-// For every range: both ends are searched, and 16 disparities less would miss the near one.
-TEST_P(DepthRanges, AreSearchedNoWiderThanNeeded) {
-    const auto [rightCentre, scale] = GetParam();
-    RigOptions options;
-    options.rightCentreX = rightCentre;
-    const Rig rig = sampleRig(options);
-    const double atInfinity = 320.25 - static_cast<double>(rightCentre);
-    const int width = 640 / scale;
-    // Up to every count of disparities, with those that just go beyond a multiple of 16.
-    for (double disparity = 20.5; disparity < 120; disparity += 0.5) {
-        MatcherSettings settings;
-        settings.scale = scale;
-        settings.range = DepthRange{focalTimesBaseline / disparity, 6, "", false};
-        const auto stereo = makeStereo(settings, rig);
-        const auto [first, last] = searchedBy(*stereo, width);
-        const double nearest = (atInfinity + disparity) / scale;
-        EXPECT_EQ(stereo->getMaxDepth(), 6.F);
-        EXPECT_EQ(stereo->getMinDisparity(), std::floor(atInfinity + focalTimesBaseline / 6));
-        EXPECT_LE(first, std::ceil((atInfinity + focalTimesBaseline / 6) / scale));
-        EXPECT_GE(last, nearest) << disparity;
-        const bool isSmallest = last - first + 1 == 16 || last - 16 < std::ceil(nearest);
-        EXPECT_TRUE(isSmallest) << disparity;
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Rigs, DepthRanges,
-                         testing::Combine(testing::Values(320.25F, 300.5F, 336.25F),
-                                          testing::Values(1, 2, 4)));
-
-// Without a rig the same holds for disparities.
-TEST(MatcherSetup, DisparitiesAreSearchedNoWiderThanNeeded) {
+// Up to every count of disparities, with those that just go beyond a multiple of 16.
+TEST(MatcherSetup, RangesAreSearchedNoWiderThanNeeded) {
     for (const int scale : {1, 2, 4}) {
+        for (const float rightCentre : {320.25F, 300.5F, 336.25F}) {
+            RigOptions options;
+            options.rightCentreX = rightCentre;
+            const Rig rig = sampleRig(options);
+            const double atInfinity = 320.25 - static_cast<double>(rightCentre);
+            const double smallest = atInfinity + focalTimesBaseline / 6;
+            for (double disparity = 20.5; disparity < 120; disparity += 0.5) {
+                MatcherSettings settings;
+                settings.scale = scale;
+                settings.range = DepthRange{focalTimesBaseline / disparity, 6, "", false};
+                const auto stereo = makeStereo(settings, rig);
+                EXPECT_EQ(stereo->getMaxDepth(), 6.F);
+                EXPECT_EQ(stereo->getMinDisparity(), std::floor(smallest));
+                expectSearched(*stereo, scale, smallest, atInfinity + disparity);
+            }
+        }
+        // Without a rig the same holds for disparities.
         for (double largest = 30; largest < 100; largest += 0.5) {
             MatcherSettings settings = rangeOf("auto", scale);
             setDisparities(settings, 12.7, largest);
-            const auto stereo = makeStereo(settings, cv::Size(640, 480));
-            const auto [first, last] = searchedBy(*stereo, 640 / scale);
-            EXPECT_EQ(first, 12 / scale);
-            EXPECT_GE(last, largest / scale);
-            EXPECT_LT(last - 16, std::max(std::ceil(largest / scale), first + 0.)) << largest;
+            expectSearched(*makeStereo(settings, cv::Size(640, 480)), scale, 12, largest);
         }
     }
-}
-
-// Everything from the disparity at infinity on is searched, and nothing is removed.
-TEST(MatcherSetup, ARangeMayReachToInfinity) {
+    // From the disparity at infinity on, 19.75, and nothing is removed.
     RigOptions options;
     options.rightCentreX = 300.5F;
     const auto stereo = makeStereo(rangeOf("1..inf"), sampleRig(options));
-    EXPECT_EQ(stereo->getMinDisparity(), 19) << "of 19.75";
+    EXPECT_EQ(stereo->getMinDisparity(), 19);
     EXPECT_EQ(stereo->getMaxDepth(), std::numeric_limits<float>::infinity());
 }
 
@@ -92,48 +71,45 @@ TEST(MatcherSetup, RefusesDepthsThatTheRigCannotMeasure) {
     fromFile.files["range"] = "a.toml";
     fromFile.maxDepth = Length{2, ""};
     const std::string start = ": a point there has a disparity of ";
-    const std::string width =
-        " pixels, must be at most the calibrated width, 640; give range or "
-        "max-depth in the unit of the calibrations";
-    const std::pair<MatcherSettings, std::string> cases[] = {
-        {tooNear, "max-depth 0.01" + start + "6250" + width},
-        {rangeOf("0.001..0.002"), "range up to 0.002" + start + "31250" + width},
-        {rangeOf("0.01..3"), "range from 0.01" + start +
-                                 "6250 pixels, must be less than the "
-                                 "calibrated width, 640; the nearest depth possible is 0.09781"}};
-    for (const auto& wrong : cases)
-        EXPECT_THAT([&] { makeStereo(wrong.first, sampleRig()); },
-                    Refuses<SettingError>(wrong.second));
-    EXPECT_THAT([&] { makeStereo(fromFile, sampleRig()); },
-                Refuses<InputError>("parameters 'a.toml': range from 2 must start nearer than "
-                                    "max-depth, 2"));
-    RigOptions options;
-    options.baseline = 10;
-    EXPECT_THAT([&] { makeStereo({}, sampleRig(options)); },
-                testing::ThrowsMessage<SettingError>(
-                    HasSubstr("the default maximum depth 5: a point there")));
+    const struct {
+        MatcherSettings settings;
+        float baseline;
+        std::string message;
+    } cases[] = {{tooNear, 0.125F,
+                  "max-depth 0.01" + start + "6250 pixels, must be at most the calibrated "},
+                 {rangeOf("0.001..0.002"), 0.125F, "range up to 0.002" + start + "31250 pixels"},
+                 {rangeOf("0.01..3"), 0.125F,
+                  "less than the calibrated width, 640; the nearest depth "
+                  "possible is 0.09781"},
+                 {{}, 10, "the default maximum depth 5" + start},
+                 {fromFile, 0.125F,
+                  "parameters 'a.toml': range from 2 must start nearer than max-depth, 2"}};
+    for (const auto& single : cases) {
+        RigOptions options;
+        options.baseline = single.baseline;
+        EXPECT_THAT(([&] { makeStereo(single.settings, sampleRig(options)); }),
+                    testing::ThrowsMessage<Error>(HasSubstr(single.message)));
+    }
 }
 
 // A suffix means metres: of a rig in another unit it is refused, of one in an unknown unit trusted.
 TEST(MatcherSetup, ASuffixIsNotTakenOnTrustWhereTheUnitIsKnown) {
-    Rig rig = sampleRig();
+    Rig own = sampleRig(), ofMetres = own, unknown = own;
+    own.unit = "";
+    ofMetres.unit = metres;
+    unknown.unit.reset();
     MatcherSettings depth;
     depth.maxDepth = parseLength("300cm");
     for (const MatcherSettings& settings : {rangeOf("100cm..5m"), depth}) {
-        rig.unit = "";
-        EXPECT_THAT([&] { makeStereo(settings, rig); },
+        EXPECT_THAT([&] { makeStereo(settings, own); },
                     testing::ThrowsMessage<SettingError>(HasSubstr(
                         " is in metres, as it has a suffix, 'left.yml' in your own unit")));
-        EXPECT_FALSE(mustTrustUnit(settings, rig));
-        rig.unit = metres;
-        EXPECT_NO_THROW(makeStereo(settings, rig));
-        EXPECT_FALSE(mustTrustUnit(settings, rig));
-        rig.unit.reset();
-        EXPECT_NO_THROW(makeStereo(settings, rig));
-        EXPECT_TRUE(mustTrustUnit(settings, rig));
+        EXPECT_NO_THROW(makeStereo(settings, ofMetres));
+        EXPECT_EQ(makeStereo(settings, unknown)->getMaxDepth(), farthestDepth(settings)->value);
+        EXPECT_FALSE(mustTrustUnit(settings, own) || mustTrustUnit(settings, ofMetres));
+        EXPECT_TRUE(mustTrustUnit(settings, unknown));
     }
-    EXPECT_FALSE(mustTrustUnit(rangeOf("1..5"), rig));
-    EXPECT_EQ(makeStereo(rangeOf("100cm..5m"), rig)->getMaxDepth(), 5.F);
+    EXPECT_FALSE(mustTrustUnit(rangeOf("1..5"), unknown));
 }
 
 // A window of 5 is 3 at half the size and 1 at a quarter: 7 and 9 come down to 5. The costs grow as

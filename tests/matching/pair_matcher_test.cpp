@@ -13,7 +13,6 @@
 #include "matching/matcher_presets.hpp"
 #include "matching/matcher_setup.hpp"
 #include "matching/measured_pixels.hpp"
-#include "matching/pair_measurement.hpp"
 #include "sample_rig.hpp"
 #include "support/matrices.hpp"
 #include "support/scenes.hpp"
@@ -29,29 +28,38 @@ Frame frameOf(const cv::Mat& left, const cv::Mat& right) {
     return {"1", "left.png", "right.png", {}, [=] { return StereoImages{left, right}; }};
 }
 
-// What the raw cameras see of a plane with this disparity in the rectified images.
-StereoImages rawViews(const Rig& rig, float disparity) {
+// A disparity of 25 in the rectified images.
+Scene scenePlane(const cv::Size& size = {640, 480}) {
     SceneOptions options;
-    options.size = {rig.left.width, rig.left.height};
-    options.planes = {{disparity}};
-    const Scene scene = renderScene(options);
-    return {renderRawView(scene.left, rig.left), renderRawView(scene.right, rig.right)};
+    options.size = size;
+    options.planes = {{25}};
+    return renderScene(options);
 }
 
-MatcherSettings presetOf(const std::string& preset, const std::string& range, int scale = 1) {
-    MatcherSettings settings = rangeOf(range, scale);
-    settings.values = valuesOfPreset(preset);
-    return settings;
+// What the raw cameras see of it.
+StereoImages rawViews(const Rig& rig) {
+    const Scene scene = scenePlane();
+    return {renderRawView(scene.left, rig.left), renderRawView(scene.right, rig.right)};
 }
 
 class Matchers : public testing::Test {
   protected:
-    PairMatcher matcherFor(const MatcherSettings& settings, const std::optional<Rig>& rig) {
+    PairMatcher matcherFor(const std::string& preset, const std::string& range, int scale,
+                           const Rig& rig) {
+        MatcherSettings settings = rangeOf(range, scale);
+        settings.values = valuesOfPreset(preset);
         return {settings, rig, [this](const std::string& notice) { _notices.push_back(notice); }};
     }
 
     std::vector<std::string> _notices;
 };
+
+// How far from the pixel its point projects.
+double distanceFrom(const cv::Point& pixel, const DepthMap& map, const DepthCamera& camera) {
+    const auto point = map.points.at<cv::Vec3f>(pixel);
+    const cv::Point2d place(point[0] / point[2], point[1] / point[2]);
+    return cv::norm(place * camera.focalLength + camera.centre - cv::Point2d(pixel));
+}
 
 // With an offset between the principal points; what is beyond 5 is removed.
 TEST(DepthMaps, FollowFromTheirCamera) {
@@ -73,6 +81,7 @@ TEST(DepthMaps, FollowFromTheirCamera) {
         EXPECT_LT(cv::countNonZero(isKept), static_cast<int>(isKept.total()) - 2 * width);
         EXPECT_EQ(cv::norm(map.measured, isKept, cv::NORM_INF), 0);
         EXPECT_LT(cv::norm(map.depth, depth, cv::NORM_INF, isKept), 1e-3);
+        EXPECT_LT(distanceFrom({width / 2, width / 4}, map, camera), 1e-2);
     }
 }
 
@@ -88,43 +97,36 @@ TEST(DepthMaps, HaveAPngStepThatFitsTheUnit) {
         EXPECT_DOUBLE_EQ(depthPngStep(unit, maxDepth), step) << maxDepth;
 }
 
-// Of images of two sizes, one of them odd, at two scales: Z is f B / (disparity + centre offset),
-// and a point projects back onto its own pixel; without a principal point it is the middle.
+// Without a principal point it is the middle; Z is f B / (disparity + centre offset).
 TEST_F(Matchers, RectifiedCamerasMeasureWithoutCalibrations) {
     RectifiedCameras cameras{400, {0.16, metres}, 7, {}};
-    for (const cv::Size size : {cv::Size(640, 480), cv::Size(333, 251)}) {
-        SceneOptions options;
-        options.size = size;
-        options.planes = {{25}};
-        const Scene scene = renderScene(options);
-        for (const int scale : {1, 2}) {
-            PairMatcher matcher = matcherFor(presetOf("balanced", "100cm..5m", scale),
-                                             rectifiedRig(cameras, {4000, 3000}));
-            const Match match = matcher.match(frameOf(scene.left, scene.right));
-            const DepthMap map = computeDepthMap(match, matcher.stereo());
-            EXPECT_NEAR(cv::mean(map.depth, map.measured)[0], 64. / 32, 0.02);
-            const cv::Point pixel(200 / scale, 150 / scale);
-            ASSERT_NE(map.measured.at<uchar>(pixel), 0);
-            const auto point = map.points.at<cv::Vec3f>(pixel);
-            const cv::Point2d centre =
-                cameras.centre.value_or(cv::Point2d(size.width - 1, size.height - 1) / 2);
-            EXPECT_NEAR(point[0] / point[2] * 400 + centre.x, 200, 1e-2);
-            EXPECT_NEAR(point[1] / point[2] * 400 + centre.y, 150, 1e-2);
-        }
-        cameras.centre = {170, 120};
+    const struct {
+        cv::Size size;
+        int scale;
+        std::optional<cv::Point2d> centre, expected;
+    } cases[] = {{{640, 480}, 1, {}, {{319.5, 239.5}}},
+                 {{333, 251}, 2, {{170, 120}}, {{170, 120}}},
+                 {{333, 251}, 2, {}, {{166, 125}}}};
+    for (const auto& [size, scale, centre, expected] : cases) {
+        cameras.centre = centre;
+        const Scene scene = scenePlane(size);
+        PairMatcher matcher =
+            matcherFor("balanced", "100cm..5m", scale, rectifiedRig(cameras, {4000, 3000}));
+        const Match match = matcher.match(frameOf(scene.left, scene.right));
+        const DepthMap map = computeDepthMap(match, matcher.stereo());
+        EXPECT_NEAR(cv::mean(map.depth, map.measured)[0], 64. / 32, 0.02);
+        const DepthCamera camera{400. / scale, *expected / scale};
+        EXPECT_LT(distanceFrom(cv::Point(200, 150) / scale, map, camera), 1e-2);
     }
+    const auto refusal = [](const char* text) {
+        return testing::ThrowsMessage<SettingError>(HasSubstr(text));
+    };
     cameras.baseline.unit = "";
-    EXPECT_THAT(
-        [&] {
-            makeStereo(rangeOf("1m..5m"), rectifiedRig(cameras, {640, 480}));
-        },
-        testing::ThrowsMessage<SettingError>(HasSubstr("the baseline in your own unit")));
+    const Rig ofOwnUnit = rectifiedRig(cameras, {640, 480});
+    EXPECT_THAT([&] { makeStereo(rangeOf("1m..5m"), ofOwnUnit); },
+                refusal("the baseline in your own unit"));
     cameras.focal = 1e200;
-    EXPECT_THAT(
-        [&] {
-            rectifiedRig(cameras, {640, 480});
-        },
-        testing::ThrowsMessage<SettingError>(HasSubstr("is not finite")));
+    EXPECT_THAT(([&] { rectifiedRig(cameras, {640, 480}); }), refusal("is not finite"));
 }
 
 // Pixels of the rectified image that blend the raw one with black beyond its edge are left out too.
@@ -134,69 +136,68 @@ TEST_F(Matchers, TheBlackMarginIsNotMeasured) {
         camera->cameraMatrix.at<float>(0, 0) *= 1.3F;  // the raw images show less
         camera->cameraMatrix.at<float>(1, 1) *= 1.3F;
     }
-    const auto [left, right] = rawViews(rig, 25);
-    PairMatcher matcher = matcherFor(presetOf("fast", "1..5"), rig);
+    const auto [left, right] = rawViews(rig);
+    PairMatcher matcher = matcherFor("fast", "1..5", 1, rig);
     const Match match = matcher.match(frameOf(left, right));
     EXPECT_GT(cv::countNonZero(match.measured), 100000);
     const cv::Mat white(left.size(), CV_8UC1, cv::Scalar(255));
-    const cv::Mat notSeen = matcher.stereo().rectifyImageLeft(white) < 255;
-    const cv::Mat blended = notSeen & (matcher.stereo().rectifyImageLeft(white) > 0);
+    const cv::Mat seen = matcher.stereo().rectifyImageLeft(white);
+    const cv::Mat notSeen = seen < 255, blended = notSeen & (seen > 0);
     ASSERT_GT(cv::countNonZero(blended), 100);
     EXPECT_EQ(cv::countNonZero(match.measured & notSeen), 0);
 }
 
-struct SizeCase {
-    cv::Size size;
-    std::string preset;
-    int scale;
-    int minDisparity;  // floor(62.5 / 3 * width / 640), of the images before their reduction
-    cv::Size matched;
-};
-
-class ImageSizes : public Matchers, public testing::WithParamInterface<SizeCase> {};
-
-TEST_P(ImageSizes, AreMeasuredAtEveryScale) {
-    const auto& [size, preset, scale, minDisparity, matched] = GetParam();
+TEST_F(Matchers, ImagesOfAnySizeAreMeasuredAtEveryScale) {
+    const struct {
+        cv::Size size;
+        std::string preset;
+        int scale;
+        int minDisparity;  // floor(62.5 / 3 * width / 640), of the images before their reduction
+        cv::Size matched;
+    } cases[] = {
+        {{640, 480}, "fast", 4, 20, {160, 120}},     {{640, 480}, "balanced", 2, 20, {320, 240}},
+        {{640, 480}, "accurate", 4, 20, {160, 120}}, {{400, 300}, "balanced", 1, 13, {400, 300}},
+        {{600, 450}, "balanced", 4, 19, {150, 112}}, {{1280, 960}, "fast", 1, 41, {1280, 960}}};
     const Rig rig = sampleRig();
-    StereoImages raw = rawViews(rig, 25);
-    cv::resize(raw.left, raw.left, size, 0, 0, cv::INTER_AREA);
-    cv::resize(raw.right, raw.right, size, 0, 0, cv::INTER_AREA);
-    cv::cvtColor(raw.left, raw.left, cv::COLOR_GRAY2BGR);  // one in colour, the other grey
-    PairMatcher matcher = matcherFor(presetOf(preset, "2..3", scale), rig);
-    const Match match = matcher.match(frameOf(raw.left, raw.right));
-    EXPECT_EQ(match.left.size(), matched);
-    EXPECT_EQ(match.left.type(), CV_8UC3);
-    EXPECT_EQ(matcher.stereo().getMinDisparity(), minDisparity);
-    const DepthMap map = computeDepthMap(match, matcher.stereo());
-    EXPECT_GT(cv::countNonZero(map.measured), matched.area() * 6 / 10);
-    // An eighth of a pixel of what is matched; a quarter where the images were resampled.
-    const double pixels = size.width == 640 ? 0.125 : 0.25;
-    EXPECT_NEAR(cv::mean(map.depth, map.measured)[0], 2.5, pixels * 64 / matched.width);
-    // Of what is matched, cut or not.
-    const DepthCamera camera = depthCamera(matcher.stereo(), matched);
-    const cv::Point pixel(matched.width * 3 / 4, matched.height / 2);
-    ASSERT_NE(map.measured.at<uchar>(pixel), 0);
-    const auto point = map.points.at<cv::Vec3f>(pixel);
-    const cv::Point2d place(point[0] / point[2], point[1] / point[2]);
-    EXPECT_LT(cv::norm(place * camera.focalLength + camera.centre - cv::Point2d(pixel)), 1e-2);
-    const auto isCut = Contains(HasSubstr("of 600x450 pixels 600x448 are matched"));
-    EXPECT_EQ(testing::Value(_notices, isCut), matched.width == 150);
+    const StereoImages raw = rawViews(rig);
+    for (const auto& [size, preset, scale, minDisparity, matched] : cases) {
+        StereoImages images;
+        cv::resize(raw.left, images.left, size, 0, 0, cv::INTER_AREA);
+        cv::resize(raw.right, images.right, size, 0, 0, cv::INTER_AREA);
+        cv::cvtColor(images.left, images.left, cv::COLOR_GRAY2BGR);  // one in colour, one grey
+        _notices.clear();
+        PairMatcher matcher = matcherFor(preset, "2..3", scale, rig);
+        const Match match = matcher.match(frameOf(images.left, images.right));
+        EXPECT_EQ(match.left.size(), matched);
+        EXPECT_EQ(match.left.type(), CV_8UC3);
+        EXPECT_EQ(matcher.stereo().getMinDisparity(), minDisparity);
+        const DepthMap map = computeDepthMap(match, matcher.stereo());
+        EXPECT_GT(cv::countNonZero(map.measured), matched.area() * 6 / 10);
+        // An eighth of a pixel of what is matched; a quarter where the images were resampled.
+        const double pixels = size.width == 640 ? 0.125 : 0.25;
+        EXPECT_NEAR(cv::mean(map.depth, map.measured)[0], 2.5, pixels * 64 / matched.width);
+        const auto isCut = Contains(HasSubstr("of 600x450 pixels 600x448 are matched"));
+        EXPECT_EQ(testing::Value(_notices, isCut), matched.width == 150);
+        EXPECT_LT(distanceFrom({matched.width * 3 / 4, matched.height / 2}, map,
+                               depthCamera(matcher.stereo(), matched)),
+                  1e-2);
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Scales, ImageSizes,
-                         testing::Values(SizeCase{{640, 480}, "fast", 4, 20, {160, 120}},
-                                         SizeCase{{640, 480}, "balanced", 2, 20, {320, 240}},
-                                         SizeCase{{640, 480}, "accurate", 4, 20, {160, 120}},
-                                         SizeCase{{400, 300}, "balanced", 1, 13, {400, 300}},
-                                         SizeCase{{600, 450}, "balanced", 4, 19, {150, 112}},
-                                         SizeCase{{1280, 960}, "fast", 1, 41, {1280, 960}}));
-
 // The object is fitted to each size anew, and never used for a size that it was not fitted to.
-TEST_F(Matchers, APairThatDoesNotFitDoesNotHarmTheNext) {
+TEST_F(Matchers, NoticesTellWhatWasFittedToEachSize) {
     const Rig rig = sampleRig();
-    const auto [left, right] = rawViews(rig, 25);
-    PairMatcher matcher = matcherFor(presetOf("fast", "1..5"), rig);
+    const auto [left, right] = rawViews(rig);
+    PairMatcher matcher = matcherFor("balanced", "0.2..5", 2, rig);
     const cv::Mat first = matcher.match(frameOf(left, right)).measured;
+    matcher.match(frameOf(left, right));
+    using testing::StartsWith;
+    EXPECT_THAT(_notices, testing::ElementsAre(StartsWith("note: speckle-range is 2"),
+                                               StartsWith("note: window-size is 7"),
+                                               StartsWith("warning: "), StartsWith("depths from ")))
+        << "once for one size";
+    EXPECT_EQ(matcher.parameters()[1].value, Parameter::Value(7)) << "window-size";
+
     const cv::Mat tiny = left(cv::Rect(0, 0, 64, 48));  // narrower than the search
     EXPECT_NO_THROW(matcher.match(frameOf(tiny, tiny)));
     const cv::Mat one(3, 4, CV_8UC1, cv::Scalar(7));
@@ -205,20 +206,6 @@ TEST_F(Matchers, APairThatDoesNotFitDoesNotHarmTheNext) {
     EXPECT_THAT([&] { matcher.match(frameOf(wide, wide)); },
                 testing::ThrowsMessage<InputError>(HasSubstr("'left.png' is 640x400")));
     EXPECT_EQ(cv::norm(matcher.match(frameOf(left, right)).measured, first, cv::NORM_INF), 0);
-}
-
-TEST_F(Matchers, NoticesTellWhatWasFittedAndWhatIsDoubtful) {
-    const Rig rig = sampleRig();
-    const auto [left, right] = rawViews(rig, 25);
-    PairMatcher matcher = matcherFor(presetOf("balanced", "0.2..5", 2), rig);
-    matcher.match(frameOf(left, right));
-    EXPECT_THAT(_notices, testing::ElementsAre(testing::StartsWith("note: speckle-range is 2"),
-                                               testing::StartsWith("note: window-size is 7"),
-                                               testing::StartsWith("warning: "),
-                                               testing::StartsWith("depths from ")));
-    matcher.match(frameOf(left, right));
-    EXPECT_EQ(_notices.size(), 4U) << "the same size needs no fitting";
-    EXPECT_EQ(matcher.parameters()[1].value, Parameter::Value(7)) << "window-size";
 }
 
 TEST(Matching, UniformImagesUnseenPixelsAndUnmatchableColumnsAreNotMeasured) {
@@ -263,17 +250,15 @@ TEST(FindTextured, GradientsCountUpToTheCap) {
 // Scaled calibrations put pixel (x, y) at (x / scale, y / scale): so must the scaled images.
 TEST(ImageReduction, KeepsTheGeometry) {
     cv::Mat ramp(97, 131, CV_8UC1);
-    for (int y = 0; y < ramp.rows; ++y) {
-        for (int x = 0; x < ramp.cols; ++x)
-            ramp.at<uchar>(y, x) = static_cast<uchar>(x + y);
+    for (int x = 0; x < ramp.cols; ++x)
+        ramp.col(x) = x;
+    for (const int scale : {1, 2, 4}) {
+        for (const cv::Mat& image : {ramp, cv::Mat(ramp.t())}) {
+            const cv::Mat reduced = reduce(image, scale);
+            EXPECT_EQ(reduced.size(), image.size() / scale);
+            EXPECT_EQ(reduced.at<uchar>(10, 15), image.at<uchar>(10 * scale, 15 * scale));
+        }
     }
-    for (const int scale : {2, 4}) {
-        const cv::Mat reduced = reduce(ramp, scale);
-        EXPECT_EQ(reduced.size(), cv::Size(131 / scale, 97 / scale));
-        EXPECT_EQ(reduced.at<uchar>(10, 15), ramp.at<uchar>(10 * scale, 15 * scale));
-    }
-    EXPECT_EQ(divisibleSize({131, 97}, 4), cv::Size(128, 96));
-    EXPECT_EQ(reduce(ramp, 1).data, ramp.data);
 }
 
 TEST(MeasuredPixels, HoldPointsThatAreFiniteAndNotRemoved) {
@@ -284,9 +269,6 @@ TEST(MeasuredPixels, HoldPointsThatAreFiniteAndNotRemoved) {
     EXPECT_EQ(cv::norm(findPoints(points), expected, cv::NORM_INF), 0);
     const cv::Mat disparity = (cv::Mat_<float>(1, 4) << 4, 5, infinity, std::nanf(""));
     EXPECT_EQ(cv::countNonZero(findMatched(disparity, 5)), 1);
-    const Statistics statistics = summarise(disparity, (cv::Mat_<uchar>(1, 4) << 255, 255, 0, 0));
-    EXPECT_EQ(statistics.count, 2U);
-    EXPECT_EQ(statistics.largest, 5);
 }
 
 }  // namespace
