@@ -14,7 +14,7 @@ namespace {
 
 using testing::HasSubstr;
 
-const cv::Size size(640, 120);
+const cv::Size size(640, 48);
 
 // A far plane and a narrow near one, which features show to half a pixel; raw images with a rig.
 Frame frameOf(float near, float far, const std::optional<Rig>& rig = {}) {
@@ -38,7 +38,7 @@ TEST(AutomaticRange, HoldsWhatFeaturesShow) {
     constexpr float atInfinity = 19.75F;
     RigOptions options;
     options.size = size;
-    options.leftCentre = {320.25F, 59.5F};
+    options.leftCentre = {320.25F, 23.5F};
     options.rightCentreX = options.leftCentre.x - atInfinity;
     const Rig rig = sampleRig(options);
     const auto range = find({frameOf(50 + atInfinity, 20 + atInfinity, rig)}, rig).range;

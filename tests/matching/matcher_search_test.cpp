@@ -17,7 +17,6 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::StartsWith;
 using vision::Stereo;
 
 std::string explain(const MatcherSettings& settings, const Rig& rig = sampleRig()) {
@@ -32,27 +31,22 @@ TEST(SearchExplained, NamesDepthsAndTheirResolution) {
               "1); one step of disparity (0.0625 pixels) is 0.0006939 at 0.8333, 0.02488 at 5");
     Rig rig = sampleRig();
     rig.unit = metres;
-    EXPECT_THAT(explain(rangeOf("1..5"), rig), HasSubstr(" to 5 m are searched"));
-    EXPECT_THAT(explain(rangeOf("1..5"), rig), HasSubstr("is 0.0006939 m at 0.8333 m, 0.02488 m"));
     // At half the size 6 to 37 are searched, 12 to 74 of the full size, in steps of 1 / 8 pixel.
-    EXPECT_EQ(explain(rangeOf("1..5", 2)),
-              "depths from 0.8446 to 5 are searched (min-disparity 12, disparity-number 48, scale "
-              "2); one step of disparity (0.125 pixels) is 0.001424 at 0.8446, 0.0495 at 5");
+    EXPECT_EQ(
+        explain(rangeOf("1..5", 2), rig),
+        "depths from 0.8446 to 5 m are searched (min-disparity 12, disparity-number 48, scale "
+        "2); one step of disparity (0.125 pixels) is 0.001424 m at 0.8446 m, 0.0495 m at 5 m");
     // One of 1 / 16 from infinity is 62.5 * 16.
     EXPECT_THAT(explain(rangeOf("1..inf")),
                 AllOf(HasSubstr("depths from 0.9921 to inf are searched"),
                       EndsWith(" at 0.9921, all there is beyond 1000")));
 }
 
-// Disparities are 19.75 more with this right camera: 32.25 at depth 5 and 82.25 at 1, so that 32 to
-// 95 are searched.
+// Disparities are 19.75 more with this right camera.
 TEST(SearchExplained, KnowsTheDisparityAtInfinity) {
     RigOptions options;
     options.rightCentreX = 300.5F;
     const Rig rig = sampleRig(options);
-    EXPECT_THAT(explain(rangeOf("1..5"), rig),
-                StartsWith("depths from 0.8306 to 5 are searched (min-disparity 32, "
-                           "disparity-number 64, scale 1)"));
     const auto from = [&](int minDisparity) {
         MatcherSettings settings = rangeOf("1..5");
         settings.values = {{"min-disparity", minDisparity}, {"disparity-number", 16}};
@@ -82,10 +76,9 @@ TEST(SearchLimits, AreThoseOfTheResultAndOfTheImages) {
         const auto stereo =
             makeStereo(settingsOf({{"min-disparity", minDisparity}, {"disparity-number", number}}),
                        cv::Size(calibratedWidth, 480));
-        if (isPossible)
-            EXPECT_NO_THROW(requireMatchable(*stereo, width)) << minDisparity;
-        else
-            EXPECT_THROW(requireMatchable(*stereo, width), SettingError) << minDisparity;
+        const auto require = [&, matchedWidth = width] { requireMatchable(*stereo, matchedWidth); };
+        EXPECT_NE(testing::Value(require, testing::Throws<SettingError>()), isPossible)
+            << minDisparity;
     }
 }
 

@@ -16,8 +16,7 @@ TEST(MatcherSettings, TheUpperSourceWins) {
     MatcherSettings above = settingsOf({{"window-size", 11}, {"p1", 3}});
     above.files = {{"p1", "b.toml"}};
     overlay(settings, above);
-    const std::map<std::string, int> values{{"window-size", 11}, {"p2", 400}, {"p1", 3}};
-    EXPECT_EQ(settings.values, values);
+    EXPECT_EQ(settings.values, settingsOf({{"window-size", 11}, {"p2", 400}, {"p1", 3}}).values);
     EXPECT_EQ(settings.scale, 2);
     const std::map<std::string, std::string> files{{"p2", "a.toml"}, {"p1", "b.toml"}};
     EXPECT_EQ(settings.files, files) << "the window was given directly";
@@ -25,26 +24,24 @@ TEST(MatcherSettings, TheUpperSourceWins) {
 
 // What a range or a maximum depth says anew is taken off from below; the rest stays.
 TEST(MatcherSettings, DepthsReplaceTheDisparitiesThatFollowFromThem) {
-    MatcherSettings below = settingsOf({{"min-disparity", 7}, {"disparity-number", 64}});
-    below.maxDepth = Length{3, ""};
-
-    MatcherSettings withRange = below;
-    overlay(withRange, rangeOf("1..5"));
-    EXPECT_TRUE(withRange.values.empty());
-    EXPECT_FALSE(withRange.maxDepth);
-    EXPECT_EQ(farthestDepth(withRange)->value, 5);
-
-    MatcherSettings withDepth = rangeOf("1..5");
-    overlay(withDepth, below);
-    EXPECT_EQ(withDepth.values.size(), 2U);
-    EXPECT_TRUE(withDepth.range);
-    EXPECT_EQ(farthestDepth(withDepth)->value, 3);
-
+    MatcherSettings disparities = settingsOf({{"min-disparity", 7}, {"disparity-number", 64}});
+    disparities.maxDepth = Length{3, ""};
     MatcherSettings deeper;
     deeper.maxDepth = Length{10, "m"};
-    overlay(below, deeper);
-    EXPECT_EQ(below.values, (std::map<std::string, int>{{"disparity-number", 64}}));
-    EXPECT_EQ(farthestDepth(below)->unit, "m");
+    const struct {
+        MatcherSettings below, above;
+        std::map<std::string, int> values;
+        double farthest;
+    } cases[] = {{disparities, rangeOf("1..5"), {}, 5},
+                 {rangeOf("1..5"), disparities, disparities.values, 3},
+                 {disparities, deeper, {{"disparity-number", 64}}, 10}};
+    for (const auto& [below, above, values, farthest] : cases) {
+        MatcherSettings settings = below;
+        overlay(settings, above);
+        EXPECT_EQ(settings.values, values);
+        EXPECT_EQ(farthestDepth(settings)->value, farthest);
+        EXPECT_EQ(settings.range.has_value(), below.range || above.range);
+    }
 }
 
 // The depths stand in the file as they were given, the disparities only if they were.

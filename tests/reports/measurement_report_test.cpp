@@ -12,22 +12,16 @@
 namespace tiomipra::test {
 namespace {
 
-// 1 to 200, of which the first 100 were not measured.
-PairMeasurement sample(Quantity quantity) {
-    cv::Mat values(10, 20, CV_32FC1);
+// Of 1 to 200 the first 100 were not measured. Percentiles of 100 values are the second, sixth,
+// 51st, 96th and last one.
+TEST(MeasurementReport, TellsWhatWasMeasured) {
+    cv::Mat values(10, 20, CV_32FC1), measured(10, 20, CV_8UC1, cv::Scalar(255));
     std::iota(values.begin<float>(), values.end<float>(), 1.F);
-    cv::Mat measured(values.size(), CV_8UC1, cv::Scalar(255));
     measured.rowRange(0, 5) = 0;
-    PairMeasurement measurement = measure(quantity, values, measured);
+    PairMeasurement measurement = measure(Quantity::depth, values, measured);
     measurement.png = {0.5, 7};
     measurement.camera = {500, {320.25, 240.5}, 0.125, 19.75};
     measurement.unit = "m";
-    return measurement;
-}
-
-// Of 100 values the first, second, sixth, 51st, 96th and last two.
-TEST(MeasurementReport, TellsWhatWasMeasured) {
-    PairMeasurement measurement = sample(Quantity::depth);
     EXPECT_THAT(toJson(measurement), HoldsValues(R"({
         "width": 20, "height": 10, "measuredPixels": 100, "measuredShare": 0.5,
         "pngStep": 0.5, "outOfRangeOfPng": 7,

@@ -15,13 +15,6 @@ TEST(Pictures, TicksAreRound) {
                 testing::Pointwise(testing::DoubleEq(), {-0.2, 0.0, 0.2}));
 }
 
-constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-const cv::Vec3b darkGrey(48, 48, 48);
-
-bool isWarm(const cv::Vec3b& colour) {
-    return colour[2] > colour[0];
-}
-
 // Strays are left out.
 TEST(Pictures, ScalesSpanNearlyAllValues) {
     const Statistics spread{1000, 0.1, 2, 2.5, 3, 3.5, 4, 900}, same{1000, 0.1, 2, 2, 2, 2, 2, 900};
@@ -47,18 +40,6 @@ TEST(Pictures, FitImagesOfAnySize) {
         EXPECT_GE(picture.cols, size.width);
         EXPECT_GT(picture.rows, size.height);
     }
-}
-
-TEST(Pictures, GridCellsHaveTheirValuesColours) {
-    const cv::Mat cells = (cv::Mat_<float>(2, 2) << 0, 10, nan, 10);
-    const cv::Mat picture = drawGrid(cells, {400, 300}, {"corners", 0, 10, false}, 0);
-    const auto cornerOf = [&](int row, int column) {
-        return picture.at<cv::Vec3b>(row * 150 + 4, column * 200 + 4);
-    };
-    EXPECT_FALSE(isWarm(cornerOf(0, 0)));
-    EXPECT_TRUE(isWarm(cornerOf(0, 1)));
-    EXPECT_EQ(cornerOf(1, 0), darkGrey);
-    EXPECT_EQ(cornerOf(1, 1), cornerOf(0, 1));
 }
 
 TEST(Pictures, RowLinesCrossBothImagesAtTheSameHeight) {
