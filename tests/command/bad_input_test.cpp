@@ -19,8 +19,7 @@ Arguments callOf(const std::string& subcommand, const SamplePairs& pairs) {
     if (subcommand == "evaluate")
         return {"evaluate", "--disparity", pairs / "left", "--ground-truth", pairs / "right"};
     if (subcommand == "calibrate")
-        return {"calibrate",    "--corners", "9x6",           "--square", "1",          "--left",
-                pairs / "left", "--right",   pairs / "right", "--output", pairs / "out"};
+        return joined({"calibrate", "--corners", "9x6", "--square", "1"}, pairs.images());
     return pairs.arguments(subcommand);
 }
 
@@ -67,10 +66,6 @@ TEST(BadInput, ImagesAreNamed) {
         for (const char* file : {"left/1.png", "right/1.png"})
             writeImage(p / file, cv::Mat(90, 160, CV_8UC1));
     });
-    expectNamed(ofImages, {"left/1.png", "No such file"}, [](SamplePairs& p) {
-        fs::remove(p / "left/1.png");
-        fs::create_symlink("nowhere", p / "left/1.png");
-    });
     expectNamed(ofImages, {"left/1.tiff", "damaged"}, [](SamplePairs& p) {
         fs::remove(p / "left/1.png");
         writeImage(p / "left/1.tiff", makeNoise({160, 120}, CV_8UC1, 3));
@@ -92,7 +87,7 @@ TEST(BadOutput, IsNamed) {
 TEST(FullDisk, LeavesNoHalfFile) {
     for (const std::string& subcommand : matching) {
         const SamplePairs pairs(2);
-        expectNothingOnFullDisk(pairs.arguments(subcommand), 600, pairs / "out");
+        expectNothingOnFullDisk(pairs.arguments(subcommand), pairs / "out");
     }
 }
 

@@ -9,16 +9,14 @@
 #include <random>
 #include <thread>
 
-#include "files/image_files.hpp"
 #include "support/run_program.hpp"
 #include "support/sample_pairs.hpp"
 
 namespace tiomipra::test {
 namespace {
 
-using testing::HasSubstr;
 namespace fs = std::filesystem;
-
+using Clock = std::chrono::steady_clock;
 using Contents = std::map<std::string, std::string>;
 
 Contents contentsOf(const std::string& folder) {
@@ -41,28 +39,29 @@ TEST(Batch, NumberOfJobsDoesNotChangeTheResult) {
     EXPECT_TRUE(contentsOf(pairs / "out") == one);
 }
 
-std::chrono::duration<double> durationOf(const Arguments& arguments) {
-    const auto start = std::chrono::steady_clock::now();
-    runTiomipra(arguments);
-    return std::chrono::steady_clock::now() - start;
-}
-
+// How many pairs are done by then depends on how busy the machine is: there are so many that some
+// are left in any case.
 TEST(Batch, SignalEndsItAfterThePairsAtHand) {
+    constexpr std::size_t count = 1000;
+    const SamplePairs pairs(1, {{640, 480}});
+    for (std::size_t i = 2; i <= count; ++i) {
+        for (const std::string side : {"left/", "right/"})
+            fs::create_hard_link(pairs / (side + "1.png"),
+                                 pairs / (side + std::to_string(i) + ".png"));
+    }
     for (const int signal : {SIGINT, SIGTERM}) {
-        const SamplePairs pairs(60, {{640, 480}});
         RunningProgram program(pairs.arguments("rectify"));
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-        while (!fs::exists(pairs / "out/1_rectify.json")) {
-            ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+        const auto deadline = Clock::now() + std::chrono::minutes(5);
+        while (!fs::exists(pairs / "out/1_rectify.json") && Clock::now() < deadline)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
         program.send(signal);
         const RunResult run = program.wait();
         EXPECT_EQ(run.status, 128 + signal);
-        EXPECT_THAT(run.err, HasSubstr("--resume"));
+        EXPECT_THAT(run.err, testing::HasSubstr("--resume"));
         const std::size_t files = contentsOf(pairs / "out").size();
-        EXPECT_LT(files, 60U * 4);
+        EXPECT_LT(files, count * 4);
         EXPECT_EQ(files % 4, 0U) << "every pair is whole";
+        fs::remove_all(pairs / "out");
     }
 }
 
@@ -72,7 +71,9 @@ TEST(Batch, KilledAndResumedEndsLikeAnUndisturbedRun) {
     const int kills = setting == nullptr ? 5 : std::stoi(setting);
     const SamplePairs pairs(12, {{320, 240}});
     const auto arguments = pairs.arguments("rectify", {"--resume"});
-    const auto duration = durationOf(arguments);
+    const auto start = Clock::now();
+    runTiomipra(arguments);
+    const std::chrono::duration<double> duration = Clock::now() - start;
     const Contents undisturbed = contentsOf(pairs / "out");
     fs::remove_all(pairs / "out");
 
@@ -91,39 +92,6 @@ TEST(Batch, KilledAndResumedEndsLikeAnUndisturbedRun) {
     }
     runTiomipra(arguments);
     EXPECT_TRUE(contentsOf(pairs / "out") == undisturbed);
-}
-
-// At moments all over the run, of which one at least must come before the end: when exactly depends
-// on how busy the machine is.
-TEST(Interruption, LeavesResultsOfOneRunWithoutTraces) {
-    const ScratchFolder folder;
-    const Arguments calibrate{"calibrate",
-                              "--corners",
-                              "9x6",
-                              "--square",
-                              "1",
-                              "--left",
-                              photograph("left0[12346].jpg"),
-                              "--right",
-                              photograph("right0[12346].jpg"),
-                              "--output",
-                              folder / "rig"};
-    const auto duration = durationOf(calibrate);
-    const Contents undisturbed = contentsOf(folder / "rig");
-    Contents former = undisturbed;
-    int interrupted = 0;
-    for (const double share : {0.2, 0.5, 0.9}) {
-        for (auto& [name, bytes] : former)
-            folder.write("rig/" + name, bytes = "former");
-        RunningProgram program(calibrate);
-        std::this_thread::sleep_for(duration * share);
-        program.send(SIGINT);
-        const int status = program.wait().status;
-        EXPECT_THAT(status, testing::AnyOf(0, 128 + SIGINT)) << share;
-        interrupted += status == 0 ? 0 : 1;
-        EXPECT_THAT(contentsOf(folder / "rig"), testing::AnyOf(former, undisturbed)) << share;
-    }
-    EXPECT_GT(interrupted, 0);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// From options to the board.
+// From options to the board, and to its drawing.
 #include "options/board_options.hpp"
 
 #include <gmock/gmock.h>
@@ -9,32 +9,10 @@
 namespace tiomipra::test {
 namespace {
 
+// A chessboard has no markers, whatever is said about them.
 TEST(BoardOptions, DescribeTheBoard) {
     BoardOptions options;
-    options.pattern = "circles";
     options.corners = "8x6";
-    options.square = "3";
-    const Board circles = boardOf(options);
-    EXPECT_EQ(circles.pattern, Pattern::circles);
-    EXPECT_EQ(circles.corners, cv::Size(8, 6));
-    EXPECT_EQ(circles.square, 3);
-    EXPECT_EQ(circles.unit, "");
-    options.pattern = "charuco";
-    options.square = "30mm";
-    options.marker = "2cm";
-    options.dictionary = "4x4_50";
-    const Board charuco = boardOf(options);
-    EXPECT_EQ(charuco.pattern, Pattern::charuco);
-    EXPECT_DOUBLE_EQ(charuco.square, 0.03);
-    EXPECT_DOUBLE_EQ(charuco.marker, 0.02);
-    EXPECT_EQ(charuco.dictionary, "4x4_50");
-    EXPECT_EQ(charuco.unit, "m");
-}
-
-// A chessboard has none, whatever is said about them.
-TEST(BoardOptions, MarkersMustFitTheSquares) {
-    BoardOptions options;
-    options.corners = "9x6";
     options.square = "30mm";
     options.marker = "foo";
     EXPECT_NO_THROW(boardOf(options));
@@ -43,6 +21,15 @@ TEST(BoardOptions, MarkersMustFitTheSquares) {
         options.marker = marker;
         EXPECT_THROW(boardOf(options), SettingError) << marker;
     }
+    options.marker = "2cm";
+    options.dictionary = "4x4_50";
+    const Board charuco = boardOf(options);
+    EXPECT_EQ(charuco.pattern, Pattern::charuco);
+    EXPECT_EQ(charuco.corners, cv::Size(8, 6));
+    EXPECT_DOUBLE_EQ(charuco.square, 0.03);
+    EXPECT_DOUBLE_EQ(charuco.marker, 0.02);
+    EXPECT_EQ(charuco.dictionary, "4x4_50");
+    EXPECT_EQ(charuco.unit, "m");
 }
 
 TEST(BoardCommand, DrawsForPrint) {

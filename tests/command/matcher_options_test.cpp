@@ -25,24 +25,22 @@ MatcherSettings parse(const std::string& arguments) {
     return resolveSettings(options);
 }
 
+// A preset on the command line takes the place of the file's; the file's values stay on top.
 TEST(MatcherOptions, LayPresetFileAndOptionsOverEachOther) {
     const ScratchFolder folder;
-    const std::string file = folder.write(
-        "tuning.toml", "preset = \"accurate\"\nwindow-size = 9\np2 = 777\nrange = \"1..5\"\n");
-    const std::string options =
-        "--window-size 11 --algorithm bm --full-dp=false --max-depth 10 --parameters " + file;
-    const auto stereo = makeStereo(parse(options), sampleRig());
-    EXPECT_EQ(stereo->getStereoAlgorithm(), Stereo::BM);
-    EXPECT_EQ(stereo->getWindowSize(), 11);
-    EXPECT_EQ(stereo->getP2(), 777);
-    EXPECT_EQ(stereo->getUniquenessRatio(), 20) << "of the file's preset";
-    EXPECT_EQ(stereo->getPreFilterSize(), Stereo().getPreFilterSize()) << "given by nobody";
-    EXPECT_FALSE(stereo->getFullDP());
-    EXPECT_EQ(stereo->getMaxDepth(), 10.F);
-    EXPECT_EQ(stereo->getMinDisparity(), 6) << "62.5 / 10";
-    EXPECT_EQ(stereo->getDisparityNumber(), 64) << "6 to at least 62.5 / 1";
-    // A preset on the command line takes the place of the file's; the file's values stay on top.
-    const MatcherSettings other = parse("--preset balanced --parameters " + file);
+    const std::string file =
+        "--parameters " + folder.write("tuning.toml",
+                                       "preset = \"accurate\"\nwindow-size = 9\n"
+                                       "p2 = 777\nrange = \"1..5\"\n");
+    const MatcherSettings settings =
+        parse("--window-size 11 --algorithm bm --full-dp=false --max-depth 10 " + file);
+    EXPECT_EQ(settings.values.at("algorithm"), Stereo::BM);
+    EXPECT_EQ(settings.values.at("window-size"), 11);
+    EXPECT_EQ(settings.values.at("p2"), 777);
+    EXPECT_EQ(settings.values.at("uniqueness-ratio"), 20) << "of the file's preset";
+    EXPECT_EQ(settings.values.at("full-dp"), 0);
+    EXPECT_EQ(makeStereo(settings, sampleRig())->getMinDisparity(), 6) << "62.5 / 10";
+    const MatcherSettings other = parse("--preset balanced " + file);
     EXPECT_EQ(other.values.at("uniqueness-ratio"), 15);
     EXPECT_EQ(other.values.at("window-size"), 9);
     EXPECT_EQ(other.values.count("full-dp"), 0U);

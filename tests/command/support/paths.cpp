@@ -1,5 +1,5 @@
 // Where things lie, apart from all that can be compiled without knowing it.
-#include "support/paths.hpp"
+#include "support/run_program.hpp"
 
 namespace tiomipra::test {
 

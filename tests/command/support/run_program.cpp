@@ -1,8 +1,6 @@
-#include "run_program.hpp"
+#include "support/run_program.hpp"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,54 +9,37 @@
 #include <stdexcept>
 
 namespace tiomipra::test {
-namespace {
 
-void redirect(int descriptor, const std::string& path) {
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (file < 0 || dup2(file, descriptor) < 0)
-        _exit(127);
-    close(file);
-}
-
-void limitFileSize(std::uint64_t bytes) {
-    // Ignored, so that writes fail instead of the program being killed.
-    std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{bytes, bytes};
-    if (setrlimit(RLIMIT_FSIZE, &limit) != 0)
-        _exit(127);
-}
-
-std::vector<char*> asArgv(const Arguments& arguments) {
-    static std::string program = programPath();
-    std::vector<char*> argv{program.data()};
-    for (const std::string& argument : arguments)
-        argv.push_back(const_cast<char*>(argument.c_str()));  // execv does not change them
-    argv.push_back(nullptr);
-    return argv;
-}
-
-}  // namespace
-
-Arguments joined(Arguments arguments, const Arguments& more) {
+Arguments joined(Arguments arguments, const Arguments& more, const Arguments& evenMore) {
     arguments.insert(arguments.end(), more.begin(), more.end());
+    arguments.insert(arguments.end(), evenMore.begin(), evenMore.end());
     return arguments;
 }
 
-RunningProgram::RunningProgram(const Arguments& arguments,
-                               std::optional<std::uint64_t> fileSizeLimit) {
-    const std::string out = _capture / "out";
-    const std::string err = _capture / "err";
-    const std::vector<char*> argv = asArgv(arguments);
+Arguments photographs(const std::string& numbers) {
+    return {"--left", photograph("left" + numbers + ".jpg"), "--right",
+            photograph("right" + numbers + ".jpg")};
+}
+
+std::string shellCommand(const Arguments& arguments) {
+    std::string command = "'" + programPath() + "'";
+    for (const std::string& argument : arguments)
+        command += " '" + argument + "'";
+    return command;
+}
+
+RunningProgram::RunningProgram(const Arguments& arguments, const std::string& preparation) {
+    const std::string command = preparation + "exec " + shellCommand(arguments) + " > '" +
+                                _capture / "out' 2> '" + _capture / "err'";
     _process = fork();
     if (_process < 0)
         throw std::runtime_error("can't start another process");
     if (_process > 0)
         return;
-    redirect(STDOUT_FILENO, out);
-    redirect(STDERR_FILENO, err);
-    if (fileSizeLimit)
-        limitFileSize(*fileSizeLimit);
-    execv(argv.front(), argv.data());
+    // Who runs the tests may ignore it, as shells do for jobs in the background; the program would
+    // then ignore it too.
+    std::signal(SIGINT, SIG_DFL);
+    execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
     _exit(127);
 }
 
@@ -90,9 +71,10 @@ void expectRefusal(const Arguments& arguments, int status, const std::string& me
     EXPECT_EQ(run.out, "");
 }
 
-void expectNothingOnFullDisk(const Arguments& arguments, std::uint64_t fileSizeLimit,
-                             const std::string& folder) {
-    const RunResult run = RunningProgram(arguments, fileSizeLimit).wait();
+void expectNothingOnFullDisk(const Arguments& arguments, const std::string& folder, int blocks) {
+    // The signal is ignored, so that writes fail instead of the program being killed.
+    const std::string limit = "trap '' XFSZ; ulimit -f " + std::to_string(blocks) + "; ";
+    const RunResult run = RunningProgram(arguments, limit).wait();
     EXPECT_EQ(run.status, 3);
     EXPECT_THAT(run.err, testing::HasSubstr("can't write '" + folder));
     EXPECT_FALSE(std::filesystem::exists(folder));

@@ -4,22 +4,30 @@
 
 #include <sys/types.h>
 
-#include <cstdint>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "support/paths.hpp"
 #include "support/photographs.hpp"
 #include "support/scratch_folder.hpp"
 
 namespace tiomipra::test {
 
+// The built program, README.md, and the program that is its sample ("" where it is not built).
+std::string programPath();
+std::string samplePath();
+std::string readmePath();
+
 using Arguments = std::vector<std::string>;
 
-// `arguments`, then `more`.
-Arguments joined(Arguments arguments, const Arguments& more);
+// All of them, in this order.
+Arguments joined(Arguments arguments, const Arguments& more, const Arguments& evenMore = {});
+
+// --left and --right for the photographs of the chessboard whose numbers match the pattern.
+Arguments photographs(const std::string& numbers);
+
+// `tiomipra ARGUMENTS...`, for a shell.
+std::string shellCommand(const Arguments& arguments);
 
 // The path of `name` in `folder`.
 inline std::string operator/(const ScratchFolder& folder, const std::string& name) {
@@ -35,9 +43,8 @@ struct RunResult {
 // A run of the program that goes on while the test does.
 class RunningProgram {
   public:
-    // `fileSizeLimit` in bytes makes every write beyond it fail, as on a full disk.
-    explicit RunningProgram(const Arguments& arguments,
-                            std::optional<std::uint64_t> fileSizeLimit = {});
+    // `preparation` are commands for the shell that starts it, each with a semicolon.
+    explicit RunningProgram(const Arguments& arguments, const std::string& preparation = "");
 
     void send(int signal) const;
     RunResult wait();
@@ -57,10 +64,9 @@ nlohmann::json runForJson(const Arguments& arguments, int status = 0);
 // standard error, and nothing on standard output.
 void expectRefusal(const Arguments& arguments, int status, const std::string& message);
 
-// Expects that `folder` is named, and not left behind empty, where no file can grow beyond
-// `fileSizeLimit` bytes.
-void expectNothingOnFullDisk(const Arguments& arguments, std::uint64_t fileSizeLimit,
-                             const std::string& folder);
+// Expects that `folder` is named, and not left behind empty, where no file can grow beyond so many
+// `blocks` of 512 bytes.
+void expectNothingOnFullDisk(const Arguments& arguments, const std::string& folder, int blocks = 1);
 
 }  // namespace tiomipra::test
 

@@ -17,10 +17,12 @@ SamplePairs::SamplePairs(int count, const RigOptions& options) : rig(makeRig(opt
     }
 }
 
+Arguments SamplePairs::images() const {
+    return {"--left", folder / "left", "--right", folder / "right", "--output", folder / "out"};
+}
+
 Arguments SamplePairs::arguments(const std::string& command, const Arguments& more) const {
-    return joined({command, "--calibration", folder / "rig", "--left", folder / "left", "--right",
-                   folder / "right", "--output", folder / "out"},
-                  more);
+    return joined({command, "--calibration", folder / "rig"}, images(), more);
 }
 
 void saveRig(const std::string& path, const CalibrationPair& rig) {

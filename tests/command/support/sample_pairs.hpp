@@ -17,6 +17,9 @@ struct SamplePairs {
 
     std::string operator/(const std::string& name) const { return folder.path(name); }
 
+    // All pairs and --output out.
+    Arguments images() const;
+
     // `command`, the rig, all pairs, --output out, and `more`.
     Arguments arguments(const std::string& command, const Arguments& more = {}) const;
 
