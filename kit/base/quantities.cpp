@@ -57,8 +57,7 @@ Length parseLength(const std::string& text) {
 DepthRange parseDepthRange(const std::string& text) {
     constexpr auto rule =
         "NEAR..FAR, two positive lengths, both with a suffix or none, the nearer one first; FAR "
-        "may "
-        "be inf; or auto";
+        "may be inf; or auto";
     if (text == "auto")
         return {0, 0, "", true};
     const auto dots = text.find("..");

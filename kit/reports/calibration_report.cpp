@@ -78,11 +78,22 @@ Json viewsToJson(const CalibrationReport& report) {
     return views;
 }
 
-Json toJson(const std::vector<SkippedPair>& skipped) {
-    Json pairs = Json::array();
-    for (const auto& [names, reason] : skipped)
-        pairs.push_back({{"left", names.left}, {"right", names.right}, {"reason", reason}});
-    return pairs;
+Json toJson(const PairNames& names) {
+    return {{"left", names.left}, {"right", names.right}};
+}
+
+Json toJson(const SkippedPair& skipped) {
+    Json pair = toJson(skipped.names);
+    pair["reason"] = skipped.reason;
+    return pair;
+}
+
+template <typename Pair>
+Json listOf(const std::vector<Pair>& pairs) {
+    Json list = Json::array();
+    for (const Pair& pair : pairs)
+        list.push_back(toJson(pair));
+    return list;
 }
 
 std::string shortText(const PairNames& names) {
@@ -116,10 +127,11 @@ std::string skippedText(const CalibrationReport& report) {
     if (listed < report.skipped.size())
         text +=
             fmt::format("  {} more that the JSON report lists\n", report.skipped.size() - listed);
-    if (report.alike > 0)
+    if (!report.alike.empty())
         text += fmt::format(
-            "  {} more that show the board, in views that differ less than the {} above\n",
-            report.alike, report.views.size());
+            "  {} more that show the board, in views that differ less than the {} above; the JSON "
+            "report lists them\n",
+            report.alike.size(), report.views.size());
     return text.empty() ? "" : "Left out:\n" + text;
 }
 
@@ -228,8 +240,8 @@ Json toJson(const CalibrationReport& report) {
             {"unit", model.unit},
             {"coverage", {{"left", toJson(verdict.left)}, {"right", toJson(verdict.right)}}},
             {"views", viewsToJson(report)},
-            {"leftOut", toJson(report.skipped)},
-            {"leftOutAlike", report.alike}};
+            {"leftOut", listOf(report.skipped)},
+            {"leftOutAlike", listOf(report.alike)}};
 }
 
 std::string toText(const CalibrationReport& report) {

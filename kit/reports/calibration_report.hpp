@@ -19,7 +19,7 @@ struct CalibrationReport {
     CalibrationVerdict verdict;
     std::vector<PairNames> views;      // the pairs that show the board, as `solution` numbers them
     std::vector<SkippedPair> skipped;  // the others, and those that `solution` rejected
-    std::size_t alike = 0;             // how many more were left out, see `chooseViews`
+    std::vector<PairNames> alike;      // left out as well, see `chooseViews`
 };
 
 // Judges the solution that was found from the detections of `search`.

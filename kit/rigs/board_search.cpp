@@ -164,7 +164,10 @@ void BoardSearch::keepDistinct(std::size_t most) {
             fmt::format("of {} pairs that show the board only {} differ, at least {} are needed; "
                         "show it in other places and tilted in other directions",
                         _detections.size(), chosen.size(), minimumPairs));
-    _alike = _detections.size() - chosen.size();
+    for (std::size_t i = 0; i < _names.size(); ++i) {
+        if (!std::binary_search(chosen.begin(), chosen.end(), i))
+            _alike.push_back(_names[i]);
+    }
     keep(_detections, chosen);
     keep(_names, chosen);
     keep(_frames, chosen);

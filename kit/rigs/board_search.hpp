@@ -74,8 +74,8 @@ class BoardSearch {
     // Those of `skipped` that can't be read or have another size.
     std::size_t failures() const { return _failures; }
 
-    // How many `keepDistinct` has left out.
-    std::size_t alike() const { return _alike; }
+    // Those that `keepDistinct` has left out.
+    const std::vector<PairNames>& alike() const { return _alike; }
 
     // How many pairs were added.
     std::size_t pairs() const { return _added.size(); }
@@ -100,7 +100,7 @@ class BoardSearch {
     std::vector<std::size_t> _frames;
     std::vector<SkippedPair> _skipped;
     std::size_t _failures = 0;
-    std::size_t _alike = 0;
+    std::vector<PairNames> _alike;
 };
 
 }  // namespace tiomipra

@@ -123,6 +123,10 @@ TEST_F(Calibrate, FindsSwappedCamerasAndKeepsBetterOnes) {
     EXPECT_THAT(kept.err, AllOf(HasSubstr("rig/redo' are written but should not be used"),
                                 HasSubstr("rig' keeps the better ones")));
     EXPECT_EQ(readFile(_folder / "rig/left.yml"), good);
+    EXPECT_EQ(runForJson(calibrate("rig", {"--left", photograph("right0[1-4].jpg"), "--right",
+                                           photograph("left0[1-4].jpg")}),
+                         1)["folder"],
+              _folder / "rig/redo");
     const std::string bad = readFile(_folder / "rig/redo/left.yml");
     EXPECT_NE(bad, good);
     swapped({"--force"});
@@ -155,6 +159,10 @@ TEST_F(Calibrate, TurnsImages) {
     const Arguments rectify = joined(
         {"rectify", "--calibration", _folder / "turned", "--output", _folder / "result"}, images);
     EXPECT_THAT(runTiomipra(rectify).err,
+                HasSubstr("right ones by 180, these are turned by 0 and 0"));
+    const Arguments known{"--fix-intrinsics", _folder / "turned/left.yml",
+                          _folder / "turned/right.yml"};
+    EXPECT_THAT(runTiomipra(calibrate("again", photographs("0[1-5]"), known)).err,
                 HasSubstr("right ones by 180, these are turned by 0 and 0"));
     EXPECT_EQ(runForJson(joined(rectify, turn))["pairs"][0]["madeWith"]["parameters"],
               json({{"rotateRight", 180}}));

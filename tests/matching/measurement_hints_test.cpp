@@ -29,7 +29,8 @@ TEST(MeasurementHints, SayWhatIsOddAndWhatToTry) {
         {500, 15, 0, 1, "3 % of what was measured"},
         {0, 0, 500, 1, ""},
         {0, 0, 510, 1, "51 % of what was measured is at the far end"},
-        {0, 0, 510, 0, ""}};  // nothing is farther
+        {0, 0, 900, 0, ""},  // nothing is farther
+        {0, 0, 910, 0, "91 % of what was measured is at the far end"}};
     for (const auto& [missing, near, far, first, hint] : cases) {
         Match match;
         match.left = cv::Mat(1, 1000, CV_8UC1);

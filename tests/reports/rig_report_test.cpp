@@ -93,7 +93,7 @@ TEST(CalibrationReport, TellsAllNumbers) {
 TEST(CalibrationReport, DoesNotListHundreds) {
     CalibrationReport many = report;
     many.skipped.resize(20, many.skipped.back());
-    many.alike = 7;
+    many.alike.assign(7, {"eL.png", "eR.png"});
     EXPECT_THAT(
         toText(many),
         HasSubstr(
@@ -101,7 +101,8 @@ TEST(CalibrationReport, DoesNotListHundreds) {
     many.skipped.resize(350, many.skipped.back());
     EXPECT_THAT(toText(many), HasSubstr("limit\n  330 more that the JSON report lists\n  7 more"));
     EXPECT_EQ(toJson(many)["leftOut"].size(), 350U);
-    EXPECT_EQ(toJson(many)["leftOutAlike"], 7);
+    EXPECT_EQ(toJson(many)["leftOutAlike"].size(), 7U);
+    EXPECT_EQ(toJson(many)["leftOutAlike"][6]["right"], "eR.png");
 }
 
 TEST(CalibrationReport, PicturesShowBothCameras) {

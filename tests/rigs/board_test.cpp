@@ -133,7 +133,8 @@ TEST(BoardSearch, CountsTheSameViewOnce) {
         search.add(frame(std::to_string(i)), {{640, 480}, views[i], ""});
     search.sort();
     search.keepDistinct(3);
-    EXPECT_EQ(search.alike(), 3U);
+    ASSERT_EQ(search.alike().size(), 3U);
+    EXPECT_EQ(search.alike()[0].left, "0L");
     ASSERT_EQ(search.detections().size(), 3U);
     EXPECT_EQ(search.names()[1].left, std::to_string(search.frameOf(1) == 2 ? 1 : 2) + "L");
     EXPECT_THAT([&] { search.keepDistinct(2); },

@@ -233,8 +233,9 @@ Ending runCalibrate(const CalibrateOptions& options) {
         readPair(options.frames, step * search.frameOf(solution.used.front()));
     const std::string folder = chooseFolder(options, report.verdict.grade);
     const OutputFolder chosen(folder);
-    const nlohmann::ordered_json json =
+    nlohmann::ordered_json json =
         writeResults(options, folder, report, drawRectifiedPair(solution.rectified, firstUsed));
+    json["folder"] = folder;  // the one that was wanted, or that beside it
     std::cout << (options.json ? dumpJson(json) : toText(report));
     return conclude(options, folder, report.verdict.grade, search);
 }
