@@ -90,6 +90,16 @@ TEST(CalibrationReport, TellsAllNumbers) {
         EXPECT_THAT(toText(report), HasSubstr(part));
 }
 
+// A fault may be the reason for numbers that are not good, and those that are good need none.
+TEST(CalibrationReport, AdvisesOnWhatIsToBeDone) {
+    CalibrationReport faulty = report;
+    EXPECT_THAT(toText(faulty), HasSubstr("What to do: take more pairs."));
+    EXPECT_THAT(toText(faulty), Not(HasSubstr("look at the views with the largest")));
+    faulty.verdict.faults = {{"one camera is upside down", "turn it"}};
+    EXPECT_THAT(toText(faulty), HasSubstr("upside down.\n          What to do: turn it.\n"));
+    EXPECT_THAT(toText(faulty), Not(HasSubstr("take more pairs")));
+}
+
 TEST(CalibrationReport, DoesNotListHundreds) {
     CalibrationReport many = report;
     many.skipped.resize(20, many.skipped.back());
