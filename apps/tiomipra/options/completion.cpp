@@ -56,9 +56,8 @@ std::vector<std::string> optionsOf(const CLI::App& command) {
 // The subcommand that the first word names which is no option, or `app` itself.
 const CLI::App& commandIn(const CLI::App& app, const std::vector<std::string>& words) {
     const auto end = words.end() - 1;
-    const auto named = std::find_if(words.begin(), end, [](const std::string& word) {
-        return word != "help" && !startsWith(word, "-");
-    });
+    const auto named = std::find_if(words.begin(), end,
+                                    [](const std::string& word) { return !startsWith(word, "-"); });
     for (const CLI::App* const command : app.get_subcommands({})) {
         if (named != end && command->get_name() == *named)
             return *command;
