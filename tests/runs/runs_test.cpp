@@ -114,6 +114,7 @@ TEST(Progress, TellsRateAndTimeLeftOfWhatWasNotSkipped) {
     EXPECT_EQ(formatBar(3, 12, 4.5), "[======                  ]   3/12  4.5/s  2 s left");
     EXPECT_EQ(formatBar(5, 0, 2), "5  2.0/s");
     EXPECT_EQ(formatDuration(59.4), "59 s");
+    EXPECT_EQ(formatDuration(60), "1 min 00 s");
     EXPECT_EQ(formatDuration(125), "2 min 05 s");
     EXPECT_EQ(formatDuration(3720), "1 h 02 min");
 }
