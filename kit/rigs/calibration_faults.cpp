@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 #include <opencv2/core.hpp>
 
 #include "base/text.hpp"
 #include "rigs/rectifier.hpp"
 #include "rigs/rig_geometry.hpp"
 #include "rigs/rig_model.hpp"
+#include "rigs/shown_image.hpp"
 
 namespace tiomipra {
 namespace {
@@ -129,6 +129,27 @@ void checkIsRotation(const NamedCalibration& camera, std::vector<Fault>& faults)
             {fmt::format("{} rectificationMatrix {}", camera.name, complaint), calibrateAgain});
 }
 
+// The library reads f, cx and tx of f 0 cx tx / 0 f cy ty / 0 0 1 0, and takes the rest for
+// granted.
+void checkProjection(const NamedCalibration& camera, std::vector<Fault>& faults) {
+    const cv::Matx34f found(camera.calibration.projectionMatrix);
+    const float focal = found(0, 0);
+    const cv::Matx34f expected(focal, 0, found(0, 2), found(0, 3),  //
+                               0, focal, found(1, 2), found(1, 3),  //
+                               0, 0, 1, 0);
+    for (int i = 0; i < 12; ++i) {
+        const bool isFocal = i == 5;
+        const float tolerance = isFocal ? 0.01F * focal : 1e-6F;
+        if (std::abs(found.val[i] - expected.val[i]) > tolerance)
+            faults.push_back({fmt::format("{} projectionMatrix is {} at row {}, column {}, must be "
+                                          "{}{}",
+                                          camera.name, significant(found.val[i], 6), i / 4, i % 4,
+                                          significant(expected.val[i], 6),
+                                          isFocal ? " as at row 0, column 0" : ""),
+                              calibrateAgain});
+    }
+}
+
 // Rows of the rectified images match only if both are projected with the same numbers along y.
 void checkCommonRows(const Calibration& left, const Calibration& right,
                      std::vector<Fault>& faults) {
@@ -159,6 +180,9 @@ std::string remedyForSwap(bool areFilesSwapped) {
 }
 
 void checkBaseline(const Calibration& left, const Calibration& right, std::vector<Fault>& faults) {
+    // Between two cameras, in any unit from the micrometre to the kilometre.
+    constexpr double shortest = 1e-9;
+    constexpr double longest = 1e9;
     const cv::Point2d baseline = baselineOf(left, right);
     const float leftOffset = left.projectionMatrix.at<float>(0, 3);
     if (baseline.y != 0)
@@ -177,6 +201,10 @@ void checkBaseline(const Calibration& left, const Calibration& right, std::vecto
                                       "above 0",
                                       significant(baseline.x, 6)),
                           remedyForSwap(leftOffset != 0), true});
+    else if (!(baseline.x >= shortest && baseline.x <= longest))
+        faults.push_back({fmt::format("the baseline is {}, must be from {:g} to {:g}",
+                                      significant(baseline.x, 6), shortest, longest),
+                          calibrateAgain});
     else if (leftOffset != 0)
         faults.push_back(
             {fmt::format("left projectionMatrix has an offset of {} at row 0, column 3, must be 0",
@@ -184,13 +212,30 @@ void checkBaseline(const Calibration& left, const Calibration& right, std::vecto
              calibrateAgain});
 }
 
+// No sensor is smaller, and cv::remap takes no images that are larger.
+void checkSize(const NamedCalibration& camera, std::vector<Fault>& faults) {
+    constexpr int smallest = 8;
+    constexpr int largest = 32766;
+    const auto [low, high] = std::minmax({camera.calibration.width, camera.calibration.height});
+    if (low < smallest || high > largest)
+        faults.push_back(
+            {fmt::format("{} image size is {}, must be from {} to {} on both sides", camera.name,
+                         describe(sizeOf(camera.calibration)), smallest, largest),
+             repairFile});
+}
+
+void checkLens(const NamedCalibration& camera, std::vector<Fault>& faults) {
+    const std::string complaint = whyNoLens(camera.calibration);
+    if (!complaint.empty())
+        faults.push_back({camera.name + " " + complaint, repairFile});
+}
+
 // Whatever the library refuses for a reason that has no check here.
-void checkWithLibrary(const Calibration& left, const Calibration& right,
-                      std::vector<Fault>& faults) {
+void checkWithLibrary(Calibration left, Calibration right, std::vector<Fault>& faults) {
     try {
-        // Building the smallest transform is quick and finds everything that frames would find.
-        const int divisor = std::gcd(left.width, left.height);
-        makeRectifier(left, right)->computeImageTransforms(sizeOf(left) / divisor);
+        // The transform of a single pixel finds everything that those of whole images would find.
+        left.width = left.height = right.width = right.height = 1;
+        makeRectifier(left, right)->computeImageTransforms({1, 1});
     } catch (const std::exception& error) {
         faults.push_back({fmt::format("the library refuses the calibrations: {}", error.what()),
                           calibrateAgain});
@@ -227,7 +272,7 @@ std::vector<Fault> findFaultsOfForm(const Calibration& left, const Calibration& 
 
 }  // namespace
 
-std::vector<Fault> findFaults(const Calibration& left, const Calibration& right) {
+std::vector<Fault> findFaultsOfRectified(const Calibration& left, const Calibration& right) {
     std::vector<Fault> faults = findFaultsOfForm(left, right);
     checkUpsideDown(left, right, faults);
     if (!faults.empty())
@@ -239,6 +284,21 @@ std::vector<Fault> findFaults(const Calibration& left, const Calibration& right)
     }
     checkCommonRows(left, right, faults);
     checkBaseline(left, right, faults);
+    if (faults.empty()) {
+        checkProjection({"left", left}, faults);
+        checkProjection({"right", right}, faults);
+    }
+    return faults;
+}
+
+std::vector<Fault> findFaults(const Calibration& left, const Calibration& right) {
+    std::vector<Fault> faults = findFaultsOfRectified(left, right);
+    for (const auto check : {checkSize, checkLens}) {
+        if (!faults.empty())
+            return faults;
+        check({"left", left}, faults);
+        check({"right", right}, faults);
+    }
     if (faults.empty())
         checkWithLibrary(left, right, faults);
     return faults;

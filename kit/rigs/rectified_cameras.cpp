@@ -35,7 +35,7 @@ Rig rectifiedRig(const RectifiedCameras& cameras, const cv::Size& size) {
     rig.right = pinhole(size, focal, right, -focal * baseline.value);
     rig.unit = baseline.unit;
     rig.cameras = cameras;
-    const std::vector<Fault> faults = findFaults(rig.left, rig.right);
+    const std::vector<Fault> faults = findFaultsOfRectified(rig.left, rig.right);
     if (!faults.empty())
         throw SettingError(fmt::format("a focal length of {} pixels and a baseline of {}: {}",
                                        digits(focal), digits(baseline.value),

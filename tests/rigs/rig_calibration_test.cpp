@@ -434,7 +434,33 @@ TEST(FindFaults, NamesWhatIsWrongAndWhatToDo) {
          "left projectionMatrix is empty, must be 3x4 CV_32FC1", "restore the file"},
         {[](auto& rig) { rig.left.rectificationMatrix = cv::Mat::eye(2, 2, CV_32F); },
          "left rectificationMatrix is 2x2 CV_32FC1, must be 3x3 CV_32FC1 or", "restore the file"},
-        {[](auto& rig) { rig.left.height = -3; }, "left image size is 640x-3", "restore the file"}};
+        {[](auto& rig) { rig.left.height = -3; }, "left image size is 640x-3", "restore the file"},
+        {[](auto& rig) { rig.left.width = rig.right.width = 7; },
+         "left image size is 7x480, must be from 8 to 32766 on both sides", "restore the file"},
+        {[](auto& rig) { rig.left.height = rig.right.height = 2147483647; },
+         "left image size is 640x2147483647, must be from 8", "restore the file"},
+        {[](auto& rig) { rig.right.projectionMatrix.template at<float>(2, 2) = 2; },
+         "right projectionMatrix is 2 at row 2, column 2, must be 1", "calibrate"},
+        {[](auto& rig) {
+             for (auto* camera : {&rig.left, &rig.right})
+                 camera->projectionMatrix.template at<float>(1, 1) = 400;
+         },
+         "left projectionMatrix is 400 at row 1, column 1, must be 500", "calibrate"},
+        {[](auto& rig) { rig.right.projectionMatrix.template at<float>(0, 3) = -5e-28F; },
+         "the baseline is 1e-30, must be from 1e-09 to 1e+09", "calibrate"},
+        {[](auto& rig) { rig.right.projectionMatrix.template at<float>(0, 3) = -INFINITY; },
+         "right projectionMatrix is not finite at row 0, column 3", "calibrate"},
+        {[](auto& rig) { rig.left.cameraMatrix = cv::Mat::ones(3, 3, CV_32F); },
+         "left cameraMatrix, rectificationMatrix and projectionMatrix together show 0.0003",
+         "restore the file"},
+        {[](auto& rig) {
+             rig.right.projectionMatrix.colRange(0, 2) *= 0.03;
+             rig.right.projectionMatrix.template at<float>(0, 3) *= 0.03F;
+             rig.left.projectionMatrix.colRange(0, 2) *= 0.03;
+         },
+         "together fill", "restore the file"},
+        {[](auto& rig) { rig.right.distortion.template at<float>(0) = 100; },
+         "right distortion leaves 3.", "restore the file"}};
     for (const auto& [change, problem, remedy] : cases) {
         CalibrationPair rig = makeRig();
         ASSERT_TRUE(findFaults(rig.left, rig.right).empty());
