@@ -71,7 +71,7 @@ Ending conclude(const std::vector<Failure>& failures, std::size_t count,
         return first;
     std::string message = fmt::format("{} of {} {} failed:", failures.size(), count, things);
     for (const auto& [name, ending] : failures)
-        message += fmt::format("\n  {}: {}", name, ending.message);
+        message += fmt::format("\n  {}: {}", printable(name), ending.message);
     return {failures.size() == count ? first.status : Status::partial, message};
 }
 

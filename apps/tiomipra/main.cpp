@@ -106,7 +106,7 @@ std::string calledAs(const CLI::App& app) {
 // Says on standard error how the command ends; returns the exit status.
 int end(const CLI::App& app, const Ending& ending) {
     if (!ending.message.empty())
-        std::cerr << calledAs(app) << ": " << ending.message << '\n';
+        std::cerr << calledAs(app) << ": " << printableLines(ending.message) << '\n';
     if (ending.status == Status::interrupted)
         dieInterrupted();
     return static_cast<int>(ending.status);

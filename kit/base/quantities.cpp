@@ -38,6 +38,10 @@ double takePositive(std::string_view& text) {
 
 }  // namespace
 
+bool isUnit(const std::string& text) {
+    return text.empty() || text == metres;
+}
+
 Length parseLength(const std::string& text) {
     constexpr auto rule = "a positive number, alone or with mm, cm, m or in";
     std::string_view rest = text;

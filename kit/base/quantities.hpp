@@ -12,6 +12,9 @@ namespace tiomipra {
 // The unit of lengths that have a suffix, and of calibrations that are made with such a one.
 constexpr auto metres = "m";
 
+// Whether calibrations are made with this unit: `metres`, or "" for the user's own.
+bool isUnit(const std::string& text);
+
 struct Length {
     double value = 0;
     std::string unit;  // `metres`, or "" where the text has no suffix

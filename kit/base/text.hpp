@@ -27,7 +27,14 @@ inline std::string digits(double value) {
     return significant(value, 4);
 }
 
-// A file's name, or what a user wrote, within a message: 'a.png'.
+// `text` in one line as a terminal may get it, whoever has written it: control characters and bytes
+// that are not UTF-8 become \n, \x1b or \u009b. What is printable remains as it is.
+std::string printable(const std::string& text);
+
+// The same for several lines.
+std::string printableLines(const std::string& text);
+
+// A file's name, or what a user wrote, within a message: 'a.png'. Printable.
 std::string quote(const std::string& text);
 
 // "'a.png' is 640x480, 'b.png' is 320x240; their sizes must be the same".

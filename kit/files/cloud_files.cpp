@@ -1,10 +1,10 @@
 #include "files/cloud_files.hpp"
 
-#include <fmt/format.h>
-
 #include <charconv>
 #include <cstdint>
 #include <cstring>
+
+#include "base/text.hpp"
 
 namespace tiomipra {
 namespace {
@@ -16,7 +16,7 @@ std::string plyHeader(std::size_t count, const char* format,
                       const std::vector<std::string>& comments) {
     std::string header = fmt::format("ply\nformat {} 1.0\n", format);
     for (const std::string& comment : comments)
-        header += fmt::format("comment {}\n", comment);
+        header += fmt::format("comment {}\n", printable(comment));
     header += fmt::format("element vertex {}\n", count);
     for (const char* name : {"x", "y", "z"})
         header += fmt::format("property float {}\n", name);
@@ -28,7 +28,7 @@ std::string plyHeader(std::size_t count, const char* format,
 std::string pcdHeader(std::size_t count, const std::vector<std::string>& comments) {
     std::string header = "# .PCD v0.7 - Point Cloud Data file format\n";
     for (const std::string& comment : comments)
-        header += fmt::format("# {}\n", comment);
+        header += fmt::format("# {}\n", printable(comment));
     return header + fmt::format(
                         "VERSION 0.7\nFIELDS x y z rgb\nSIZE 4 4 4 4\nTYPE F F F F\nCOUNT 1 1 1 1\n"
                         "WIDTH {0}\nHEIGHT 1\nVIEWPOINT 0 0 0 1 0 0 0\nPOINTS {0}\nDATA binary\n",

@@ -98,7 +98,7 @@ Json listOf(const std::vector<Pair>& pairs) {
 
 std::string shortText(const PairNames& names) {
     const auto shortened = [](const std::string& path) {
-        return std::filesystem::path(path).filename().string();
+        return printable(std::filesystem::path(path).filename().string());
     };
     return fmt::format("{}  {}", shortened(names.left), shortened(names.right));
 }

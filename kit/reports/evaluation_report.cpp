@@ -52,7 +52,8 @@ std::string printTable(const std::vector<FileEvaluation>& evaluations) {
     std::string table =
         fmt::format("{:<36} bad-0.5   bad-1   bad-2   bad-4      D1\n", "% of the pixels");
     for (const FileEvaluation& evaluation : evaluations) {
-        table += fmt::format("{} against {}\n", evaluation.files.disparity, evaluation.files.truth);
+        table += fmt::format("{} against {}\n", printable(evaluation.files.disparity),
+                             printable(evaluation.files.truth));
         table += printRegion("all", evaluation.all);
         if (evaluation.nonOccluded)
             table += printRegion("non-occluded", *evaluation.nonOccluded);

@@ -120,13 +120,13 @@ std::string BoardSearch::whyUnusable(const AddedPair& pair) const {
     if (detection.left.empty() && detection.right.empty())
         return "no board in either image";
     if (detection.left.empty())
-        return "no board in " + pair.names.left;
+        return "no board in " + printable(pair.names.left);
     if (detection.right.empty())
-        return "no board in " + pair.names.right;
+        return "no board in " + printable(pair.names.right);
     const std::string& largerBoard = pair.searched.largerBoard;
     if (!largerBoard.empty())
         return fmt::format("the board in {} has more than {} corners; all of them must be counted",
-                           largerBoard, describe(_board.corners));
+                           printable(largerBoard), describe(_board.corners));
     const SharedPoints shared = sharedPoints(detection.left, detection.right);
     if (!determinePose(shared.ids, _board))
         return fmt::format("the images share only {} corners, too few or all on one line",
@@ -143,7 +143,8 @@ void BoardSearch::requireEnoughPairs(FrameSource& again) const {
     if (withoutBoard > _failures)
         message += adviceOnBoard(again);
     for (const auto& [names, reason] : _skipped)
-        message += fmt::format("\n  {}  {}: {}", names.left, names.right, reason);
+        message +=
+            fmt::format("\n  {}  {}: {}", printable(names.left), printable(names.right), reason);
     throw InputError(message);
 }
 

@@ -8,6 +8,7 @@
 
 #include "base/errors.hpp"
 #include "base/provenance.hpp"
+#include "base/quantities.hpp"
 #include "base/text.hpp"
 #include "files/input_files.hpp"
 #include "files/output_files.hpp"
@@ -69,6 +70,12 @@ void readReport(Rig& rig) {
     } catch (const InputError&) {  // NOLINT(bugprone-empty-catch): as if it were not there
     } catch (const nlohmann::json::exception&) {  // NOLINT(bugprone-empty-catch): of something else
     }
+    // Depths in another unit than they are said to be in are worse than none.
+    if (rig.unit && !isUnit(*rig.unit))
+        throw InputError(
+            fmt::format("{} says that the unit of lengths is {}, must be {} or empty, for "
+                        "one of your own, as calibrating writes it",
+                        quote(path), quote(*rig.unit), quote(metres)));
 }
 
 // Reads back what was written. Empty when that failed.

@@ -37,7 +37,8 @@ struct Rig {
     std::optional<RectifiedCameras> cameras = std::nullopt;
 };
 
-// Throws `InputError` as `readCalibration`.
+// Throws `InputError` as `readCalibration`, and for a report on these files whose unit is none that
+// calibrating writes.
 Rig readRig(const std::string& leftFile, const std::string& rightFile);
 
 // Tells of a calibration whose verdict was redo, and of images that are turned otherwise than those

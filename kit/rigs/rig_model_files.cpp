@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/errors.hpp"
+#include "base/quantities.hpp"
 #include "base/text.hpp"
 #include "rigs/document_guard.hpp"
 
@@ -158,6 +159,13 @@ std::vector<double> readCoefficients(const Entry& entry, LensKind kind) {
     return coefficients;
 }
 
+std::string readUnit(const Entry& entry) {
+    const std::string unit = readText(entry);
+    if (!isUnit(unit))
+        refuse(entry, fmt::format("is {}, must be {} or empty", quote(unit), quote(metres)));
+    return unit;
+}
+
 CameraModel readCamera(const Entry& entry) {
     CameraModel camera;
     camera.imageSize.width = readPositive(findEntry(entry, "width"));
@@ -174,7 +182,7 @@ RigModel readModel(const cv::FileNode& root) {
         throw std::invalid_argument("it is no mapping of keys to values");
     const Entry document{"", root};
     RigModel model;
-    model.unit = readText(findEntry(document, "unit"));
+    model.unit = readUnit(findEntry(document, "unit"));
     model.left = readCamera(findEntry(document, "left"));
     model.right = readCamera(findEntry(document, "right"));
     model.rightFromLeftRotation = readRotation(findEntry(document, "rightFromLeftRotation"));

@@ -21,14 +21,14 @@ TEST(CloudFiles, HoldMeasuredPointsInTheirColours) {
         "property uchar red\nproperty uchar green\nproperty uchar blue\nend_header\n";
     const std::string first("\xab\xaa\xaa\x3e\0\0\0\x40\0\0\x40\x40", 12);
     const std::string second("\0\0\x80\xc0\0\0\xa0\x40\0\0\xc0\x40", 12);
-    EXPECT_EQ(encodeCloud(cloud, CloudFormat::plyText, {"by: a test"}),
-              "ply\nformat ascii 1.0\ncomment by: a test\n" + properties +
+    EXPECT_EQ(encodeCloud(cloud, CloudFormat::plyText, {"by: a\nelement"}),
+              "ply\nformat ascii 1.0\ncomment by: a\\nelement\n" + properties +
                   "0.33333334 2 3 30 20 10\n-4 5 6 60 50 40\n");
     EXPECT_EQ(encodeCloud(cloud, CloudFormat::plyBinary, {}),
               "ply\nformat binary_little_endian 1.0\n" + properties + first + "\x1e\x14\x0a" +
                   second + "\x3c\x32\x28");
-    EXPECT_EQ(encodeCloud(cloud, CloudFormat::pcd, {"by: a test"}),
-              "# .PCD v0.7 - Point Cloud Data file format\n# by: a test\n"
+    EXPECT_EQ(encodeCloud(cloud, CloudFormat::pcd, {"by: a\nelement"}),
+              "# .PCD v0.7 - Point Cloud Data file format\n# by: a\\nelement\n"
               "VERSION 0.7\nFIELDS x y z rgb\nSIZE 4 4 4 4\nTYPE F F F F\nCOUNT 1 1 1 1\n"
               "WIDTH 2\nHEIGHT 1\nVIEWPOINT 0 0 0 1 0 0 0\nPOINTS 2\nDATA binary\n" +
                   first + std::string("\x0a\x14\x1e\0", 4) + second +

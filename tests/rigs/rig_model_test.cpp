@@ -131,6 +131,11 @@ TEST_F(RigFiles, UnitIsThatOfTheReportOnTheseFiles) {
     const Rig rig = readRig(_left, _right);
     EXPECT_EQ(rig.unit, "m");
     EXPECT_EQ(filesOf(rig).size(), 3U);
+    _folder.write("report.json", start + R"(", "unit": "m\n\u001b[31m"})");
+    EXPECT_THAT(
+        [this] { readRig(_left, _right); },
+        testing::ThrowsMessage<InputError>(HasSubstr(
+            R"(report.json' says that the unit of lengths is 'm\n\x1b[31m', must be 'm')")));
 }
 
 TEST_F(RigFiles, MatricesHaveTwoDimensions) {
@@ -194,6 +199,7 @@ TEST_F(RigModelFile, NamesTheKeyAndTheRuleThatIsBroken) {
         std::string key, from, to, message;
     } cases[] = {
         {"unit", "unit", "unjt", "unit is missing, must be a text"},
+        {"unit", "m", "mm", "unit is 'mm', must be 'm' or empty"},
         {"left", "640", "0", "left.width is 0, must be above 0"},
         {"left", "640", "wide", "left.width must be a whole number"},
         {"right", "480", "480.5", "right.height must be a whole number"},

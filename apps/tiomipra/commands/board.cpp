@@ -40,7 +40,7 @@ Ending runBoard(const DrawBoardOptions& options) {
     std::cout << fmt::format(
         "{}: {}, on a page of {} x {} mm\nPrint it at 100 %, measure the ruler, fix it to "
         "something flat, then:\n  {} ...\n",
-        options.output, describeBoard(board), digits(drawing.page.width),
+        printable(options.output), describeBoard(board), digits(drawing.page.width),
         digits(drawing.page.height), calibrateWith(options.board));
     return {};
 }

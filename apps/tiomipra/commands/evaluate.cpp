@@ -121,8 +121,8 @@ Ending runEvaluate(const EvaluateOptions& options) {
         std::cout << printTable(outcomes.evaluations);
     for (const std::string& file : outcomes.refused)
         std::cerr << fmt::format(
-            "{}: more than {:g} % of the measured pixels are off by more than 2 pixels\n", file,
-            *options.maxBad2);
+            "{}: more than {:g} % of the measured pixels are off by more than 2 pixels\n",
+            printable(file), *options.maxBad2);
     if (!outcomes.failures.empty())
         return conclude(outcomes.failures, files.size(), things);
     return {outcomes.refused.empty() ? Status::done : Status::no, ""};

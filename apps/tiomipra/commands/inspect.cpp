@@ -40,8 +40,8 @@ nlohmann::ordered_json makeReport(const Rig& rig, const std::vector<Fault>& faul
 
 std::string makeText(const Rig& rig, const std::vector<Fault>& faults) {
     if (!faults.empty())
-        return fmt::format("{} and {} are not usable:\n{}", rig.leftFile, rig.rightFile,
-                           toText(faults));
+        return fmt::format("{} and {} are not usable:\n{}", printable(rig.leftFile),
+                           printable(rig.rightFile), toText(faults));
     const std::string end =
         isToRedo(rig)
             ? "The pair should not be used: the verdict of report.json on it is redo, and "

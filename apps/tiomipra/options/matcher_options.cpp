@@ -160,8 +160,7 @@ void addParameters(CLI::App& command, MatcherOptions& options) {
 [[noreturn]] void refuseFile(const std::string& path, std::string problem) {
     constexpr std::size_t longest = 200;
     // It may quote any text, of the wrong file say.
-    const auto isPlain = [](char letter) { return letter >= ' ' && letter <= '~'; };
-    std::replace_if(problem.begin(), problem.end(), std::not_fn(isPlain), '?');
+    problem = printable(problem);
     if (problem.size() > longest) {
         problem.resize(longest);
         problem += "...";

@@ -8,6 +8,7 @@
 
 #include "base/errors.hpp"
 #include "base/json_text.hpp"
+#include "base/text.hpp"
 #include "files/input_files.hpp"
 #include "files/output_files.hpp"
 #include "runs/work_on_all.hpp"
@@ -161,8 +162,8 @@ class Batch {
         if (_doneNames.empty())
             return;
         const std::size_t count = _doneNames.size();
-        std::cout << fmt::format("{} {} done, results in '{}'", count,
-                                 count == 1 ? "pair" : "pairs", _options.output);
+        std::cout << fmt::format("{} {} done, results in {}", count, count == 1 ? "pair" : "pairs",
+                                 quote(_options.output));
         if (_skipped > 0)
             std::cout << fmt::format(" ({} were there already)", _skipped);
         std::cout << '\n';

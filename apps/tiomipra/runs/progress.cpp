@@ -7,6 +7,8 @@
 #include <cmath>
 #include <iostream>
 
+#include "base/text.hpp"
+
 namespace tiomipra {
 namespace {
 
@@ -42,7 +44,7 @@ ProgressOutput chooseBar(std::size_t total) {
 }
 
 void sayBesideBar(const std::string& line) {
-    std::cerr << (isatty(STDERR_FILENO) != 0 ? clearLine : "") << line << std::endl;
+    std::cerr << (isatty(STDERR_FILENO) != 0 ? clearLine : "") << printable(line) << std::endl;
 }
 
 std::string formatDuration(double seconds) {
@@ -94,7 +96,7 @@ void Progress::advance(const std::string& what) {
     if (_lines != nullptr) {
         if (_total != 1)
             *_lines << fmt::format("[{}] ", formatCount(_done, _total));
-        *_lines << what << std::endl;
+        *_lines << printable(what) << std::endl;
     }
     drawBar();
 }
