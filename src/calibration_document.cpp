@@ -10,6 +10,7 @@
 #include <fstream>
 #include <string_view>
 
+#include "shared/document_target.hpp"
 #include "shared/text.hpp"
 
 namespace vision {
@@ -62,20 +63,6 @@ Format formatOf(std::string_view text) {
     if (startsWith(text, "<"))
         return Format::xml;
     return startsWith(text, "{") ? Format::json : Format::yaml;
-}
-
-// The file that OpenCV opens under a name, in which options may follow the last '?' and the level
-// of compression, a digit, may follow ".gz".
-struct Target {
-    std::string path;
-    bool isCompressed;
-};
-
-Target targetOf(const std::string& filename) {
-    std::string path = filename.substr(0, filename.find_last_of('?'));
-    if (path.size() >= 4 && path.compare(path.size() - 4, 3, ".gz") == 0 && isDigit(path.back()))
-        path.pop_back();
-    return {path, endsWith(path, ".gz")};
 }
 
 // Opening a FIFO waits for its other end, and a device may never end.
@@ -379,7 +366,7 @@ double countClaimed(const cv::FileNode& node, const std::string& type) {
 }  // namespace
 
 void checkDocument(const std::string& filename) {
-    const Target target = targetOf(filename);
+    const DocumentTarget target = documentTarget(filename);
     checkRegular(filename, target.path);
     std::ifstream file(target.path, std::ios::binary);
     if (!file)
@@ -421,18 +408,18 @@ void checkMatrixNode(const cv::FileNode& node, const char* key, const std::strin
 }
 
 bool isCompressed(const std::string& filename) {
-    return targetOf(filename).isCompressed;
+    return documentTarget(filename).isCompressed;
 }
 
 void checkTarget(const std::string& filename) {
-    const std::string path = targetOf(filename).path;
+    const std::string path = documentTarget(filename).path;
     std::error_code error;
     if (!std::filesystem::is_directory(path, error))
         checkRegular(filename, path);
 }
 
 void writeDocument(const std::string& filename, const std::string& text) {
-    std::ofstream file(targetOf(filename).path, std::ios::binary);
+    std::ofstream file(documentTarget(filename).path, std::ios::binary);
     if (!file) {
         // For the complaint that OpenCV prints on standard error when it can't open the file.
         const cv::FileStorage storage(filename, cv::FileStorage::WRITE);

@@ -136,7 +136,7 @@ std::string describe(const CLI::App& app, const CLI::ParseError& error) {
     const CLI::App& command = chosen.empty() ? app : *chosen.front();
     const auto unknown = command.remaining();
     if (unknown.empty())
-        return error.what();
+        return printable(error.what());
     const auto similar = findSimilar(unknown.front(), knownWords(command));
     return fmt::format("{} is not known here{}", quote(unknown.front()),
                        similar ? fmt::format("; did you mean {}?", quote(*similar)) : "");

@@ -16,26 +16,26 @@ struct Character {
 };
 
 Character firstCharacter(std::string_view text) {
-    constexpr std::uint32_t least[] = {0, 0, 0x80, 0x800, 0x10000};  // by length, shorter else
+    constexpr std::uint32_t least[] = {0, 0, 0x80, 0x800, 0x10000};  // by length; less fits shorter
     const auto byteAt = [text](std::size_t i) {
         return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
     };
     const unsigned first = byteAt(0);
     if (first < 0x80)
         return {1, first};
-    const std::size_t length = first < 0xc0   ? 0
-                               : first < 0xe0 ? 2
-                               : first < 0xf0 ? 3
-                               : first < 0xf8 ? 4
-                                              : 0;
+    if (first < 0xc0 || first >= 0xf8)
+        return {0, first};
+    const std::size_t length = first < 0xe0 ? 2 : first < 0xf0 ? 3 : 4;
     std::uint32_t code = first & (0x7fU >> length);
     for (std::size_t i = 1; i < length; ++i) {
         if ((byteAt(i) & 0xc0) != 0x80)
             return {0, first};
         code = code << 6 | (byteAt(i) & 0x3f);
     }
-    const bool isCharacter = code >= least[length] && code <= 0x10ffff && (code >> 11) != 0x1b;
-    return {isCharacter ? length : 0, isCharacter ? code : first};
+    const bool isSurrogate = code >= 0xd800 && code < 0xe000;
+    if (code < least[length] || code > 0x10ffff || isSurrogate)
+        return {0, first};
+    return {length, code};
 }
 
 // The second range, two bytes each, controls some terminals as the first one does.

@@ -1,5 +1,8 @@
 #include "files/input_files.hpp"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <array>
 #include <cctype>
 #include <cerrno>
@@ -45,7 +48,11 @@ std::string readFile(const std::string& path, std::size_t largest) {
 }
 
 void requireReadable(const std::string& path) {
-    openFile(path);
+    // Without waiting for the other end of a FIFO.
+    const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (file < 0)
+        refuse(path);
+    close(file);
 }
 
 std::string extensionOf(const std::string& path) {

@@ -14,6 +14,7 @@ std::string readFile(const std::string& path,
                      std::size_t largest = std::numeric_limits<std::size_t>::max());
 
 // Throws `InputError` that names the file and the reason, unless the file `path` can be opened.
+// Never waits.
 void requireReadable(const std::string& path);
 
 // The extension of a file name in lower case, as in ".png"; empty when there is none.

@@ -8,6 +8,7 @@
 #include "base/errors.hpp"
 #include "base/text.hpp"
 #include "files/input_files.hpp"
+#include "shared/document_target.hpp"
 
 namespace tiomipra {
 namespace {
@@ -37,6 +38,10 @@ void readDocument(const std::string& path, const std::string& kind,
     const auto refuse = [&](const std::string& complaint) {
         throw InputError(fmt::format("{} is not {}: {}", quote(path), kind, complaint));
     };
+    // OpenCV unpacks it while it parses, so that nothing could keep from its parser what that does
+    // not survive.
+    if (vision::documentTarget(path).isCompressed)
+        refuse("it is compressed; unpack it first");
     try {
         read();
     } catch (const cv::Exception& exception) {

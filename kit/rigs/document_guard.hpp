@@ -8,8 +8,8 @@
 namespace tiomipra {
 
 // Calls `read`, which hands the file `path` to OpenCV's parser. Throws `InputError` that names the
-// file: when it can't be opened or is empty, "must be `kind`", and when the parser complains, "is
-// not `kind`" with the parser's words; `kind` as in "a calibration".
+// file: when it can't be opened or is empty, "must be `kind`", and when it is compressed or the
+// parser complains, "is not `kind`" with the parser's words; `kind` as in "a calibration".
 void readDocument(const std::string& path, const std::string& kind,
                   const std::function<void()>& read);
 

@@ -13,19 +13,18 @@ namespace {
 TEST(Printable, EscapesWhatControlsTerminalsAndWhatIsNoText) {
     const struct {
         std::string text, shown;
-    } cases[] = {
-        {"left 1.png ~", "left 1.png ~"},
-        {"größe 左\u00a0\u07ff\u0800\ud7ff\ue000\uffff\U00010000\U0010ffff",
-         "größe 左\u00a0\u07ff\u0800\ud7ff\ue000\uffff\U00010000\U0010ffff"},
-        {"\x1b[31m\a\t\r", R"(\x1b[31m\x07\x09\x0d)"},
-        {"a\nb", R"(a\nb)"},
-        {std::string(1, '\0') + "\x1f\x7f", R"(\x00\x1f\u007f)"},
-        {"\u0080\u009b[2J\u009f", R"(\u0080\u009b[2J\u009f)"},
-        {"\x80\xbf\xff\xf8\x88", R"(\x80\xbf\xff\xf8\x88)"},
-        {"\xc2", R"(\xc2)"},
-        {"\xe5\xb7|\xc3(", R"(\xe5\xb7|\xc3()"},
-        {"\xc1\x9b\xe0\x82\x9b", R"(\xc1\x9b\xe0\x82\x9b)"},
-        {"\xed\xa0\x80\xf4\x90\x80\x80", R"(\xed\xa0\x80\xf4\x90\x80\x80)"}};
+    } cases[] = {{"left 1.png ~", "left 1.png ~"},
+                 {"größe 左\u00a0\u07ff\u0800\ud7ff\ue000\uffff\U00010000\U0010ffff",
+                  "größe 左\u00a0\u07ff\u0800\ud7ff\ue000\uffff\U00010000\U0010ffff"},
+                 {"\x1b[31m\a\t\r", R"(\x1b[31m\x07\x09\x0d)"},
+                 {"a\nb", R"(a\nb)"},
+                 {std::string(1, '\0') + "\x1f\x7f", R"(\x00\x1f\u007f)"},
+                 {"\u0080\u009b[2J\u009f", R"(\u0080\u009b[2J\u009f)"},
+                 {"\x80\xbf\xff\xf8\x88", R"(\x80\xbf\xff\xf8\x88)"},
+                 {"\xc2", R"(\xc2)"},
+                 {"\xe5\xb7|\xc3(", R"(\xe5\xb7|\xc3()"},
+                 {"\xc1\x9b\xe0\x82\x9b", R"(\xc1\x9b\xe0\x82\x9b)"},
+                 {"\xed\xa0\x80\xf4\x90\x80\x80", R"(\xed\xa0\x80\xf4\x90\x80\x80)"}};
     for (const auto& [text, shown] : cases) {
         EXPECT_EQ(printable(text), shown);
         EXPECT_EQ(quote(text), "'" + shown + "'");

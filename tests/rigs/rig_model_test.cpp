@@ -2,8 +2,10 @@
 #include "rigs/rig_model.hpp"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <cmath>
+#include <filesystem>
 #include <limits>
 
 #include "base/errors.hpp"
@@ -146,6 +148,27 @@ TEST_F(RigFiles, MatricesHaveTwoDimensions) {
                 testing::ThrowsMessage<InputError>(
                     HasSubstr("left.yml' is not a whole calibration: distortion is 3-dimensional "
                               "CV_32FC1, must have rows and columns only")));
+}
+
+// A FIFO without waiting; what is compressed even if it is sound.
+TEST_F(RigFiles, AreRegularAndNotCompressed) {
+    const std::string fifo = _folder.path("fifo.yml");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const std::string packed = _folder.path("left.yml.gz");
+    makeRig().left.save(packed);
+    std::filesystem::copy(packed, packed + "9");
+    std::filesystem::copy(packed, packed + "?base64");
+    const std::string why = "is compressed; unpack it first";
+    const std::pair<std::string, std::string> cases[] = {{fifo, "not a regular file"},
+                                                         {packed, why},
+                                                         {packed + "9", why},
+                                                         {packed + "?base64", why}};
+    for (const auto& test : cases) {
+        const auto complaint = testing::ThrowsMessage<InputError>(
+            testing::AllOf(HasSubstr(test.first + "' is not a"), HasSubstr(test.second)));
+        EXPECT_THAT([&] { readCalibration(test.first); }, complaint);
+        EXPECT_THAT([&] { readRigModel(test.first); }, complaint);
+    }
 }
 
 class RigModelFile : public testing::Test {
