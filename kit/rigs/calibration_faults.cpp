@@ -212,18 +212,6 @@ void checkBaseline(const Calibration& left, const Calibration& right, std::vecto
              calibrateAgain});
 }
 
-// No sensor is smaller, and cv::remap takes no images that are larger.
-void checkSize(const NamedCalibration& camera, std::vector<Fault>& faults) {
-    constexpr int smallest = 8;
-    constexpr int largest = 32766;
-    const auto [low, high] = std::minmax({camera.calibration.width, camera.calibration.height});
-    if (low < smallest || high > largest)
-        faults.push_back(
-            {fmt::format("{} image size is {}, must be from {} to {} on both sides", camera.name,
-                         describe(sizeOf(camera.calibration)), smallest, largest),
-             repairFile});
-}
-
 void checkLens(const NamedCalibration& camera, std::vector<Fault>& faults) {
     const std::string complaint = whyNoLens(camera.calibration);
     if (!complaint.empty())
@@ -231,11 +219,10 @@ void checkLens(const NamedCalibration& camera, std::vector<Fault>& faults) {
 }
 
 // Whatever the library refuses for a reason that has no check here.
-void checkWithLibrary(Calibration left, Calibration right, std::vector<Fault>& faults) {
+void checkWithLibrary(const Calibration& left, const Calibration& right,
+                      std::vector<Fault>& faults) {
     try {
-        // The transform of a single pixel finds everything that those of whole images would find.
-        left.width = left.height = right.width = right.height = 1;
-        makeRectifier(left, right)->computeImageTransforms({1, 1});
+        makeRectifier(left, right);
     } catch (const std::exception& error) {
         faults.push_back({fmt::format("the library refuses the calibrations: {}", error.what()),
                           calibrateAgain});
@@ -270,9 +257,7 @@ std::vector<Fault> findFaultsOfForm(const Calibration& left, const Calibration& 
     return faults;
 }
 
-}  // namespace
-
-std::vector<Fault> findFaultsOfRectified(const Calibration& left, const Calibration& right) {
+std::vector<Fault> findFaultsOfNumbers(const Calibration& left, const Calibration& right) {
     std::vector<Fault> faults = findFaultsOfForm(left, right);
     checkUpsideDown(left, right, faults);
     if (!faults.empty())
@@ -291,16 +276,21 @@ std::vector<Fault> findFaultsOfRectified(const Calibration& left, const Calibrat
     return faults;
 }
 
-std::vector<Fault> findFaults(const Calibration& left, const Calibration& right) {
-    std::vector<Fault> faults = findFaultsOfRectified(left, right);
-    for (const auto check : {checkSize, checkLens}) {
-        if (!faults.empty())
-            return faults;
-        check({"left", left}, faults);
-        check({"right", right}, faults);
-    }
+}  // namespace
+
+std::vector<Fault> findFaultsOfRectified(const Calibration& left, const Calibration& right) {
+    std::vector<Fault> faults = findFaultsOfNumbers(left, right);
     if (faults.empty())
         checkWithLibrary(left, right, faults);
+    return faults;
+}
+
+std::vector<Fault> findFaults(const Calibration& left, const Calibration& right) {
+    std::vector<Fault> faults = findFaultsOfRectified(left, right);
+    if (faults.empty()) {
+        checkLens({"left", left}, faults);
+        checkLens({"right", right}, faults);
+    }
     return faults;
 }
 

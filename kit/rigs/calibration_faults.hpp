@@ -18,8 +18,8 @@ struct Fault {
 // Everything that keeps the library from working with the pair; empty if it is usable.
 std::vector<Fault> findFaults(const vision::Calibration& left, const vision::Calibration& right);
 
-// Those among them that matter for images that are rectified already: what rectifying images of
-// this size would do is not looked at.
+// Those among them that matter for images that are rectified already: what rectifying would show is
+// not looked at.
 std::vector<Fault> findFaultsOfRectified(const vision::Calibration& left,
                                          const vision::Calibration& right);
 

@@ -33,10 +33,16 @@ void requireKeys(const Calibration& calibration, const std::string& path) {
         throw InputError(
             fmt::format("{} is not a whole calibration: {} {}", quote(path), key, rule));
     };
-    if (calibration.width <= 0)
-        complain("width", "is missing or not positive");
-    if (calibration.height <= 0)
-        complain("height", "is missing or not positive");
+    // No sensor is smaller, and cv::remap takes no images that are larger.
+    constexpr int smallest = 8;
+    constexpr int largest = 32766;
+    for (const auto& [key, side] :
+         {std::pair("width", calibration.width), {"height", calibration.height}}) {
+        if (side <= 0)
+            complain(key, "is missing or not positive");
+        if (side < smallest || side > largest)
+            complain(key, fmt::format("is {}, must be from {} to {}", side, smallest, largest));
+    }
     for (const auto& [key, matrix] : matrices) {
         // No distortion at all is a way to say that there is none.
         if ((calibration.*matrix).empty() && matrix != &Calibration::distortion)
@@ -134,7 +140,8 @@ std::vector<std::string> filesOf(const Rig& rig) {
 }
 
 void requireUsable(const Rig& rig) {
-    const std::vector<Fault> faults = findFaults(rig.left, rig.right);
+    const auto faults =
+        rig.cameras ? findFaultsOfRectified(rig.left, rig.right) : findFaults(rig.left, rig.right);
     if (!faults.empty())
         throw InputError(fmt::format("{} and {} can't be used: {}; what to do: {}",
                                      quote(rig.leftFile), quote(rig.rightFile),

@@ -22,8 +22,8 @@ constexpr double largestStretch = 4;
 Grid sampleMap(const vision::Calibration& calibration, const cv::Mat& distortion) {
     cv::Mat camera;
     calibration.projectionMatrix.colRange(0, 3).convertTo(camera, CV_64F);
-    camera.row(0) *= cells / (calibration.width - 1.);
-    camera.row(1) *= cells / (calibration.height - 1.);
+    camera.row(0) *= cells / std::max(1., calibration.width - 1.);
+    camera.row(1) *= cells / std::max(1., calibration.height - 1.);
     cv::Mat x, y, map;
     cv::initUndistortRectifyMap(calibration.cameraMatrix, distortion,
                                 calibration.rectificationMatrix, camera, {cells + 1, cells + 1},

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <filesystem>
+#include <functional>
 #include <limits>
 
 #include "base/errors.hpp"
@@ -140,14 +141,24 @@ TEST_F(RigFiles, UnitIsThatOfTheReportOnTheseFiles) {
             R"(report.json' says that the unit of lengths is 'm\n\x1b[31m', must be 'm')")));
 }
 
-TEST_F(RigFiles, MatricesHaveTwoDimensions) {
-    vision::Calibration broken = makeRig().left;
-    broken.distortion = cv::Mat({3, 3, 2}, CV_32FC1, cv::Scalar(1));
-    broken.save(_left);
-    EXPECT_THAT([this] { readCalibration(_left); },
-                testing::ThrowsMessage<InputError>(
-                    HasSubstr("left.yml' is not a whole calibration: distortion is 3-dimensional "
-                              "CV_32FC1, must have rows and columns only")));
+TEST_F(RigFiles, AreForImagesThatThereAreAndHaveMatricesOfTwoDimensions) {
+    using Change = std::function<void(vision::Calibration&)>;
+    const std::pair<Change, std::string> cases[] = {
+        {[](auto& broken) {
+             broken.distortion = cv::Mat({3, 3, 2}, CV_32FC1, cv::Scalar(1));
+         },
+         "distortion is 3-dimensional CV_32FC1, must have rows and columns only"},
+        {[](auto& broken) { broken.width = 7; }, "width is 7, must be from 8 to 32766"},
+        {[](auto& broken) { broken.height = 32767; }, "height is 32767, must be from 8 to 32766"},
+        {[](auto& broken) { broken.height = -1; }, "height is missing or not positive"}};
+    for (const auto& [change, complaint] : cases) {
+        vision::Calibration broken = makeRig().left;
+        change(broken);
+        broken.save(_left);
+        EXPECT_THAT([this] { readCalibration(_left); },
+                    testing::ThrowsMessage<InputError>(
+                        HasSubstr("left.yml' is not a whole calibration: " + complaint)));
+    }
 }
 
 // A FIFO without waiting; what is compressed even if it is sound.
