@@ -25,6 +25,7 @@
 #include "options/rectify_options.hpp"
 #include "options/suggestions.hpp"
 #include "runs/interruption.hpp"
+#include "runs/process_start.hpp"
 
 namespace {
 
@@ -175,6 +176,8 @@ int reportParseError(const CLI::App& app, const CLI::ParseError& error, bool isJ
 // Only a mistake in the options' own declarations throws outside the handlers.
 // NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv) {
+    openMissingStreams();
+    surviveFileLimit();
     // What the library refuses reaches the user as a message of the command, once.
     if (std::getenv("TEVO_LOG") == nullptr)
         tevo::log::setLevel(tevo::LogLevel::none);

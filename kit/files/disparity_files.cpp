@@ -39,15 +39,12 @@ cv::Mat markUnmeasured(const cv::Mat& values, const cv::Mat& measured, float mar
     return marked;
 }
 
-void writeFloats(const std::string& path, const cv::Mat& values, const cv::Mat& measured) {
+std::string encodeFloats(const std::string& name, const cv::Mat& values, const cv::Mat& measured) {
     using Limits = std::numeric_limits<float>;
-    const std::string extension = extensionOf(path);
+    const std::string extension = extensionOf(name);
     const cv::Mat marked = markUnmeasured(
         values, measured, extension == ".pfm" ? Limits::infinity() : Limits::quiet_NaN());
-    if (extension == ".npy")
-        writeFile(path, encodeNpy(marked));
-    else
-        writeImage(path, marked);
+    return extension == ".npy" ? encodeNpy(marked) : encodeImage(name, marked);
 }
 
 FixedPointImage toFixedPoint(const cv::Mat& values, const cv::Mat& measured, double step) {

@@ -11,10 +11,10 @@ namespace tiomipra {
 // `values` (`CV_32FC1`) with `mark` (NaN or infinity, say) where `measured` is 0.
 cv::Mat markUnmeasured(const cv::Mat& values, const cv::Mat& measured, float mark);
 
-// Writes `values` (`CV_32FC1`) as 32-bit floats; the extension chooses the format and with it what
-// stands where `measured` is 0: NaN in ".tiff" and ".npy", infinity in ".pfm". Throws `InputError`
-// that names the file when it can't be written.
-void writeFloats(const std::string& path, const cv::Mat& values, const cv::Mat& measured);
+// The bytes of a file with `values` (`CV_32FC1`) as 32-bit floats; the extension of its `name`
+// chooses the format and with it what stands where `measured` is 0: NaN in ".tiff" and ".npy",
+// infinity in ".pfm".
+std::string encodeFloats(const std::string& name, const cv::Mat& values, const cv::Mat& measured);
 
 // A 16-bit image and the measured values that it can't hold.
 struct FixedPointImage {

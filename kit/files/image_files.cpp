@@ -77,13 +77,17 @@ cv::Mat readImage(const std::string& path, Pixels pixels) {
     return image;
 }
 
+std::string encodeImage(const std::string& name, const cv::Mat& image) {
+    const auto bytes = codecs().encode(extensionOf(name), image);
+    return {bytes.begin(), bytes.end()};
+}
+
 NewFile newImage(const std::string& path, const cv::Mat& image) {
-    const auto bytes = codecs().encode(extensionOf(path), image);
-    return newFile(path, {bytes.begin(), bytes.end()});
+    return {path, encodeImage(path, image)};
 }
 
 void writeImage(const std::string& path, const cv::Mat& image) {
-    writeAtomically(newImage(path, image));
+    writeTogether({newImage(path, image)});
 }
 
 cv::Mat toGrey(const cv::Mat& image) {

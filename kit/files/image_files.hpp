@@ -14,11 +14,14 @@ namespace tiomipra {
 // Throws `InputError` that names the file when it can't be read, is no image or is cut off.
 cv::Mat readImage(const std::string& path, Pixels pixels = Pixels::eightBit);
 
-// A file with an image; the extension chooses the format: 8 or 16 bits as PNG, 8 bits as JPEG, 8,
-// 16 or 32 bits as TIFF.
+// The bytes of a file with an image; the extension of its `name` chooses the format: 8 or 16 bits
+// as PNG, 8 bits as JPEG, 8, 16 or 32 bits as TIFF.
+std::string encodeImage(const std::string& name, const cv::Mat& image);
+
+// Such a file.
 NewFile newImage(const std::string& path, const cv::Mat& image);
 
-// Writes such a file. Throws `InputError` that names the file when it can't be written.
+// Writes it. Throws `InputError` that names the file when it can't be written.
 void writeImage(const std::string& path, const cv::Mat& image);
 
 // An image as `readImage` gives it in grey; shares its pixels if it has one channel.

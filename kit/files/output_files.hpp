@@ -1,58 +1,57 @@
-// Writing files, whole or not at all.
-//
-// A file is written under a temporary name in the folder of its final one,
-// ".tiomipra-PROCESS-NUMBER", and then renamed. So nobody ever meets a half file, whenever the
-// program dies, not even when two runs write the same one.
+// Writing files, whole or not at all, see files/pending_files.hpp.
 #ifndef TIOMIPRA_FILES_OUTPUT_FILES_HPP
 #define TIOMIPRA_FILES_OUTPUT_FILES_HPP
 
-#include <functional>
 #include <string>
 #include <vector>
 
+#include "files/folder_lock.hpp"
+
 namespace tiomipra {
 
-// A folder for results. It takes away the folders that it had to create once there is nothing in
-// them at its end, as after a run that failed.
-class OutputFolder {
+// Folders that had to be created; at their end those go that have nothing in them, as after a run
+// that failed.
+class CreatedFolders {
   public:
-    // Creates the folder `path` and those above it, also where links lead, unless it exists, and
-    // removes the temporary files that runs which died have left in it. Throws `InputError` that
-    // names the folder and the reason.
-    explicit OutputFolder(const std::string& path);
-    OutputFolder(const OutputFolder&) = delete;
-    OutputFolder& operator=(const OutputFolder&) = delete;
-    ~OutputFolder();
+    // Creates the folder `path` and those above it, also where links lead, unless it exists. Throws
+    // `InputError` that names the folder and the reason.
+    explicit CreatedFolders(const std::string& path);
+    CreatedFolders(const CreatedFolders&) = delete;
+    CreatedFolders& operator=(const CreatedFolders&) = delete;
+    ~CreatedFolders();
 
   private:
-    std::vector<std::string> _created;  // the outermost one first
+    CreatedFolders() = default;
+
+    std::vector<std::string> _folders;  // the outermost one first
 };
 
-// A new name in `folder` for a file that is not whole yet.
-std::string temporaryName(const std::string& folder);
+// A folder for results, from the start of a run to its end.
+class OutputFolder {
+  public:
+    // Creates the folder, locks it, and removes the temporary files that runs which died have left
+    // in it. Throws `InputError` as `CreatedFolders` and `FolderLock` do.
+    OutputFolder(const std::string& path, const FolderUse& use);
 
-// A file to be. `write` is called with its temporary name and throws when it can't be written.
+  private:
+    CreatedFolders _created;
+    FolderLock _lock;
+};
+
+// A file to be.
 struct NewFile {
     std::string path;
-    std::function<void(const std::string& temporary)> write;
+    std::string bytes;
 };
 
-// A file that holds `bytes`; a full disk is found out. Writing it throws `InputError` that names
-// the file and the reason.
-NewFile newFile(const std::string& path, std::string bytes);
-
-// Writes the file, then gives it its name. When `write` throws, the temporary file is removed and
-// what is at `path` stays as it was. A symbolic link stays, the file that it leads to is replaced.
-// What exists and is no file, a device say, is written itself, and so is what this process was
-// given open, as /dev/stdout or /dev/fd/5.
-void writeAtomically(const NewFile& file);
-
-// The same for files that belong together: all of them are written before any gets its name, the
-// last one last.
+// Writes files that belong together: all of them are on the disk before any gets its name, the
+// last one last. When one can't be written what is at their paths stays as it was. Throws
+// `InputError` that names the file and the reason.
 void writeTogether(const std::vector<NewFile>& files);
 
-// Writes `bytes` to `path`, as `newFile` and `writeAtomically` do.
-void writeFile(const std::string& path, std::string bytes);
+// The same for one file, in a folder that may be anyone's: what runs which died have left in it is
+// removed.
+void writeFile(const std::string& path, const std::string& bytes);
 
 // Removes the file `path` if it is there. Throws `InputError` that names it and the reason; a
 // folder is none to be removed.

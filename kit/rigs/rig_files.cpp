@@ -1,5 +1,7 @@
 #include "rigs/rig_files.hpp"
 
+#include <sys/mman.h>
+
 #include <cstdint>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -10,8 +12,8 @@
 #include "base/provenance.hpp"
 #include "base/quantities.hpp"
 #include "base/text.hpp"
+#include "files/descriptor.hpp"
 #include "files/input_files.hpp"
-#include "files/output_files.hpp"
 #include "rigs/calibration_faults.hpp"
 #include "rigs/calibration_verdict.hpp"
 #include "rigs/document_guard.hpp"
@@ -85,11 +87,11 @@ void readReport(Rig& rig) {
 }
 
 // Reads back what was written. Empty when that failed.
-std::string bytesThrough(const std::string& temporary, const Calibration& calibration) {
+std::string bytesThrough(const std::string& file, const Calibration& calibration) {
     try {
-        calibration.save(temporary);
-        if (readCalibration(temporary) == calibration)
-            return readFile(temporary);
+        calibration.save(file);
+        if (readCalibration(file) == calibration)
+            return readFile(file);
     } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): reported by the caller
     }
     return "";
@@ -161,15 +163,12 @@ std::string hashRig(const std::string& left, const std::string& right) {
 }
 
 std::string encodeCalibration(const std::string& path, const Calibration& calibration) {
-    // The extension chooses the syntax.
-    const std::string temporary =
-        temporaryName(std::filesystem::path(path).parent_path().string()) + ".yml";
-    std::string bytes = bytesThrough(temporary, calibration);
-    std::error_code error;
-    std::filesystem::remove(temporary, error);
+    // Without an extension it is YAML.
+    const Descriptor file(memfd_create("calibration", MFD_CLOEXEC));
+    std::string bytes = bytesThrough(fmt::format("/proc/self/fd/{}", file.number()), calibration);
     if (bytes.empty())
         throw InputError(
-            fmt::format("can't write {}: no room or no permission there", quote(path)));
+            fmt::format("can't write {}: there is no room for it in memory", quote(path)));
     return bytes;
 }
 

@@ -55,9 +55,8 @@ void requireUsable(const Rig& rig);
 // Throws `InputError` that names `file` unless images of `size` have the rig's aspect ratio.
 void requireSameAspectRatio(const Rig& rig, const cv::Size& size, const std::string& file);
 
-// The bytes for a file `path` with `calibration`. The library only writes files, so that there is
-// one beside it, under a temporary name, for a moment. Throws `InputError` that names `path` when
-// that fails.
+// The bytes for a file `path` with `calibration`, in YAML. The library only writes files, so that
+// there is one in memory for a moment. Throws `InputError` that names `path` when that fails.
 std::string encodeCalibration(const std::string& path, const vision::Calibration& calibration);
 
 // The hash that a rig has with these bytes in its files: `cat LEFT RIGHT | sha256sum` prints the

@@ -1,4 +1,5 @@
 // Many pairs: jobs, and ends that come too early.
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <chrono>
@@ -49,11 +50,15 @@ TEST(Batch, SignalEndsItAfterThePairsAtHand) {
             fs::create_hard_link(pairs / (side + "1.png"),
                                  pairs / (side + std::to_string(i) + ".png"));
     }
-    for (const int signal : {SIGINT, SIGTERM}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         RunningProgram program(pairs.arguments("rectify"));
         const auto deadline = Clock::now() + std::chrono::minutes(5);
         while (!fs::exists(pairs / "out/1_rectify.json") && Clock::now() < deadline)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        if (signal == SIGHUP)
+            expectRefusal(pairs.arguments("rectify", {"--rotate-left", "180"}), 3,
+                          fmt::format("process {} (tiomipra rectify) is writing other results to",
+                                      program.process()));
         program.send(signal);
         const RunResult run = program.wait();
         EXPECT_EQ(run.status, 128 + signal);

@@ -3,15 +3,25 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cerrno>
 #include <climits>
+#include <csignal>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <map>
-#include <stdexcept>
+#include <memory>
+#include <thread>
 
 #include "base/errors.hpp"
+#include "base/text.hpp"
+#include "files/pending_files.hpp"
 #include "support/scratch_folder.hpp"
 
 namespace tiomipra::test {
@@ -28,14 +38,49 @@ Contents contentsOf(const ScratchFolder& folder) {
     return contents;
 }
 
+// What goes on below, and what goes wrong there.
+struct Faults {
+    std::vector<std::uint64_t> numbers;  // drawn next, the last one first
+    bool isDiskBroken = false;
+    bool isLogged = false;
+    std::vector<std::string> calls;
+};
+Faults faults;
+
+}  // namespace
+
+// In place of those of the C library.
+extern "C" int getentropy(void* buffer, std::size_t length) {
+    if (faults.numbers.empty())
+        return syscall(SYS_getrandom, buffer, length, 0) < 0 ? -1 : 0;
+    std::memcpy(buffer, &faults.numbers.back(), length);
+    faults.numbers.pop_back();
+    return 0;
+}
+
+extern "C" int fsync(int file) {
+    struct stat status {};
+    fstat(file, &status);
+    if (faults.isLogged)
+        faults.calls.push_back(S_ISDIR(status.st_mode) ? "sync folder" : "sync file");
+    errno = EIO;
+    return faults.isDiskBroken ? -1 : static_cast<int>(syscall(SYS_fsync, file));
+}
+
+extern "C" int renameat(int from, const char* name, int to, const char* newName) noexcept {
+    if (faults.isLogged)
+        faults.calls.push_back(std::string("rename ") + newName);
+    return static_cast<int>(syscall(SYS_renameat2, from, name, to, newName, 0));
+}
+
+namespace {
+
 TEST(WriteTogether, WritesAllOrNothing) {
     const ScratchFolder folder;
     const std::string first = folder.write("first", "former");
-    const auto fail = [](const std::string&) { throw std::runtime_error("no room"); };
-    EXPECT_THROW(writeTogether({newFile(first, "new"), {folder.path("second"), fail}}),
-                 std::runtime_error);
+    EXPECT_THROW(writeTogether({{first, "new"}, {folder.path("no/folder"), ""}}), InputError);
     EXPECT_EQ(contentsOf(folder), (Contents{{"first", "former"}}));
-    writeTogether({newFile(folder.path("second"), "whole"), newFile(first, "new")});
+    writeTogether({{folder.path("second"), "whole"}, {first, "new"}});
     EXPECT_EQ(contentsOf(folder), (Contents{{"first", "new"}, {"second", "whole"}}));
 }
 
@@ -53,6 +98,76 @@ TEST(WriteFile, FollowsLinks) {
         EXPECT_TRUE(fs::is_symlink(folder.path(file)) &&
                     fs::is_symlink(folder.path(file + "Link")));
     }
+    if (geteuid() != 0)
+        return;
+    const std::string link = folder.path("oldLink");
+    EXPECT_EQ(lchown(link.c_str(), 12345, 12345), 0);
+    try {
+        writeFile(link, "evil");
+        ADD_FAILURE() << "another user's link was followed";
+    } catch (const InputError& error) {
+        EXPECT_THAT(error.what(), testing::HasSubstr("link '" + link + "' is not followed"));
+    }
+    EXPECT_EQ(chown(folder.path("").c_str(), 12345, 12345), 0);
+    writeFile(link, "good");
+    EXPECT_EQ(readFile(folder.path("there/old")), "good");
+}
+
+TEST(WriteFile, KeepsPermissionsOfWhatItReplaces) {
+    const ScratchFolder folder;
+    const std::string file = folder.write("file", "former");
+    const auto describe = [&](const std::string& path) {
+        struct stat status {};
+        stat(path.c_str(), &status);
+        return fmt::format("{:o} {} {}", status.st_mode & 07777, status.st_uid, status.st_gid);
+    };
+    const bool isRoot = geteuid() == 0;
+    EXPECT_EQ(chown(file.c_str(), isRoot ? 12345 : geteuid(), isRoot ? 54321 : getegid()), 0);
+    EXPECT_EQ(chmod(file.c_str(), 0460), 0);
+    const std::string former = describe(file);
+    const mode_t mask = umask(0027);
+    writeFile(file, "new");
+    writeFile(folder.path("other"), "new");
+    umask(mask);
+    EXPECT_EQ(describe(file), former);
+    EXPECT_EQ(describe(folder.path("other")).substr(0, 3), "640");
+}
+
+// The first of two names that are about to be drawn is occupied.
+TEST(WriteFile, IsNotLuredElsewhere) {
+    const ScratchFolder folder;
+    const std::string victim = folder.write("victim", "precious");
+    const std::string name = fmt::format(".tiomipra-{}-{:016x}", getpid(), 7);
+    fs::create_symlink(victim, folder.path(name));
+    faults.numbers = {8, 7};
+    writeFile(folder.path("file"), "text");
+    EXPECT_TRUE(faults.numbers.empty());
+    EXPECT_EQ(contentsOf(folder),
+              (Contents{{"victim", "precious"}, {name, "precious"}, {"file", "text"}}));
+}
+
+// What is to last through a power cut: first all content, then the names, then the folder's list.
+TEST(WriteTogether, LetsFilesAppearOnceTheyAreOnTheDisk) {
+    const ScratchFolder folder;
+    const std::vector<NewFile> files{{folder.path("a"), "1"}, {folder.path("b"), "2"}};
+    faults.calls = {};
+    faults.isLogged = true;
+    writeTogether(files);
+    EXPECT_THAT(faults.calls, testing::ElementsAre("sync file", "sync file", "rename a", "rename b",
+                                                   "sync folder"));
+    faults.calls.clear();
+    PendingFiles quick(false);
+    quick.add(folder.path("c"), "3");
+    quick.publish();
+    EXPECT_THAT(faults.calls, testing::ElementsAre("rename c"));
+    faults.calls.clear();
+    { const CreatedFolders created(folder.path("d/e")); }
+    EXPECT_THAT(faults.calls, testing::ElementsAre("sync folder", "sync folder"));
+    faults.isLogged = false;
+    faults.isDiskBroken = true;
+    EXPECT_THROW(writeFile(folder.path("a"), "lost"), InputError);
+    faults.isDiskBroken = false;
+    EXPECT_EQ(contentsOf(folder), (Contents{{"a", "1"}, {"b", "2"}, {"c", "3"}}));
 }
 
 TEST(WriteFile, GoesOnInWhatIsOpen) {
@@ -72,7 +187,7 @@ TEST(OutputFolders, LastWithWhatIsInThem) {
     fs::create_symlink("missing/deeper", folder.path("link"));
     for (const bool isUsed : {false, true}) {
         for (const char* path : {"a/b", "a/c/", "link/folder"}) {
-            const OutputFolder made(folder.path(path));
+            const OutputFolder made(folder.path(path), {"depth", "a"});
             EXPECT_TRUE(fs::is_directory(folder.path(path)));
             if (isUsed)
                 folder.write("a/file", "");
@@ -81,27 +196,104 @@ TEST(OutputFolders, LastWithWhatIsInThem) {
         EXPECT_FALSE(fs::exists(folder.path("a/b")));
         EXPECT_FALSE(fs::exists(folder.path("missing")));
     }
-    { const OutputFolder there(folder.path("")); }
+    { const OutputFolder there(folder.path(""), {"depth", "a"}); }
     EXPECT_TRUE(fs::exists(folder.path("")));
-    EXPECT_THROW(OutputFolder(folder.path("new/" + std::string(NAME_MAX + 1, 'a'))), InputError);
+    EXPECT_THROW(CreatedFolders(folder.path("new/" + std::string(NAME_MAX + 1, 'a'))), InputError);
     EXPECT_FALSE(fs::exists(folder.path("new")));
+}
+
+pid_t deadProcess() {
+    const pid_t process = fork();
+    if (process == 0)
+        _exit(0);
+    waitpid(process, nullptr, 0);
+    return process;
 }
 
 // Of a process that has ended, of this one, and two that only look similar.
 TEST(OutputFolders, RemoveWhatDeadRunsHaveLeft) {
     const ScratchFolder folder;
-    const pid_t process = fork();
-    if (process == 0)
-        _exit(0);
-    waitpid(process, nullptr, 0);
-    const std::string dead = ".tiomipra-" + std::to_string(process) + "-7";
+    const std::string dead = ".tiomipra-" + std::to_string(deadProcess()) + "-7";
     const std::string living = ".tiomipra-" + std::to_string(getpid()) + "-7";
-    for (const std::string& name : {dead, living, std::string(".tiomipra-x-7"), "a" + dead})
-        folder.write(name, "");
-    const OutputFolder prepared(folder.path(""));
-    EXPECT_EQ(contentsOf(folder).count(dead), 0U);
-    EXPECT_EQ(contentsOf(folder).size(), 3U);
-    EXPECT_THROW(OutputFolder(folder.path(living)), InputError);
+    const Contents others{{living, ""}, {".tiomipra-x-7", ""}, {"a" + dead, ""}};
+    for (const auto& [name, content] : others)
+        folder.write(name, content);
+    folder.write(dead, "");
+    { const OutputFolder prepared(folder.path(""), {"depth", "a"}); }
+    EXPECT_EQ(contentsOf(folder), others);
+    folder.write(dead, "");
+    writeFile(folder.path("file"), "");
+    EXPECT_EQ(contentsOf(folder).count(dead), 0U) << "in a folder of the user's own";
+    EXPECT_THROW(CreatedFolders(folder.path(living)), InputError);
+}
+
+// What somebody who wants the folder for `use` is told; nothing when it is had.
+std::string refusalOf(const ScratchFolder& folder, const FolderUse& use) {
+    try {
+        const FolderLock lock(folder.path("."), use);
+        return "";
+    } catch (const InputError& error) {
+        return error.what();
+    }
+}
+
+TEST(FolderLocks, AreSharedBySameSettingsAndDieWithTheirHolders) {
+    const ScratchFolder folder;
+    const std::string file = folder.path(".tiomipra-lock");
+    auto first = std::make_unique<FolderLock>(folder.path("."), FolderUse{"depth", "a"});
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    const pid_t process = fork();
+    if (process == 0) {
+        const FolderLock second(folder.path("."), {"rectify", "a"});
+        static_cast<void>(write(ready[1], "", 1));
+        pause();
+        _exit(0);
+    }
+    char byte = 0;
+    ASSERT_EQ(read(ready[0], &byte, 1), 1);
+    first.reset();
+    const std::string holder = fmt::format("process {} (tiomipra rectify)", process);
+    for (const std::string settings : {"b", ""})
+        EXPECT_THAT(
+            refusalOf(folder, {"depth", settings}),
+            testing::AllOf(testing::HasSubstr(holder), testing::HasSubstr(folder.path(""))));
+    EXPECT_EQ(refusalOf(folder, {"depth", "a"}), "");
+    kill(process, SIGKILL);
+    waitpid(process, nullptr, 0);
+    EXPECT_TRUE(fs::exists(file));
+    {
+        const FolderLock alone(folder.path("."), {"calibrate", ""});
+        EXPECT_NE(refusalOf(folder, {"calibrate", ""}), "");
+    }
+    EXPECT_FALSE(fs::exists(file));
+    ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
+    EXPECT_THAT(refusalOf(folder, {"depth", "a"}), testing::HasSubstr("is not a file"));
+}
+
+// However they meet. Locks of one process exclude each other as well.
+TEST(FolderLocks, NeverHoldForTwoSettings) {
+    const ScratchFolder folder;
+    std::atomic<int> holders[2] = {{0}, {0}}, taken{0};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread)
+        threads.emplace_back([&, thread] {
+            for (int i = 0; i < 200; ++i) {
+                const int mine = (thread + i / 3) % 2;
+                try {
+                    const FolderLock lock(folder.path("."), {"depth", mine == 0 ? "a" : "b"});
+                    ++holders[mine];
+                    EXPECT_EQ(holders[1 - mine], 0);
+                    ++taken;
+                    --holders[mine];
+                } catch (const InputError&) {  // NOLINT(bugprone-empty-catch): the other has it
+                }
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_GT(taken, 0);
+    EXPECT_EQ(contentsOf(folder), Contents());
 }
 
 }  // namespace

@@ -1,13 +1,17 @@
 // Threads, signals, progress, and how the command ends.
 #include <gmock/gmock.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <future>
 #include <iostream>
+#include <iterator>
 #include <new>
 #include <opencv2/core.hpp>
 #include <sstream>
@@ -72,14 +76,19 @@ TEST(OrderedWork, KeepsTheOrderWhateverEndsIt) {
 
 TEST(Signals, EndPublishingOnceAllIsWritten) {
     const ScratchFolder folder;
-    const auto interrupt = [](const std::string& path) {
-        std::raise(SIGTERM);
-        writeFile(path, "whole");
-    };
-    EXPECT_THROW(
-        publishTogether({{folder.path("second"), interrupt}, newFile(folder.path("first"), "new")}),
-        Interrupted);
-    EXPECT_EQ(readFile(folder.path("first")) + readFile(folder.path("second")), "newwhole");
+    ASSERT_EQ(mkfifo(folder.path("pipe").c_str(), 0600), 0);
+    const std::string more(100000, 'a');  // than a pipe holds, so that writing waits for the reader
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        auto reader = std::async(std::launch::async, [&] {
+            std::ifstream pipe(folder.path("pipe"));
+            std::raise(signal);
+            return std::string(std::istreambuf_iterator<char>(pipe), {}).size();
+        });
+        const std::string file = folder.path(std::to_string(signal));
+        EXPECT_THROW(publishTogether({{folder.path("pipe"), more}, {file, "new"}}), Interrupted);
+        EXPECT_EQ(reader.get(), more.size());
+        EXPECT_EQ(readFile(file), "new");
+    }
 }
 
 // Shells have jobs in the background ignore SIGINT; a second SIGTERM is the user's last word.

@@ -32,9 +32,12 @@ TEST(ValueImages, HoldTheMeasuredValuesInEveryFormat) {
     for (const Quantity quantity : {Quantity::disparity, Quantity::depth}) {
         const ScratchFolder folder;
         const ProtectedFiles inputs({});
-        PairFiles files(folder.path(""), "a", inputs);
+        BatchOptions batch;
+        batch.output = folder.path("");
+        PairFiles files(batch, "a", inputs);
         const PairMeasurement measurement =
             writeValues("a", {quantity, values, measured, "m", 1. / 8000}, options, files);
+        files.publish();
         EXPECT_EQ(measurement.png->step, 1. / 8000);
         EXPECT_EQ(measurement.png->outOfRange, 120 * 60);
         const std::string name = "a_" + nameOf(quantity);

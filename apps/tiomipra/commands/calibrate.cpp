@@ -187,9 +187,10 @@ nlohmann::ordered_json writeResults(const CalibrateOptions& options, const std::
     json.update(toJson(report));
     publishTogether({newImage(path("coverage.png"), drawCoverage(report)),
                      newImage(path("rectified.png"), rectifiedPair),
-                     newFile(path("report.json"), dumpJson(json)),
-                     newFile(path("rig.yml"), encodeRigModel(solution.model)),
-                     newFile(path("right.yml"), right), newFile(path("left.yml"), left)});
+                     {path("report.json"), dumpJson(json)},
+                     {path("rig.yml"), encodeRigModel(solution.model)},
+                     {path("right.yml"), right},
+                     {path("left.yml"), left}});
     return json;
 }
 
@@ -224,7 +225,8 @@ Ending runCalibrate(const CalibrateOptions& options) {
     const std::vector<KnownCamera> known = readKnownCameras(options);
     const auto source = openFrames(options.frames, sayBesideBar);
     requireOtherInputs(options, *source);
-    const OutputFolder output(options.output);
+    const FolderUse use{"calibrate", ""};
+    const OutputFolder output(options.output, use);
     const std::size_t step = chooseStep(source->count(), options.maxPairs);
     const BoardSearch search = searchBoards(*source, step, board, options);
     const CalibrationReport report = makeReport(calibrate(options, known, search), search);
@@ -232,7 +234,9 @@ Ending runCalibrate(const CalibrateOptions& options) {
     const StereoImages firstUsed =
         readPair(options.frames, step * search.frameOf(solution.used.front()));
     const std::string folder = chooseFolder(options, report.verdict.grade);
-    const OutputFolder chosen(folder);
+    std::optional<OutputFolder> other;
+    if (folder != options.output)
+        other.emplace(folder, use);
     nlohmann::ordered_json json =
         writeResults(options, folder, report, drawRectifiedPair(solution.rectified, firstUsed));
     json["folder"] = folder;  // the one that was wanted, or that beside it

@@ -54,7 +54,7 @@ void publish(const CheckOptions& options, const nlohmann::ordered_json& report,
         std::vector<NewFile> files;
         if (!picture.empty())
             files.push_back(newImage(pathIn(options.output, pictureName), picture));
-        files.push_back(newFile(pathIn(options.output, reportName), dumpJson(report)));
+        files.push_back({pathIn(options.output, reportName), dumpJson(report)});
         publishTogether(files);
     }
     std::cout << (options.json ? dumpJson(report) : text);
@@ -106,7 +106,7 @@ Ending runCheck(const CheckOptions& options) {
     std::optional<OutputFolder> folder;
     if (!options.output.empty()) {
         requireOtherInputs(options, rig, *source);
-        folder.emplace(options.output);
+        folder.emplace(options.output, FolderUse{"check", ""});
     }
     Parameters parameters = turnsOf(options.frames);
     parameters.push_back({"maxRowDifference", options.maxRowDifference});

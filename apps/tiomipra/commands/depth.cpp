@@ -7,7 +7,6 @@
 #include "commands/value_images.hpp"
 #include "files/cloud_files.hpp"
 #include "files/image_files.hpp"
-#include "files/output_files.hpp"
 #include "matching/depth_map.hpp"
 #include "reports/cloud_view.hpp"
 
@@ -30,7 +29,7 @@ void writeClouds(const DepthMap& map, const cv::Mat& image, const MatchingOption
         if (!wants(options, format))
             continue;
         const auto cloud = collectCloud(map.points, map.measured, image);
-        writeFile(files.add(extension), encodeCloud(cloud, encoding, toLines(madeWith)));
+        files.add(extension, encodeCloud(cloud, encoding, toLines(madeWith)));
     }
 }
 
@@ -62,8 +61,7 @@ Ending runDepth(const MatchingOptions& options) {
             const DepthMap map = computeDepthMap(match, stereo);
             writeClouds(map, match.left, options, madeWith, files);
             if (wants(options, "view"))
-                writeImage(files.add("_view.png"),
-                           drawCloudView(map.points, map.measured, match.left));
+                files.addImage("_view.png", drawCloudView(map.points, map.measured, match.left));
             return writeValues(name, imageOf(map, stereo, madeWith), options, files);
         });
 }

@@ -32,9 +32,9 @@ PairReport rectify(const Frame& frame, const vision::Stereo& stereo, const Rig& 
     requireSameAspectRatio(rig, images.left.size(), frame.leftFile);
     const cv::Mat left = stereo.rectifyImageLeft(images.left);
     const cv::Mat right = stereo.rectifyImageRight(images.right);
-    writeImage(files.add("_left" + extensionFor(left)), left);
-    writeImage(files.add("_right" + extensionFor(right)), right);
-    writeImage(files.add("_rows.png"), drawRows(left, right));
+    files.addImage("_left" + extensionFor(left), left);
+    files.addImage("_right" + extensionFor(right), right);
+    files.addImage("_rows.png", drawRows(left, right));
     return {{{"width", left.cols}, {"height", left.rows}}, describe(left.size())};
 }
 

@@ -8,19 +8,19 @@
 namespace tiomipra {
 namespace {
 
-PngContent writePng(const std::string& path, const ValueImage& image) {
+PngContent addPng(PairFiles& files, const std::string& suffix, const ValueImage& image) {
     const FixedPointImage png = toFixedPoint(image.values, image.measured, image.pngStep);
-    writeImage(path, png.pixels);
+    files.addImage(suffix, png.pixels);
     return {image.pngStep, png.outOfRange};
 }
 
-void writePicture(const std::string& path, const std::string& name, const ValueImage& image,
-                  const Statistics& statistics, const std::optional<Interval>& colours) {
+cv::Mat drawPicture(const std::string& name, const ValueImage& image, const Statistics& statistics,
+                    const std::optional<Interval>& colours) {
     const bool isDepth = image.quantity == Quantity::depth;
     const std::string title = titleOf(nameOf(image.quantity), name, image.unit);
     ColourScale scale = chooseScale(title + (isDepth ? ", warm is near" : ""), statistics, colours);
     scale.warmIsLow = isDepth;
-    writeImage(path, drawColourPicture(image.values, image.measured, scale));
+    return drawColourPicture(image.values, image.measured, scale);
 }
 
 }  // namespace
@@ -30,15 +30,15 @@ PairMeasurement writeValues(const std::string& name, const ValueImage& image,
     const std::string suffix = "_" + nameOf(image.quantity);
     PairMeasurement measurement = measure(image.quantity, image.values, image.measured);
     for (const std::string format : {"tiff", "pfm", "npy"}) {
+        const std::string ending = fmt::format("{}.{}", suffix, format);
         if (wants(options, format))
-            writeFloats(files.add(fmt::format("{}.{}", suffix, format)), image.values,
-                        image.measured);
+            files.add(ending, encodeFloats(ending, image.values, image.measured));
     }
     if (wants(options, "png"))
-        measurement.png = writePng(files.add(suffix + ".png"), image);
+        measurement.png = addPng(files, suffix + ".png", image);
     if (wants(options, "picture"))
-        writePicture(files.add(suffix + "_picture.png"), name, image, measurement.statistics,
-                     options.colours);
+        files.addImage(suffix + "_picture.png",
+                       drawPicture(name, image, measurement.statistics, options.colours));
     return measurement;
 }
 

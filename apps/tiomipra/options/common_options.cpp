@@ -97,6 +97,12 @@ void addBatchOptions(CLI::App& command, BatchOptions& options) {
         .add_flag("--json", options.json,
                   "Print the results as JSON on standard output and nothing else there")
         ->group(group);
+    command
+        .add_flag_callback(
+            "--no-sync", [&options] { options.isSynced = false; },
+            "Don't wait until results are on the disk: faster, but a\npower cut may leave files "
+            "empty that reports vouch for")
+        ->group(group);
 }
 
 }  // namespace tiomipra

@@ -43,7 +43,7 @@ Parameters turnsOf(const FrameArguments& frames);
 // Adds --jobs.
 CLI::Option* addJobsOption(CLI::App& command, unsigned& jobs);
 
-// Adds --output (required), --jobs, --resume and --json.
+// Adds --output (required), --jobs, --resume, --json and --no-sync.
 void addBatchOptions(CLI::App& command, BatchOptions& options);
 
 // A validator for CLI11: what `parse`, which throws std::invalid_argument, has against `text`.

@@ -20,9 +20,13 @@ namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
 // Subcommands that share a folder have a report each.
+std::string reportSuffix(const Provenance& madeWith) {
+    return "_" + madeWith.command + ".json";
+}
+
 std::string reportPath(const BatchOptions& options, const Provenance& madeWith,
                        const std::string& name) {
-    return pathIn(options.output, name + "_" + madeWith.command + ".json");
+    return pathIn(options.output, name + reportSuffix(madeWith));
 }
 
 // What a report says about how the pair was made; what follows in it is the result.
@@ -117,12 +121,13 @@ class Batch {
         const std::string path = reportPath(_options, _madeWith, frame.name);
         _inputs.requireOther(path);
         removeFile(path);
-        PairFiles files(_options.output, frame.name, _inputs);
+        PairFiles files(_options, frame.name, _inputs);
         PairReport report = process(frame, files);
         Json content = describeOrigin(frame, _madeWith);
         content["files"] = files.names();
         content["result"] = report.result;
-        writeFile(path, dumpJson(content));
+        files.add(reportSuffix(_madeWith), dumpJson(content));
+        files.publish();
         return report;
     }
 
@@ -181,20 +186,21 @@ class Batch {
 
 }  // namespace
 
-PairFiles::PairFiles(std::string folder, std::string pair, const ProtectedFiles& inputs)
-    : _folder(std::move(folder)), _pair(std::move(pair)), _inputs(inputs) {}
+PairFiles::PairFiles(const BatchOptions& options, std::string pair, const ProtectedFiles& inputs)
+    : _folder(options.output), _pair(std::move(pair)), _inputs(inputs), _files(options.isSynced) {}
 
-std::string PairFiles::add(const std::string& suffix) {
+void PairFiles::add(const std::string& suffix, const std::string& bytes) {
     const std::string name = _pair + suffix;
-    std::string path = pathIn(_folder, name);
+    const std::string path = pathIn(_folder, name);
     _inputs.requireOther(path);
+    _files.add(path, bytes);
     _names.push_back(name);
-    return path;
 }
 
 Ending runBatch(FrameSource& frames, const BatchOptions& options, const ProtectedFiles& inputs,
                 const Provenance& madeWith, const std::function<ProcessPair()>& makeWorker) {
-    const OutputFolder folder(options.output);
+    const OutputFolder folder(options.output,
+                              {madeWith.command, sha256(dumpJson(toJson(madeWith)))});
     Batch batch(frames, options, inputs, madeWith);
     batch.run(makeWorker);
     return batch.conclude();

@@ -14,6 +14,8 @@
 #include "base/provenance.hpp"
 #include "ending.hpp"
 #include "files/frame_source.hpp"
+#include "files/image_files.hpp"
+#include "files/pending_files.hpp"
 #include "files/protected_files.hpp"
 #include "runs/batch_options.hpp"
 
@@ -26,32 +28,41 @@ struct PairReport {
     std::string summary;            // the same for a person, a few words
 };
 
-// The files of a pair's result, which are called after it.
+// The files of a pair's result, which are called after it and get their names together.
 class PairFiles {
   public:
-    PairFiles(std::string folder, std::string pair, const ProtectedFiles& inputs);
+    PairFiles(const BatchOptions& options, std::string pair, const ProtectedFiles& inputs);
 
-    // The path of a file whose name is that of the pair and `suffix`. Throws `InputError` when it
-    // would replace an input.
-    std::string add(const std::string& suffix);
+    // Writes a file whose name is that of the pair and `suffix`. Throws `InputError` when it would
+    // replace an input or can't be written.
+    void add(const std::string& suffix, const std::string& bytes);
+
+    // The same with an image, in the format that the suffix ends with.
+    void addImage(const std::string& suffix, const cv::Mat& image) {
+        add(suffix, encodeImage(suffix, image));
+    }
 
     // Those that were added, within their folder.
     const std::vector<std::string>& names() const { return _names; }
+
+    // Lets them appear, in the order in which they were added, as `PendingFiles` does.
+    void publish() { _files.publish(); }
 
   private:
     std::string _folder;
     std::string _pair;
     const ProtectedFiles& _inputs;
     std::vector<std::string> _names;
+    PendingFiles _files;
 };
 
 // Makes all files of a pair but the report; throws what a failing pair shall be reported with.
 using ProcessPair = std::function<PairReport(const Frame&, PairFiles&)>;
 
 // Runs all pairs of `frames`, several at once: each thread calls `makeWorker` once, so that a
-// worker may own a `Stereo`. Creates the output folder. Failures don't end the run: they are named
-// at its end. Results go to standard output. SIGINT and SIGTERM end the run after the pairs at
-// hand.
+// worker may own a `Stereo`. Creates the output folder, which runs with another `madeWith` must not
+// write to meanwhile. Failures don't end the run: they are named at its end. Results go to standard
+// output. SIGINT, SIGTERM and SIGHUP end the run after the pairs at hand.
 //
 // `madeWith` goes into every report. With `resume`, pairs are left out that were made from the same
 // files with the same `madeWith`, whose images are not newer than their report and whose files are

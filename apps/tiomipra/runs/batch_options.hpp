@@ -11,6 +11,7 @@ struct BatchOptions {
     unsigned jobs = 0;  // 0: as many as there are processors
     bool resume = false;
     bool json = false;
+    bool isSynced = true;  // a pair is done when its files are on the disk
 };
 
 }  // namespace tiomipra

@@ -6,6 +6,8 @@
 namespace tiomipra {
 namespace {
 
+constexpr int watchedSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
 std::atomic<int> notedSignal{0};
 static_assert(std::atomic<int>::is_always_lock_free, "a signal handler must not wait");
 
@@ -13,7 +15,7 @@ void note(int signal) {
     notedSignal = signal;
 }
 
-// What is ignored stays ignored: a shell has jobs in the background ignore SIGINT.
+// What is ignored stays ignored: a shell has jobs in the background ignore SIGINT, nohup SIGHUP.
 void watchFor(int signal, struct sigaction& previous) {
     sigaction(signal, nullptr, &previous);
     if (previous.sa_handler == SIG_IGN)
@@ -28,13 +30,13 @@ void watchFor(int signal, struct sigaction& previous) {
 
 InterruptionWatch::InterruptionWatch() {
     notedSignal = 0;
-    watchFor(SIGINT, _previousInterrupt);
-    watchFor(SIGTERM, _previousTerminate);
+    for (std::size_t i = 0; i < _previous.size(); ++i)
+        watchFor(watchedSignals[i], _previous[i]);
 }
 
 InterruptionWatch::~InterruptionWatch() {
-    sigaction(SIGINT, &_previousInterrupt, nullptr);
-    sigaction(SIGTERM, &_previousTerminate, nullptr);
+    for (std::size_t i = 0; i < _previous.size(); ++i)
+        sigaction(watchedSignals[i], &_previous[i], nullptr);
 }
 
 bool InterruptionWatch::isInterrupted() const {

@@ -1,14 +1,15 @@
-// Ending early, but in good order, on SIGINT and SIGTERM.
+// Ending early, but in good order, on SIGINT, SIGTERM and SIGHUP.
 #ifndef TIOMIPRA_RUNS_INTERRUPTION_HPP
 #define TIOMIPRA_RUNS_INTERRUPTION_HPP
 
+#include <array>
 #include <csignal>
 #include <stdexcept>
 
 namespace tiomipra {
 
-// While an object lives, the first SIGINT and the first SIGTERM are only noted; a second one of the
-// same kind kills the process. One object at a time.
+// While an object lives, the first signal of each kind is only noted; a second one kills the
+// process. One object at a time.
 class InterruptionWatch {
   public:
     InterruptionWatch();
@@ -20,8 +21,7 @@ class InterruptionWatch {
     bool isInterrupted() const;
 
   private:
-    struct sigaction _previousInterrupt {};
-    struct sigaction _previousTerminate {};
+    std::array<struct sigaction, 3> _previous{};
 };
 
 // Ends the command because of the signal that the latest watch has noted.

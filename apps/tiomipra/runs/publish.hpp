@@ -8,7 +8,7 @@
 
 namespace tiomipra {
 
-// As `writeTogether`. Throws `Interrupted` when SIGINT or SIGTERM came meanwhile and all is
+// As `writeTogether`. Throws `Interrupted` when a signal to end came meanwhile and all is
 // written.
 void publishTogether(const std::vector<NewFile>& files);
 

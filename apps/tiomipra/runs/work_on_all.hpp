@@ -27,7 +27,7 @@ struct WorkOptions {
 
 // Calls `makeWorker` once for each thread, from this one, and the workers for the items that `next`
 // gives; then `accept(item, outcome, progress)` in their order, which must tell `progress` of each.
-// Throws `Interrupted` when SIGINT or SIGTERM came before all was done.
+// Throws `Interrupted` when a signal to end came before all was done.
 template <typename Item, typename Result, typename Next, typename MakeWorker, typename Accept>
 void workOnAll(const WorkOptions& options, Next next, MakeWorker makeWorker, Accept accept) {
     using Work = OrderedWork<Item, Result>;

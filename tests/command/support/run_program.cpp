@@ -38,7 +38,8 @@ RunningProgram::RunningProgram(const Arguments& arguments, const std::string& pr
         return;
     // Who runs the tests may ignore it, as shells do for jobs in the background; the program would
     // then ignore it too.
-    std::signal(SIGINT, SIG_DFL);
+    for (const int signal : {SIGINT, SIGHUP})
+        std::signal(signal, SIG_DFL);
     execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
     _exit(127);
 }
@@ -72,8 +73,7 @@ void expectRefusal(const Arguments& arguments, int status, const std::string& me
 }
 
 void expectNothingOnFullDisk(const Arguments& arguments, const std::string& folder, int blocks) {
-    // The signal is ignored, so that writes fail instead of the program being killed.
-    const std::string limit = "trap '' XFSZ; ulimit -f " + std::to_string(blocks) + "; ";
+    const std::string limit = "ulimit -f " + std::to_string(blocks) + "; ";
     const RunResult run = RunningProgram(arguments, limit).wait();
     EXPECT_EQ(run.status, 3);
     EXPECT_THAT(run.err, testing::HasSubstr("can't write '" + folder));

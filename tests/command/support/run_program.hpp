@@ -46,6 +46,7 @@ class RunningProgram {
     // `preparation` are commands for the shell that starts it, each with a semicolon.
     explicit RunningProgram(const Arguments& arguments, const std::string& preparation = "");
 
+    pid_t process() const { return _process; }
     void send(int signal) const;
     RunResult wait();
 
