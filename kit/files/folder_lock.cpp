@@ -156,8 +156,8 @@ bool FolderLock::share(const std::string& settings, const std::string& holder) {
 }
 
 bool FolderLock::isNamed() const {
-    struct stat opened {
-    }, named{};
+    struct stat opened {};
+    struct stat named {};
     return fstat(_file.number(), &opened) == 0 && lstat(_path.c_str(), &named) == 0 &&
            opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }

@@ -61,22 +61,5 @@ TEST(Program, FindsOutThatOutputIsLost) {
     EXPECT_THAT(readFile(err), HasSubstr("1 of 2 pairs failed:\n  2: '"));
 }
 
-// Files must not be taken for streams that are missing.
-TEST(Program, WritesNoMessagesToFiles) {
-    const SamplePairs pairs(1);
-    const char* const names[] = {"out/1_left.png", "out/1_right.png", "out/1_rows.png",
-                                 "out/1_rectify.json"};
-    runTiomipra(pairs.arguments("rectify"));
-    std::vector<std::string> expected;
-    for (const char* name : names)
-        expected.push_back(readFile(pairs / name));
-    for (const std::string closed : {" >&-", " <&- >&-", " <&- >&- 2>&-"}) {
-        const std::string shell = shellCommand(pairs.arguments("rectify")) + closed;
-        EXPECT_EQ(WEXITSTATUS(std::system(shell.c_str())), 3) << closed;
-        for (std::size_t i = 0; i < expected.size(); ++i)
-            EXPECT_TRUE(readFile(pairs / names[i]) == expected[i]) << names[i] << closed;
-    }
-}
-
 }  // namespace
 }  // namespace tiomipra::test

@@ -1,7 +1,10 @@
 // Threads, signals, progress, and how the command ends.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
@@ -21,6 +24,7 @@
 #include "base/errors.hpp"
 #include "ending.hpp"
 #include "runs/available_memory.hpp"
+#include "runs/process_start.hpp"
 #include "runs/publish.hpp"
 #include "runs/work_on_all.hpp"
 #include "support/scratch_folder.hpp"
@@ -103,6 +107,23 @@ TEST(Signals, AreIgnoredWhereTheyWereAndKillTheSecondTime) {
         std::raise(SIGTERM);
     };
     EXPECT_EXIT(interruptAndTerminateTwice(), testing::KilledBySignal(SIGTERM), "");
+}
+
+// The next file must not be taken for one of them. What is written to them is known to be lost.
+TEST(Streams, ThatAreMissingAreOpenedForNothing) {
+    const pid_t process = fork();
+    if (process == 0) {
+        for (const int stream : {0, 1, 2})
+            close(stream);
+        openMissingStreams();
+        char byte = 0;
+        const bool isNothing =
+            read(0, &byte, 1) == 0 && write(1, "a", 1) < 0 && write(2, "a", 1) < 0;
+        _exit(isNothing && open("/dev/null", O_RDONLY) > 2 ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(process, &status, 0);
+    EXPECT_EQ(status, 0);
 }
 
 // Of 910 items 899 were there already and one has taken a tenth of a second: ten a second, and one
