@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <optional>
 #include <system_error>
+#include <utility>
 
 #include "base/errors.hpp"
 #include "base/text.hpp"
