@@ -6,6 +6,7 @@
 #include <new>
 #include <nlohmann/json.hpp>
 #include <opencv2/core.hpp>
+#include <system_error>
 
 #include "base/errors.hpp"
 #include "base/text.hpp"
@@ -21,6 +22,13 @@ bool isOutOfMemory(const std::exception& exception) {
     return dynamic_cast<const std::bad_alloc*>(&exception) != nullptr ||
            (ofOpenCv != nullptr &&
             (ofOpenCv->code == cv::Error::StsNoMem || endsWith(ofOpenCv->file, "buffer_area.cpp")));
+}
+
+// As the standard library says it, and as TBB does, from which OpenCV has its threads.
+bool isOutOfThreads(const std::exception& exception) {
+    const auto* const error = dynamic_cast<const std::system_error*>(&exception);
+    return (error != nullptr && error->code() == std::errc::resource_unavailable_try_again) ||
+           startsWith(exception.what(), "pthread_create ");
 }
 
 [[noreturn]] void endTerminated() {
@@ -55,6 +63,10 @@ Ending endingFor(const std::exception& exception) {
         return {Status::input,
                 "there is not enough memory left; what to do: a larger limit, fewer --jobs, fewer "
                 "disparities, or a larger --scale"};
+    if (isOutOfThreads(exception))
+        return {Status::input,
+                "no further thread can be started; what to do: fewer processes of this user, or a "
+                "larger limit on them (ulimit -u, pids.max of the control group)"};
     return {Status::input, exception.what()};
 }
 

@@ -94,9 +94,16 @@ Evaluation evaluate(const cv::Mat& disparity, const cv::Mat& truth, const cv::Ma
     return evaluation;
 }
 
-bool isGoodEnough(const Evaluation& evaluation, double percent) {
+std::string whyNotGoodEnough(const Evaluation& evaluation, double percent) {
+    if (evaluation.known == 0)
+        return "no pixel of the ground truth is known";
+    if (evaluation.measured == 0)
+        return "none of the known pixels is measured";
     static_assert(badThresholds[2] == 2);
-    return evaluation.amongMeasured.above[2] * 100 <= percent;
+    if (evaluation.amongMeasured.above[2] * 100 <= percent)
+        return "";
+    return fmt::format("more than {:g} % of the measured pixels are off by more than 2 pixels",
+                       percent);
 }
 
 FileEvaluation evaluateFiles(const EvaluatedFiles& files, std::optional<double> truthScale) {

@@ -37,9 +37,9 @@ struct Evaluation {
 // count.
 Evaluation evaluate(const cv::Mat& disparity, const cv::Mat& truth, const cv::Mat& mask = {});
 
-// True when at most `percent` of the measured pixels are off by more than 2 pixels; false without
-// any measured pixel.
-bool isGoodEnough(const Evaluation& evaluation, double percent);
+// Empty when at most `percent` of the measured pixels are off by more than 2 pixels; else why it is
+// not good enough, as in "no pixel of the ground truth is known".
+std::string whyNotGoodEnough(const Evaluation& evaluation, double percent);
 
 struct EvaluatedFiles {
     std::string disparity;

@@ -17,6 +17,8 @@ std::string printRow(const std::string& title, const BadShares& shares) {
 }
 
 std::string printRegion(const std::string& name, const Evaluation& evaluation) {
+    if (evaluation.known == 0)
+        return fmt::format("  {}: no pixel is known\n", name);
     if (evaluation.measured == 0)
         return fmt::format("  {}: {} pixels known, none of them measured\n", name,
                            evaluation.known);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <opencv2/core.hpp>
+#include <stdexcept>
 
 #include "base/text.hpp"
 #include "rigs/rectifier.hpp"
@@ -218,12 +219,22 @@ void checkLens(const NamedCalibration& camera, std::vector<Fault>& faults) {
         faults.push_back({camera.name + " " + complaint, repairFile});
 }
 
+// Rather than that memory or threads ran out, which is no fault of the calibrations.
+bool isRefusal(const std::exception& error) {
+    if (const auto* const ofOpenCv = dynamic_cast<const cv::Exception*>(&error))
+        return ofOpenCv->code != cv::Error::StsNoMem;
+    return dynamic_cast<const std::invalid_argument*>(&error) != nullptr ||
+           dynamic_cast<const std::range_error*>(&error) != nullptr;
+}
+
 // Whatever the library refuses for a reason that has no check here.
 void checkWithLibrary(const Calibration& left, const Calibration& right,
                       std::vector<Fault>& faults) {
     try {
         makeRectifier(left, right);
     } catch (const std::exception& error) {
+        if (!isRefusal(error))
+            throw;
         faults.push_back({fmt::format("the library refuses the calibrations: {}", error.what()),
                           calibrateAgain});
     }

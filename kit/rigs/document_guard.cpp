@@ -45,6 +45,8 @@ void readDocument(const std::string& path, const std::string& kind,
     try {
         read();
     } catch (const cv::Exception& exception) {
+        if (exception.code == cv::Error::StsNoMem)
+            throw;
         refuse(describeComplaint(exception, path));
     } catch (const std::logic_error& fault) {  // OpenCV's parser lets those of std::string through.
         refuse(unreadable(fault.what()));

@@ -42,7 +42,8 @@ TEST_F(Evaluate, IsAGateWhenAskedTo) {
     EXPECT_THAT(refused.err, HasSubstr("found.tiff"));
     expectRefusal(joined(gate, {"101"}), 2, "--max-bad2");
     writeImage(_folder / "found.tiff", cv::Mat::zeros(1, 5, CV_32FC1));
-    runTiomipra(joined(gate, {"100"}), 1);  // Nothing was measured.
+    EXPECT_THAT(runTiomipra(joined(gate, {"100"}), 1).err,
+                HasSubstr("found.tiff: none of the known pixels is measured"));
 }
 
 TEST_F(Evaluate, ReadsScaledGroundTruth) {

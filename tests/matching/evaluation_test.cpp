@@ -38,6 +38,13 @@ TEST(Evaluation, AgreesWithAComputationByHand) {
     EXPECT_DOUBLE_EQ(result.averageError, (0.5 + 0.75 + 1.5 + 3.5 + 4 + 8) / 7);
     EXPECT_DOUBLE_EQ(result.rootMeanSquareError,
                      std::sqrt((0.25 + 0.5625 + 2.25 + 12.25 + 16 + 64) / 7));
+    EXPECT_EQ(whyNotGoodEnough(result, 42.9), "");
+    EXPECT_THAT(whyNotGoodEnough(result, 42.8), testing::HasSubstr("42.8 % of the measured"));
+    const cv::Mat nothing = trueDisparity * 0;
+    EXPECT_THAT(whyNotGoodEnough(evaluate(foundDisparity, nothing), 100),
+                "no pixel of the ground truth is known");
+    EXPECT_THAT(whyNotGoodEnough(evaluate(nothing, trueDisparity), 100),
+                "none of the known pixels is measured");
 }
 
 TEST(Evaluation, OfFilesIsMaskedByTheLightestShade) {

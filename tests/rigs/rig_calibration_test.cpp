@@ -8,6 +8,7 @@
 #include <functional>
 #include <numeric>
 #include <opencv2/calib3d.hpp>
+#include <opencv2/core/parallel/parallel_backend.hpp>
 #include <stdexcept>
 
 #include "base/errors.hpp"
@@ -467,6 +468,25 @@ TEST(FindFaults, NamesWhatIsWrongAndWhatToDo) {
         EXPECT_THAT(faults.front().remedy, HasSubstr(remedy)) << problem;
         EXPECT_EQ(faults.front().isSwap, problem.find("swapped") != std::string::npos);
     }
+}
+
+// As TBB fails where the limit on threads is reached.
+class MissingThreads : public cv::parallel::ParallelForAPI {
+  public:
+    void parallel_for(int, FN_parallel_for_body_cb_t, void*) override {
+        throw std::runtime_error("pthread_create has failed");
+    }
+    int getThreadNum() const override { return 0; }
+    int getNumThreads() const override { return 2; }
+    int setNumThreads(int) override { return 2; }
+    const char* getName() const override { return "missing threads"; }
+};
+
+TEST(FindFaults, BlamesNoCalibrationForWhatTheMachineLacks) {
+    const CalibrationPair rig = makeRig();
+    cv::parallel::setParallelForBackend(std::make_shared<MissingThreads>(), false);
+    EXPECT_THROW(findFaults(rig.left, rig.right), std::runtime_error);
+    cv::parallel::setParallelForBackend(std::shared_ptr<cv::parallel::ParallelForAPI>(), false);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Threads, signals, progress, and how the command ends.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -76,6 +77,21 @@ TEST(OrderedWork, KeepsTheOrderWhateverEndsIt) {
     failing.last = 17;
     EXPECT_THROW(failing.run(), std::out_of_range);
     EXPECT_EQ(failing.accepted, 18);
+}
+
+// There is no room for stacks as large as that, which ends like a limit on threads.
+TEST(OrderedWork, DoesWithTheThreadsThatThereAre) {
+    pthread_attr_t before, vast;
+    pthread_getattr_default_np(&before);
+    pthread_attr_init(&vast);
+    pthread_attr_setstacksize(&vast, std::size_t{1} << 50U);
+    ASSERT_EQ(pthread_setattr_default_np(&vast), 0);
+    testing::internal::CaptureStderr();
+    const bool isWhole = NumberWork().run();
+    pthread_setattr_default_np(&before);
+    EXPECT_TRUE(isWhole);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "note: 1 of 4 jobs at the same time, as no further thread can be started\n");
 }
 
 TEST(Signals, EndPublishingOnceAllIsWritten) {
@@ -201,12 +217,17 @@ void endWith(const std::function<void()>& fail) noexcept {
     fail();
 }
 
-TEST(Ending, OfMemoryIsToldWhereverItRunsOut) {
+TEST(Ending, OfMemoryAndThreadsIsToldWhereverTheyRunOut) {
     const std::string message = endingFor(std::bad_alloc()).message;
     EXPECT_THAT(message, testing::HasSubstr("not enough memory left; what to do: "));
     EXPECT_EQ(endingFor(cv::Exception(cv::Error::StsNoMem, "", "", "alloc.cpp", 1)).message,
               message);
     EXPECT_NE(endingFor(cv::Exception(cv::Error::StsAssert, "", "", "a.cpp", 1)).message, message);
+    const std::system_error noThread(EAGAIN, std::generic_category());
+    const std::runtime_error ofTbb("pthread_create has failed: Resource temporarily unavailable");
+    EXPECT_THAT(endingFor(noThread).message,
+                testing::HasSubstr("no further thread can be started"));
+    EXPECT_EQ(endingFor(ofTbb).message, endingFor(noThread).message);
     const cv::Exception ofBuffer(cv::Error::StsAssert, "", "cleanup", "src/buffer_area.cpp", 32);
     EXPECT_EXIT(endWith([&] { throw ofBuffer; }), testing::ExitedWithCode(3), "not enough memory");
     EXPECT_EXIT(endWith([] { throw std::runtime_error("a bug"); }),

@@ -27,7 +27,7 @@ constexpr auto things = "disparity images";
 struct Outcomes {
     std::vector<FileEvaluation> evaluations;
     std::vector<Failure> failures;
-    std::vector<std::string> refused;  // disparity images that are not good enough
+    std::vector<std::string> refused;  // disparity images that are not good enough, and why
 };
 
 void requireSameCount(const std::vector<std::string>& disparities,
@@ -51,10 +51,6 @@ std::vector<EvaluatedFiles> resolveFiles(const EvaluateOptions& options) {
     return files;
 }
 
-bool passes(const FileEvaluation& evaluation, const EvaluateOptions& options) {
-    return !options.maxBad2 || isGoodEnough(evaluation.all, *options.maxBad2);
-}
-
 void keep(const EvaluatedFiles& files, const Outcome<FileEvaluation>& outcome,
           const EvaluateOptions& options, Outcomes& outcomes) {
     if (const auto* failed = std::get_if<Ending>(&outcome)) {
@@ -63,8 +59,11 @@ void keep(const EvaluatedFiles& files, const Outcome<FileEvaluation>& outcome,
     }
     const auto& evaluation = std::get<FileEvaluation>(outcome);
     outcomes.evaluations.push_back(evaluation);
-    if (!passes(evaluation, options))
-        outcomes.refused.push_back(files.disparity);
+    if (!options.maxBad2)
+        return;
+    const std::string complaint = whyNotGoodEnough(evaluation.all, *options.maxBad2);
+    if (!complaint.empty())
+        outcomes.refused.push_back(files.disparity + ": " + complaint);
 }
 
 // Carries on past what fails.
@@ -119,10 +118,8 @@ Ending runEvaluate(const EvaluateOptions& options) {
         printJson(options, outcomes);
     else if (!outcomes.evaluations.empty())
         std::cout << printTable(outcomes.evaluations);
-    for (const std::string& file : outcomes.refused)
-        std::cerr << fmt::format(
-            "{}: more than {:g} % of the measured pixels are off by more than 2 pixels\n",
-            printable(file), *options.maxBad2);
+    for (const std::string& refusal : outcomes.refused)
+        std::cerr << printable(refusal) << '\n';
     if (!outcomes.failures.empty())
         return conclude(outcomes.failures, files.size(), things);
     return {outcomes.refused.empty() ? Status::done : Status::no, ""};

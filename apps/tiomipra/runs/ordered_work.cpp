@@ -1,14 +1,24 @@
 #include "runs/ordered_work.hpp"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <opencv2/core/utility.hpp>
 #include <thread>
+
+#include "runs/progress.hpp"
 
 namespace tiomipra {
 
 std::size_t countWorkers(unsigned jobs, std::size_t count) {
     const std::size_t wanted = jobs > 0 ? jobs : std::max(1U, std::thread::hardware_concurrency());
     return count == 0 ? wanted : std::min(wanted, count);
+}
+
+void noteMissingThreads(std::size_t started, std::size_t wanted) {
+    sayBesideBar(
+        fmt::format("note: {} of {} jobs at the same time, as no further thread can be started",
+                    started, wanted));
 }
 
 // Whole pairs side by side keep processors busier than threads within each pair. Measured with

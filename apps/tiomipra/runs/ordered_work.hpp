@@ -10,6 +10,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <system_error>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -21,6 +22,9 @@ namespace tiomipra {
 // How many workers are sensible for `count` items, 0 if that is unknown; `jobs` of 0 stands for as
 // many as there are processors.
 std::size_t countWorkers(unsigned jobs, std::size_t count);
+
+// Says on standard error that fewer threads than wanted could be started.
+void noteMissingThreads(std::size_t started, std::size_t wanted);
 
 // While it lives, OpenCV runs in the threads that call it, if these are several.
 class SharedProcessors {
@@ -39,7 +43,9 @@ template <typename Result>
 using Outcome = std::variant<Result, Ending>;
 
 // Works on all items that `next` gives, until that is nothing, with a thread for each of `workers`,
-// and hands what they return or throw to `accept`, in the order in which `next` gave the items.
+// of which the calling one is the first, and hands what they return or throw to `accept`, in the
+// order in which `next` gave the items. Where no more threads can be started, it does with those
+// that there are.
 //
 // One thread at a time calls `next` or `accept`; when one of these throws, the run ends with that.
 // Once `isCancelled` is true, which any thread may ask, the run ends after the items at hand.
@@ -60,9 +66,8 @@ class OrderedWork {
     bool run(const std::vector<Worker>& workers) {
         const SharedProcessors processors(workers.size());
         _mostAhead = 2 * workers.size();
-        std::vector<std::future<void>> threads;
-        for (const Worker& worker : workers)
-            threads.push_back(std::async(std::launch::async, [this, &worker] { work(worker); }));
+        std::vector<std::future<void>> threads = startThreads(workers);
+        work(workers.front());
         for (std::future<void>& thread : threads)
             thread.get();
         return _isExhausted;
@@ -73,6 +78,19 @@ class OrderedWork {
 
   private:
     using Lock = std::unique_lock<std::mutex>;
+
+    // For all workers but the first.
+    std::vector<std::future<void>> startThreads(const std::vector<Worker>& workers) {
+        std::vector<std::future<void>> threads;
+        try {
+            for (auto worker = workers.begin() + 1; worker != workers.end(); ++worker)
+                threads.push_back(
+                    std::async(std::launch::async, [this, worker] { work(*worker); }));
+        } catch (const std::system_error&) {
+            noteMissingThreads(threads.size() + 1, workers.size());
+        }
+        return threads;
+    }
 
     void work(const Worker& worker) {
         Lock lock(_mutex);
