@@ -22,6 +22,16 @@ void requireSameSize(const StereoImages& images, const Frame& frame) {
         throw InputError(sizesDiffer(frame.leftFile, left.size(), frame.rightFile, right.size()));
 }
 
+std::function<FileIdentities()> identifyOne(const Picture& picture) {
+    return [identify = picture.identify] { return FileIdentities{identify()}; };
+}
+
+std::function<FileIdentities()> identifyBoth(const Picture& left, const Picture& right) {
+    return [identifyLeft = left.identify, identifyRight = right.identify] {
+        return FileIdentities{identifyLeft(), identifyRight()};
+    };
+}
+
 // By how many degrees to turn the images of each camera clockwise.
 struct Turns {
     int left;
@@ -70,7 +80,7 @@ class PairedFrames : public FrameSource {
 
   private:
     Frame pair(const Picture& left, const Picture& right) const {
-        Frame frame{left.name, left.title, right.title, {left.file, right.file}, {}};
+        Frame frame{left.name, left.title, right.title, identifyBoth(left, right), {}};
         frame.read = [frame, turns = _turns, readLeft = left.read, readRight = right.read] {
             StereoImages images{turned(readLeft(), turns.left), turned(readRight(), turns.right)};
             requireSameSize(images, frame);
@@ -81,7 +91,7 @@ class PairedFrames : public FrameSource {
 
     // Only videos are found to be of different length as late as this.
     static Frame withoutPartner(const Picture& picture) {
-        return {picture.name, picture.title, "", {picture.file}, [picture]() -> StereoImages {
+        return {picture.name, picture.title, "", identifyOne(picture), [picture]() -> StereoImages {
                     throw InputError(quote(picture.title) +
                                      " has no partner: the other side has ended");
                 }};
@@ -107,7 +117,7 @@ class SplitFrames : public FrameSource {
         const auto both = _both->next();
         if (!both)
             return std::nullopt;
-        Frame frame{both->name, both->title, both->title, {both->file}, {}};
+        Frame frame{both->name, both->title, both->title, identifyOne(*both), {}};
         frame.read = [frame, turns = _turns, read = both->read] {
             const StereoImages images = split(read(), frame.leftFile);
             StereoImages upright{turned(images.left, turns.left),

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "base/notices.hpp"
+#include "files/file_identity.hpp"
 #include "files/image_files.hpp"
 
 namespace tiomipra {
@@ -32,10 +33,12 @@ struct StereoImages {
 
 // One pair, not read yet.
 struct Frame {
-    std::string name;                // names the outputs; unique within its source
-    std::string leftFile;            // as in "left01.png" or "clip.avi, frame 12"
-    std::string rightFile;           // the same as `leftFile` for a side-by-side image
-    std::vector<std::string> files;  // those that it is read from
+    std::string name;       // names the outputs; unique within its source
+    std::string leftFile;   // as in "left01.png" or "clip.avi, frame 12"
+    std::string rightFile;  // the same as `leftFile` for a side-by-side image
+    // Notes the files that it is read from, to be called before `read`. A video is what it was when
+    // it was opened.
+    std::function<FileIdentities()> identify;
     // Reads the pair, both of the same size; one may be grey, the other in colour. Unless they are
     // wanted as stored, images of other than 8 bits are stretched, see `stretchToEightBits`. Throws
     // `InputError` that names the file.

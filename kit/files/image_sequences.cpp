@@ -40,7 +40,8 @@ class ImageFiles : public ImageSequence {
             return std::nullopt;
         const std::string& path = _paths[_next];
         const std::string& name = _names[_next++];
-        return Picture{name, path, path, [path] { return readImage(path, Pixels::asStored); }};
+        return Picture{name, path, [path] { return identify(path); },
+                       [path] { return readImage(path, Pixels::asStored); }};
     }
 
   private:
@@ -53,7 +54,10 @@ class ImageFiles : public ImageSequence {
 class VideoFrames : public ImageSequence {
   public:
     VideoFrames(const std::string& path, Notify notify)
-        : _path(path), _video(openVideo(path)), _notify(std::move(notify)) {
+        : _path(path),
+          _identity(identifyByTime(path)),
+          _video(openVideo(path)),
+          _notify(std::move(notify)) {
         if (isCutOff(path))
             _notify(
                 fmt::format("warning: {} is cut off: its last frame may be damaged", quote(path)));
@@ -71,8 +75,8 @@ class VideoFrames : public ImageSequence {
         }
         const std::size_t number = _next++;
         return Picture{fmt::format("{}_{:06}", fs::path(_path).stem().string(), number),
-                       fmt::format("{}, frame {}", _path, number), _path,
-                       [image] { return image; }};
+                       fmt::format("{}, frame {}", _path, number),
+                       [identity = _identity] { return identity; }, [image] { return image; }};
     }
 
   private:
@@ -84,6 +88,7 @@ class VideoFrames : public ImageSequence {
     }
 
     std::string _path;
+    FileIdentity _identity;  // before it was opened
     std::unique_ptr<Video> _video;
     Notify _notify;
     std::size_t _next = 0;

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "base/notices.hpp"
+#include "files/file_identity.hpp"
 #include "files/image_files.hpp"
 
 namespace tiomipra {
@@ -19,8 +20,8 @@ namespace tiomipra {
 struct Picture {
     std::string name;   // the file's without folder and extension; unique within its sequence
     std::string title;  // as in "left01.png" or "clip.avi, frame 12"
-    std::string file;
-    std::function<cv::Mat()> read;  // as stored; throws `InputError` that names the file
+    std::function<FileIdentity()> identify;  // the file that `read` will read or has read
+    std::function<cv::Mat()> read;           // as stored; throws `InputError` that names the file
 };
 
 class ImageSequence {

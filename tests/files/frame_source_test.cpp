@@ -2,11 +2,13 @@
 #include "files/frame_source.hpp"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <opencv2/core.hpp>
 
 #include "base/errors.hpp"
+#include "base/provenance.hpp"
 #include "files/input_files.hpp"
 #include "support/matrices.hpp"
 #include "support/photographs.hpp"
@@ -86,6 +88,29 @@ TEST_F(FrameSources, DeepImagesAreStretched) {
     EXPECT_EQ(_notices, "note: '" + left[0] + "': values from 0 to 4096 are stretched to 8 bits");
     EXPECT_THAT(reopenFrames({left, right, {}}, Pixels::asStored)->next()->read().left,
                 IsSameMatrix(deep));
+}
+
+// Of videos that is when they are opened, as their frames are decoded ahead. Pipes are let alone.
+TEST_F(FrameSources, FilesAreIdentifiedBeforeTheyAreRead) {
+    const std::string image = write("1.png"), video = _folder.path("clip.avi");
+    std::filesystem::copy(photograph("tree.avi"), video);
+    const std::string pipe = _folder.path("pipe.png");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const auto ofImages = open({{image}, {pipe}, {}})->next()->identify;
+    const auto ofVideo = open({{}, {}, {video}})->next()->identify;
+    const FileIdentities before = ofImages();
+    EXPECT_EQ(before[0].path, image);
+    EXPECT_EQ(before[0].size, std::filesystem::file_size(image));
+    EXPECT_EQ(before[0].sha256, sha256(tiomipra::readFile(image)));
+    EXPECT_EQ(before[1].path + before[1].modified + before[1].sha256, pipe);
+    EXPECT_NO_THROW(requireUnchanged(before));
+    for (const std::string& file : {image, video})
+        std::filesystem::last_write_time(file, std::filesystem::file_time_type());
+    for (const FileIdentities& files : {before, ofVideo()})
+        EXPECT_THAT([&files] { requireUnchanged(files); },
+                    testing::ThrowsMessage<InputError>("'" + files[0].path +
+                                                       "' changed while it was read"));
+    EXPECT_NE(ofImages()[0], before[0]);
 }
 
 // Its header promises 444 frames of 320x240, of which there are 68.

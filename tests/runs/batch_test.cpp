@@ -1,4 +1,4 @@
-// Many pairs: what is made, resumed and told. The pairs of these tests have no images.
+// Many pairs: what is made, resumed and told. The images of most of these pairs are not read.
 #include "runs/batch.hpp"
 
 #include <gmock/gmock.h>
@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "base/errors.hpp"
+#include "files/image_files.hpp"
 #include "files/output_files.hpp"
 #include "support/scratch_folder.hpp"
 
@@ -23,12 +24,14 @@ class Batch : public testing::Test {
   protected:
     Batch() {
         for (const std::string name : {"1", "2", "3"}) {
-            _images.left.push_back(_folder.write(name + ".png", ""));
-            _images.right.push_back(_folder.write(name + "r.png", ""));
+            _images.left.push_back(_folder.write(name + ".png", "a"));
+            _images.right.push_back(_folder.write(name + "r.png", "a"));
         }
         _options.output = _folder.path("out");
         _options.jobs = 1;
     }
+
+    ~Batch() override { fs::current_path(_folderBefore); }
 
     std::string result(const std::string& name) const { return _folder.path("out/" + name); }
 
@@ -36,10 +39,21 @@ class Batch : public testing::Test {
     PairReport make(const Frame& frame, PairFiles& files) {
         EXPECT_FALSE(fs::exists(result(frame.name + "_test.json")));
         _made.push_back(frame.name);
-        files.add(".txt", "whole");
+        if (frame.name == "3")
+            _atLast();
         if (frame.name == _failing)
             throw InputError("is bad");
+        if (frame.name == _changing) {
+            writeImage(_images.left[0], cv::Mat(2, 2, CV_8UC1, 7));
+            frame.read();
+        }
+        files.add(".txt", "whole");
         return {{{"length", 5}}, "made"};
+    }
+
+    void useRelativeNamesIn(const std::string& folder) {
+        fs::current_path(folder);
+        _images = {{"1.png", "2.png", "3.png"}, {"1r.png", "2r.png", "3r.png"}, {}};
     }
 
     // What it prints, and `_made`.
@@ -54,12 +68,15 @@ class Batch : public testing::Test {
         return testing::internal::GetCapturedStdout();
     }
 
+    const fs::path _folderBefore = fs::current_path();
     const ScratchFolder _folder;
     FrameArguments _images;
     std::vector<std::string> _inputs;
     BatchOptions _options;
     Provenance _madeWith{"test", Parameters{{"window-size", 5}}, "ab", {}};
     std::string _failing;
+    std::string _changing;  // the left image is another one by the time that it is read
+    std::function<void()> _atLast = [] {};
     Names _made;
     Ending _ending;
 };
@@ -67,24 +84,44 @@ class Batch : public testing::Test {
 // `spoil` makes one thing different between the runs.
 TEST_F(Batch, ResumesWhatIsNotDoneInTheSameWay) {
     const std::string image = _folder.path("3.png");
+    const auto makeNewer = [&](int hours) {
+        fs::last_write_time(image, fs::last_write_time(image) + std::chrono::hours(hours));
+    };
+    const auto copyOfImages = [&] {
+        const std::string copies = _folder.path("copies");
+        fs::create_directory(copies);
+        for (const auto& entry : fs::directory_iterator(_folder.path(""))) {
+            if (entry.is_regular_file())
+                fs::copy(entry, copies);
+        }
+        return copies;
+    };
     const struct {
         const char* what;
         std::function<void()> spoil;
         Names made;
-    } cases[] = {
-        {"nothing", [] {}, {}},
-        {"another subcommand", [&] { writeFile(result("2_other.json"), "{}"); }, {}},
-        {"a parameter", [&] { _madeWith.parameters->at(0).value = 7; }, {"1", "2", "3"}},
-        {"the calibrations", [&] { _madeWith.calibrationHash = "cd"; }, {"1", "2", "3"}},
-        {"a partner", [&] { _images.right[1] = _images.right[0]; }, {"2"}},
-        {"a result is missing", [&] { fs::remove(result("1.txt")); }, {"1"}},
-        {"a result is empty", [&] { writeFile(result("3.txt"), ""); }, {"3"}},
-        {"no report of ours",
-         [&] { writeFile(result("2_test.json"), R"({"files": [1]})"); },
-         {"2"}},
-        {"a newer image",
-         [&] { fs::last_write_time(image, fs::last_write_time(image) + std::chrono::hours(1)); },
-         {"3"}}};
+    } cases[] = {{"nothing", [] {}, {}},
+                 {"another subcommand", [&] { writeFile(result("2_other.json"), "{}"); }, {}},
+                 {"a parameter", [&] { _madeWith.parameters->at(0).value = 7; }, {"1", "2", "3"}},
+                 {"the calibrations", [&] { _madeWith.calibrationHash = "cd"; }, {"1", "2", "3"}},
+                 {"a partner", [&] { _images.right[1] = _images.right[0]; }, {"2"}},
+                 {"a result is missing", [&] { fs::remove(result("1.txt")); }, {"1"}},
+                 {"a result is empty", [&] { writeFile(result("3.txt"), ""); }, {"3"}},
+                 {"no report of ours",
+                  [&] { writeFile(result("2_test.json"), R"({"files": [1]})"); },
+                  {"2"}},
+                 {"an older image", [&] { makeNewer(-1); }, {"3"}},
+                 {"one of the future", [&] { makeNewer(99); }, {"3"}},
+                 {"which stays there", [] {}, {}},
+                 {"another one of the same date",
+                  [&] {
+                      const auto date = fs::last_write_time(image);
+                      writeFile(image, "b");
+                      fs::last_write_time(image, date);
+                  },
+                  {"3"}},
+                 {"a folder", [&] { useRelativeNamesIn(_folder.path("")); }, {"1", "2", "3"}},
+                 {"another one", [&] { useRelativeNamesIn(copyOfImages()); }, {"1", "2", "3"}}};
     EXPECT_EQ(run(), "[1/3] 1: made\n[2/3] 2: made\n[3/3] 3: made\n3 pairs done, results in '" +
                          result("").substr(0, result("").size() - 1) + "'\n");
     for (const auto& [what, spoil, made] : cases) {
@@ -122,6 +159,31 @@ TEST_F(Batch, AFailureLeavesNoReportAndNoEnd) {
     run();
     EXPECT_EQ(_ending.status, Status::input);
     EXPECT_EQ(_ending.message, "is bad") << "alone";
+}
+
+TEST_F(Batch, AnImageThatChangesFailsItsPair) {
+    const cv::Mat white(2, 2, CV_8UC1, 255);
+    _images = {{_folder.path("1.png")}, {_folder.path("1r.png")}, {}};
+    writeImage(_images.left[0], white);
+    writeImage(_images.right[0], white);
+    _changing = "1";
+    run();
+    EXPECT_EQ(_ending.status, Status::input);
+    EXPECT_EQ(_ending.message, "'" + _images.left[0] + "' changed while it was read");
+    EXPECT_FALSE(fs::exists(result("1_test.json")));
+}
+
+TEST_F(Batch, ReportsThatVanishLeaveWholeJson) {
+    _options.json = true;
+    _atLast = [this] {
+        fs::remove(result("1_test.json"));
+        writeFile(result("2_test.json"), "{");
+    };
+    const json told = json::parse(run());
+    EXPECT_EQ(_ending.status, Status::partial);
+    EXPECT_EQ(told.at("pairs").at(0).at("name"), "3");
+    EXPECT_THAT(told.at("failed").at(0).at("message").get<std::string>(), HasSubstr("1_test.json"));
+    EXPECT_EQ(told.at("failed").at(1).at("name"), "2");
 }
 
 // Not of its own pair, not of another one, not even through a link.

@@ -29,18 +29,35 @@ std::string reportPath(const BatchOptions& options, const Provenance& madeWith,
     return pathIn(options.output, name + reportSuffix(madeWith));
 }
 
-// What a report says about how the pair was made; what follows in it is the result.
-Json describeOrigin(const Frame& frame, const Provenance& madeWith) {
-    return {{"name", frame.name},
-            {"left", frame.leftFile},
-            {"right", frame.rightFile},
-            {"madeWith", toJson(madeWith)}};
+Json toJson(const FileIdentity& file) {
+    Json json{{"path", file.path}};
+    if (!file.modified.empty()) {
+        json["bytes"] = file.size;
+        json["modified"] = file.modified;
+    }
+    if (!file.sha256.empty())
+        json["sha256"] = file.sha256;
+    return json;
 }
 
-bool isNewer(const std::string& file, const std::string& than) {
-    std::error_code error;
-    const auto written = fs::last_write_time(file, error);
-    return !error && written > fs::last_write_time(than);
+// What a report says about how the pair was made; what follows in it is the result.
+Json describeOrigin(const Frame& frame, const FileIdentities& inputs, const Provenance& madeWith) {
+    Json origin{{"name", frame.name}, {"left", frame.leftFile}, {"right", frame.rightFile}};
+    origin["inputs"] = Json::array();
+    for (const FileIdentity& file : inputs)
+        origin["inputs"].push_back(toJson(file));
+    origin["madeWith"] = tiomipra::toJson(madeWith);
+    return origin;
+}
+
+// The same, but nothing can come of images that are not those of `inputs`.
+Frame guarded(Frame frame, const FileIdentities& inputs) {
+    frame.read = [read = std::move(frame.read), inputs] {
+        StereoImages images = read();
+        requireUnchanged(inputs);
+        return images;
+    };
+    return frame;
 }
 
 bool hasContent(const std::string& path) {
@@ -49,19 +66,18 @@ bool hasContent(const std::string& path) {
     return !error && size > 0;
 }
 
-// True when the report on disk has the same origin, no image is newer, and all the files that it
-// lists are there.
-bool isDone(const Frame& frame, const BatchOptions& options, const Provenance& madeWith) {
-    const std::string path = reportPath(options, madeWith, frame.name);
-    if (!hasContent(path) ||
-        std::any_of(frame.files.begin(), frame.files.end(),
-                    [&](const std::string& file) { return isNewer(file, path); }))
+// True when the report at `path` has the same origin, of which all is known, and all the files that
+// it lists are there.
+bool isDone(const std::string& path, const Json& origin, const BatchOptions& options) {
+    const Json& inputs = origin.at("inputs");
+    const auto isFile = [](const Json& input) { return input.contains("modified"); };
+    if (!hasContent(path) || !std::all_of(inputs.begin(), inputs.end(), isFile))
         return false;
     try {
         const Json report = Json::parse(readFile(path));
         // Through text and back, as the report went.
-        const Json origin = Json::parse(dumpJson(describeOrigin(frame, madeWith)));
-        for (const auto& [key, value] : origin.items()) {
+        const Json expected = Json::parse(dumpJson(origin));
+        for (const auto& [key, value] : expected.items()) {
             if (report.at(key) != value)
                 return false;
         }
@@ -100,7 +116,7 @@ class Batch {
     }
 
     // Says how the run went.
-    Ending conclude() const {
+    Ending conclude() {
         if (_count == 0)
             throw InputError("there is no pair to work on");
         if (_options.json)
@@ -115,15 +131,16 @@ class Batch {
 
     // Nothing when the pair is done already.
     std::optional<PairReport> make(const Frame& frame, const ProcessPair& process) const {
-        if (_options.resume && isDone(frame, _options, _madeWith))
+        const FileIdentities inputs = frame.identify();
+        Json content = describeOrigin(frame, inputs, _madeWith);
+        const std::string path = reportPath(_options, _madeWith, frame.name);
+        if (_options.resume && isDone(path, content, _options))
             return std::nullopt;
         // From now on the files that it vouches for may change.
-        const std::string path = reportPath(_options, _madeWith, frame.name);
         _inputs.requireOther(path);
         removeFile(path);
         PairFiles files(_options, frame.name, _inputs);
-        PairReport report = process(frame, files);
-        Json content = describeOrigin(frame, _madeWith);
+        PairReport report = process(guarded(frame, inputs), files);
         content["files"] = files.names();
         content["result"] = report.result;
         files.add(reportSuffix(_madeWith), dumpJson(content));
@@ -150,17 +167,32 @@ class Batch {
     }
 
     // Reports are read back one by one, so that memory does not grow with what they hold.
-    void printJson() const {
+    void printJson() {
         std::cout << "{\n\"pairs\": [";
         const char* separator = "\n";
-        for (const std::string& name : _doneNames)
-            std::cout << std::exchange(separator, ",\n")
-                      << readFile(reportPath(_options, _madeWith, name));
+        for (const std::string& name : _doneNames) {
+            if (const auto report = readBack(name))
+                std::cout << std::exchange(separator, ",\n") << *report;
+        }
         std::cout << "],\n\"failed\": [";
         separator = "\n";
         for (const Failure& failure : _failures)
             std::cout << std::exchange(separator, ",\n") << dumpJson(toJson(failure));
         std::cout << "]\n}\n";
+    }
+
+    // Nothing, and a failure more, when somebody has taken it away or spoilt it meanwhile.
+    std::optional<std::string> readBack(const std::string& name) {
+        const std::string path = reportPath(_options, _madeWith, name);
+        try {
+            std::string report = readFile(path);
+            if (Json::accept(report))
+                return report;
+            throw InputError(quote(path) + " is no report any more");
+        } catch (const InputError& error) {
+            _failures.push_back({name, endingFor(error)});
+            return std::nullopt;
+        }
     }
 
     void printSummary() const {

@@ -65,8 +65,9 @@ using ProcessPair = std::function<PairReport(const Frame&, PairFiles&)>;
 // output. SIGINT, SIGTERM and SIGHUP end the run after the pairs at hand.
 //
 // `madeWith` goes into every report. With `resume`, pairs are left out that were made from the same
-// files with the same `madeWith`, whose images are not newer than their report and whose files are
-// all there. No result replaces one of the `inputs`, those of any pair.
+// files, which are as they were, with the same `madeWith`, and whose files are all there. A pair
+// fails whose files change while they are read. No result replaces one of the `inputs`, those of
+// any pair.
 //
 // The status is `partial` when some pairs failed; when all failed, that of the first failure.
 Ending runBatch(FrameSource& frames, const BatchOptions& options, const ProtectedFiles& inputs,
