@@ -12,10 +12,10 @@ namespace tiomipra {
 // copies keep them and file systems know them to some milliseconds at best; so what is small is
 // hashed as well.
 struct FileIdentity {
-    std::string path;          // absolute; links are not followed in it
-    std::uintmax_t size = 0;   // in bytes, of what a link leads to, as all below
-    std::string modified;      // seconds since 1970 with nine decimals; "" for what is no file
-    std::string sha256;        // "" where it was not asked for, or the file is large
+    std::string path;         // absolute; links are not followed in it
+    std::uintmax_t size = 0;  // in bytes, of what a link leads to, as all below
+    std::string modified;     // seconds since 1970 with nine decimals; "" for what is no file
+    std::string sha256;       // "" where it was not asked for, or the file is large
 
     bool operator==(const FileIdentity& other) const;
     bool operator!=(const FileIdentity& other) const { return !(*this == other); }

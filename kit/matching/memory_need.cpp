@@ -15,10 +15,11 @@ using vision::Stereo;
 // Bytes for each pixel: prefiltered images, the fixed-point result and the speckle filter's labels.
 constexpr std::uint64_t perMatchedPixel = 8;
 // Raw and rectified images, masks, what is written and its encoding; and with a rig the maps of the
-// rectification, points and clouds. Measured with `tiomipra disparity --rectified` (30) and
-// `tiomipra depth` (67) on 4000x3000 pixels.
+// rectification, points, clouds and their view. Measured with `tiomipra disparity --rectified` (30)
+// on 4000x3000 pixels, `tiomipra depth --formats view` (88) on 6400x4800; the other formats
+// take 60.
 constexpr std::uint64_t perPixel = 32;
-constexpr std::uint64_t perPixelOfRig = 72;
+constexpr std::uint64_t perPixelOfRig = 96;
 
 std::uint64_t unsignedOf(std::int64_t number) {
     return number > 0 ? static_cast<std::uint64_t>(number) : 0;
@@ -58,21 +59,36 @@ std::uint64_t pairMemory(const Stereo& stereo, const cv::Size& size, const cv::S
     return pixelsOf(size) * (hasRig ? perPixelOfRig : perPixel) + matcherMemory(stereo, matched);
 }
 
+std::uint64_t rectificationMemory(const StereoImages& images) {
+    // Maps and the picture of rows; and as often as they are held at once, the images. Measured
+    // with `tiomipra rectify` on 6400x4800 pixels: 33 bytes a pixel for grey ones of 8 bits, 54 for
+    // colours of 16, 79 for colours of floating point.
+    constexpr std::uint64_t beside = 32;
+    constexpr std::uint64_t copies = 2;
+    return pixelsOf(images.left.size()) *
+           (beside + copies * (images.left.elemSize() + images.right.elemSize()));
+}
+
 std::string describeBytes(std::uint64_t bytes) {
     return significant(static_cast<double>(bytes) / 1e9, 3) + " GB";
 }
 
-void requireMemory(const Stereo& stereo, const cv::Size& size, std::uint64_t need,
-                   const MemoryLimit& limit, const std::string& file) {
-    if (need <= limit.bytes)
-        return;
+void requireMemory(const std::string& task, std::uint64_t need, const MemoryLimit& limit,
+                   const std::string& remedy) {
+    if (need > limit.bytes)
+        throw InputError(fmt::format("{} takes about {} of memory, must be at most {}, {}; {}",
+                                     task, describeBytes(need), describeBytes(limit.bytes),
+                                     limit.source, remedy));
+}
+
+void requireMemoryToMatch(const std::string& file, const cv::Size& size, const Stereo& stereo,
+                          std::uint64_t need, const MemoryLimit& limit) {
     const bool isInEight = stereo.getStereoAlgorithm() == Stereo::SGBM && stereo.getFullDP();
-    throw InputError(fmt::format(
-        "{}, {} with {} disparities, takes about {} of memory to match, must be at most {}, {}; "
-        "fewer disparities{} or a larger scale take less",
-        quote(file), describe(size), stereo.getDisparityNumber(), describeBytes(need),
-        describeBytes(limit.bytes), limit.source,
-        isInEight ? ", five directions in place of eight (full-dp)" : ""));
+    requireMemory(fmt::format("matching {}, {} with {} disparities,", quote(file), describe(size),
+                              stereo.getDisparityNumber()),
+                  need, limit,
+                  fmt::format("fewer disparities{} or a larger scale take less",
+                              isInEight ? ", five directions in place of eight (full-dp)" : ""));
 }
 
 void requireAllocatable(std::uint64_t bytes) {

@@ -9,6 +9,8 @@
 #include <string>
 #include <vision/stereo.hpp>
 
+#include "files/frame_source.hpp"
+
 namespace tiomipra {
 
 // Bytes that can still be had, and what limits them, as in "memory of the machine".
@@ -18,8 +20,9 @@ struct MemoryLimit {
     std::uint64_t perThread = 0;  // that each further thread takes by itself
 };
 
-// Asked before much memory is taken. From any thread.
-using AvailableMemory = std::function<MemoryLimit()>;
+// Told how many bytes a pair takes before it takes them; may wait until others have given theirs
+// back. Returns what there is for all of them. From any thread.
+using TakeMemory = std::function<MemoryLimit(std::uint64_t bytes)>;
 
 // Bytes that the matcher takes for images of `size`, which are matched as they are.
 //
@@ -35,13 +38,21 @@ std::uint64_t matcherMemory(const vision::Stereo& stereo, const cv::Size& size);
 std::uint64_t pairMemory(const vision::Stereo& stereo, const cv::Size& size,
                          const cv::Size& matched, bool hasRig);
 
+// What rectifying these raw images and writing the result takes.
+std::uint64_t rectificationMemory(const StereoImages& images);
+
 // "1.2 GB".
 std::string describeBytes(std::uint64_t bytes);
 
-// Throws `InputError` that names `file`, need and limit, and what takes less, when matching a pair
-// of `size` needs more, see `pairMemory`.
-void requireMemory(const vision::Stereo& stereo, const cv::Size& size, std::uint64_t need,
-                   const MemoryLimit& limit, const std::string& file);
+// Throws `InputError` unless the `need` of `task`, "rectifying 'a.png'" say, is within `limit`. It
+// names all three and `remedy`, which takes less.
+void requireMemory(const std::string& task, std::uint64_t need, const MemoryLimit& limit,
+                   const std::string& remedy);
+
+// The same for matching `file`, whose images are of `size`; `need` is that of `pairMemory`.
+void requireMemoryToMatch(const std::string& file, const cv::Size& size,
+                          const vision::Stereo& stereo, std::uint64_t need,
+                          const MemoryLimit& limit);
 
 // Throws `InputError` unless so many bytes can be allocated now. OpenCV's matchers end the program
 // when their own allocation fails: see docs/opencv-traps.md.

@@ -61,17 +61,16 @@ Match matchPair(const Stereo& stereo, const StereoImages& rectified, const cv::M
     return match;
 }
 
-PairMatcher::PairMatcher(MatcherSettings settings, std::optional<Rig> rig, Notify notify,
-                         AvailableMemory availableMemory)
-    : _settings(std::move(settings)),
-      _rig(std::move(rig)),
-      _notify(std::move(notify)),
-      _availableMemory(std::move(availableMemory)) {}
+PairMatcher::PairMatcher(MatcherSettings settings, std::optional<Rig> rig, Notify notify)
+    : _settings(std::move(settings)), _rig(std::move(rig)), _notify(std::move(notify)) {}
 
-Match PairMatcher::match(const Frame& frame) {
+Match PairMatcher::match(const Frame& frame, const TakeMemory& takeMemory) {
     StereoImages images = frame.read();
     if (images.left.size() != _size)
         fitTo(images.left.size(), frame.leftFile);
+    requireMemoryToMatch(frame.leftFile, _size, *_stereo, _need, takeMemory(_need));
+    if (isRectifying() && _rectifier == nullptr)
+        prepareRectification();
     if (isRectifying())
         images = {_rectifier->rectifyImageLeft(images.left),
                   _rectifier->rectifyImageRight(images.right)};
@@ -105,6 +104,7 @@ void PairMatcher::requireUsableSize(const cv::Size& size, const std::string& fil
 void PairMatcher::fitTo(const cv::Size& size, const std::string& file) {
     _size = {};  // whatever fails below: nothing is fitted to the former size any more
     _stereo = _rectifier = nullptr;
+    _seen.release();
     requireUsableSize(size, file);
     const cv::Size kept = divisibleSize(size, scale());
     if (kept != size)
@@ -115,12 +115,9 @@ void PairMatcher::fitTo(const cv::Size& size, const std::string& file) {
     const auto rig = rigFor(size);
     _stereo = makeStereo(_settings, rig, kept);
     fitParameters(kept.width / scale());
-    requireMemory(*_stereo, size, pairMemory(*_stereo, size, kept / scale(), _rig.has_value()),
-                  _availableMemory(), file);
     if (rig)
         _notify(explainSearch(*_stereo, *rig, scale()));
-    if (isRectifying())
-        prepareRectification(size, kept);
+    _need = pairMemory(*_stereo, size, kept / scale(), _rig.has_value());
     _size = size;
 }
 
@@ -132,9 +129,12 @@ void PairMatcher::fitParameters(int matchedWidth) {
         _notify("warning: " + doubt);
 }
 
-void PairMatcher::prepareRectification(const cv::Size& size, const cv::Size& kept) {
-    _rectifier = kept == size ? _stereo : makeStereo(_settings, fitRig(*_rig, size, size));
-    _seen = _rectifier->rectifyImageLeft(cv::Mat(size, CV_8UC1, cv::Scalar(255)));
+void PairMatcher::prepareRectification() {
+    const auto rectifier = divisibleSize(_size, scale()) == _size
+                               ? _stereo
+                               : makeStereo(_settings, fitRig(*_rig, _size, _size));
+    _seen = rectifier->rectifyImageLeft(cv::Mat(_size, CV_8UC1, cv::Scalar(255)));
+    _rectifier = rectifier;
 }
 
 }  // namespace tiomipra

@@ -39,13 +39,13 @@ class PairMatcher {
     // Without a rig, or with one of `RectifiedCameras`, the frames are rectified already. Notices
     // say what was fitted to the size of the images, which depths are searched, and what may be
     // wrong with the results.
-    PairMatcher(
-        MatcherSettings settings, std::optional<Rig> rig, Notify notify,
-        AvailableMemory availableMemory = [] { return MemoryLimit(); });
+    PairMatcher(MatcherSettings settings, std::optional<Rig> rig, Notify notify);
 
     // Throws `InputError` that names the file when the pair does not fit, or takes more memory than
-    // is available; as `makeStereo` and `requireMatchable` for settings that don't.
-    Match match(const Frame& frame);
+    // `takeMemory` says there is; as `makeStereo` and `requireMatchable` for settings that don't.
+    Match match(
+        const Frame& frame,
+        const TakeMemory& takeMemory = [](std::uint64_t) { return MemoryLimit(); });
 
     // Bytes that matching images of `size` takes. Throws as `match`.
     std::uint64_t memoryFor(const cv::Size& size, const std::string& file) const;
@@ -63,15 +63,15 @@ class PairMatcher {
     void requireUsableSize(const cv::Size& size, const std::string& file) const;
     void fitTo(const cv::Size& size, const std::string& file);
     void fitParameters(int matchedWidth);
-    void prepareRectification(const cv::Size& size, const cv::Size& kept);
+    void prepareRectification();
 
     const MatcherSettings _settings;
     const std::optional<Rig> _rig;
     const Notify _notify;
-    const AvailableMemory _availableMemory;
-    cv::Size _size;  // that all below is fitted to
+    cv::Size _size;           // that all below is fitted to
+    std::uint64_t _need = 0;  // of memory
     std::shared_ptr<vision::Stereo> _stereo;
-    // For the whole images; the same object where all of them is matched.
+    // For the whole images, once it is needed; the same object where all of them is matched.
     std::shared_ptr<vision::Stereo> _rectifier;
     cv::Mat _seen;  // what the raw left image shows of the rectified one
 };

@@ -47,14 +47,12 @@ cv::Mat lookFromAside(const cv::Mat& points, const cv::Mat& measured) {
     return turned;
 }
 
-// Points in front of the camera to x / z, y / z and z.
-cv::Mat project(const cv::Mat& points) {
-    cv::Mat projected(points.size(), CV_32FC3);
-    std::transform(points.begin<cv::Vec3f>(), points.end<cv::Vec3f>(), projected.begin<cv::Vec3f>(),
+// Points in front of the camera to x / z, y / z and z, in their place.
+void project(cv::Mat& points) {
+    std::transform(points.begin<cv::Vec3f>(), points.end<cv::Vec3f>(), points.begin<cv::Vec3f>(),
                    [](const cv::Vec3f& point) {
                        return cv::Vec3f(point[0] / point[2], point[1] / point[2], point[2]);
                    });
-    return projected;
 }
 
 // From x / z and y / z to pixels of a canvas, such that nearly all points are on it.
@@ -164,9 +162,9 @@ cv::Mat findVisible(const cv::Mat& turned, const cv::Mat& measured) {
 }  // namespace
 
 cv::Mat drawCloudView(const cv::Mat& points, const cv::Mat& measured, const cv::Mat& image) {
-    const cv::Mat turned = lookFromAside(points, measured);
-    const cv::Mat visible = findVisible(turned, measured);
-    const cv::Mat projected = project(turned);
+    cv::Mat projected = lookFromAside(points, measured);
+    const cv::Mat visible = findVisible(projected, measured);
+    project(projected);
     Canvas canvas(points.size() * oversampling);
     const Placement place(projected, visible, canvas.picture().size());
     const Footprints footprints(projected, visible, place);

@@ -31,5 +31,20 @@ TEST(Rectify, WritesWhatTheLibraryMakesOfEachImage) {
         runTiomipra(pairs.arguments("rectify", wrong), 2);
 }
 
+// Of 4800x3600 pixels, which take 36 bytes each.
+TEST(Rectify, RefusesAPairTooLargeAndDoesTheOthers) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizers take more address space than that";
+#endif
+    const SamplePairs pairs(3);
+    for (const std::string side : {"left", "right"})
+        writeImage(pairs / (side + "/2.png"), cv::Mat::zeros(3600, 4800, CV_8UC1));
+    const RunResult run = RunningProgram(pairs.arguments("rectify"), "ulimit -v 600000; ").wait();
+    EXPECT_EQ(run.status, 4);
+    EXPECT_THAT(run.out, testing::HasSubstr("2 pairs done"));
+    EXPECT_THAT(run.err, testing::ContainsRegex("2: rectifying '.*/2.png', 4800x3600, takes about "
+                                                "0.622 GB of memory, must be at most 0"));
+}
+
 }  // namespace
 }  // namespace tiomipra::test

@@ -34,26 +34,30 @@ TEST(MatcherMemory, IsThatOfTheCosts) {
         settingsOf({{"algorithm", vision::Stereo::SGBM}, {"disparity-number", 64}}), size);
     EXPECT_EQ(matcherMemory(*stereo, {320, 240}), 8 * 320 * 240 + (19 + 12) * 273 * 48 * 2);
     EXPECT_EQ(pairMemory(*stereo, size, {320, 240}, true) - matcherMemory(*stereo, {320, 240}),
-              72U * 640 * 480);
+              96U * 640 * 480);
 }
 
 TEST(MemoryLimits, AreKeptByThePairMatcher) {
     const cv::Mat image(480, 640, CV_8UC1, cv::Scalar(7));
     const Frame frame{"1", "a.png", "b.png", {}, [&] { return StereoImages{image, image}; }};
     const MatcherSettings settings = settingsOf(valuesOfPreset("accurate"));
-    MemoryLimit limit;
-    PairMatcher matcher(
-        settings, std::nullopt, [](const std::string&) {}, [&] { return limit; });
+    PairMatcher matcher(settings, std::nullopt, [](const std::string&) {});
     const std::uint64_t need = matcher.memoryFor(image.size(), "a.png");
-    limit = {need - 1, "the patience of this test"};
+    MemoryLimit limit{need - 1, "the patience of this test"};
+    std::uint64_t taken = 0;
+    const auto take = [&](std::uint64_t bytes) {
+        taken += bytes;
+        return limit;
+    };
     // 2 * 2 * 560 * 480 * 80 bytes of costs and 40 for every pixel.
-    EXPECT_THAT([&] { matcher.match(frame); },
+    EXPECT_THAT([&] { matcher.match(frame, take); },
                 ThrowsMessage<InputError>(
                     AllOf(HasSubstr("'a.png', 640x480 with 80 disparities, takes about 0.0998 GB"),
                           HasSubstr("at most 0.0998 GB, the patience of this test; fewer "
                                     "disparities, five directions in place of eight"))));
     limit.bytes = need;
-    EXPECT_NO_THROW(matcher.match(frame));
+    EXPECT_NO_THROW(matcher.match(frame, take));
+    EXPECT_EQ(taken, 2 * need) << "asked for each pair";
     EXPECT_EQ(describeBytes(13123456789), "13.1 GB");
 }
 

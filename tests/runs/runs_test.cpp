@@ -25,6 +25,7 @@
 #include "base/errors.hpp"
 #include "ending.hpp"
 #include "runs/available_memory.hpp"
+#include "runs/memory_budget.hpp"
 #include "runs/process_start.hpp"
 #include "runs/publish.hpp"
 #include "runs/work_on_all.hpp"
@@ -208,6 +209,28 @@ TEST(AvailableMemory, OfTheAddressSpaceIsThatOfThisProcess) {
     EXPECT_EQ(workersWithin({1000, ""}, 300, 2), 2U);
     EXPECT_EQ(workersWithin({1000, ""}, 3000, 2), 1U);
     EXPECT_EQ(workersWithin({1000, ""}, 0, 5), 5U);
+}
+
+// Pairs of 10 to 100 units at once, by four workers.
+TEST(MemoryBudget, HasThoseWaitThatDoNotFitBesideOthers) {
+    MemoryBudget budget({100, ""});
+    std::atomic<int> held = 0;
+    Work work([next = 0]() mutable { return next < 40 ? std::optional(next++) : std::nullopt; },
+              [](int, const Outcome<int>&) {}, [] { return false; });
+    const Work::Worker worker = [&](int number) {
+        const int bytes = 10 + number * 37 % 91;
+        MemoryBudget::Share share(budget);
+        EXPECT_EQ(share.take(bytes).bytes, 100);
+        EXPECT_LE(held += bytes, 100);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        held -= bytes;
+        return number;
+    };
+    EXPECT_TRUE(work.run(std::vector(4, worker)));
+    MemoryBudget::Share most(budget), tooMuch(budget), rest(budget);
+    EXPECT_EQ(most.take(90).bytes, 100);
+    EXPECT_EQ(tooMuch.take(101).bytes, 100) << "does not wait in vain";
+    EXPECT_EQ(rest.take(10).bytes, 100);
 }
 
 // Where it can't be caught, as the destructors of OpenCV's buffers do, which complain that

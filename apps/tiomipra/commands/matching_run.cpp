@@ -19,6 +19,7 @@
 #include "rigs/rig_files.hpp"
 #include "runs/available_memory.hpp"
 #include "runs/interruption.hpp"
+#include "runs/memory_budget.hpp"
 #include "runs/ordered_work.hpp"
 #include "runs/progress.hpp"
 
@@ -112,15 +113,15 @@ std::uint64_t memoryForFirst(const FrameArguments& arguments, const PairMatcher&
     }
 }
 
-// As many jobs as were asked for, or fewer if there is no memory for so many. What does not fit at
-// all is refused pair by pair.
+// As many jobs as were asked for, or fewer if there is no memory for so many pairs as the first
+// one. Larger ones wait for each other, and what does not fit at all is refused.
 std::size_t jobsWithinMemory(const MatchingOptions& options, std::size_t pairs,
-                             const PairMatcher& matcher, Notices& notices) {
+                             const PairMatcher& matcher, const MemoryLimit& limit,
+                             Notices& notices) {
     const std::size_t wanted = countWorkers(options.batch.jobs, pairs);
     if (wanted == 1)
         return wanted;
     const std::uint64_t need = memoryForFirst(options.frames, matcher);
-    const MemoryLimit limit = availableMemory();
     const std::size_t jobs = workersWithin(limit, need, wanted);
     if (jobs < wanted)
         notices.say(fmt::format(
@@ -175,13 +176,13 @@ Ending runMatching(const std::string& name, const MatchingOptions& options,
     saveParameters(options.matcher.saveParametersFile, *stereo, settings, inputs);
     noteTrustedUnit(settings, rig, notices);
     const auto notify = [&notices](const std::string& notice) { notices.say(notice); };
-    const auto makeMatcher = [&] {
-        return std::make_shared<PairMatcher>(settings, rig, notify,
-                                             [] { return availableMemory(); });
-    };
+    const auto makeMatcher = [&] { return std::make_shared<PairMatcher>(settings, rig, notify); };
+    MemoryBudget memory(availableMemory());
     const auto makeWorker = [&]() -> ProcessPair {
         return [&, matcher = makeMatcher()](const Frame& frame, PairFiles& files) -> PairReport {
-            const Match match = matcher->match(frame);
+            MemoryBudget::Share share(memory);
+            const Match match =
+                matcher->match(frame, [&share](std::uint64_t bytes) { return share.take(bytes); });
             const Provenance madeWith = describeRun(name, options, rig, matcher->parameters());
             PairMeasurement measurement =
                 write(frame.name, match, matcher->stereo(), madeWith, files);
@@ -197,8 +198,8 @@ Ending runMatching(const std::string& name, const MatchingOptions& options,
     const Provenance madeWith =
         describeRun(name, options, rig, describeParameters(*stereo, settings, rig.has_value()));
     BatchOptions batch = options.batch;
-    batch.jobs =
-        static_cast<unsigned>(jobsWithinMemory(options, frames->count(), *makeMatcher(), notices));
+    batch.jobs = static_cast<unsigned>(
+        jobsWithinMemory(options, frames->count(), *makeMatcher(), memory.limit(), notices));
     return runBatch(*frames, batch, inputs, madeWith, makeWorker);
 }
 

@@ -6,11 +6,14 @@
 #include "commands/commands.hpp"
 #include "files/eight_bits.hpp"
 #include "files/image_files.hpp"
+#include "matching/memory_need.hpp"
 #include "options/rectify_options.hpp"
 #include "reports/pictures.hpp"
 #include "rigs/rectifier.hpp"
 #include "rigs/rig_files.hpp"
+#include "runs/available_memory.hpp"
 #include "runs/batch.hpp"
+#include "runs/memory_budget.hpp"
 #include "runs/progress.hpp"
 
 namespace tiomipra {
@@ -26,12 +29,36 @@ cv::Mat drawRows(cv::Mat left, cv::Mat right) {
     return drawRowLines(left, right);
 }
 
-PairReport rectify(const Frame& frame, const vision::Stereo& stereo, const Rig& rig,
+// Keeps maps for images of one size only, as they take much memory.
+class PairRectifier {
+  public:
+    explicit PairRectifier(const Rig& rig) : _rig(rig) {}
+
+    StereoImages rectify(const Frame& frame, const TakeMemory& takeMemory) {
+        const StereoImages images = frame.read();
+        const cv::Size size = images.left.size();
+        requireSameAspectRatio(_rig, size, frame.leftFile);
+        const std::uint64_t need = rectificationMemory(images);
+        requireMemory(fmt::format("rectifying {}, {},", quote(frame.leftFile), describe(size)),
+                      need, takeMemory(need), "smaller images take less");
+        if (size != _size)
+            _rectifier = makeRectifier(_rig.left, _rig.right);
+        _size = size;
+        return {_rectifier->rectifyImageLeft(images.left),
+                _rectifier->rectifyImageRight(images.right)};
+    }
+
+  private:
+    const Rig& _rig;
+    cv::Size _size;
+    std::unique_ptr<vision::Stereo> _rectifier;
+};
+
+PairReport rectify(const Frame& frame, PairRectifier& rectifier, MemoryBudget& memory,
                    PairFiles& files) {
-    const StereoImages images = frame.read();
-    requireSameAspectRatio(rig, images.left.size(), frame.leftFile);
-    const cv::Mat left = stereo.rectifyImageLeft(images.left);
-    const cv::Mat right = stereo.rectifyImageRight(images.right);
+    MemoryBudget::Share share(memory);
+    const auto [left, right] =
+        rectifier.rectify(frame, [&share](std::uint64_t bytes) { return share.take(bytes); });
     files.addImage("_left" + extensionFor(left), left);
     files.addImage("_right" + extensionFor(right), right);
     files.addImage("_rows.png", drawRows(left, right));
@@ -49,10 +76,11 @@ Ending runRectify(const RectifyOptions& options) {
     requireUsable(rig);
     ProtectedFiles inputs(frames->files());
     inputs.add(filesOf(rig));
-    const auto makeWorker = [&rig]() -> ProcessPair {
-        const std::shared_ptr<vision::Stereo> rectifier = makeRectifier(rig.left, rig.right);
-        return [rectifier, &rig](const Frame& frame, PairFiles& files) {
-            return rectify(frame, *rectifier, rig, files);
+    MemoryBudget memory(availableMemory());
+    const auto makeWorker = [&]() -> ProcessPair {
+        const auto rectifier = std::make_shared<PairRectifier>(rig);
+        return [rectifier, &memory](const Frame& frame, PairFiles& files) {
+            return rectify(frame, *rectifier, memory, files);
         };
     };
     const Parameters turns = turnsOf(options.frames);
