@@ -11,9 +11,8 @@ MemoryLimit MemoryBudget::Share::take(std::uint64_t bytes) {
 // Where the limit is that of the address space, the threads take their part of it.
 std::uint64_t MemoryBudget::take(std::uint64_t bytes) {
     std::unique_lock lock(_mutex);
-    _changed.wait(lock, [&] {
-        return _taken == 0 || _taken + _limit.perThread <= _limit.bytes - bytes;
-    });
+    _changed.wait(lock,
+                  [&] { return _taken == 0 || _taken + _limit.perThread <= _limit.bytes - bytes; });
     const std::uint64_t share = bytes + _limit.perThread;
     _taken += share;
     return share;

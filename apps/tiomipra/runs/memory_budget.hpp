@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <utility>
 
 #include "matching/memory_need.hpp"
 
@@ -28,8 +29,8 @@ class MemoryBudget {
         Share& operator=(const Share&) = delete;
         ~Share() { _budget.giveBack(_bytes); }
 
-        // To be called once. Waits until `bytes` fit beside what others hold, or these hold nothing.
-        // Takes nothing if they are more than all. Returns the limit.
+        // To be called once. Waits until `bytes` fit beside what others hold, or these hold
+        // nothing. Takes nothing if they are more than all. Returns the limit.
         MemoryLimit take(std::uint64_t bytes);
 
       private:
