@@ -12,8 +12,7 @@ function(tiomipra_configure_library target)
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}
-    INSTALL_RPATH $ORIGIN
-    POSITION_INDEPENDENT_CODE ON)
+    INSTALL_RPATH $ORIGIN)
   target_compile_features(${target} PUBLIC cxx_std_17)
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${arg_HEADERS}>

@@ -41,6 +41,8 @@ if grep -E 'RPATH|RUNPATH' <<<"$dynamic"; then
     echo "a file of the packages has a search path for libraries of its own" >&2
     exit 1
 fi
+mapfile -d "" -t shipped < <(find "$scratch/unpacked" -type f \( -name '*.so*' -o -path '*/bin/*' \) -print0)
+"$source/tests/package/hardening.sh" "${shipped[@]}"
 
 # Without a system around them, as far as a machine where nothing may be installed allows.
 LD_LIBRARY_PATH=$libraries:$libraries/tiomipra "$source/tests/package/command.sh" \
