@@ -85,7 +85,8 @@ int runCommand(const Call& call) {
 // In the process of a case: says what it says into files, and can't take more than its share.
 void confine(const std::string& folder) {
     fs::current_path(folder);
-    if (std::freopen("said", "w", stdout) == nullptr || std::freopen("error", "w", stderr) == nullptr)
+    if (std::freopen("said", "w", stdout) == nullptr ||
+        std::freopen("error", "w", stderr) == nullptr)
         std::_Exit(126);
     const rlimit time{mostProcessorSeconds, mostProcessorSeconds};
     const rlimit core{0, 0};
@@ -260,8 +261,9 @@ class FileFuzzer {
         const std::string folder = fmt::format("{}/{}-{}", _failures, _seed, failed.number);
         fs::remove_all(folder);
         fs::copy(failed.folder, folder, fs::copy_options::recursive);
-        std::cout << fmt::format("FAILED: with {} damaged, the command {}\n  cd {} && tiomipra {}\n",
-                                 failed.file, problem, folder, fmt::join(failed.call, " "));
+        std::cout << fmt::format(
+            "FAILED: with {} damaged, the command {}\n  cd {} && tiomipra {}\n", failed.file,
+            problem, folder, fmt::join(failed.call, " "));
     }
 
     unsigned long _seed;

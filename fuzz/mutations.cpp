@@ -74,18 +74,38 @@ void splice(Random& random, std::string& bytes, const std::string& other) {
     bytes.replace(place, overwritten, other, from.begin, from.length);
 }
 
-// As sizes, offsets and counts stand in binary files.
-void setLength(Random& random, std::string& bytes, const std::string&) {
-    constexpr std::array<std::uint64_t, 14> values = {
-        0,      1,      2,          0x7F,       0xFF,       0x7FFF,             0x8000,
-        0xFFFF, 0x4E20, 0x10000000, 0x7FFFFFFF, 0xFFFFFFFF, 0x7FFFFFFFFFFFFFFF, 0xFFFFFFFFFFFFFFFF};
-    const std::uint64_t value = values[pick(random, values.size() - 1)];
-    const std::size_t width = std::min(bytes.size(), std::size_t{1} << pick(random, 3));
-    const std::size_t place = pick(random, bytes.size() - width);
-    const bool isBigEndian = pick(random, 1) == 0;
+void write(std::string& bytes, std::size_t place, std::size_t width, std::uint64_t value,
+           bool isBigEndian) {
     for (std::size_t i = 0; i < width; ++i) {
         const std::size_t shift = 8 * (isBigEndian ? width - 1 - i : i);
         bytes[place + i] = static_cast<char>(value >> shift & 0xFFU);
+    }
+}
+
+// As sizes, offsets and counts stand in binary files: mostly at a limit.
+std::uint64_t pickLength(Random& random) {
+    return (std::uint64_t{1} << pick(random, 63)) - pick(random, 1);
+}
+
+void setLength(Random& random, std::string& bytes, const std::string&) {
+    const std::size_t width = std::min(bytes.size(), std::size_t{1} << pick(random, 3));
+    const std::size_t place = pick(random, bytes.size() - width);
+    write(bytes, place, width, pickLength(random), pick(random, 1) == 0);
+}
+
+// Width and height stand near the start and close to each other, as numbers of two or four bytes of
+// which one is not 0.
+void setSize(Random& random, std::string& bytes, const std::string&) {
+    const std::size_t end = std::min<std::size_t>(bytes.size(), 512);
+    std::size_t left = 1 + pick(random, 1);
+    for (std::size_t place = pick(random, end - 1) >> pick(random, 8); place + 2 <= end && left > 0;
+         ++place) {
+        const bool isBigEndian = bytes[place] == 0 && bytes[place + 1] >= ' ';
+        const bool isLittleEndian = bytes[place] >= ' ' && bytes[place + 1] == 0;
+        if (isBigEndian || isLittleEndian) {
+            write(bytes, place++, 2, pickLength(random), isBigEndian);
+            --left;
+        }
     }
 }
 
@@ -105,6 +125,32 @@ void setNumber(Random& random, std::string& bytes, const std::string&) {
         bytes.replace(first, last, values[pick(random, values.size() - 1)]);
 }
 
+std::uint32_t checksum(const std::string& bytes, std::size_t begin, std::size_t length) {
+    std::uint32_t rest = ~0U;
+    for (std::size_t i = begin; i < begin + length; ++i) {
+        rest ^= static_cast<unsigned char>(bytes[i]);
+        for (int bit = 0; bit < 8; ++bit)
+            rest = rest >> 1U ^ (rest % 2 == 0 ? 0 : 0xEDB88320U);
+    }
+    return ~rest;
+}
+
+// Has the chunks of a PNG image pass their checks, so that what they hold is decoded.
+void repairPng(std::string& bytes) {
+    constexpr std::size_t signature = 8, length = 4, name = 4, check = 4;
+    std::size_t place = signature;
+    while (place + length + name + check <= bytes.size()) {
+        std::size_t size = 0;
+        for (std::size_t i = 0; i < length; ++i)
+            size = size << 8U | static_cast<unsigned char>(bytes[place + i]);
+        const std::size_t end = place + length + name + size;
+        if (end + check > bytes.size())
+            return;
+        write(bytes, end, check, checksum(bytes, place + length, name + size), true);
+        place = end + check;
+    }
+}
+
 }  // namespace
 
 std::size_t pick(Random& random, std::size_t last) {
@@ -112,11 +158,14 @@ std::size_t pick(Random& random, std::size_t last) {
 }
 
 std::string mutate(Random& random, std::string bytes, const std::string& other) {
-    constexpr std::array changes = {flipBit,     setByte,     cutEnd, cutOut,    fillRange,
-                                    repeatRange, insertNoise, splice, setLength, setNumber};
+    constexpr std::array changes = {flipBit,   setByte,     cutEnd,      cutOut,
+                                    fillRange, repeatRange, insertNoise, splice,
+                                    setLength, setSize,     setNumber};
     const std::size_t count = 1 + std::min(pick(random, 5), pick(random, 5));
     for (std::size_t i = 0; i < count && !bytes.empty(); ++i)
         changes[pick(random, changes.size() - 1)](random, bytes, other);
+    if (bytes.compare(0, 4, "\x89PNG") == 0 && pick(random, 3) != 0)
+        repairPng(bytes);
     return bytes;
 }
 

@@ -65,17 +65,16 @@ std::string folderOf(const std::string& file) {
 }
 
 Sample imageSample(const std::string& file) {
-    return {file,
-            {wordsOf("rectify --calibration rig --left " + file + " --right right.png --output out"),
-             wordsOf("depth --calibration rig --range 1..10 --left left.png --right " + file +
-                     " --formats ply,tiff,png,view --output out"),
-             wordsOf("disparity --rectified --disparity-number 16 --left " + file + " --right " +
-                     file + " --output out"),
-             wordsOf("check --calibration rig --left left.png --right " + file),
-             wordsOf("calibrate --corners 4x3 --square 1 --output out --right left.png --left " +
-                     file),
-             wordsOf("evaluate --ground-truth-scale 4 --ground-truth truth.pfm --disparity " +
-                     file)}};
+    return {
+        file,
+        {wordsOf("rectify --calibration rig --left " + file + " --right right.png --output out"),
+         wordsOf("depth --calibration rig --range 1..10 --left left.png --right " + file +
+                 " --formats ply,tiff,png,view --output out"),
+         wordsOf("disparity --rectified --disparity-number 16 --left " + file + " --right " + file +
+                 " --output out"),
+         wordsOf("check --calibration rig --left left.png --right " + file),
+         wordsOf("calibrate --corners 4x3 --square 1 --output out --right left.png --left " + file),
+         wordsOf("evaluate --ground-truth-scale 4 --ground-truth truth.pfm --disparity " + file)}};
 }
 
 Sample disparitySample(const std::string& file) {

@@ -48,7 +48,7 @@ bool isOfResources(const std::string& line, const std::string& name) {
 
 const char* errorOf(const std::string& name) {
     static const std::map<std::string, const char*> errors = {
-        {"openat", "EACCES"}, {"mmap", "ENOMEM"},   {"clone3", "EAGAIN"}, {"write", "ENOSPC"},
+        {"openat", "EACCES"}, {"mmap", "ENOMEM"},    {"clone3", "EAGAIN"}, {"write", "ENOSPC"},
         {"mkdir", "ENOSPC"},  {"mkdirat", "ENOSPC"}, {"flock", "ENOLCK"},  {"getrandom", "ENOSYS"}};
     const auto found = errors.find(name);
     return found == errors.end() ? "EIO" : found->second;
@@ -70,8 +70,10 @@ std::vector<SystemCall> callsIn(const std::string& trace, bool withResources) {
             continue;
         const int number = ++counts[{thread, name}];
         isStarted = isStarted || (isOnFile(line) && name != "execve");
-        const bool isWorth = isStarted && (isOnFile(line) || (withResources && isOfResources(line, name)));
-        auto& call = calls.try_emplace({name, number}, SystemCall{name, number, true}).first->second;
+        const bool isWorth =
+            isStarted && (isOnFile(line) || (withResources && isOfResources(line, name)));
+        auto& call =
+            calls.try_emplace({name, number}, SystemCall{name, number, true}).first->second;
         if (!isWorth)
             call.reset();
         else if (call)
@@ -131,7 +133,8 @@ class FailingCalls {
     void fail(std::size_t count) {
         prepare(true);
         run("-y -e signal=none -o '" + _captured / "trace" + "'");
-        const auto calls = choose(callsIn(readFile(_captured / "trace"), _scenario.failsResources), count);
+        const auto calls =
+            choose(callsIn(readFile(_captured / "trace"), _scenario.failsResources), count);
         EXPECT_EQ(calls.size(), count);
         bool hasOld = false;
         for (const SystemCall& call : calls) {
@@ -196,7 +199,8 @@ class FailingCalls {
     void expectTogether(const Contents& after, const std::string& last) const {
         const std::string pair = last.substr(0, last.size() - _scenario.last.size());
         for (const auto& [name, bytes] : _new)
-            EXPECT_TRUE(!startsWith(name, pair) || holds(after, name, bytes)) << name << ", " << last;
+            EXPECT_TRUE(!startsWith(name, pair) || holds(after, name, bytes))
+                << name << ", " << last;
     }
 
     static bool holds(const Contents& contents, const std::string& name, const std::string& bytes) {
@@ -233,7 +237,10 @@ TEST(FailingCalls, LeaveWholeFilesAndAReason) {
     const char* const setting = std::getenv("TIOMIPRA_FAILURES");
     const std::size_t failures = setting == nullptr ? 4 : std::stoul(setting);
     const SamplePairs pairs(2);
-    FailingCalls({pairs.arguments("rectify", {"--jobs", "1"}), {"--rotate-left", "180"}, pairs / "out", "_rectify.json"})
+    FailingCalls({pairs.arguments("rectify", {"--jobs", "1"}),
+                  {"--rotate-left", "180"},
+                  pairs / "out",
+                  "_rectify.json"})
         .fail(failures);
     FailingCalls({pairs.arguments("depth", {"--max-depth", "5", "--jobs", "1"}),
                   {"--uniqueness-ratio", "1"},
