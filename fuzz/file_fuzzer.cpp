@@ -135,13 +135,14 @@ bool isAnswered(const std::string& error) {
     return startsWith(error, "tiomipra ") || error.find("\ntiomipra ") != std::string::npos;
 }
 
+bool isTemporary(const fs::directory_entry& entry) {
+    const std::string name = entry.path().filename().string();
+    return startsWith(name, ".tiomipra-") || startsWith(name, "__opencv_temp");
+}
+
 bool hasTemporaries(const std::string& folder) {
-    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-        const std::string name = entry.path().filename().string();
-        if (startsWith(name, ".tiomipra-") || startsWith(name, "__opencv_temp"))
-            return true;
-    }
-    return false;
+    const fs::recursive_directory_iterator entries(folder);
+    return std::any_of(begin(entries), end(entries), isTemporary);
 }
 
 // What is wrong with how the command ended in `folder`; empty if nothing is.
@@ -170,7 +171,7 @@ std::string findProblem(const End& end, const std::string& folder) {
 
 class FileFuzzer {
   public:
-    FileFuzzer(unsigned long seed, std::string failures)
+    FileFuzzer(unsigned long seed, const std::string& failures)
         : _seed(seed), _failures(fs::absolute(failures)), _samples(allSamples()) {
         fs::create_directories(_failures);
         fs::remove_all(_whole);
