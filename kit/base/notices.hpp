@@ -11,6 +11,8 @@ namespace tiomipra {
 // be called from any thread that works on the task, also with the same notice several times.
 using Notify = std::function<void(const std::string& notice)>;
 
+inline void ignoreNotice(const std::string&) {}
+
 }  // namespace tiomipra
 
 #endif

@@ -1,28 +1,16 @@
 #include "files/disparity_files.hpp"
 
-#include <cmath>
 #include <cstdint>
 #include <limits>
-#include <sstream>
 
 #include "base/errors.hpp"
 #include "base/text.hpp"
-#include "files/image_files.hpp"
 #include "files/input_files.hpp"
 #include "files/npy_files.hpp"
+#include "files/pfm_files.hpp"
 
 namespace tiomipra {
 namespace {
-
-// The decoder divides by the scale in the file's header, whose size has no meaning for disparities.
-cv::Mat undoPfmScale(const cv::Mat& image, const std::string& file) {
-    std::istringstream header(file);
-    std::string type;
-    int width = 0, height = 0;
-    double scale = 1;
-    header >> type >> width >> height >> scale;
-    return image * std::abs(scale);
-}
 
 cv::Mat fromFixedPoint(const cv::Mat& image, double scale) {
     cv::Mat disparity;
@@ -44,7 +32,9 @@ std::string encodeFloats(const std::string& name, const cv::Mat& values, const c
     const std::string extension = extensionOf(name);
     const cv::Mat marked = markUnmeasured(
         values, measured, extension == ".pfm" ? Limits::infinity() : Limits::quiet_NaN());
-    return extension == ".npy" ? encodeNpy(marked) : encodeImage(name, marked);
+    if (extension == ".npy")
+        return encodeNpy(marked);
+    return extension == ".pfm" ? encodePfm(marked) : encodeImage(name, marked);
 }
 
 FixedPointImage toFixedPoint(const cv::Mat& values, const cv::Mat& measured, double step) {
@@ -59,11 +49,12 @@ FixedPointImage toFixedPoint(const cv::Mat& values, const cv::Mat& measured, dou
     return image;
 }
 
-cv::Mat readDisparity(const std::string& path, std::optional<double> scale) {
-    const cv::Mat image = readImage(path, Pixels::asStored);
+cv::Mat readDisparity(const std::string& path, std::optional<double> scale,
+                      const ImageLimits& limits, const Notify& notify) {
+    const cv::Mat image = readImage(path, Pixels::asStored, limits, notify);
     switch (image.type()) {
         case CV_32FC1:
-            return extensionOf(path) == ".pfm" ? undoPfmScale(image, readFile(path)) : image;
+            return image;
         case CV_16UC1:
             return fromFixedPoint(image, scale.value_or(256));
         case CV_8UC1:

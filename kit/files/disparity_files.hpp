@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "files/image_files.hpp"
+
 namespace tiomipra {
 
 // `values` (`CV_32FC1`) with `mark` (NaN or infinity, say) where `measured` is 0.
@@ -28,8 +30,9 @@ FixedPointImage toFixedPoint(const cv::Mat& values, const cv::Mat& measured, dou
 // Reads a disparity image, in pixels, as `CV_32FC1`: floating-point TIFF and PFM as they are, whole
 // numbers divided by `scale`, with NaN for 0, which stands for unknown. Without a `scale` that is
 // 256 for 16 bits; for 8 bits there is no convention, so that it must be given. Throws `InputError`
-// that names the file when it is not, or when that is no such image.
-cv::Mat readDisparity(const std::string& path, std::optional<double> scale = {});
+// that names the file when it is not, or when that is no such image; all else as `readImage`.
+cv::Mat readDisparity(const std::string& path, std::optional<double> scale = {},
+                      const ImageLimits& limits = {}, const Notify& notify = ignoreNotice);
 
 }  // namespace tiomipra
 

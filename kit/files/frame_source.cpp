@@ -178,10 +178,13 @@ class EightBitFrames : public FrameSource {
 
 std::unique_ptr<FrameSource> openAsStored(const FrameArguments& arguments, const Notify& notify) {
     const Turns turns{arguments.rotateLeft, arguments.rotateRight};
+    const auto openSide = [&](const Paths& side) {
+        return openSequence(side, arguments.limits, notify);
+    };
     if (!arguments.sideBySide.empty())
-        return std::make_unique<SplitFrames>(openSequence(arguments.sideBySide, notify), turns);
-    return std::make_unique<PairedFrames>(openSequence(arguments.left, notify),
-                                          openSequence(arguments.right, notify), turns);
+        return std::make_unique<SplitFrames>(openSide(arguments.sideBySide), turns);
+    return std::make_unique<PairedFrames>(openSide(arguments.left), openSide(arguments.right),
+                                          turns);
 }
 
 std::unique_ptr<FrameSource> open(const FrameArguments& arguments, const Notify& notify,
@@ -206,8 +209,7 @@ std::unique_ptr<FrameSource> openFrames(const FrameArguments& arguments, const N
 }
 
 std::unique_ptr<FrameSource> reopenFrames(const FrameArguments& arguments, Pixels pixels) {
-    return open(
-        arguments, [](const std::string&) {}, pixels);
+    return open(arguments, ignoreNotice, pixels);
 }
 
 }  // namespace tiomipra

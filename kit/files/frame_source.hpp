@@ -24,6 +24,7 @@ struct FrameArguments {
     std::vector<std::string> sideBySide;
     int rotateLeft = 0;
     int rotateRight = 0;
+    ImageLimits limits = {};
 };
 
 struct StereoImages {
@@ -65,7 +66,8 @@ class FrameSource {
 
 // Throws `InputError` when nothing matches an argument, a video can't be opened, or there are more
 // images on one side than on the other. A notice names partners whose numbers differ, a video that
-// is cut off or ends early, and the first images that are stretched.
+// is cut off or ends early, damaged images that are accepted, and the first ones that are
+// stretched.
 std::unique_ptr<FrameSource> openFrames(const FrameArguments& arguments, const Notify& notify,
                                         Pixels pixels = Pixels::eightBit);
 

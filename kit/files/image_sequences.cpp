@@ -29,7 +29,11 @@ std::vector<std::string> nameEach(const Paths& paths) {
 
 class ImageFiles : public ImageSequence {
   public:
-    explicit ImageFiles(Paths paths) : _paths(std::move(paths)), _names(nameEach(_paths)) {}
+    ImageFiles(Paths paths, const ImageLimits& limits, Notify notify)
+        : _paths(std::move(paths)),
+          _names(nameEach(_paths)),
+          _limits(limits),
+          _notify(std::move(notify)) {}
 
     std::size_t count() const override { return _paths.size(); }
 
@@ -41,22 +45,26 @@ class ImageFiles : public ImageSequence {
         const std::string& path = _paths[_next];
         const std::string& name = _names[_next++];
         return Picture{name, path, [path] { return identify(path); },
-                       [path] { return readImage(path, Pixels::asStored); }};
+                       [path, limits = _limits, notify = _notify] {
+                           return readImage(path, Pixels::asStored, limits, notify);
+                       }};
     }
 
   private:
     Paths _paths;
     std::vector<std::string> _names;
+    ImageLimits _limits;
+    Notify _notify;
     std::size_t _next = 0;
 };
 
 // Frames are decoded by `next`, as a video only reads forward.
 class VideoFrames : public ImageSequence {
   public:
-    VideoFrames(const std::string& path, Notify notify)
+    VideoFrames(const std::string& path, const ImageLimits& limits, Notify notify)
         : _path(path),
           _identity(identifyByTime(path)),
-          _video(openVideo(path)),
+          _video(openVideo(path, limits)),
           _notify(std::move(notify)) {
         if (isCutOff(path))
             _notify(
@@ -98,10 +106,10 @@ class VideoFrames : public ImageSequence {
 }  // namespace
 
 std::unique_ptr<ImageSequence> openSequence(const std::vector<std::string>& arguments,
-                                            const Notify& notify) {
+                                            const ImageLimits& limits, const Notify& notify) {
     if (areVideo(arguments))
-        return std::make_unique<VideoFrames>(arguments.front(), notify);
-    return std::make_unique<ImageFiles>(resolveImages(arguments));
+        return std::make_unique<VideoFrames>(arguments.front(), limits, notify);
+    return std::make_unique<ImageFiles>(resolveImages(arguments), limits, notify);
 }
 
 }  // namespace tiomipra

@@ -42,9 +42,10 @@ class ImageSequence {
 };
 
 // The images that the arguments, as `resolveImages` takes them, or one video stand for. A notice
-// tells of a video that is cut off, or ends before it says it does.
+// tells of a video that is cut off, or ends before it says it does, and of damaged images that are
+// accepted.
 std::unique_ptr<ImageSequence> openSequence(const std::vector<std::string>& arguments,
-                                            const Notify& notify);
+                                            const ImageLimits& limits, const Notify& notify);
 
 }  // namespace tiomipra
 

@@ -33,12 +33,15 @@ File openFile(const std::string& path) {
 
 }  // namespace
 
-std::string readFile(const std::string& path, std::size_t largest) {
+std::string readFile(const std::string& path, std::size_t largest,
+                     const std::function<void(const std::string& start)>& checkStart) {
     const File file = openFile(path);
     std::string bytes;
     std::array<char, 65536> block{};
     while (const std::size_t count = std::fread(block.data(), 1, block.size(), file.get())) {
         bytes.append(block.data(), count);
+        if (checkStart && bytes.size() == count)
+            checkStart(bytes);
         if (bytes.size() > largest)
             throw InputError(fmt::format("{} is larger than {} bytes", quote(path), largest));
     }

@@ -3,15 +3,17 @@
 #define TIOMIPRA_FILES_INPUT_FILES_HPP
 
 #include <cstddef>
+#include <functional>
 #include <limits>
 #include <string>
 
 namespace tiomipra {
 
 // All bytes of the file `path`, at most `largest`. Throws `InputError` that names the file and the
-// reason.
+// reason. `checkStart`, unless the file is empty, gets the first 64 KiB before the rest is read.
 std::string readFile(const std::string& path,
-                     std::size_t largest = std::numeric_limits<std::size_t>::max());
+                     std::size_t largest = std::numeric_limits<std::size_t>::max(),
+                     const std::function<void(const std::string& start)>& checkStart = {});
 
 // Throws `InputError` that names the file and the reason, unless the file `path` can be opened.
 // Never waits.

@@ -18,6 +18,11 @@ class CapturedVideo : public Video {
         return static_cast<std::size_t>(std::max(0., _capture.get(cv::CAP_PROP_FRAME_COUNT)));
     }
 
+    cv::Size frameSize() const override {
+        return {static_cast<int>(_capture.get(cv::CAP_PROP_FRAME_WIDTH)),
+                static_cast<int>(_capture.get(cv::CAP_PROP_FRAME_HEIGHT))};
+    }
+
     cv::Mat read() override {
         cv::Mat frame;
         _capture.read(frame);

@@ -19,6 +19,9 @@ class Video {
     // How many frames the file says it has; 0 when it does not say.
     virtual std::size_t frameCount() const = 0;
 
+    // As the file says, before any frame is decoded.
+    virtual cv::Size frameSize() const = 0;
+
     // The next frame, 8-bit BGR in a buffer of its own; empty at the end.
     virtual cv::Mat read() = 0;
 };

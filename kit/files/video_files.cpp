@@ -13,12 +13,13 @@
 
 namespace tiomipra {
 
-std::unique_ptr<Video> openVideo(const std::string& path) {
+std::unique_ptr<Video> openVideo(const std::string& path, const ImageLimits& limits) {
     requireReadable(path);
     static const auto open = *static_cast<const OpenVideo*>(findInModule("video", openVideoSymbol));
     auto video = open(path);
     if (video == nullptr)
         throw InputError(quote(path) + " is not a video, or is damaged");
+    requireFewPixels(path, video->frameSize(), limits);
     return video;
 }
 

@@ -6,7 +6,6 @@
 #include "base/errors.hpp"
 #include "base/text.hpp"
 #include "files/disparity_files.hpp"
-#include "files/image_files.hpp"
 
 namespace tiomipra {
 namespace {
@@ -63,8 +62,8 @@ void requireSameSize(const cv::Mat& disparity, const std::string& disparityFile,
 }
 
 // White is not occluded; darker shades are occluded or unknown in the masks that are in use.
-cv::Mat readMask(const std::string& path) {
-    const cv::Mat image = readImage(path, Pixels::asStored);
+cv::Mat readMask(const std::string& path, const ImageLimits& limits, const Notify& notify) {
+    const cv::Mat image = readImage(path, Pixels::asStored, limits, notify);
     if (image.channels() != 1)
         throw InputError(quote(path) + " holds colours, must be a grey mask");
     double largest = 0;
@@ -106,13 +105,14 @@ std::string whyNotGoodEnough(const Evaluation& evaluation, double percent) {
                        percent);
 }
 
-FileEvaluation evaluateFiles(const EvaluatedFiles& files, std::optional<double> truthScale) {
-    const cv::Mat disparity = readDisparity(files.disparity);
-    const cv::Mat truth = readDisparity(files.truth, truthScale);
+FileEvaluation evaluateFiles(const EvaluatedFiles& files, std::optional<double> truthScale,
+                             const ImageLimits& limits, const Notify& notify) {
+    const cv::Mat disparity = readDisparity(files.disparity, {}, limits, notify);
+    const cv::Mat truth = readDisparity(files.truth, truthScale, limits, notify);
     requireSameSize(disparity, files.disparity, truth, files.truth);
     FileEvaluation evaluation{files, evaluate(disparity, truth), {}};
     if (!files.mask.empty()) {
-        const cv::Mat mask = readMask(files.mask);
+        const cv::Mat mask = readMask(files.mask, limits, notify);
         requireSameSize(disparity, files.disparity, mask, files.mask);
         evaluation.nonOccluded = evaluate(disparity, truth, mask);
     }

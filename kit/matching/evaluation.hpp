@@ -8,6 +8,8 @@
 #include <optional>
 #include <string>
 
+#include "files/image_files.hpp"
+
 namespace tiomipra {
 
 // The errors in pixels beyond which a pixel is bad.
@@ -56,7 +58,8 @@ struct FileEvaluation {
 // Reads the files, as `readDisparity` does: `truthScale` is for the ground truth. In the mask,
 // which must be grey, what has its lightest shade is not occluded. Throws `InputError` that names
 // the files when one can't be read or they don't fit each other.
-FileEvaluation evaluateFiles(const EvaluatedFiles& files, std::optional<double> truthScale = {});
+FileEvaluation evaluateFiles(const EvaluatedFiles& files, std::optional<double> truthScale = {},
+                             const ImageLimits& limits = {}, const Notify& notify = ignoreNotice);
 
 }  // namespace tiomipra
 

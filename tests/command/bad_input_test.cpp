@@ -44,6 +44,14 @@ const Arguments ofRigs = joined(matching, {"check"});
 const Arguments ofPairs = joined(ofRigs, {"calibrate"});
 const Arguments ofImages = joined(ofPairs, {"evaluate"});
 
+// Zeroes the last third of the pixels.
+void damageLeft(SamplePairs& pairs) {
+    fs::remove(pairs / "left/1.png");
+    writeImage(pairs / "left/1.tiff", makeNoise({160, 120}, CV_8UC1, 3));
+    std::string file = readFile(pairs / "left/1.tiff");
+    pairs.folder.write("left/1.tiff", file.replace(file.size() / 2, 6000, 6000, '\0'));
+}
+
 TEST(BadInput, CalibrationsAreNamed) {
     expectNamed(joined(ofRigs, {"inspect"}), {"rig/right.yml", "No such file"},
                 [](SamplePairs& p) { fs::remove(p / "rig/right.yml"); });
@@ -66,15 +74,23 @@ TEST(BadInput, ImagesAreNamed) {
         for (const char* file : {"left/1.png", "right/1.png"})
             writeImage(p / file, cv::Mat(90, 160, CV_8UC1));
     });
-    expectNamed(ofImages, {"left/1.tiff", "damaged"}, [](SamplePairs& p) {
-        fs::remove(p / "left/1.png");
-        writeImage(p / "left/1.tiff", makeNoise({160, 120}, CV_8UC1, 3));
-        fs::resize_file(p / "left/1.tiff", 9000);
-    });
+    expectNamed(ofImages, {"left/1.tiff", "is damaged: "}, damageLeft);
     expectNamed(ofImages, {"nothing matches", "/left'"},
                 [](SamplePairs& p) { fs::remove(p / "left/1.png"); });
     expectNamed(ofPairs, {"2 images", "1"},
                 [](SamplePairs& p) { fs::copy(p / "left/1.png", p / "left/2.png"); });
+}
+
+TEST(BadInput, OptionsSayWhichImagesAreAccepted) {
+    for (const std::string& subcommand : ofImages)
+        expectRefusal(joined(callOf(subcommand, SamplePairs(1)), {"--max-pixels", "19199"}), 3,
+                      "has 160x120 pixels, at most 19199 are accepted");
+    SamplePairs pairs(1);
+    damageLeft(pairs);
+    const RunResult run = runTiomipra(pairs.arguments("rectify", {"--accept-damaged"}));
+    EXPECT_THAT(run.err, testing::ContainsRegex("warning: '.*left/1.tiff' is damaged: "));
+    EXPECT_THAT(readFile(pairs / "out/1_rectify.json"),
+                testing::HasSubstr("\"acceptDamaged\": true"));
 }
 
 TEST(BadOutput, IsNamed) {

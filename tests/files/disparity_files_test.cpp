@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -32,20 +33,34 @@ TEST(DisparityFiles, AreReadAsPixelsWhateverTheirFormat) {
     writeImage(folder.path("float.tiff"), expected);
     writeImage(folder.path("sixteen.png"), (cv::Mat_<ushort>(1, 3) << 0, 512, 32640));
     writeImage(folder.path("eight.png"), (cv::Mat_<uchar>(1, 3) << 0, 4, 255));
-    // Rows from bottom to top; the size of the scale says nothing.
-    const float pfm[] = {7, 8, 9, nan, 2, 127.5F};
-    folder.write("a.pfm",
-                 "Pf\n3 2\n-0.25\n" + std::string(reinterpret_cast<const char*>(pfm), sizeof pfm));
     EXPECT_THAT(readDisparity(folder.path("float.tiff")), IsSameMatrix(expected));
     EXPECT_THAT(readDisparity(folder.path("sixteen.png")), IsSameMatrix(expected));
     EXPECT_THAT(readDisparity(folder.path("sixteen.png"), 256.), IsSameMatrix(expected));
     EXPECT_THAT(readDisparity(folder.path("eight.png"), 2.), IsSameMatrix(expected));
-    const cv::Mat fromPfm = readDisparity(folder.path("a.pfm"));
-    EXPECT_THAT(fromPfm.row(0), IsSameMatrix(expected));
-    EXPECT_EQ(fromPfm.at<float>(1, 2), 9);
     EXPECT_THROW(readDisparity(folder.path("eight.png")), InputError);
     writeImage(folder.path("colour.png"), cv::Mat::zeros(2, 2, CV_8UC3));
     EXPECT_THROW(readDisparity(folder.path("colour.png")), InputError);
+}
+
+// Rows from bottom to top; the size of the scale says nothing. OpenCV is asked for the same file.
+TEST(DisparityFiles, PortableFloatMapsNeedNoOpenCv) {
+    const ScratchFolder folder;
+    const cv::Mat values = (cv::Mat_<float>(2, 3) << nan, 2, 127.5F, 7, 8, 9);
+    const auto* const bytes = values.ptr<char>();
+    const std::string rows = std::string(bytes + 12, 12) + std::string(bytes, 12);
+    std::string swapped = rows;
+    for (auto value = swapped.begin(); value != swapped.end(); value += 4)
+        std::reverse(value, value + 4);
+    for (const std::string& file :
+         {"Pf\n3 2\n-0.25\n" + rows, "Pf 3\n2 -1e2 " + rows + "more", "Pf\n3 2\n2\n" + swapped})
+        EXPECT_THAT(readDisparity(folder.write("a.pfm", file)), IsSameMatrix(values));
+    for (const std::string& file :
+         {"Pf\n3 2\n-1\n" + rows.substr(1), "Pf\n3 2\n0\n" + rows, "Pf\n3 -2\n-1\n" + rows,
+          "Pf\n3 2\nnan\n" + rows, std::string("Pf\n3 2"), "Pf\n6 9223372036854775807 -1\n" + rows})
+        EXPECT_THROW(readDisparity(folder.write("bad.pfm", file)), InputError) << file;
+    writeFloats(folder.path("written.pfm"), values, cv::Mat(2, 3, CV_8U, 255));
+    writeImage(folder.path("by_opencv.pfm"), values);
+    EXPECT_EQ(readFile(folder.path("written.pfm")), readFile(folder.path("by_opencv.pfm")));
 }
 
 }  // namespace

@@ -126,6 +126,10 @@ TEST_F(FrameSources, ShorterVideosAreFoundOut) {
     EXPECT_FALSE(frames->next());
     EXPECT_EQ(_notices, "");
 
+    FrameArguments small{{}, {}, {photograph("tree.avi")}};
+    small.limits.maxPixels = 76799;
+    EXPECT_THAT([&] { open(small); }, testing::ThrowsMessage<InputError>(testing::HasSubstr(
+                                          "tree.avi' has 320x240 pixels, at most 76799")));
     const auto video = open({{}, {}, {photograph("tree.avi")}});
     EXPECT_EQ(video->count(), 444U);
     std::size_t count = 0;

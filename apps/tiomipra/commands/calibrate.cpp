@@ -166,8 +166,8 @@ Parameters parametersOf(const CalibrateOptions& options) {
     }
     if (!options.fixedIntrinsics.empty())
         parameters.push_back({"fixIntrinsics", options.fixedIntrinsics});
-    const Parameters turns = turnsOf(options.frames);
-    parameters.insert(parameters.end(), turns.begin(), turns.end());
+    const Parameters reading = describeReading(options.frames);
+    parameters.insert(parameters.end(), reading.begin(), reading.end());
     parameters.push_back({"alpha", options.calibration.alpha});
     parameters.push_back({"maxPairs", static_cast<int>(options.maxPairs)});
     parameters.push_back({"rejectAbove", options.calibration.rejectAbove});

@@ -108,7 +108,7 @@ Ending runCheck(const CheckOptions& options) {
         requireOtherInputs(options, rig, *source);
         folder.emplace(options.output, FolderUse{"check", ""});
     }
-    Parameters parameters = turnsOf(options.frames);
+    Parameters parameters = describeReading(options.frames);
     parameters.push_back({"maxRowDifference", options.maxRowDifference});
     auto json = toJson(Provenance{"check", parameters, rig.hash, rig.unit});
     if (isSwap)

@@ -74,7 +74,7 @@ Outcomes evaluateAll(const std::vector<EvaluatedFiles>& all, const EvaluateOptio
     };
     const auto makeWorker = [&options] {
         return [&options](const EvaluatedFiles& files) {
-            return evaluateFiles(files, options.truthScale);
+            return evaluateFiles(files, options.truthScale, options.limits, sayBesideBar);
         };
     };
     const auto accept = [&](const EvaluatedFiles& files, const Outcome<FileEvaluation>& outcome,
@@ -93,6 +93,8 @@ Parameters parametersOf(const EvaluateOptions& options) {
         parameters.push_back({"groundTruthScale", *options.truthScale});
     if (options.maxBad2)
         parameters.push_back({"maxBad2", *options.maxBad2});
+    if (options.limits.acceptsDamaged)
+        parameters.push_back({"acceptDamaged", true});
     return parameters;
 }
 

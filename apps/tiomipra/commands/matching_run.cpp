@@ -94,8 +94,8 @@ Provenance describeRun(const std::string& name, const MatchingOptions& options,
     if (options.colours)
         parameters.push_back(
             {"colours", fmt::format("{}..{}", options.colours->low, options.colours->high)});
-    const Parameters turns = turnsOf(options.frames);
-    parameters.insert(parameters.end(), turns.begin(), turns.end());
+    const Parameters reading = describeReading(options.frames);
+    parameters.insert(parameters.end(), reading.begin(), reading.end());
     if (rig && rig->cameras) {
         const Parameters cameras = describeCameras(*rig->cameras);
         parameters.insert(parameters.end(), cameras.begin(), cameras.end());

@@ -83,8 +83,8 @@ Ending runRectify(const RectifyOptions& options) {
             return rectify(frame, *rectifier, memory, files);
         };
     };
-    const Parameters turns = turnsOf(options.frames);
-    const Provenance madeWith{"rectify", turns.empty() ? std::nullopt : std::optional(turns),
+    const Parameters reading = describeReading(options.frames);
+    const Provenance madeWith{"rectify", reading.empty() ? std::nullopt : std::optional(reading),
                               rig.hash, std::nullopt};
     return runBatch(*frames, options.batch, inputs, madeWith, makeWorker);
 }

@@ -33,6 +33,21 @@ std::pair<std::string, std::string> calibrationFiles(const RigOptions& options) 
     return {options.left, options.right};
 }
 
+void addImageLimits(CLI::App& command, ImageLimits& limits, const std::string& group) {
+    constexpr std::size_t most = std::size_t{1} << 30U;  // what OpenCV decodes
+    command
+        .add_option("--max-pixels", limits.maxPixels,
+                    "Refuse images of more pixels before they are decoded")
+        ->check(CLI::Range(std::size_t{1}, most))
+        ->type_name("N")
+        ->capture_default_str()
+        ->group(group);
+    command
+        .add_flag("--accept-damaged", limits.acceptsDamaged,
+                  "Take damaged JPEG and TIFF images with what their decoder\nfills in, and warn")
+        ->group(group);
+}
+
 void addFrameOptions(CLI::App& command, FrameArguments& frames) {
     const auto add = [&](const char* name, std::vector<std::string>& values, const char* text) {
         return command.add_option(name, values, text)->type_name("FILE")->group("Images");
@@ -56,15 +71,18 @@ void addFrameOptions(CLI::App& command, FrameArguments& frames) {
             "Turn the left camera's images clockwise by 90, 180 or\n"
             "270 first: the same for all that is done with a rig");
     addTurn("--rotate-right", frames.rotateRight, "The same for the right camera");
+    addImageLimits(command, frames.limits, "Images");
 }
 
-Parameters turnsOf(const FrameArguments& frames) {
-    Parameters turns;
+Parameters describeReading(const FrameArguments& frames) {
+    Parameters reading;
     if (frames.rotateLeft != 0)
-        turns.push_back({"rotateLeft", frames.rotateLeft});
+        reading.push_back({"rotateLeft", frames.rotateLeft});
     if (frames.rotateRight != 0)
-        turns.push_back({"rotateRight", frames.rotateRight});
-    return turns;
+        reading.push_back({"rotateRight", frames.rotateRight});
+    if (frames.limits.acceptsDamaged)
+        reading.push_back({"acceptDamaged", true});
+    return reading;
 }
 
 void requireFrames(const FrameArguments& frames) {

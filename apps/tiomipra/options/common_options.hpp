@@ -31,14 +31,17 @@ void addRigOptions(CLI::App& command, RigOptions& options);
 // The paths of the left and right file. Throws `SettingError` unless `options` name both.
 std::pair<std::string, std::string> calibrationFiles(const RigOptions& options);
 
-// Adds --left, --right, --side-by-side, --rotate-left and --rotate-right.
+// Adds --max-pixels and --accept-damaged to a group of the help.
+void addImageLimits(CLI::App& command, ImageLimits& limits, const std::string& group);
+
+// Adds --left, --right, --side-by-side, --rotate-left, --rotate-right and the limits.
 void addFrameOptions(CLI::App& command, FrameArguments& frames);
 
 // Throws `SettingError` unless there are arguments for both sides or for side-by-side images.
 void requireFrames(const FrameArguments& frames);
 
-// By how much the images are turned, as far as they are.
-Parameters turnsOf(const FrameArguments& frames);
+// By how much the images are turned, as far as they are, and whether damaged ones are accepted.
+Parameters describeReading(const FrameArguments& frames);
 
 // Adds --jobs.
 CLI::Option* addJobsOption(CLI::App& command, unsigned& jobs);

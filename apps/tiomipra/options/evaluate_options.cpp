@@ -38,6 +38,7 @@ void addInputs(CLI::App& command, EvaluateOptions& options) {
 
 void addEvaluateOptions(CLI::App& command, EvaluateOptions& options) {
     addInputs(command, options);
+    addImageLimits(command, options.limits, "Options");
     command
         .add_option("--max-bad2", options.maxBad2,
                     "Exit with status 1 if more than P percent of the measured\npixels are off by "

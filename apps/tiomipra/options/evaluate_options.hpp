@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "files/image_files.hpp"
+
 namespace CLI {
 class App;
 }
@@ -16,6 +18,7 @@ struct EvaluateOptions {
     std::vector<std::string> disparity;
     std::vector<std::string> truth;
     std::vector<std::string> mask;
+    ImageLimits limits;
     std::optional<double> truthScale;
     std::optional<double> maxBad2;
     unsigned jobs = 0;
