@@ -96,7 +96,7 @@ std::string printableLines(const std::string& text) {
 }
 
 std::string quote(const std::string& text) {
-    return "'" + printable(text) + "'";
+    return fmt::format("'{}'", printable(text));
 }
 
 std::string sizesDiffer(const std::string& file, const cv::Size& size, const std::string& otherFile,

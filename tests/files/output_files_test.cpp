@@ -246,7 +246,8 @@ TEST(FolderLocks, AreSharedBySameSettingsAndDieWithTheirHolders) {
     const pid_t process = fork();
     if (process == 0) {
         const FolderLock second(folder.path("."), {"rectify", "a"});
-        static_cast<void>(write(ready[1], "", 1));
+        if (write(ready[1], "", 1) != 1)
+            _exit(1);
         pause();
         _exit(0);
     }
