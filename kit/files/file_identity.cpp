@@ -16,15 +16,9 @@ namespace {
 
 constexpr std::size_t largestHashed = std::size_t{1} << 20U;
 
-// Nothing where it is too large, or can't be read, which whoever needs it will tell.
 std::string hashOf(const FileIdentity& file) {
-    if (file.modified.empty() || file.size > largestHashed)
-        return "";
-    try {
-        return sha256(readFile(file.path, largestHashed));
-    } catch (const InputError&) {
-        return "";
-    }
+    const bool isHashed = !file.modified.empty() && file.size <= largestHashed;
+    return isHashed ? sha256(readFile(file.path)) : "";
 }
 
 }  // namespace

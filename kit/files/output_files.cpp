@@ -57,6 +57,8 @@ OutputFolder::OutputFolder(const std::string& path, const FolderUse& use)
     removeLeftovers(path);
 }
 
+OutputFolder::~OutputFolder() = default;
+
 void writeTogether(const std::vector<NewFile>& files) {
     PendingFiles pending;
     for (const auto& [path, bytes] : files)

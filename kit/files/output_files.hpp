@@ -32,6 +32,9 @@ class OutputFolder {
     // Creates the folder, locks it, and removes the temporary files that runs which died have left
     // in it. Throws `InputError` as `CreatedFolders` and `FolderLock` do.
     OutputFolder(const std::string& path, const FolderUse& use);
+    OutputFolder(const OutputFolder&) = delete;
+    OutputFolder& operator=(const OutputFolder&) = delete;
+    ~OutputFolder();
 
   private:
     CreatedFolders _created;
