@@ -26,8 +26,8 @@ using FileIdentities = std::vector<FileIdentity>;
 // That of the file `path`, without its hash. What is missing or no file has but a path.
 FileIdentity identifyByTime(const std::string& path);
 
-// The same with the hash of what it holds, up to 1 MiB. Throws `InputError` that names the file when
-// it can't be read.
+// The same with the hash of what it holds, up to 1 MiB. Throws `InputError` that names the file
+// when it can't be read.
 FileIdentity identify(const std::string& path);
 
 // Throws `InputError` that names the first of `files` that is another one than it was. What was no
