@@ -53,9 +53,6 @@ const std::vector<ImageKind>& imageKinds() {
         {"image.pbm", CV_8UC1, {}},
         {"image.pfm", CV_32FC3, {}},
         {"image.webp", CV_8UC3, {}},
-        {"image.jp2", CV_8UC3, {}},
-        {"image.hdr", CV_32FC3, {}},
-        {"image.sr", CV_8UC3, {}},
     };
     return kinds;
 }
@@ -132,7 +129,7 @@ void writeDisparities() {
     const cv::Mat values = makeTexture(CV_32FC1) / 8;
     const cv::Mat measured = values > 8;
     for (const char* file : {"truth.pfm", "disparity.pfm", "disparity.tiff", "disparity.npy"})
-        writeFloats(file, values, measured);
+        writeFile(file, encodeFloats(file, values, measured));
     cv::imwrite("disparity.png", toFixedPoint(values, measured, 1. / 256).pixels);
 }
 

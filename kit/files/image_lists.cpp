@@ -39,6 +39,12 @@ void sortNaturally(Paths& paths) {
     });
 }
 
+// What can't be looked at is missed when it is read, which tells why.
+bool isFolder(const fs::path& path) {
+    std::error_code error;
+    return fs::is_directory(path, error);
+}
+
 // The files in `folder` whose name is `wanted`, sorted.
 Paths filesIn(const fs::path& folder, const std::function<bool(const std::string&)>& wanted) {
     Paths paths;
@@ -47,7 +53,7 @@ Paths filesIn(const fs::path& folder, const std::function<bool(const std::string
     for (fs::directory_iterator entry(start, error), end; !error && entry != end;
          entry.increment(error)) {
         const std::string name = entry->path().filename().string();
-        if (wanted(name) && !fs::is_directory(entry->path()))
+        if (wanted(name) && !isFolder(entry->path()))
             paths.push_back((folder / name).string());
     }
     if (error)
@@ -92,17 +98,18 @@ Paths expandGlob(const std::string& pattern) {
         paths.assign(found.gl_pathv, found.gl_pathv + found.gl_pathc);
     globfree(&found);
     paths.erase(std::remove_if(paths.begin(), paths.end(),
-                               [](const std::string& path) { return fs::is_directory(path); }),
+                               [](const std::string& path) { return isFolder(path); }),
                 paths.end());
     sortNaturally(paths);
     return paths;
 }
 
 Paths expand(const std::string& argument) {
-    if (fs::is_directory(argument))
+    if (isFolder(argument))
         return filesIn(argument,
                        [](const std::string& name) { return hasExtension(name, imageExtensions); });
-    if (fs::exists(argument))
+    std::error_code error;
+    if (fs::exists(argument, error))
         return {argument};
     const fs::path path(argument);
     if (const auto pattern = parseNumberPattern(path.filename().string()))

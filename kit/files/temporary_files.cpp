@@ -41,10 +41,11 @@ bool isRunning(pid_t process) {
 
 void removeLeftovers(const std::string& folder) {
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-        const auto owner = findOwner(entry.path().filename().string());
+    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        const auto owner = findOwner(entry->path().filename().string());
         if (owner && !isRunning(*owner))
-            unlink(entry.path().c_str());
+            unlink(entry->path().c_str());
     }
 }
 

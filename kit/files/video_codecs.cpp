@@ -42,7 +42,8 @@ void silenceDecoders() {
 std::unique_ptr<Video> openVideo(const std::string& path) {
     silenceDecoders();
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
-    cv::VideoCapture capture(path);
+    // OpenCV's own reader of AVI files prints what it finds in damaged ones.
+    cv::VideoCapture capture(path, cv::CAP_FFMPEG);
     if (!capture.isOpened())
         return nullptr;
     return std::make_unique<CapturedVideo>(std::move(capture));

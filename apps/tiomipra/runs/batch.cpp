@@ -185,9 +185,9 @@ class Batch {
     std::optional<std::string> readBack(const std::string& name) {
         const std::string path = reportPath(_options, _madeWith, name);
         try {
-            std::string report = readFile(path);
-            if (Json::accept(report))
-                return report;
+            const Json report = Json::parse(readFile(path), nullptr, false);
+            if (!report.is_discarded())
+                return dumpJson(report);
             throw InputError(quote(path) + " is no report any more");
         } catch (const InputError& error) {
             _failures.push_back({name, endingFor(error)});
