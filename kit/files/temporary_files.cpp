@@ -1,14 +1,17 @@
 #include "files/temporary_files.hpp"
 
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <regex>
 #include <system_error>
+
+#include "base/errors.hpp"
+#include "base/text.hpp"
 
 namespace tiomipra {
 namespace {
@@ -47,6 +50,19 @@ void removeLeftovers(const std::string& folder) {
         if (owner && !isRunning(*owner))
             unlink(entry->path().c_str());
     }
+}
+
+PrivateFolder::PrivateFolder() {
+    std::error_code error;
+    _path = (std::filesystem::temp_directory_path(error) / "tiomipra-XXXXXX").string();
+    if (error || mkdtemp(_path.data()) == nullptr)
+        throw InputError(fmt::format("can't create a folder for temporary files, {}: {}",
+                                     quote(_path), std::generic_category().message(errno)));
+}
+
+PrivateFolder::~PrivateFolder() {
+    std::error_code error;
+    std::filesystem::remove_all(_path, error);
 }
 
 }  // namespace tiomipra

@@ -21,6 +21,21 @@ bool isRunning(pid_t process);
 // Removes those that processes which died have left in `folder`.
 void removeLeftovers(const std::string& folder);
 
+// A new folder for temporary files (in $TMPDIR or /tmp) that its owner alone may enter, removed
+// with all that is in it at its end. Throws `InputError` when there can be none.
+class PrivateFolder {
+  public:
+    PrivateFolder();
+    PrivateFolder(const PrivateFolder&) = delete;
+    PrivateFolder& operator=(const PrivateFolder&) = delete;
+    ~PrivateFolder();
+
+    const std::string& path() const { return _path; }
+
+  private:
+    std::string _path;
+};
+
 }  // namespace tiomipra
 
 #endif

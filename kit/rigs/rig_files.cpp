@@ -1,7 +1,5 @@
 #include "rigs/rig_files.hpp"
 
-#include <sys/mman.h>
-
 #include <cstdint>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -12,8 +10,8 @@
 #include "base/provenance.hpp"
 #include "base/quantities.hpp"
 #include "base/text.hpp"
-#include "files/descriptor.hpp"
 #include "files/input_files.hpp"
+#include "files/temporary_files.hpp"
 #include "rigs/calibration_faults.hpp"
 #include "rigs/calibration_verdict.hpp"
 #include "rigs/document_guard.hpp"
@@ -163,12 +161,11 @@ std::string hashRig(const std::string& left, const std::string& right) {
 }
 
 std::string encodeCalibration(const std::string& path, const Calibration& calibration) {
-    // Without an extension it is YAML.
-    const Descriptor file(memfd_create("calibration", MFD_CLOEXEC));
-    std::string bytes = bytesThrough(fmt::format("/proc/self/fd/{}", file.number()), calibration);
+    const PrivateFolder folder;
+    std::string bytes = bytesThrough(folder.path() + "/calibration.yml", calibration);
     if (bytes.empty())
-        throw InputError(
-            fmt::format("can't write {}: there is no room for it in memory", quote(path)));
+        throw InputError(fmt::format("can't write {}: there is no room for it in {}", quote(path),
+                                     quote(folder.path())));
     return bytes;
 }
 
