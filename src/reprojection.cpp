@@ -19,13 +19,6 @@
 #include <optional>
 #include <vector>
 
-#if defined(__x86_64__)
-#define TIOMIPRA_FOR_AVX2 __attribute__((target("avx2")))
-#define TIOMIPRA_FOR_AVX512 __attribute__((target("avx512f,avx512vl,avx512bw,avx512dq")))
-#endif
-// Functions that are compiled for the instruction set of the function that calls them.
-#define TIOMIPRA_INLINE __attribute__((always_inline)) inline
-
 namespace vision {
 namespace {
 
@@ -251,14 +244,6 @@ std::optional<Rounding> findRounding() {
 }
 
 }  // namespace
-
-InstructionSet findInstructionSet() {
-    if (cv::checkHardwareSupport(CV_CPU_AVX512_SKX))
-        return InstructionSet::avx512;
-    if (cv::checkHardwareSupport(CV_CPU_AVX2))
-        return InstructionSet::avx2;
-    return InstructionSet::baseline;
-}
 
 cv::Mat reproject(const cv::Mat& disparity, const cv::Mat& reprojectionMatrix, float maxDepth,
                   float minDisparity, InstructionSet instructionSet) {

@@ -4,14 +4,9 @@
 
 #include <opencv2/core.hpp>
 
+#include "instruction_set.hpp"
+
 namespace vision {
-
-// The instruction sets that the pass is compiled for, the slowest first; only `baseline` on
-// machines that aren't x86.
-enum class InstructionSet { baseline, avx2, avx512 };
-
-// The fastest that this processor has and OpenCV is allowed to use.
-InstructionSet findInstructionSet();
 
 // The points of `disparity` (CV_32FC1, pixels) as CV_32FC3 of the same size: to the last bit what
 // `cv::reprojectImageTo3D` gives with the 4x4 CV_32FC1 matrix `reprojectionMatrix`, where points

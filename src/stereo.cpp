@@ -6,7 +6,9 @@
 #include <stdexcept>
 #include <string>
 
+#include "block_matching.hpp"
 #include "log_message.hpp"
+#include "matching_kernels.hpp"
 #include "matrix_checks.hpp"
 #include "opencv_limits.hpp"
 #include "reprojection.hpp"
@@ -104,16 +106,25 @@ int computeReductionFactor(int calibratedWidth, int imageWidth) {
     return factor;
 }
 
-void configure(cv::StereoBM& matcher, const Stereo& stereo, const AdaptedParameters& adapted) {
-    matcher.setBlockSize(adapted.windowSize);
-    matcher.setMinDisparity(adapted.minDisparity);
-    matcher.setNumDisparities(adapted.disparityNumber);
-    matcher.setPreFilterCap(stereo.getPreFilterCap());
-    matcher.setPreFilterSize(stereo.getPreFilterSize());
-    matcher.setSpeckleRange(adapted.speckleRange);
-    matcher.setSpeckleWindowSize(adapted.speckleWindowSize);
-    matcher.setTextureThreshold(stereo.getTextureThreshold());
-    matcher.setUniquenessRatio(stereo.getUniquenessRatio());
+BlockMatching makeBlockMatching(const Stereo& stereo, const AdaptedParameters& adapted) {
+    BlockMatching settings{};
+    settings.windowSize = adapted.windowSize;
+    settings.minDisparity = adapted.minDisparity;
+    settings.disparityNumber = adapted.disparityNumber;
+    settings.preFilterCap = stereo.getPreFilterCap();
+    settings.preFilterSize = stereo.getPreFilterSize();
+    settings.textureThreshold = stereo.getTextureThreshold();
+    settings.uniquenessRatio = stereo.getUniquenessRatio();
+    settings.speckleWindowSize = adapted.speckleWindowSize;
+    settings.speckleRange = adapted.speckleRange;
+    return settings;
+}
+
+cv::Mat matchBlocksByFastest(const cv::Mat& left, const cv::Mat& right,
+                             const BlockMatching& settings) {
+    if (canMatchBlocks(settings, left.size()) && mayUseOwnKernels())
+        return matchBlocks(left, right, settings);
+    return matchBlocksByOpenCv(left, right, settings);
 }
 
 void configure(cv::StereoSGBM& matcher, const Stereo& stereo, const AdaptedParameters& adapted) {
@@ -135,18 +146,24 @@ void checkLimits(const std::string& complaint) {
         refuse(category, "computeDisparity", complaint);
 }
 
-// Runs `matcher` and converts its fixed-point result to pixels.
+cv::Mat matchSemiGlobally(const cv::Mat& left, const cv::Mat& right, const Stereo& stereo,
+                          const AdaptedParameters& adapted) {
+    const auto matcher = cv::StereoSGBM::create();
+    configure(*matcher, stereo, adapted);
+    cv::Mat fixedPoint;
+    matcher->compute(left, right, fixedPoint);
+    return fixedPoint;
+}
+
+// Converts the fixed-point numbers that `match` gives to pixels.
 //
 // Block matching could write floats itself, but OpenCV 4 then refuses the speckle filter and works
 // with 8 fractional bits instead of 4.
-cv::Mat match(cv::StereoMatcher& matcher, const cv::Mat& left, const cv::Mat& right) {
+template <typename Match>
+cv::Mat toPixels(const Match& match) {
     try {
-        // Filled first, as block matching writes nothing when its window fits nowhere.
-        const int invalid = (matcher.getMinDisparity() - 1) * cv::StereoMatcher::DISP_SCALE;
-        cv::Mat fixedPoint(left.size(), CV_16SC1, cv::Scalar::all(invalid));
-        matcher.compute(left, right, fixedPoint);
         cv::Mat disparity;
-        fixedPoint.convertTo(disparity, CV_32F, 1. / cv::StereoMatcher::DISP_SCALE);
+        match().convertTo(disparity, CV_32F, 1. / cv::StereoMatcher::DISP_SCALE);
         return disparity;
     } catch (const std::exception& exception) {
         logError(category, "computeDisparity",
@@ -265,16 +282,13 @@ cv::Mat Stereo::computeDisparity(const cv::Mat& left, const cv::Mat& right) cons
         adapt(*this, computeReductionFactor(_leftCalibration.width, left.cols));
     if (_stereoAlgorithm == SGBM) {
         checkLimits(complaintAboutSemiGlobalMatching(adapted, left.size()));
-        const auto matcher = cv::StereoSGBM::create();
         logVerbose(category, function, "Compute block matcher (SGBM)...");
-        configure(*matcher, *this, adapted);
-        return match(*matcher, left, right);
+        return toPixels([&] { return matchSemiGlobally(left, right, *this, adapted); });
     }
     checkLimits(complaintAboutBlockMatching(adapted, left.size()));
-    const auto matcher = cv::StereoBM::create(0, defaultWindowSize);
     logVerbose(category, function, "Compute block matcher...");
-    configure(*matcher, *this, adapted);
-    return match(*matcher, left, right);
+    const BlockMatching settings = makeBlockMatching(*this, adapted);
+    return toPixels([&] { return matchBlocksByFastest(left, right, settings); });
 }
 
 cv::Mat Stereo::computeDepth(const cv::Mat& disparity) const {

@@ -1,0 +1,354 @@
+// Matches the pixels of a part of an image, compiled once for each instruction set.
+//
+// The image is worked on row by row. For each column of the left image and each disparity there is
+// the sum of absolute differences over the rows of the window. From one row to the next, the
+// differences of the row that enters the window are added and those of the row that leaves it are
+// subtracted; from one pixel to the next, one such column enters the sum over the window and
+// another leaves it. Neighbouring disparities lie side by side in a vector, as their pixels do in
+// the right image; `i` counts them from the largest disparity down:
+//
+//     columns[c][i] += |left[entering row][c] - right[entering row][c + i]|
+//                    - |left[leaving row][c]  - right[leaving row][c + i]|
+//     sums[x][i] = sums[x - 1][i] + columns[x + window / 2][i] - columns[x - window / 2 - 1][i]
+//
+// A block of pixels at a time then gets the least of its sums, from these the limits that no other
+// sum may reach for a match to be unique, the places of the sums up to that limit, and at last the
+// disparities, to a sixteenth of a pixel by the neighbours of the least sums.
+#ifndef VISION_BLOCK_MATCHING_KERNEL_HPP
+#define VISION_BLOCK_MATCHING_KERNEL_HPP
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <opencv2/core.hpp>
+
+#include "block_matching.hpp"
+#include "vectors.hpp"
+
+namespace vision {
+
+// What all parts of an image have in common.
+struct MatchingTask {
+    // Pre-filtered, 0 to 126. Behind each row, `right` goes on for at least `overread` pixels of any
+    // value, and `left` repeats the last one for half a window and the smallest disparity.
+    static constexpr int overread = 32;
+    cv::Mat left;
+    cv::Mat right;
+    cv::Mat disparities;
+    BlockMatching settings;
+
+    // Column x is pixel firstLeft + x of the left image, to be matched with the pixels from
+    // firstRight + min(x, lastRight) on of the right image.
+    int firstLeft;
+    int firstRight;
+    int lastRight;
+};
+
+// Pixels to match; the window of each lies in the rows of the image.
+struct Part {
+    cv::Range columns;  // counted as in MatchingTask
+    cv::Range rows;
+};
+
+template <typename Isa>
+class PartMatcher {
+  public:
+    TIOMIPRA_INLINE PartMatcher(const MatchingTask& task, const Part& part)
+        : _task(task),
+          _settings(task.settings),
+          _part(part),
+          _half(_settings.windowSize / 2),
+          _stride((_settings.disparityNumber + scanned - 1) / scanned * scanned),
+          _columnNumber(part.columns.size() + _settings.windowSize - 1),
+          _columns(cv::Mat::zeros(1, (_columnNumber + 1) * _stride, CV_16UC1)),
+          _textures(cv::Mat::zeros(1, _columnNumber, CV_16UC1)),
+          _sums(cv::Mat::zeros(1, (blockSize + 1) * _stride, CV_16UC1)) {
+        const int used = (_settings.disparityNumber - 1) % lanes + 1;
+        for (int lane = 0; lane < lanes; ++lane)
+            _unused[lane] = lane < used ? 0 : 0xffff;
+    }
+
+    TIOMIPRA_INLINE void run() {
+        addFirstRows();
+        for (int y = _part.rows.start; y < _part.rows.end; ++y)
+            matchRow(y);
+    }
+
+  private:
+    static constexpr int lanes = Isa::lanes;
+    using Sums = typename Isa::Sums;
+    using Bytes = typename Isa::Bytes;
+
+    static constexpr int scanned = 32;    // sums that `Isa::findSmall` takes
+    static constexpr int blockSize = 16;  // pixels
+
+    // The rows of both images that enter and leave the window.
+    struct Rows {
+        const std::int8_t* enteringLeft;
+        const std::int8_t* leavingLeft;
+        const std::int8_t* enteringRight;
+        const std::int8_t* leavingRight;
+    };
+
+    // What moving the window by a pixel reads and writes.
+    struct Step {
+        const std::int8_t* enteringRight;
+        const std::int8_t* leavingRight;
+        std::int8_t enteringLeft;
+        std::int8_t leavingLeft;
+        std::uint16_t* enteringColumn;
+        const std::uint16_t* leavingColumn;
+        const std::uint16_t* sumsBefore;
+        std::uint16_t* sums;
+    };
+
+    // By pixel.
+    struct Block {
+        std::int32_t least[blockSize];
+        std::int32_t texture[blockSize];
+        std::uint16_t limit[blockSize];
+        std::int32_t place[blockSize];   // of the least sum
+        std::int32_t before[blockSize];  // the sum before it, and the one after it
+        std::int32_t after[blockSize];
+        std::int32_t reach[blockSize];  // how far from it a sum is up to the limit; 2: or farther
+    };
+
+    TIOMIPRA_INLINE Rows findRows(int entering, int leaving) const {
+        const int left = _task.firstLeft + _part.columns.start - _half;
+        return {_task.left.ptr<std::int8_t>(entering) + left,
+                _task.left.ptr<std::int8_t>(leaving) + left,
+                _task.right.ptr<std::int8_t>(entering) + _task.firstRight,
+                _task.right.ptr<std::int8_t>(leaving) + _task.firstRight};
+    }
+
+    // Columns of the part are counted from the first that the window of its first pixel covers.
+    TIOMIPRA_INLINE int findRight(int c) const {
+        return std::min(_part.columns.start - _half + c, _task.lastRight);
+    }
+
+    // Column -1 is zero: it leaves the window when that is not full yet.
+    TIOMIPRA_INLINE std::uint16_t* column(int c) {
+        return _columns.ptr<std::uint16_t>() + static_cast<std::ptrdiff_t>(c + 1) * _stride;
+    }
+
+    // Sums over the window of the row above the part. A row above the image counts as its first
+    // row does, when it is added here and when it leaves the window.
+    TIOMIPRA_INLINE void addFirstRows() {
+        auto* textures = _textures.ptr<std::uint16_t>();
+        const int first = _part.rows.start - _half - 1;
+        for (int y = first; y < first + _settings.windowSize; ++y) {
+            const Rows rows = findRows(std::max(y, 0), 0);
+            for (int c = 0; c < _columnNumber; ++c) {
+                const std::int8_t left = rows.enteringLeft[c];
+                addRow(rows.enteringRight + findRight(c), left, column(c));
+                textures[c] += static_cast<std::uint16_t>(std::abs(left - _settings.preFilterCap));
+            }
+        }
+    }
+
+    TIOMIPRA_INLINE void addRow(const std::int8_t* right, std::int8_t left, std::uint16_t* sums) {
+        for (int i = 0; i < _settings.disparityNumber; ++i)
+            sums[i] += static_cast<std::uint16_t>(std::abs(right[i] - left));
+    }
+
+    TIOMIPRA_INLINE void matchRow(int y) {
+        const Rows rows = findRows(y + _half, std::max(y - _half - 1, 0));
+        changeTextures(rows);
+        std::int32_t texture = 0;
+        auto* sums = _sums.ptr<std::uint16_t>();
+        std::fill_n(sums, _stride, std::uint16_t{0});
+        for (int c = 0; c < _settings.windowSize - 1; ++c) {
+            slide(makeStep(rows, c, -1, sums, sums));
+            texture += _textures.ptr<std::uint16_t>()[c];
+        }
+        auto* disparities =
+            const_cast<std::int16_t*>(_task.disparities.ptr<std::int16_t>(y)) + _task.firstLeft + _part.columns.start;
+        for (int x = 0; x < _part.columns.size(); x += blockSize)
+            matchBlock(rows, x, texture, disparities + x);
+    }
+
+    TIOMIPRA_INLINE void changeTextures(const Rows& rows) {
+        auto* textures = _textures.ptr<std::uint16_t>();
+        const int cap = _settings.preFilterCap;
+        for (int c = 0; c < _columnNumber; ++c) {
+            const int change =
+                std::abs(rows.enteringLeft[c] - cap) - std::abs(rows.leavingLeft[c] - cap);
+            textures[c] = static_cast<std::uint16_t>(textures[c] + change);
+        }
+    }
+
+    // The first sums are those of the pixel before the block. `texture` is the sum for that pixel,
+    // and becomes that for the last one of the block.
+    TIOMIPRA_INLINE void matchBlock(const Rows& rows, int begin, std::int32_t& texture,
+                                    std::int16_t* disparities) {
+        const int size = std::min(blockSize, _part.columns.size() - begin);
+        const auto* textures = _textures.ptr<std::uint16_t>();
+        auto* sums = _sums.ptr<std::uint16_t>();
+        for (int pixel = 0; pixel < size; ++pixel) {
+            const int leaving = begin + pixel - 1;
+            const int entering = leaving + _settings.windowSize;
+            _block.least[pixel] =
+                slide(makeStep(rows, entering, leaving, sums + pixel * _stride,
+                               sums + (pixel + 1) * _stride));
+            texture += textures[entering] - (leaving < 0 ? 0 : textures[leaving]);
+            _block.texture[pixel] = texture;
+        }
+        findLimits();
+        for (int pixel = 0; pixel < size; ++pixel)
+            findPlace(pixel, sums + (pixel + 1) * _stride);
+        std::int16_t results[blockSize];
+        for (int pixel = 0; pixel < blockSize; pixel += lanes / 2)
+            interpolate(pixel, results + pixel);
+        std::copy_n(results, size, disparities);
+        std::copy_n(sums + size * _stride, _stride, sums);
+    }
+
+    TIOMIPRA_INLINE Step makeStep(const Rows& rows, int entering, int leaving,
+                                  const std::uint16_t* sumsBefore, std::uint16_t* sums) {
+        const int right = findRight(entering);
+        return {rows.enteringRight + right,
+                rows.leavingRight + right,
+                rows.enteringLeft[entering],
+                rows.leavingLeft[entering],
+                column(entering),
+                column(leaving),
+                sumsBefore,
+                sums};
+    }
+
+    // The least sum after the step.
+    TIOMIPRA_INLINE std::uint16_t slide(const Step& step) {
+        Sums least = Sums{} + 0xffff;
+        Sums sums;
+        const int last = (_settings.disparityNumber - 1) / lanes * lanes;
+        for (int i = 0; i < last; i += lanes) {
+            slide(step, i, sums);
+            least = sums < least ? sums : least;
+        }
+        slide(step, last, sums);
+        Sums unused;
+        load(_unused, unused);
+        sums |= unused;
+        least = sums < least ? sums : least;
+        return Isa::findLeast(least);
+    }
+
+    TIOMIPRA_INLINE void slide(const Step& step, int i, Sums& sums) {
+        Bytes entering;
+        Bytes leaving;
+        load(step.enteringRight + i, entering);
+        load(step.leavingRight + i, leaving);
+        entering -= step.enteringLeft;
+        leaving -= step.leavingLeft;
+        entering = entering < 0 ? -entering : entering;
+        leaving = leaving < 0 ? -leaving : leaving;
+        Sums change;
+        Isa::widen(entering - leaving, change);
+
+        Sums column;
+        load(step.enteringColumn + i, column);
+        column += change;
+        store(column, step.enteringColumn + i);
+        Sums leavingColumn;
+        load(step.leavingColumn + i, leavingColumn);
+        load(step.sumsBefore + i, sums);
+        sums += column - leavingColumn;
+        store(sums, step.sums + i);
+    }
+
+    // least + least * uniquenessRatio / 100, as whole numbers. Single precision does it exactly:
+    // the product is below 2^24, the quotient below 2^16 and at least 1/100 from a whole number if
+    // it is none.
+    TIOMIPRA_INLINE void findLimits() {
+        const auto ratio = static_cast<float>(_settings.uniquenessRatio);
+        for (int pixel = 0; pixel < blockSize; ++pixel) {
+            const std::int32_t least = _block.least[pixel];
+            const auto margin =
+                static_cast<std::int32_t>(static_cast<float>(least) * ratio / 100.F);
+            _block.limit[pixel] = static_cast<std::uint16_t>(std::min(least + margin, 0xffff));
+        }
+    }
+
+    TIOMIPRA_INLINE void findPlace(int pixel, const std::uint16_t* sums) {
+        const int last = _settings.disparityNumber - 1;
+        int lowest = -1;
+        int highest = 0;
+        for (int i = 0; i <= last; i += 2 * scanned) {
+            const std::uint64_t bits = findSmall(sums + i, _block.limit[pixel], last - i);
+            if (bits != 0) {
+                lowest = lowest < 0 ? i + __builtin_ctzll(bits) : lowest;
+                highest = i + 63 - __builtin_clzll(bits);
+            }
+        }
+        // The least sum is one of the three from `lowest` on, or the match is not unique.
+        const std::int32_t least = _block.least[pixel];
+        const int isNotFirst = sums[lowest] != least ? 1 : 0;
+        const int isNotSecond = sums[lowest + 1] != least ? 1 : 0;
+        const int place = lowest + isNotFirst + (isNotFirst & isNotSecond);
+        _block.place[pixel] = place;
+        // At the ends, the sum on the other side counts twice.
+        _block.before[pixel] = sums[place == 0 ? 1 : place - 1];
+        _block.after[pixel] = sums[place >= last ? last - 1 : place + 1];
+        _block.reach[pixel] =
+            highest - lowest > 2 ? 2 : std::max(place - lowest, highest - place);
+    }
+
+    // The sums that are at most `limit`, among the 64 from `sums` on and up to the one at `last`.
+    TIOMIPRA_INLINE std::uint64_t findSmall(const std::uint16_t* sums, std::uint16_t limit,
+                                            int last) {
+        std::uint64_t bits = Isa::findSmall(sums, limit);
+        if (last >= scanned)
+            bits |= std::uint64_t{Isa::findSmall(sums + scanned, limit)} << scanned;
+        return last >= 63 ? bits : bits & ((std::uint64_t{2} << last) - 1);
+    }
+
+    // place + (after - before) / (2 * (larger of both - least)), in 256ths cut off towards zero,
+    // then in sixteenths rounded up. Single precision does it exactly: the quotient is at most 128
+    // and 1 / 65535 from a whole number if it is none.
+    TIOMIPRA_INLINE void interpolate(int first, std::int16_t* results) {
+        constexpr int width = lanes / 2;
+        using Integers = Vector<std::int32_t, width>;
+        using Floats = Vector<float, width>;
+        using Results = Vector<std::int16_t, width>;
+        Integers least;
+        Integers before;
+        Integers after;
+        Integers place;
+        Integers reach;
+        Integers texture;
+        load(_block.least + first, least);
+        load(_block.before + first, before);
+        load(_block.after + first, after);
+        load(_block.place + first, place);
+        load(_block.reach + first, reach);
+        load(_block.texture + first, texture);
+
+        const Integers rise = (before > after ? before : after) - least;
+        const auto dividend = __builtin_convertvector((after - before) * 128, Floats);
+        const auto divisor = __builtin_convertvector(rise > 0 ? rise : 1, Floats);
+        const auto fraction = __builtin_convertvector(dividend / divisor, Integers);
+        const int largest = _settings.minDisparity + _settings.disparityNumber - 1;
+        const Integers disparity = ((largest - place) * 256 + fraction + 15) >> 4;
+
+        const int farthest = _settings.uniquenessRatio > 0 ? 1 : _settings.disparityNumber;
+        const Integers isMissing = (reach > farthest) | (texture < _settings.textureThreshold);
+        const Integers missing = Integers{} + (_settings.minDisparity - 1) * 16;
+        store(__builtin_convertvector(isMissing ? missing : disparity, Results), results);
+    }
+
+    const MatchingTask& _task;
+    BlockMatching _settings;
+    Part _part;
+    int _half;          // of the window
+    int _stride;        // sums from a column or pixel to the next
+    int _columnNumber;  // that the windows of the part cover
+    cv::Mat _columns;   // sums of differences by column and disparity
+    cv::Mat _textures;  // sums of differences from a grey level without slope, by column
+    cv::Mat _sums;      // over the window: of the pixel before the block, and of the block
+    Block _block{};
+    std::uint16_t _unused[lanes];  // 0xffff in the lanes of the last vector without a disparity
+};
+
+}  // namespace vision
+
+#endif
