@@ -79,8 +79,7 @@ void match(const cv::Mat& left, const cv::Mat& right, const BlockMatching& setti
     const cv::Rect image(cv::Point(), left.size());
     const cv::Rect valid = cv::getValidDisparityROI(image, image, settings.minDisparity,
                                                     settings.disparityNumber, settings.windowSize);
-    const cv::Range columns(valid.x - firstLeft,
-                            std::min(valid.br().x - firstLeft, lastRight + 1));
+    const cv::Range columns(valid.x - firstLeft, std::min(valid.br().x - firstLeft, lastRight + 1));
     if (firstLeft >= left.cols || columns.size() <= 0)
         return;
 
@@ -112,11 +111,10 @@ bool isOddWithin5And255(int value) {
 bool canMatchBlocks(const BlockMatching& settings, const cv::Size& size) {
     const int window = settings.windowSize;
     constexpr int largestSum = 0xffff;
-    return isOddWithin5And255(window) &&
-           window < std::min(size.width, size.height) && settings.disparityNumber > 0 &&
-           settings.disparityNumber % 16 == 0 && settings.preFilterCap >= 1 &&
-           settings.preFilterCap <= 63 && isOddWithin5And255(settings.preFilterSize) &&
-           settings.textureThreshold >= 0 &&
+    return isOddWithin5And255(window) && window < std::min(size.width, size.height) &&
+           settings.disparityNumber > 0 && settings.disparityNumber % 16 == 0 &&
+           settings.preFilterCap >= 1 && settings.preFilterCap <= 63 &&
+           isOddWithin5And255(settings.preFilterSize) && settings.textureThreshold >= 0 &&
            settings.uniquenessRatio >= 0 && settings.uniquenessRatio <= 100 &&
            window * window * 2 * settings.preFilterCap <= largestSum;
 }

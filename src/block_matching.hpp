@@ -1,4 +1,5 @@
-// Block matching, to the last bit as `cv::StereoBM` does it with its Sobel pre-filter on one thread.
+// Block matching, to the last bit as `cv::StereoBM` does it with its Sobel pre-filter on one
+// thread.
 #ifndef VISION_BLOCK_MATCHING_HPP
 #define VISION_BLOCK_MATCHING_HPP
 

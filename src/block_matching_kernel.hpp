@@ -21,6 +21,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <opencv2/core.hpp>
+#include <vector>
 
 #include "block_matching.hpp"
 #include "vectors.hpp"
@@ -29,8 +30,8 @@ namespace vision {
 
 // What all parts of an image have in common.
 struct MatchingTask {
-    // Pre-filtered, 0 to 126. Behind each row, `right` goes on for at least `overread` pixels of any
-    // value, and `left` repeats the last one for half a window and the smallest disparity.
+    // Pre-filtered, 0 to 126. Behind each row, `right` goes on for at least `overread` pixels of
+    // any value, and `left` repeats the last one for half a window and the smallest disparity.
     static constexpr int overread = 32;
     cv::Mat left;
     cv::Mat right;
@@ -50,6 +51,21 @@ struct Part {
     cv::Range rows;
 };
 
+// Zeros at first; where a vector begins at a multiple of its lanes, it lies in one cache line.
+class AlignedSums {
+  public:
+    explicit AlignedSums(std::size_t size) : _lines((size + perLine - 1) / perLine) {}
+
+    std::uint16_t* data() { return reinterpret_cast<std::uint16_t*>(_lines.data()); }
+
+  private:
+    static constexpr std::size_t perLine = 32;
+    struct alignas(64) Line {
+        std::uint16_t sums[perLine];
+    };
+    std::vector<Line> _lines;
+};
+
 template <typename Isa>
 class PartMatcher {
   public:
@@ -60,9 +76,9 @@ class PartMatcher {
           _half(_settings.windowSize / 2),
           _stride((_settings.disparityNumber + scanned - 1) / scanned * scanned),
           _columnNumber(part.columns.size() + _settings.windowSize - 1),
-          _columns(cv::Mat::zeros(1, (_columnNumber + 1) * _stride, CV_16UC1)),
-          _textures(cv::Mat::zeros(1, _columnNumber, CV_16UC1)),
-          _sums(cv::Mat::zeros(1, (blockSize + 1) * _stride, CV_16UC1)) {
+          _columns(static_cast<std::size_t>(_columnNumber + 1) * _stride),
+          _textures(static_cast<std::size_t>(_columnNumber)),
+          _sums(static_cast<std::size_t>(blockSize + 1) * _stride) {
         const int used = (_settings.disparityNumber - 1) % lanes + 1;
         for (int lane = 0; lane < lanes; ++lane)
             _unused[lane] = lane < used ? 0 : 0xffff;
@@ -80,7 +96,8 @@ class PartMatcher {
     using Bytes = typename Isa::Bytes;
 
     static constexpr int scanned = 32;    // sums that `Isa::findSmall` takes
-    static constexpr int blockSize = 16;  // pixels
+    static constexpr int blockSize = 64;    // pixels
+    static constexpr int interpolated = 8;  // pixels at a time
 
     // The rows of both images that enter and leave the window.
     struct Rows {
@@ -128,13 +145,13 @@ class PartMatcher {
 
     // Column -1 is zero: it leaves the window when that is not full yet.
     TIOMIPRA_INLINE std::uint16_t* column(int c) {
-        return _columns.ptr<std::uint16_t>() + static_cast<std::ptrdiff_t>(c + 1) * _stride;
+        return _columns.data() + static_cast<std::ptrdiff_t>(c + 1) * _stride;
     }
 
     // Sums over the window of the row above the part. A row above the image counts as its first
     // row does, when it is added here and when it leaves the window.
     TIOMIPRA_INLINE void addFirstRows() {
-        auto* textures = _textures.ptr<std::uint16_t>();
+        auto* textures = _textures.data();
         const int first = _part.rows.start - _half - 1;
         for (int y = first; y < first + _settings.windowSize; ++y) {
             const Rows rows = findRows(std::max(y, 0), 0);
@@ -155,20 +172,20 @@ class PartMatcher {
         const Rows rows = findRows(y + _half, std::max(y - _half - 1, 0));
         changeTextures(rows);
         std::int32_t texture = 0;
-        auto* sums = _sums.ptr<std::uint16_t>();
+        auto* sums = _sums.data();
         std::fill_n(sums, _stride, std::uint16_t{0});
         for (int c = 0; c < _settings.windowSize - 1; ++c) {
             slide(makeStep(rows, c, -1, sums, sums));
-            texture += _textures.ptr<std::uint16_t>()[c];
+            texture += _textures.data()[c];
         }
-        auto* disparities =
-            const_cast<std::int16_t*>(_task.disparities.ptr<std::int16_t>(y)) + _task.firstLeft + _part.columns.start;
+        auto* disparities = const_cast<std::int16_t*>(_task.disparities.ptr<std::int16_t>(y)) +
+                            _task.firstLeft + _part.columns.start;
         for (int x = 0; x < _part.columns.size(); x += blockSize)
             matchBlock(rows, x, texture, disparities + x);
     }
 
     TIOMIPRA_INLINE void changeTextures(const Rows& rows) {
-        auto* textures = _textures.ptr<std::uint16_t>();
+        auto* textures = _textures.data();
         const int cap = _settings.preFilterCap;
         for (int c = 0; c < _columnNumber; ++c) {
             const int change =
@@ -182,24 +199,27 @@ class PartMatcher {
     TIOMIPRA_INLINE void matchBlock(const Rows& rows, int begin, std::int32_t& texture,
                                     std::int16_t* disparities) {
         const int size = std::min(blockSize, _part.columns.size() - begin);
-        const auto* textures = _textures.ptr<std::uint16_t>();
-        auto* sums = _sums.ptr<std::uint16_t>();
+        const auto* textures = _textures.data();
+        auto* sums = _sums.data();
         for (int pixel = 0; pixel < size; ++pixel) {
             const int leaving = begin + pixel - 1;
             const int entering = leaving + _settings.windowSize;
-            _block.least[pixel] =
-                slide(makeStep(rows, entering, leaving, sums + pixel * _stride,
-                               sums + (pixel + 1) * _stride));
+            _block.least[pixel] = slide(makeStep(rows, entering, leaving, sums + pixel * _stride,
+                                                 sums + (pixel + 1) * _stride));
             texture += textures[entering] - (leaving < 0 ? 0 : textures[leaving]);
             _block.texture[pixel] = texture;
         }
         findLimits();
         for (int pixel = 0; pixel < size; ++pixel)
             findPlace(pixel, sums + (pixel + 1) * _stride);
-        std::int16_t results[blockSize];
-        for (int pixel = 0; pixel < blockSize; pixel += lanes / 2)
-            interpolate(pixel, results + pixel);
-        std::copy_n(results, size, disparities);
+        for (int pixel = 0; pixel < size; pixel += interpolated) {
+            std::int16_t results[interpolated];
+            interpolate(pixel, results);
+            if (pixel + interpolated <= size)
+                std::copy_n(results, interpolated, disparities + pixel);
+            else
+                std::copy_n(results, size - pixel, disparities + pixel);
+        }
         std::copy_n(sums + size * _stride, _stride, sums);
     }
 
@@ -287,10 +307,11 @@ class PartMatcher {
         const int place = lowest + isNotFirst + (isNotFirst & isNotSecond);
         _block.place[pixel] = place;
         // At the ends, the sum on the other side counts twice.
-        _block.before[pixel] = sums[place == 0 ? 1 : place - 1];
-        _block.after[pixel] = sums[place >= last ? last - 1 : place + 1];
-        _block.reach[pixel] =
-            highest - lowest > 2 ? 2 : std::max(place - lowest, highest - place);
+        const int isAtBegin = place == 0 ? 2 : 0;
+        const int isAtEnd = place >= last ? 2 : 0;
+        _block.before[pixel] = sums[place - 1 + isAtBegin];
+        _block.after[pixel] = sums[place + 1 - isAtEnd];
+        _block.reach[pixel] = highest - lowest > 2 ? 2 : std::max(place - lowest, highest - place);
     }
 
     // The sums that are at most `limit`, among the 64 from `sums` on and up to the one at `last`.
@@ -306,7 +327,7 @@ class PartMatcher {
     // then in sixteenths rounded up. Single precision does it exactly: the quotient is at most 128
     // and 1 / 65535 from a whole number if it is none.
     TIOMIPRA_INLINE void interpolate(int first, std::int16_t* results) {
-        constexpr int width = lanes / 2;
+        constexpr int width = interpolated;
         using Integers = Vector<std::int32_t, width>;
         using Floats = Vector<float, width>;
         using Results = Vector<std::int16_t, width>;
@@ -339,12 +360,12 @@ class PartMatcher {
     const MatchingTask& _task;
     BlockMatching _settings;
     Part _part;
-    int _half;          // of the window
-    int _stride;        // sums from a column or pixel to the next
-    int _columnNumber;  // that the windows of the part cover
-    cv::Mat _columns;   // sums of differences by column and disparity
-    cv::Mat _textures;  // sums of differences from a grey level without slope, by column
-    cv::Mat _sums;      // over the window: of the pixel before the block, and of the block
+    int _half;              // of the window
+    int _stride;            // sums from a column or pixel to the next
+    int _columnNumber;      // that the windows of the part cover
+    AlignedSums _columns;   // sums of differences by column and disparity
+    AlignedSums _textures;  // sums of differences from a grey level without slope, by column
+    AlignedSums _sums;      // over the window: of the pixel before the block, and of the block
     Block _block{};
     std::uint16_t _unused[lanes];  // 0xffff in the lanes of the last vector without a disparity
 };

@@ -11,9 +11,9 @@ void filterRow(const std::uint8_t* above, const std::uint8_t* row, const std::ui
                int width, int cap, std::int8_t* __restrict filtered) {
     const auto largest = static_cast<std::int16_t>(2 * cap);
     for (int x = 1; x < width - 1; ++x) {
-        const auto slope = static_cast<std::int16_t>(above[x + 1] - above[x - 1] +
-                                                     2 * (row[x + 1] - row[x - 1]) + below[x + 1] -
-                                                     below[x - 1] + cap);
+        const auto slope =
+            static_cast<std::int16_t>(above[x + 1] - above[x - 1] + 2 * (row[x + 1] - row[x - 1]) +
+                                      below[x + 1] - below[x - 1] + cap);
         const std::int16_t positive = slope < 0 ? std::int16_t{0} : slope;
         filtered[x] = static_cast<std::int8_t>(positive < largest ? positive : largest);
     }
@@ -39,9 +39,8 @@ void filterRows(const cv::Mat& image, int cap, const cv::Range& rows, cv::Mat& f
 
 cv::Mat filterSlopes(const cv::Mat& image, int cap, int padding) {
     cv::Mat filtered(image.rows, image.cols + padding, CV_8SC1);
-    cv::parallel_for_(cv::Range(0, image.rows), [&](const cv::Range& rows) {
-        filterRows(image, cap, rows, filtered);
-    });
+    cv::parallel_for_(cv::Range(0, image.rows),
+                      [&](const cv::Range& rows) { filterRows(image, cap, rows, filtered); });
     return filtered;
 }
 

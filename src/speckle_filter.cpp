@@ -135,8 +135,10 @@ class SpeckleFilter {
             const Bits isDone = (down << 1 | carry) & _row.across[word] & _above.across[word];
             carry = down >> (bitsPerWord - 1);
             forEachBit(down & ~isDone, static_cast<int>(word) * bitsPerWord, [&](int x) {
-                for (; _runs[run].end <= x; ++run) {}
-                for (; _runs[runAbove].end <= x; ++runAbove) {}
+                for (; _runs[run].end <= x; ++run) {
+                }
+                for (; _runs[runAbove].end <= x; ++runAbove) {
+                }
                 unite(run, runAbove);
             });
         }

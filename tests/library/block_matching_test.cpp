@@ -118,10 +118,10 @@ TEST(BlockMatching, LeavesToOpenCvWhatItRefuses) {
     const BlockMatching sound{9, 0, 16, 31, 9, 10, 15, 0, 0};
     EXPECT_TRUE(canMatchBlocks(sound, image.size()));
     const std::pair<int BlockMatching::*, int> faults[] = {
-        {&BlockMatching::windowSize, 8},        {&BlockMatching::windowSize, 3},
-        {&BlockMatching::windowSize, 41},       {&BlockMatching::disparityNumber, 8},
-        {&BlockMatching::disparityNumber, 0},   {&BlockMatching::preFilterCap, 0},
-        {&BlockMatching::preFilterSize, 4},     {&BlockMatching::textureThreshold, -1},
+        {&BlockMatching::windowSize, 8},      {&BlockMatching::windowSize, 3},
+        {&BlockMatching::windowSize, 41},     {&BlockMatching::disparityNumber, 8},
+        {&BlockMatching::disparityNumber, 0}, {&BlockMatching::preFilterCap, 0},
+        {&BlockMatching::preFilterSize, 4},   {&BlockMatching::textureThreshold, -1},
         {&BlockMatching::uniquenessRatio, -1}};
     for (const auto& [member, value] : faults) {
         BlockMatching settings = sound;
