@@ -78,7 +78,7 @@ class PartMatcher {
           _columnNumber(part.columns.size() + _settings.windowSize - 1),
           _columns(static_cast<std::size_t>(_columnNumber + 1) * _stride),
           _textures(static_cast<std::size_t>(_columnNumber)),
-          _sums(static_cast<std::size_t>(blockSize + 1) * _stride) {
+          _sums(static_cast<std::size_t>(blockSize + 1) * _stride + 1) {
         const int used = (_settings.disparityNumber - 1) % lanes + 1;
         for (int lane = 0; lane < lanes; ++lane)
             _unused[lane] = lane < used ? 0 : 0xffff;
@@ -95,7 +95,7 @@ class PartMatcher {
     using Sums = typename Isa::Sums;
     using Bytes = typename Isa::Bytes;
 
-    static constexpr int scanned = 32;    // sums that `Isa::findSmall` takes
+    static constexpr int scanned = 32;      // sums that `Isa::findSmall` takes
     static constexpr int blockSize = 64;    // pixels
     static constexpr int interpolated = 8;  // pixels at a time
 
@@ -365,7 +365,8 @@ class PartMatcher {
     int _columnNumber;      // that the windows of the part cover
     AlignedSums _columns;   // sums of differences by column and disparity
     AlignedSums _textures;  // sums of differences from a grey level without slope, by column
-    AlignedSums _sums;      // over the window: of the pixel before the block, and of the block
+    AlignedSums _sums;      // over the window: of the pixel before the block, and of the block; and
+                            // one that `findPlace` reads when the last sum is the least
     Block _block{};
     std::uint16_t _unused[lanes];  // 0xffff in the lanes of the last vector without a disparity
 };
