@@ -47,10 +47,9 @@ Pair takePhotographs(Bytes& bytes, const cv::Size& size) {
     static const Pair photographs = readPhotographs();
     const auto [columns, rows] = photographs.left.size();
     const int scale = bytes.ConsumeIntegralInRange(1, 4);
-    const cv::Rect part(bytes.ConsumeIntegralInRange(0, columns / 2),
-                        bytes.ConsumeIntegralInRange(0, rows / 2),
-                        std::min(size.width * scale, columns / 2),
-                        std::min(size.height * scale, rows / 2));
+    const cv::Rect part(
+        bytes.ConsumeIntegralInRange(0, columns / 2), bytes.ConsumeIntegralInRange(0, rows / 2),
+        std::min(size.width * scale, columns / 2), std::min(size.height * scale, rows / 2));
     Pair pair;
     cv::resize(photographs.left(part), pair.left, size, 0, 0, cv::INTER_AREA);
     cv::resize(photographs.right(part), pair.right, size, 0, 0, cv::INTER_AREA);
@@ -124,15 +123,9 @@ void setParameters(Bytes& bytes, Stereo& stereo, int calibratedWidth) {
 }
 
 BlockMatching makeSettings(const Stereo& stereo, const vision::AdaptedParameters& adapted) {
-    return {adapted.windowSize,
-            adapted.minDisparity,
-            adapted.disparityNumber,
-            stereo.getPreFilterCap(),
-            stereo.getPreFilterSize(),
-            stereo.getTextureThreshold(),
-            stereo.getUniquenessRatio(),
-            adapted.speckleWindowSize,
-            adapted.speckleRange};
+    return {adapted.windowSize,          adapted.minDisparity,      adapted.disparityNumber,
+            stereo.getPreFilterCap(),    stereo.getPreFilterSize(), stereo.getTextureThreshold(),
+            stereo.getUniquenessRatio(), adapted.speckleWindowSize, adapted.speckleRange};
 }
 
 // On one thread: with more, OpenCV's result depends on chance.

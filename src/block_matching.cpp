@@ -119,6 +119,12 @@ bool canMatchBlocks(const BlockMatching& settings, const cv::Size& size) {
            window * window * 2 * settings.preFilterCap <= largestSum;
 }
 
+bool isFasterThanOpenCv(const BlockMatching& settings, InstructionSet instructionSet) {
+    const bool sumsIn16Bits = settings.preFilterCap <= 31 && settings.windowSize <= 21;
+    return instructionSet != InstructionSet::baseline ||
+           (!sumsIn16Bits && settings.uniquenessRatio > 0);
+}
+
 cv::Mat matchBlocks(const cv::Mat& left, const cv::Mat& right, const BlockMatching& settings,
                     InstructionSet instructionSet) {
     cv::Mat disparities = makeMissing(left.size(), settings);

@@ -26,6 +26,10 @@ struct BlockMatching {
 // the window fit 16 bits. What `complaintAboutBlockMatching` complains about is not looked for.
 bool canMatchBlocks(const BlockMatching& settings, const cv::Size& size);
 
+// Whether that is faster than `cv::StereoBM`. Without AVX2 it isn't where OpenCV sums in 16 bits,
+// too, and where it does not look for a second match.
+bool isFasterThanOpenCv(const BlockMatching& settings, InstructionSet instructionSet);
+
 // The disparities of `left` and `right` (CV_8UC1, same size) in sixteenths of a pixel as CV_16SC1,
 // those not found sixteen below the smallest. The processor must have `instructionSet`.
 //

@@ -122,8 +122,10 @@ BlockMatching makeBlockMatching(const Stereo& stereo, const AdaptedParameters& a
 
 cv::Mat matchBlocksByFastest(const cv::Mat& left, const cv::Mat& right,
                              const BlockMatching& settings) {
-    if (canMatchBlocks(settings, left.size()) && mayUseOwnKernels())
-        return matchBlocks(left, right, settings);
+    const InstructionSet instructionSet = findInstructionSet();
+    if (canMatchBlocks(settings, left.size()) && isFasterThanOpenCv(settings, instructionSet) &&
+        mayUseOwnKernels())
+        return matchBlocks(left, right, settings, instructionSet);
     return matchBlocksByOpenCv(left, right, settings);
 }
 

@@ -5,6 +5,7 @@
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <opencv2/core.hpp>
 #include <string>
 #include <tevo/log.hpp>
 #include <vector>
@@ -26,6 +27,7 @@
 #include "options/suggestions.hpp"
 #include "runs/interruption.hpp"
 #include "runs/process_start.hpp"
+#include "shared/matching_kernels.hpp"
 
 namespace {
 
@@ -83,11 +85,16 @@ constexpr auto exitStatuses =
     "  3  an input can't be read or does not fit, or an output can't be written\n"
     "  4  some of many pairs failed";
 
+// What a result depends on besides input and options.
+std::string describeVersion() {
+    return "tiomipra " + programVersion() + "\nOpenCV " + cv::getVersionString() +
+           "\nblock matching: " + vision::describeMatchingKernels();
+}
+
 void configureAll(CLI::App& app, Run& run) {
     app.formatter(std::make_shared<HelpFormatter>());
     app.set_help_flag("-h,--help", "Print this help and exit");
-    app.set_version_flag("-V,--version", "tiomipra " + programVersion(),
-                         "Print the version and exit");
+    app.set_version_flag("-V,--version", describeVersion, "Print the version and exit");
     app.require_subcommand(1);
     app.footer(std::string("tiomipra SUBCOMMAND --help describes each of them.\n\n") +
                exitStatuses);

@@ -8,6 +8,7 @@ program=$1 folder=$2
 name=$(basename "$program")
 help=$("$program" --help)
 version=$("$program" --version)
+version=${version%%$'\n'*}
 rm -rf "$folder"
 mkdir -p "$folder"
 
