@@ -61,7 +61,8 @@ class Workbench {
     explicit Workbench(Photographs photographs) : _photographs(std::move(photographs)) {}
 
     const MeasuredStage& find(const std::string& name, const StageOptions& options) {
-        if (options.size != _options.size || options.disparityNumber != _options.disparityNumber) {
+        if (options.size != _options.size || options.disparityNumber != _options.disparityNumber ||
+            options.windowSize != _options.windowSize) {
             _measured.clear();
             _stages = makeStages(_photographs, options);
             _options = options;
@@ -91,7 +92,7 @@ void registerStage(const std::shared_ptr<Workbench>& workbench, const std::strin
                    const StageOptions& options, int threads) {
     const std::string name = stage + "/" + format(options.size) + "/" +
                              std::to_string(options.disparityNumber) + "/" +
-                             std::to_string(threads);
+                             std::to_string(options.windowSize) + "/" + std::to_string(threads);
     const auto run = [=](benchmark::State& state) {
         const MeasuredStage& measured = workbench->find(stage, options);
         runInTurns(state, measured.stage, threads);
@@ -120,6 +121,9 @@ void registerAll(const std::string& folder) {
         for (const char* stage : {"disparity BM", "disparity SGBM"})
             registerStage(workbench, stage, {{640, 480}, disparityNumber}, 1);
     }
+    // The sums over windows of more than 25 pixels don't fit 16 bits.
+    for (const int windowSize : {5, 11, 25, 27, 51})
+        registerStage(workbench, "disparity BM", {{640, 480}, 80, windowSize}, 1);
 }
 
 std::string readProcessorName() {
@@ -141,9 +145,10 @@ class TableReporter : public benchmark::BenchmarkReporter {
             "deviation / mean of the ratio\n\n",
             readProcessorName().c_str(), context.cpu_info.num_cpus, CV_VERSION, repetitions);
         std::puts(
-            "| Stage | Size | Disparities | Threads | ms | OpenCV ms | OpenCV / own | Spread | "
+            "| Stage | Size | Disparities | Window | Threads | ms | OpenCV ms | OpenCV / own | "
+            "Spread | "
             "Peak MB | OpenCV peak MB |\n"
-            "|---|---|--:|--:|--:|--:|--:|--:|--:|--:|");
+            "|---|---|--:|--:|--:|--:|--:|--:|--:|--:|--:|");
         return true;
     }
 

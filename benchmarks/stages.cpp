@@ -84,6 +84,7 @@ std::shared_ptr<Workload> makeWorkload(const Photographs& photographs,
         makeCalibration(options.size, -baseline * static_cast<float>(options.size.width));
     workload->stereo.setCalibrations(left, right);
     workload->stereo.setDisparityNumber(options.disparityNumber);
+    workload->stereo.setWindowSize(options.windowSize);
     workload->transform = workload->stereo.computeImageTransforms(options.size);
     workload->rawLeft = distort(cropAndScale(photographs.left, options.size), left);
     workload->rawRight = distort(cropAndScale(photographs.right, options.size), right);

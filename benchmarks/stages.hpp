@@ -29,6 +29,7 @@ struct Stage {
 struct StageOptions {
     cv::Size size;
     int disparityNumber = 80;
+    int windowSize = 21;
 };
 
 // All stages on `photographs` as distorted cameras with images of `options.size` would see them.
