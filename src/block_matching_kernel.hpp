@@ -66,6 +66,23 @@ class AlignedSums {
     std::vector<Line> _lines;
 };
 
+using Eight = Vector<std::uint16_t, 8>;
+
+// Rows become columns: three times, the rows of the first half are interleaved with the others.
+TIOMIPRA_INLINE void transpose(const std::uint16_t (*source)[8], Eight (&rows)[8]) {
+    for (int i = 0; i < 8; ++i)
+        load(source[i], rows[i]);
+    for (int step = 0; step < 3; ++step) {
+        Eight next[8];
+        for (int i = 0; i < 4; ++i) {
+            next[2 * i] = __builtin_shufflevector(rows[i], rows[i + 4], 0, 8, 1, 9, 2, 10, 3, 11);
+            next[2 * i + 1] =
+                __builtin_shufflevector(rows[i], rows[i + 4], 4, 12, 5, 13, 6, 14, 7, 15);
+        }
+        std::copy_n(next, 8, rows);
+    }
+}
+
 template <typename Isa>
 class PartMatcher {
   public:
@@ -78,7 +95,7 @@ class PartMatcher {
           _columnNumber(part.columns.size() + _settings.windowSize - 1),
           _columns(static_cast<std::size_t>(_columnNumber + 1) * _stride),
           _textures(static_cast<std::size_t>(_columnNumber)),
-          _sums(static_cast<std::size_t>(blockSize + 1) * _stride + 1) {
+          _sums(static_cast<std::size_t>(blockSize + 1) * _stride + together) {
         const int used = (_settings.disparityNumber - 1) % lanes + 1;
         for (int lane = 0; lane < lanes; ++lane)
             _unused[lane] = lane < used ? 0 : 0xffff;
@@ -95,9 +112,12 @@ class PartMatcher {
     using Sums = typename Isa::Sums;
     using Bytes = typename Isa::Bytes;
 
-    static constexpr int scanned = 32;      // sums that `Isa::findSmall` takes
-    static constexpr int blockSize = 64;    // pixels
-    static constexpr int interpolated = 8;  // pixels at a time
+    static constexpr int scanned = 32;    // sums that `Isa::findSmall` takes
+    static constexpr int blockSize = 64;  // pixels
+    static constexpr int together = 8;    // pixels
+    using Places = Vector<std::int16_t, together>;
+    using Integers = Vector<std::int32_t, Isa::integers>;
+    using Floats = Vector<float, Isa::integers>;
 
     // The rows of both images that enter and leave the window.
     struct Rows {
@@ -119,15 +139,23 @@ class PartMatcher {
         std::uint16_t* sums;
     };
 
-    // By pixel.
+    // By pixel; the tables of eight sums are transposed when eight pixels have them.
     struct Block {
-        std::int32_t least[blockSize];
-        std::int32_t texture[blockSize];
+        std::uint16_t least[blockSize];
         std::uint16_t limit[blockSize];
-        std::int32_t place[blockSize];   // of the least sum
-        std::int32_t before[blockSize];  // the sum before it, and the one after it
-        std::int32_t after[blockSize];
-        std::int32_t reach[blockSize];  // how far from it a sum is up to the limit; 2: or farther
+        std::int16_t lowest[blockSize];             // place of the first sum up to the limit
+        std::int16_t highest[blockSize];            // and of the last one
+        std::uint16_t around[blockSize][together];  // sums from the one before `lowest` on
+        std::int32_t texture[blockSize];
+    };
+
+    // Of eight pixels: the places of their least sums, the sums before and after these, and whether
+    // there is another small sum more than one place away.
+    struct Surroundings {
+        std::int16_t place[together];
+        std::uint16_t before[together];
+        std::uint16_t after[together];
+        std::int16_t isAmbiguous[together];
     };
 
     TIOMIPRA_INLINE Rows findRows(int entering, int leaving) const {
@@ -209,14 +237,18 @@ class PartMatcher {
             texture += textures[entering] - (leaving < 0 ? 0 : textures[leaving]);
             _block.texture[pixel] = texture;
         }
-        findLimits();
+        for (int pixel = 0; pixel < size; pixel += Isa::integers)
+            findLimits(pixel);
         for (int pixel = 0; pixel < size; ++pixel)
-            findPlace(pixel, sums + (pixel + 1) * _stride);
-        for (int pixel = 0; pixel < size; pixel += interpolated) {
-            std::int16_t results[interpolated];
-            interpolate(pixel, results);
-            if (pixel + interpolated <= size)
-                std::copy_n(results, interpolated, disparities + pixel);
+            findSmall(pixel, sums + (pixel + 1) * _stride);
+        for (int pixel = 0; pixel < size; pixel += together) {
+            Surroundings found;
+            findSurroundings(pixel, found);
+            std::int16_t results[together];
+            for (int i = 0; i < together; i += Isa::integers)
+                interpolate(found, i, pixel + i, results + i);
+            if (pixel + together <= size)
+                std::copy_n(results, together, disparities + pixel);
             else
                 std::copy_n(results, size - pixel, disparities + pixel);
         }
@@ -279,17 +311,19 @@ class PartMatcher {
     // least + least * uniquenessRatio / 100, as whole numbers. Single precision does it exactly:
     // the product is below 2^24, the quotient below 2^16 and at least 1/100 from a whole number if
     // it is none.
-    TIOMIPRA_INLINE void findLimits() {
+    TIOMIPRA_INLINE void findLimits(int first) {
+        Integers least;
+        loadWider(_block.least + first, least);
         const auto ratio = static_cast<float>(_settings.uniquenessRatio);
-        for (int pixel = 0; pixel < blockSize; ++pixel) {
-            const std::int32_t least = _block.least[pixel];
-            const auto margin =
-                static_cast<std::int32_t>(static_cast<float>(least) * ratio / 100.F);
-            _block.limit[pixel] = static_cast<std::uint16_t>(std::min(least + margin, 0xffff));
-        }
+        const Floats margin = __builtin_convertvector(least, Floats) * ratio / 100.F;
+        const Integers limit = least + __builtin_convertvector(margin, Integers);
+        const Integers largest = Integers{} + 0xffff;
+        const Integers limited = limit < largest ? limit : largest;
+        using Limits = Vector<std::uint16_t, Isa::integers>;
+        store(__builtin_convertvector(limited, Limits), _block.limit + first);
     }
 
-    TIOMIPRA_INLINE void findPlace(int pixel, const std::uint16_t* sums) {
+    TIOMIPRA_INLINE void findSmall(int pixel, const std::uint16_t* sums) {
         const int last = _settings.disparityNumber - 1;
         int lowest = -1;
         int highest = 0;
@@ -300,18 +334,11 @@ class PartMatcher {
                 highest = i + 63 - __builtin_clzll(bits);
             }
         }
-        // The least sum is one of the three from `lowest` on, or the match is not unique.
-        const std::int32_t least = _block.least[pixel];
-        const int isNotFirst = sums[lowest] != least ? 1 : 0;
-        const int isNotSecond = sums[lowest + 1] != least ? 1 : 0;
-        const int place = lowest + isNotFirst + (isNotFirst & isNotSecond);
-        _block.place[pixel] = place;
-        // At the ends, the sum on the other side counts twice.
-        const int isAtBegin = place == 0 ? 2 : 0;
-        const int isAtEnd = place >= last ? 2 : 0;
-        _block.before[pixel] = sums[place - 1 + isAtBegin];
-        _block.after[pixel] = sums[place + 1 - isAtEnd];
-        _block.reach[pixel] = highest - lowest > 2 ? 2 : std::max(place - lowest, highest - place);
+        _block.lowest[pixel] = static_cast<std::int16_t>(lowest);
+        _block.highest[pixel] = static_cast<std::int16_t>(highest);
+        Eight around;
+        load(sums + lowest - 1, around);
+        store(around, _block.around[pixel]);
     }
 
     // The sums that are at most `limit`, among the 64 from `sums` on and up to the one at `last`.
@@ -323,26 +350,53 @@ class PartMatcher {
         return last >= 63 ? bits : bits & ((std::uint64_t{2} << last) - 1);
     }
 
+    // The least sum is at the first place of a small sum or at one of the next two, or there is a
+    // small one farther away.
+    TIOMIPRA_INLINE void findSurroundings(int first, Surroundings& found) {
+        Eight sums[together];
+        transpose(_block.around + first, sums);
+        Eight least;
+        Places lowest;
+        Places highest;
+        load(_block.least + first, least);
+        load(_block.lowest + first, lowest);
+        load(_block.highest + first, highest);
+
+        const Places isBehind = sums[1] != least;
+        const Places isThird = isBehind & (sums[2] != least);
+        const Places place = lowest - isBehind - isThird;
+        Eight before = isBehind ? sums[1] : sums[0];
+        before = isThird ? sums[2] : before;
+        Eight after = isBehind ? sums[3] : sums[2];
+        after = isThird ? sums[4] : after;
+        // At the ends, the sum on the other side counts twice.
+        const auto last = static_cast<std::int16_t>(_settings.disparityNumber - 1);
+        before = place == 0 ? after : before;
+        after = place == last ? before : after;
+
+        store(place, found.place);
+        store(before, found.before);
+        store(after, found.after);
+        store(isThird | (highest - place > 1), found.isAmbiguous);
+    }
+
     // place + (after - before) / (2 * (larger of both - least)), in 256ths cut off towards zero,
     // then in sixteenths rounded up. Single precision does it exactly: the quotient is at most 128
-    // and 1 / 65535 from a whole number if it is none.
-    TIOMIPRA_INLINE void interpolate(int first, std::int16_t* results) {
-        constexpr int width = interpolated;
-        using Integers = Vector<std::int32_t, width>;
-        using Floats = Vector<float, width>;
-        using Results = Vector<std::int16_t, width>;
+    // and at least 1 / 65535 from a whole number if it is none.
+    TIOMIPRA_INLINE void interpolate(const Surroundings& found, int i, int pixel,
+                                     std::int16_t* results) {
         Integers least;
         Integers before;
         Integers after;
         Integers place;
-        Integers reach;
+        Integers isAmbiguous;
         Integers texture;
-        load(_block.least + first, least);
-        load(_block.before + first, before);
-        load(_block.after + first, after);
-        load(_block.place + first, place);
-        load(_block.reach + first, reach);
-        load(_block.texture + first, texture);
+        loadWider(_block.least + pixel, least);
+        loadWider(found.before + i, before);
+        loadWider(found.after + i, after);
+        loadWider(found.place + i, place);
+        loadWider(found.isAmbiguous + i, isAmbiguous);
+        load(_block.texture + pixel, texture);
 
         const Integers rise = (before > after ? before : after) - least;
         const auto dividend = __builtin_convertvector((after - before) * 128, Floats);
@@ -351,10 +405,20 @@ class PartMatcher {
         const int largest = _settings.minDisparity + _settings.disparityNumber - 1;
         const Integers disparity = ((largest - place) * 256 + fraction + 15) >> 4;
 
-        const int farthest = _settings.uniquenessRatio > 0 ? 1 : _settings.disparityNumber;
-        const Integers isMissing = (reach > farthest) | (texture < _settings.textureThreshold);
+        Integers isMissing = texture < _settings.textureThreshold;
+        if (_settings.uniquenessRatio > 0)
+            isMissing |= isAmbiguous;
         const Integers missing = Integers{} + (_settings.minDisparity - 1) * 16;
-        store(__builtin_convertvector(isMissing ? missing : disparity, Results), results);
+        const Integers result = isMissing ? missing : disparity;
+        using Results = Vector<std::int16_t, Isa::integers>;
+        store(__builtin_convertvector(result, Results), results);
+    }
+
+    template <typename Element>
+    TIOMIPRA_INLINE void loadWider(const Element* source, Integers& integers) {
+        Vector<Element, Isa::integers> numbers;
+        load(source, numbers);
+        integers = __builtin_convertvector(numbers, Integers);
     }
 
     const MatchingTask& _task;
@@ -366,7 +430,7 @@ class PartMatcher {
     AlignedSums _columns;   // sums of differences by column and disparity
     AlignedSums _textures;  // sums of differences from a grey level without slope, by column
     AlignedSums _sums;      // over the window: of the pixel before the block, and of the block; and
-                            // one that `findPlace` reads when the last sum is the least
+                            // a few that are read behind the last
     Block _block{};
     std::uint16_t _unused[lanes];  // 0xffff in the lanes of the last vector without a disparity
 };

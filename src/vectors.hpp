@@ -47,6 +47,7 @@ TIOMIPRA_INLINE void store(const Stored& vector, Element* destination) {
 // SSE2, the least that x86-64 has.
 struct Baseline {
     static constexpr int lanes = 16;
+    static constexpr int integers = 4;
     using Sums = Vector<std::uint16_t, lanes>;
     using Bytes = Vector<std::int8_t, lanes>;
     using SignedSums = Vector<std::int16_t, lanes>;
@@ -86,6 +87,7 @@ struct Baseline {
 
 struct Avx2 {
     static constexpr int lanes = 16;
+    static constexpr int integers = 8;
     using Sums = Vector<std::uint16_t, lanes>;
     using Bytes = Vector<std::int8_t, lanes>;
 
@@ -117,6 +119,7 @@ struct Avx2 {
 
 struct Avx512 {
     static constexpr int lanes = 32;
+    static constexpr int integers = 8;
     using Sums = Vector<std::uint16_t, lanes>;
     using Bytes = Vector<std::int8_t, lanes>;
 
@@ -145,6 +148,7 @@ struct Avx512 {
 // What the compiler makes of it; for instance NEON.
 struct Baseline {
     static constexpr int lanes = 16;
+    static constexpr int integers = 4;
     using Sums = Vector<std::uint16_t, lanes>;
     using Bytes = Vector<std::int8_t, lanes>;
     using SignedSums = Vector<std::int16_t, lanes>;
