@@ -113,7 +113,7 @@ void setParameters(Bytes& bytes, Stereo& stereo, int calibratedWidth) {
     stereo.setWindowSize(takeUsually(bytes, 25, 5, 255) | 1);
     const int width = bytes.ConsumeBool() ? calibratedWidth : std::min(calibratedWidth, 60);
     stereo.setMinDisparity(bytes.ConsumeIntegralInRange(-width, width));
-    stereo.setDisparityNumber(takeUsually(bytes, 8, 1, 40) * 16);
+    stereo.setDisparityNumber(takeUsually(bytes, 8, 1, 20) * 16);
     stereo.setPreFilterCap(bytes.ConsumeIntegralInRange(1, 63));
     stereo.setPreFilterSize(bytes.ConsumeIntegralInRange(5, 255) | 1);
     stereo.setTextureThreshold(takeUsually(bytes, 200, 0, 10000));
@@ -160,7 +160,7 @@ void compareStereo(const Pair& pair, const Stereo& stereo, const cv::Mat& expect
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t length) {
     Bytes bytes(data, length);
-    const cv::Size size(takeUsually(bytes, 150, 1, 700), takeUsually(bytes, 50, 1, 200));
+    const cv::Size size(takeUsually(bytes, 150, 1, 400), takeUsually(bytes, 50, 1, 120));
     const int calibratedWidth =
         size.width * takeUsually(bytes, 3, 1, 45) + bytes.ConsumeIntegralInRange(0, size.width - 1);
     const tiomipra::test::CalibrationPair rig =

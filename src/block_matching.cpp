@@ -80,7 +80,7 @@ void match(const cv::Mat& left, const cv::Mat& right, const BlockMatching& setti
     const cv::Rect valid = cv::getValidDisparityROI(image, image, settings.minDisparity,
                                                     settings.disparityNumber, settings.windowSize);
     const cv::Range columns(valid.x - firstLeft, std::min(valid.br().x - firstLeft, lastRight + 1));
-    if (firstLeft >= left.cols || columns.size() <= 0)
+    if (firstLeft >= left.cols || columns.start >= columns.end)
         return;
 
     const int repeated = settings.windowSize / 2 + std::max(settings.minDisparity, 0);

@@ -1,8 +1,10 @@
 #include "matching_kernels.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <opencv2/calib3d.hpp>
 
 #include "block_matching.hpp"
@@ -47,13 +49,11 @@ bool givesSameResults() {
     cv::Mat left;
     cv::Mat right;
     makePair(left, right);
-    for (const BlockMatching& variant : variants) {
+    return std::all_of(std::begin(variants), std::end(variants), [&](const BlockMatching& variant) {
         const cv::Mat expected = matchBlocksByOpenCv(left, right, variant);
         const cv::Mat own = matchBlocks(left, right, variant);
-        if (std::memcmp(own.data, expected.data, own.total() * own.elemSize()) != 0)
-            return false;
-    }
-    return true;
+        return std::memcmp(own.data, expected.data, own.total() * own.elemSize()) == 0;
+    });
 }
 
 Choice choose() {

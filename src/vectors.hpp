@@ -3,6 +3,7 @@
 // An instruction set is a struct with
 //
 //     lanes        how many sums of 16 bits are worked on at a time
+//     integers     how many integers or floats of 32 bits
 //     Sums, Bytes  that many sums, and the differences of pixels that go into them
 //     widen        sets sums to signed bytes, wrapping
 //     findLeast    the least sum
@@ -57,16 +58,19 @@ struct Baseline {
     }
 
     static std::uint16_t findLeast(const Sums& sums) {
-        __m128i halves[2];
+        Vector<std::int16_t, lanes / 2> halves[2];
         store(sums, halves);
         // Only signed numbers have a minimum here.
-        const __m128i offset = _mm_set1_epi16(-0x8000);
-        __m128i least =
-            _mm_min_epi16(_mm_xor_si128(halves[0], offset), _mm_xor_si128(halves[1], offset));
-        least = _mm_min_epi16(least, _mm_srli_si128(least, 8));
-        least = _mm_min_epi16(least, _mm_srli_si128(least, 4));
-        least = _mm_min_epi16(least, _mm_srli_si128(least, 2));
-        return static_cast<std::uint16_t>(_mm_cvtsi128_si32(least) ^ 0x8000);
+        halves[0] ^= -0x8000;
+        halves[1] ^= -0x8000;
+        auto least = halves[0] < halves[1] ? halves[0] : halves[1];
+        const auto four = shiftDown<8>(least);
+        least = four < least ? four : least;
+        const auto two = shiftDown<4>(least);
+        least = two < least ? two : least;
+        const auto one = shiftDown<2>(least);
+        least = one < least ? one : least;
+        return static_cast<std::uint16_t>(least[0] ^ 0x8000);
     }
 
     static std::uint32_t findSmall(const std::uint16_t* sums, std::uint16_t limit) {
@@ -74,14 +78,19 @@ struct Baseline {
     }
 
   private:
+    template <int bytes>
+    static Vector<std::int16_t, 8> shiftDown(const Vector<std::int16_t, 8>& numbers) {
+        return reinterpret_cast<Vector<std::int16_t, 8>>(
+            _mm_srli_si128(reinterpret_cast<__m128i>(numbers), bytes));
+    }
+
     static std::uint32_t findSmallOf16(const std::uint16_t* sums, std::uint16_t limit) {
-        const __m128i limits = _mm_set1_epi16(static_cast<short>(limit));
-        const auto* source = reinterpret_cast<const __m128i*>(sums);
-        const __m128i zero = _mm_setzero_si128();
-        const __m128i low = _mm_subs_epu16(_mm_loadu_si128(source), limits);
-        const __m128i high = _mm_subs_epu16(_mm_loadu_si128(source + 1), limits);
-        return static_cast<std::uint32_t>(_mm_movemask_epi8(
-            _mm_packs_epi16(_mm_cmpeq_epi16(low, zero), _mm_cmpeq_epi16(high, zero))));
+        Vector<std::uint16_t, 8> low;
+        Vector<std::uint16_t, 8> high;
+        load(sums, low);
+        load(sums + 8, high);
+        return static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_packs_epi16(
+            reinterpret_cast<__m128i>(low <= limit), reinterpret_cast<__m128i>(high <= limit))));
     }
 };
 
@@ -96,22 +105,22 @@ struct Avx2 {
     }
 
     TIOMIPRA_FOR_AVX2 static std::uint16_t findLeast(const Sums& sums) {
-        const auto all = reinterpret_cast<__m256i>(sums);
-        const __m128i half =
-            _mm_min_epu16(_mm256_castsi256_si128(all), _mm256_extracti128_si256(all, 1));
-        return static_cast<std::uint16_t>(_mm_cvtsi128_si32(_mm_minpos_epu16(half)));
+        Vector<std::uint16_t, lanes / 2> halves[2];
+        store(sums, halves);
+        const auto least = halves[0] < halves[1] ? halves[0] : halves[1];
+        return static_cast<std::uint16_t>(
+            _mm_cvtsi128_si32(_mm_minpos_epu16(reinterpret_cast<__m128i>(least))));
     }
 
     TIOMIPRA_FOR_AVX2 static std::uint32_t findSmall(const std::uint16_t* sums,
                                                      std::uint16_t limit) {
-        const __m256i limits = _mm256_set1_epi16(static_cast<short>(limit));
-        const auto* source = reinterpret_cast<const __m256i*>(sums);
-        const __m256i low = _mm256_loadu_si256(source);
-        const __m256i high = _mm256_loadu_si256(source + 1);
-        const __m256i isLowSmall = _mm256_cmpeq_epi16(_mm256_min_epu16(low, limits), low);
-        const __m256i isHighSmall = _mm256_cmpeq_epi16(_mm256_min_epu16(high, limits), high);
+        Sums low;
+        Sums high;
+        load(sums, low);
+        load(sums + lanes, high);
         // Packs the lower halves of both first, then the upper ones.
-        const __m256i mixed = _mm256_packs_epi16(isLowSmall, isHighSmall);
+        const __m256i mixed = _mm256_packs_epi16(reinterpret_cast<__m256i>(low <= limit),
+                                                 reinterpret_cast<__m256i>(high <= limit));
         const __m256i inOrder = _mm256_permute4x64_epi64(mixed, 0b11011000);
         return static_cast<std::uint32_t>(_mm256_movemask_epi8(inOrder));
     }
@@ -128,12 +137,9 @@ struct Avx512 {
     }
 
     TIOMIPRA_FOR_AVX512 static std::uint16_t findLeast(const Sums& sums) {
-        __m256i halves[2];
+        Avx2::Sums halves[2];
         store(sums, halves);
-        const __m256i half = _mm256_min_epu16(halves[0], halves[1]);
-        const __m128i quarter =
-            _mm_min_epu16(_mm256_castsi256_si128(half), _mm256_extracti128_si256(half, 1));
-        return static_cast<std::uint16_t>(_mm_cvtsi128_si32(_mm_minpos_epu16(quarter)));
+        return Avx2::findLeast(halves[0] < halves[1] ? halves[0] : halves[1]);
     }
 
     TIOMIPRA_FOR_AVX512 static std::uint32_t findSmall(const std::uint16_t* sums,
