@@ -100,8 +100,11 @@ class SpeckleFilter {
             load(some + i, a);
             load(others + i, b);
             // As an unsigned number, the distance does not overflow.
-            const auto distance = (a > b ? a : b) - (a > b ? b : a);
-            store(distance | (a == _missing) | (b == _missing), distances + i);
+            using Distances = Vector<std::uint16_t, lanes>;
+            const auto distance = reinterpret_cast<Distances>(a > b ? a : b) -
+                                  reinterpret_cast<Distances>(a > b ? b : a);
+            const auto isMissing = (a == _missing) | (b == _missing);
+            store(distance | reinterpret_cast<Distances>(isMissing), distances + i);
         }
         const Bits low = Baseline::findSmall(distances, _range);
         return low | Bits{Baseline::findSmall(distances + 32, _range)} << 32;
