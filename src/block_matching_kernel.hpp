@@ -71,6 +71,7 @@ class PartMatcher {
     TIOMIPRA_INLINE PartMatcher(const MatchingTask& task, const Part& part)
         : _task(task),
           _settings(task.settings),
+          _disparities(task.disparities),
           _part(part),
           _half(_settings.windowSize / 2),
           _stride((_settings.disparityNumber + Chooser::scanned - 1) / Chooser::scanned *
@@ -167,8 +168,8 @@ class PartMatcher {
             slide(makeStep(rows, c, -1, sums, sums));
             texture += _textures.data()[c];
         }
-        auto* disparities = const_cast<std::int16_t*>(_task.disparities.ptr<std::int16_t>(y)) +
-                            _task.firstLeft + _part.columns.start;
+        auto* disparities =
+            _disparities.ptr<std::int16_t>(y) + _task.firstLeft + _part.columns.start;
         for (int x = 0; x < _part.columns.size(); x += blockSize)
             matchBlock(rows, x, texture, disparities + x);
     }
@@ -257,6 +258,7 @@ class PartMatcher {
 
     const MatchingTask& _task;
     BlockMatching _settings;
+    cv::Mat _disparities;  // those of the task
     Part _part;
     int _half;              // of the window
     int _stride;            // sums from a column or pixel to the next

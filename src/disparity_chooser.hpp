@@ -1,11 +1,12 @@
 // From the sums over the window to disparities, for a block of pixels at a time; compiled once for
 // each instruction set.
 //
-// The least sum of a pixel gives the limit up to which no other may come for the match to be unique,
-// its neighbours aside. Vectors of sums are compared with the limit, which gives the places of the
-// first and the last sum up to it. What stands around the first is kept, and transposed for eight
-// pixels at a time: from there on, the pixels lie side by side in vectors. They get the place of
-// their least sum, and from the sums on both sides of it the disparity to a sixteenth of a pixel.
+// The least sum of a pixel gives the limit up to which no other may come for the match to be
+// unique, its neighbours aside. Vectors of sums are compared with the limit, which gives the places
+// of the first and the last sum up to it. What stands around the first is kept, and transposed for
+// eight pixels at a time: from there on, the pixels lie side by side in vectors. They get the place
+// of their least sum, and from the sums on both sides of it the disparity to a sixteenth of a
+// pixel.
 #ifndef VISION_DISPARITY_CHOOSER_HPP
 #define VISION_DISPARITY_CHOOSER_HPP
 
@@ -52,8 +53,8 @@ class DisparityChooser {
     }
 
     // The disparities of the first `size` pixels of the block. The sums of each begin `stride`
-    // behind those of the one before, a multiple of `scanned`; before those of the first, one may be
-    // read.
+    // behind those of the one before, a multiple of `scanned`; before those of the first, one may
+    // be read.
     TIOMIPRA_INLINE void choose(const std::uint16_t* sums, std::ptrdiff_t stride, int size,
                                 std::int16_t* disparities) {
         for (int pixel = 0; pixel < size; pixel += Isa::integers)

@@ -8,7 +8,7 @@
 namespace vision {
 
 // "own (avx2)", or "OpenCV" and why. Found out by the first call, or the first that matches blocks;
-// it takes about a millisecond.
+// it takes a few milliseconds.
 TIOMIPRA_EXPORT std::string describeMatchingKernels();
 
 }  // namespace vision
