@@ -114,7 +114,8 @@ bool FolderLock::take(const std::string& settings, const std::string& holder) {
         return true;
     const Locked alone = lock(_file.number(), LOCK_EX | LOCK_NB);
     if (alone == Locked::impossible) {
-        unlink(_path.c_str());
+        if (readAll(_file.number()).empty())
+            unlink(_path.c_str());
         _file = Descriptor();
         return true;
     }
@@ -142,8 +143,7 @@ bool FolderLock::occupy(const std::string& content) {
 
 // Somebody may come between having a file alone and sharing it, so that all look whose it is.
 bool FolderLock::share(const std::string& settings, const std::string& holder) {
-    lock(_file.number(), LOCK_SH);
-    if (!isNamed())
+    if (lock(_file.number(), LOCK_SH | LOCK_NB) == Locked::byOthers || !isNamed())
         return false;
     std::istringstream content(readAll(_file.number()));
     std::string itsSettings;

@@ -102,6 +102,10 @@ class JpegDecoder {
 
     DecodedImage decode() {
         DecodedImage image;
+        if (_hasHeader && _jpeg.num_components == 4) {
+            image.complaint = "it has four colours (CMYK), must be grey or have three";
+            return image;
+        }
         if (_hasHeader) {
             image.pixels.create(cv::Size(size()), isGrey() ? CV_8UC1 : CV_8UC3);
             if (!attempt([&] { readInto(image.pixels); }))

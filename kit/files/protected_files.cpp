@@ -10,7 +10,7 @@
 namespace tiomipra {
 namespace {
 
-std::optional<std::pair<dev_t, ino_t>> identify(const std::string& path) {
+std::optional<std::pair<dev_t, ino_t>> inodeOf(const std::string& path) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0)
         return std::nullopt;
@@ -21,13 +21,13 @@ std::optional<std::pair<dev_t, ino_t>> identify(const std::string& path) {
 
 void ProtectedFiles::add(const std::vector<std::string>& files) {
     for (const std::string& file : files) {
-        if (const auto identity = identify(file))
+        if (const auto identity = inodeOf(file))
             _paths.emplace(*identity, file);
     }
 }
 
 void ProtectedFiles::requireOther(const std::string& path) const {
-    const auto identity = identify(path);
+    const auto identity = inodeOf(path);
     if (!identity)
         return;
     const auto input = _paths.find(*identity);

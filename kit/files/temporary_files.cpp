@@ -52,10 +52,9 @@ void removeLeftovers(const std::string& folder) {
     }
 }
 
-PrivateFolder::PrivateFolder() {
-    std::error_code error;
-    _path = (std::filesystem::temp_directory_path(error) / "tiomipra-XXXXXX").string();
-    if (error || mkdtemp(_path.data()) == nullptr)
+PrivateFolder::PrivateFolder()
+    : _path((std::filesystem::temp_directory_path() / "tiomipra-XXXXXX").string()) {
+    if (mkdtemp(_path.data()) == nullptr)
         throw InputError(fmt::format("can't create a folder for temporary files, {}: {}",
                                      quote(_path), std::generic_category().message(errno)));
 }

@@ -122,14 +122,7 @@ std::size_t jobsWithinMemory(const MatchingOptions& options, std::size_t pairs,
     if (wanted == 1)
         return wanted;
     const std::uint64_t need = memoryForFirst(options.frames, matcher);
-    const std::size_t jobs = workersWithin(limit, need, wanted);
-    if (jobs < wanted)
-        notices.say(fmt::format(
-            "note: {} of {} jobs at the same time, as each takes about {} of memory, and {} are "
-            "available, {}",
-            jobs, wanted, describeBytes(need + limit.perThread), describeBytes(limit.bytes),
-            limit.source));
-    return jobs;
+    return jobsWithin(limit, need, wanted, [&](const std::string& notice) { notices.say(notice); });
 }
 
 // At most five, spread over all, so that a batch has one range, whoever works on it.

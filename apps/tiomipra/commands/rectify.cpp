@@ -14,6 +14,7 @@
 #include "runs/available_memory.hpp"
 #include "runs/batch.hpp"
 #include "runs/memory_budget.hpp"
+#include "runs/ordered_work.hpp"
 #include "runs/progress.hpp"
 
 namespace tiomipra {
@@ -41,8 +42,10 @@ class PairRectifier {
         const std::uint64_t need = rectificationMemory(images);
         requireMemory(fmt::format("rectifying {}, {},", quote(frame.leftFile), describe(size)),
                       need, takeMemory(need), "smaller images take less");
-        if (size != _size)
+        if (size != _size) {
+            _rectifier.reset();  // before there is another one
             _rectifier = makeRectifier(_rig.left, _rig.right);
+        }
         _size = size;
         return {_rectifier->rectifyImageLeft(images.left),
                 _rectifier->rectifyImageRight(images.right)};
@@ -63,6 +66,25 @@ PairReport rectify(const Frame& frame, PairRectifier& rectifier, MemoryBudget& m
     files.addImage("_right" + extensionFor(right), right);
     files.addImage("_rows.png", drawRows(left, right));
     return {{{"width", left.cols}, {"height", left.rows}}, describe(left.size())};
+}
+
+// Of the first pair; 0 if it can't be read, which the run will tell.
+std::uint64_t memoryForFirst(const FrameArguments& arguments) {
+    try {
+        const auto frame = reopenFrames(arguments, Pixels::asStored)->next();
+        return frame ? rectificationMemory(frame->read()) : 0;
+    } catch (const std::exception&) {
+        return 0;
+    }
+}
+
+// As many as were asked for, or fewer if there is no memory for so many pairs as the first one.
+unsigned jobsWithinMemory(const RectifyOptions& options, std::size_t pairs,
+                          const MemoryLimit& limit) {
+    const std::size_t wanted = countWorkers(options.batch.jobs, pairs);
+    return static_cast<unsigned>(
+        wanted == 1 ? wanted
+                    : jobsWithin(limit, memoryForFirst(options.frames), wanted, sayBesideBar));
 }
 
 }  // namespace
@@ -86,7 +108,9 @@ Ending runRectify(const RectifyOptions& options) {
     const Parameters reading = describeReading(options.frames);
     const Provenance madeWith{"rectify", reading.empty() ? std::nullopt : std::optional(reading),
                               rig.hash, std::nullopt};
-    return runBatch(*frames, options.batch, inputs, madeWith, makeWorker);
+    BatchOptions batch = options.batch;
+    batch.jobs = jobsWithinMemory(options, frames->count(), memory.limit());
+    return runBatch(*frames, batch, inputs, madeWith, makeWorker);
 }
 
 }  // namespace tiomipra

@@ -7,6 +7,8 @@
 #include <optional>
 #include <sstream>
 
+#include "base/text.hpp"
+
 namespace tiomipra {
 namespace {
 
@@ -123,6 +125,18 @@ MemoryLimit availableMemory(const std::string& root) {
 std::size_t workersWithin(const MemoryLimit& limit, std::uint64_t need, std::size_t workers) {
     const std::uint64_t fitting = limit.bytes / std::max<std::uint64_t>(need + limit.perThread, 1);
     return static_cast<std::size_t>(std::clamp<std::uint64_t>(fitting, 1, workers));
+}
+
+std::size_t jobsWithin(const MemoryLimit& limit, std::uint64_t need, std::size_t wanted,
+                       const Notify& notify) {
+    const std::size_t jobs = workersWithin(limit, need, wanted);
+    if (jobs < wanted)
+        notify(fmt::format(
+            "note: {} of {} jobs at the same time, as each takes about {} of memory, and {} are "
+            "available, {}",
+            jobs, wanted, describeBytes(need + limit.perThread), describeBytes(limit.bytes),
+            limit.source));
+    return jobs;
 }
 
 }  // namespace tiomipra

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <string>
 
+#include "base/notices.hpp"
 #include "matching/memory_need.hpp"
 
 namespace tiomipra {
@@ -16,6 +17,10 @@ MemoryLimit availableMemory(const std::string& root = "");
 
 // How many of `workers` that each take `need` may run together, at least one.
 std::size_t workersWithin(const MemoryLimit& limit, std::uint64_t need, std::size_t workers);
+
+// The same; says so when they are fewer.
+std::size_t jobsWithin(const MemoryLimit& limit, std::uint64_t need, std::size_t wanted,
+                       const Notify& notify);
 
 }  // namespace tiomipra
 

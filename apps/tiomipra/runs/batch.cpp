@@ -77,8 +77,8 @@ bool isDone(const std::string& path, const Json& origin, const BatchOptions& opt
         const Json report = Json::parse(readFile(path));
         // Through text and back, as the report went.
         const Json expected = Json::parse(dumpJson(origin));
-        for (const auto& [key, value] : expected.items()) {
-            if (report.at(key) != value)
+        for (const char* key : {"name", "inputs", "madeWith"}) {
+            if (report.at(key) != expected.at(key))
                 return false;
         }
         const Json& files = report.at("files");

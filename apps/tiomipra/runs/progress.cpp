@@ -44,7 +44,9 @@ ProgressOutput chooseBar(std::size_t total) {
 }
 
 void sayBesideBar(const std::string& line) {
-    std::cerr << (isatty(STDERR_FILENO) != 0 ? clearLine : "") << printable(line) << std::endl;
+    // In one piece, as several threads may say something.
+    std::cerr << fmt::format("{}{}\n", isatty(STDERR_FILENO) != 0 ? clearLine : "", printable(line))
+              << std::flush;
 }
 
 std::string formatDuration(double seconds) {
