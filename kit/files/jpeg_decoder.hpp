@@ -13,7 +13,8 @@ namespace tiomipra {
 // Width and height as the header says; 0x0 where it is none.
 cv::Size2l sizeOfJpeg(const std::string& file);
 
-// `CV_8UC1` or `CV_8UC3` (BGR), to the last bit what OpenCV gives. Throws `std::bad_alloc`.
+// `CV_8UC1` or `CV_8UC3` (BGR), to the last bit what OpenCV gives; nothing but a complaint for four
+// colours (CMYK). Throws `std::bad_alloc`.
 DecodedImage decodeJpeg(const std::string& file);
 
 }  // namespace tiomipra
