@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
 #include <tuple>
@@ -10,6 +11,7 @@
 #include "base/provenance.hpp"
 #include "base/text.hpp"
 #include "files/input_files.hpp"
+#include "files/system_errors.hpp"
 
 namespace tiomipra {
 namespace {
@@ -34,7 +36,12 @@ FileIdentity identifyByTime(const std::string& path) {
     // As it is: behind a link, ".." leads elsewhere than it reads.
     file.path = std::filesystem::absolute(path, error).string();
     struct stat status {};
-    if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+    if (stat(path.c_str(), &status) != 0) {
+        if (errno != ENOENT && errno != ENOTDIR)
+            throwUnreadable(path);
+        return file;
+    }
+    if (!S_ISREG(status.st_mode))
         return file;
     file.size = static_cast<std::uintmax_t>(status.st_size);
     file.modified = fmt::format("{}.{:09}", status.st_mtim.tv_sec, status.st_mtim.tv_nsec);

@@ -23,7 +23,8 @@ struct FileIdentity {
 
 using FileIdentities = std::vector<FileIdentity>;
 
-// That of the file `path`, without its hash. What is missing or no file has but a path.
+// That of the file `path`, without its hash. What is missing or no file has but a path. Throws
+// `InputError` that names the file when the operating system can't tell.
 FileIdentity identifyByTime(const std::string& path);
 
 // The same with the hash of what it holds, up to 1 MiB. Throws `InputError` that names the file

@@ -10,10 +10,10 @@
 #include <cerrno>
 #include <filesystem>
 #include <sstream>
-#include <system_error>
 
 #include "base/errors.hpp"
 #include "base/text.hpp"
+#include "files/system_errors.hpp"
 #include "files/temporary_files.hpp"
 
 namespace tiomipra {
@@ -31,11 +31,6 @@ Locked lock(int file, int operation) {
     return Locked::yes;
 }
 
-[[noreturn]] void refuse(const std::string& path) {
-    throw InputError(
-        fmt::format("can't write {}: {}", quote(path), std::generic_category().message(errno)));
-}
-
 [[noreturn]] void refuseUse(const std::string& lockPath, const std::string& holder) {
     const std::string folder = std::filesystem::path(lockPath).parent_path().string();
     throw InputError(
@@ -50,8 +45,10 @@ Descriptor openLock(const std::string& path) {
     Descriptor file(open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | flags, 0644));
     if (!file.isOpen() && errno == EACCES)
         file = Descriptor(open(path.c_str(), O_RDONLY | flags));
+    if (!file.isOpen() && errno == ELOOP)
+        throw InputError(quote(path) + " is a link, must be a file or missing");
     if (!file.isOpen() && errno != ENOENT && errno != EROFS && errno != EPERM)
-        refuse(path);
+        throwUnwritable(path);
     struct stat status {};
     if (file.isOpen() && fstat(file.number(), &status) == 0 && !S_ISREG(status.st_mode))
         throw InputError(fmt::format("{} is not a file, must be one or missing", quote(path)));
@@ -138,7 +135,7 @@ bool FolderLock::occupy(const std::string& content) {
     const int error = errno;
     unlink(_path.c_str());
     errno = error;
-    refuse(_path);
+    throwUnwritable(_path);
 }
 
 // Somebody may come between having a file alone and sharing it, so that all look whose it is.

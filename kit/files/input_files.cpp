@@ -5,29 +5,23 @@
 
 #include <array>
 #include <cctype>
-#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
-#include <system_error>
 
 #include "base/errors.hpp"
 #include "base/text.hpp"
+#include "files/system_errors.hpp"
 
 namespace tiomipra {
 namespace {
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
-[[noreturn]] void refuse(const std::string& path) {
-    throw InputError(
-        fmt::format("can't read {}: {}", quote(path), std::generic_category().message(errno)));
-}
-
 File openFile(const std::string& path) {
     File file(std::fopen(path.c_str(), "rbe"), std::fclose);
     if (file == nullptr)
-        refuse(path);
+        throwUnreadable(path);
     return file;
 }
 
@@ -46,7 +40,7 @@ std::string readFile(const std::string& path, std::size_t largest,
             throw InputError(fmt::format("{} is larger than {} bytes", quote(path), largest));
     }
     if (std::ferror(file.get()) != 0)
-        refuse(path);
+        throwUnreadable(path);
     return bytes;
 }
 
@@ -54,7 +48,7 @@ void requireReadable(const std::string& path) {
     // Without waiting for the other end of a FIFO.
     const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (file < 0)
-        refuse(path);
+        throwUnreadable(path);
     close(file);
 }
 

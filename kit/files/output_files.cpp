@@ -10,6 +10,7 @@
 #include "base/text.hpp"
 #include "files/link_targets.hpp"
 #include "files/pending_files.hpp"
+#include "files/system_errors.hpp"
 #include "files/temporary_files.hpp"
 
 namespace tiomipra {
@@ -73,8 +74,7 @@ void writeFile(const std::string& path, const std::string& bytes) {
 
 void removeFile(const std::string& path) {
     if (unlink(path.c_str()) != 0 && errno != ENOENT)
-        throw InputError(
-            fmt::format("can't write {}: {}", quote(path), std::generic_category().message(errno)));
+        throwUnwritable(path);
 }
 
 std::string pathIn(const std::string& folder, const std::string& file) {

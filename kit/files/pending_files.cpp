@@ -7,12 +7,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <optional>
-#include <system_error>
 #include <utility>
 
 #include "base/errors.hpp"
 #include "base/text.hpp"
 #include "files/link_targets.hpp"
+#include "files/system_errors.hpp"
 #include "files/temporary_files.hpp"
 
 namespace tiomipra {
@@ -20,16 +20,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-[[noreturn]] void refuse(const std::string& path) {
-    throw InputError(
-        fmt::format("can't write {}: {}", quote(path), std::generic_category().message(errno)));
-}
-
 void writeAll(int descriptor, std::string_view bytes, const std::string& path) {
     while (!bytes.empty()) {
         const ssize_t count = write(descriptor, bytes.data(), bytes.size());
         if (count < 0 && errno != EINTR)
-            refuse(path);
+            throwUnwritable(path);
         if (count > 0)
             bytes.remove_prefix(static_cast<std::size_t>(count));
     }
@@ -39,7 +34,7 @@ void writeAll(int descriptor, std::string_view bytes, const std::string& path) {
 // be waited for.
 void sync(int descriptor, const std::string& path) {
     if (fsync(descriptor) != 0 && errno != EBADF && errno != EINVAL && errno != ENOSYS)
-        refuse(path);
+        throwUnwritable(path);
 }
 
 // A folder may allow to write and not to read.
@@ -58,7 +53,7 @@ void writeInPlace(int folder, const std::string& name, std::string_view bytes,
     const Descriptor file(openat(folder, name.c_str(), flags));
     struct stat status {};
     if (!file.isOpen() || fstat(file.number(), &status) != 0)
-        refuse(path);
+        throwUnwritable(path);
     if (S_ISREG(status.st_mode))
         throw InputError(fmt::format("can't write {}: it changes meanwhile", quote(path)));
     writeAll(file.number(), bytes, path);
@@ -121,7 +116,7 @@ void PendingFiles::add(const std::string& path, std::string_view bytes) {
     // Nobody else may read meanwhile what nobody else might before.
     auto [temporary, file] = createTemporary(folder, former ? 0600 : 0666);
     if (!file.isOpen())
-        refuse(path);
+        throwUnwritable(path);
     const int descriptor = file.number();
     _files.push_back({path, name, std::move(temporary), folder, std::move(file)});
     writeAll(descriptor, bytes, path);
@@ -135,7 +130,7 @@ void PendingFiles::publish() {
             sync(file.descriptor.number(), file.path);
     for (File& file : _files) {
         if (renameat(file.folder, file.temporary.c_str(), file.folder, file.name.c_str()) != 0)
-            refuse(file.path);
+            throwUnwritable(file.path);
         file.temporary.clear();
     }
     if (_areSynced)
@@ -151,7 +146,7 @@ int PendingFiles::folderOf(const fs::path& target, const std::string& path) {
     if (found == _folders.end()) {
         Descriptor descriptor = openFolder(folder);
         if (!descriptor.isOpen())
-            refuse(path);
+            throwUnwritable(path);
         found = _folders.emplace(folder, std::move(descriptor)).first;
     }
     return found->second.number();

@@ -11,6 +11,8 @@
 #include <opencv2/imgproc.hpp>
 #include <optional>
 
+#include "shared/text.hpp"
+
 namespace tiomipra {
 namespace {
 
@@ -33,7 +35,7 @@ bool takeNumber(std::string_view& rest, Number& number) {
     return error == std::errc();
 }
 
-// "Pf" or "PF", width, height and scale, and a single blank.
+// "Pf" or "PF", width, height and scale, and a single blank or the end of a line.
 std::optional<Header> readHeader(std::string_view file) {
     constexpr std::int64_t largest = 1 << 24;  // so that no count of bytes overflows
     Header header;
@@ -46,7 +48,7 @@ std::optional<Header> readHeader(std::string_view file) {
         height > largest || scale == 0 || !std::isfinite(scale))
         return std::nullopt;
     header.isBigEndian = scale > 0;
-    header.values = rest.substr(1);
+    header.values = rest.substr(vision::startsWith(rest, "\r\n") ? 2 : 1);
     return header;
 }
 

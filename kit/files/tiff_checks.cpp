@@ -120,8 +120,12 @@ bool isDeflatedWrong(TIFF& tiff, std::string_view file) {
 bool isDeflatedWrong(const std::string& file) {
     Source source{file};
     const Tiff tiff = openTiff(source);
-    std::uint16_t compression = 0;
+    std::uint16_t compression = 0, order = 0;
     if (tiff == nullptr || TIFFGetField(tiff.get(), TIFFTAG_COMPRESSION, &compression) == 0)
+        return false;
+    // With the bits of each byte the other way around, which hardly anybody writes.
+    if (TIFFGetFieldDefaulted(tiff.get(), TIFFTAG_FILLORDER, &order) != 0 &&
+        order == FILLORDER_LSB2MSB)
         return false;
     const bool isDeflated =
         compression == COMPRESSION_ADOBE_DEFLATE || compression == COMPRESSION_DEFLATE;

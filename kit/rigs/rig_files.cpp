@@ -10,6 +10,7 @@
 #include "base/provenance.hpp"
 #include "base/quantities.hpp"
 #include "base/text.hpp"
+#include "files/file_identity.hpp"
 #include "files/input_files.hpp"
 #include "files/temporary_files.hpp"
 #include "rigs/calibration_faults.hpp"
@@ -105,12 +106,14 @@ Calibration readCalibration(const std::string& path) {
 }
 
 Rig readRig(const std::string& leftFile, const std::string& rightFile) {
+    const FileIdentities files{identify(leftFile), identify(rightFile)};
     Rig rig;
     rig.leftFile = leftFile;
     rig.rightFile = rightFile;
     rig.left = readCalibration(leftFile);
     rig.right = readCalibration(rightFile);
     rig.hash = hashRig(readFile(leftFile), readFile(rightFile));
+    requireUnchanged(files);
     readReport(rig);
     return rig;
 }

@@ -51,8 +51,8 @@ TEST(DisparityFiles, PortableFloatMapsNeedNoOpenCv) {
     std::string swapped = rows;
     for (auto value = swapped.begin(); value != swapped.end(); value += 4)
         std::reverse(value, value + 4);
-    for (const std::string& file :
-         {"Pf\n3 2\n-0.25\n" + rows, "Pf 3\n2 -1e2 " + rows + "more", "Pf\n3 2\n2\n" + swapped})
+    for (const std::string& file : {"Pf\n3 2\n-0.25\n" + rows, "Pf 3\n2 -1e2 " + rows + "more",
+                                    "Pf\r\n3 2\r\n-1\r\n" + rows, "Pf\n3 2\n2\n" + swapped})
         EXPECT_THAT(readDisparity(folder.write("a.pfm", file)), IsSameMatrix(values));
     for (const std::string& file :
          {"Pf\n3 2\n-1\n" + rows.substr(1), "Pf\n3 2\n0\n" + rows, "Pf\n3 -2\n-1\n" + rows,

@@ -153,6 +153,16 @@ TEST(ImageFiles, SizesAreLimitedBeforeDecoding) {
                 ThrowsMessage<InputError>(HasSubstr("is not an image")));
 }
 
+TEST(ImageFiles, JpegsOfFourColoursAreRefused) {
+    const ScratchFolder folder;
+    const std::string header(
+        "\xFF\xD8\xFF\xC0\0\x14\x08\0\x08\0\x08\x04\x01\x11\0\x02\x11\0\x03\x11\0\x04\x11\0"
+        "\xFF\xDA\0\x0E\x04\x01\0\x02\0\x03\0\x04\0\0\x3F\0",
+        40);
+    EXPECT_THAT([&] { readImage(folder.write("cmyk.jpg", header)); },
+                ThrowsMessage<InputError>(HasSubstr("has four colours (CMYK), must be grey")));
+}
+
 TEST(ImageFiles, WhatIsCutOffIsRefused) {
     const ScratchFolder folder;
     writeImage(folder.path("whole.png"), makeNoise({60, 40}, CV_8UC1, 3));

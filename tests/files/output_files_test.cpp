@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -21,6 +22,7 @@
 
 #include "base/errors.hpp"
 #include "base/text.hpp"
+#include "files/descriptor.hpp"
 #include "files/pending_files.hpp"
 #include "support/scratch_folder.hpp"
 
@@ -270,6 +272,13 @@ TEST(FolderLocks, AreSharedBySameSettingsAndDieWithTheirHolders) {
     EXPECT_FALSE(fs::exists(file));
     ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
     EXPECT_THAT(refusalOf(folder, {"depth", "a"}), testing::HasSubstr("is not a file"));
+    fs::remove(file);
+    fs::create_symlink("elsewhere", file);
+    EXPECT_THAT(refusalOf(folder, {"depth", "a"}), testing::HasSubstr("is a link, must be"));
+    fs::remove(file);
+    const Descriptor stranger(open(file.c_str(), O_RDWR | O_CREAT, 0600));
+    ASSERT_EQ(flock(stranger.number(), LOCK_EX), 0);
+    EXPECT_THAT(refusalOf(folder, {"depth", "a"}), testing::HasSubstr("another process"));
 }
 
 // However they meet. Locks of one process exclude each other as well.
