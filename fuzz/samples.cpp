@@ -10,8 +10,8 @@
 
 #include "files/disparity_files.hpp"
 #include "files/output_files.hpp"
-#include "support/rendered_boards.hpp"
 #include "support/rigs.hpp"
+#include "support/synthetic_views.hpp"
 
 namespace tiomipra::fuzz {
 namespace {
@@ -19,7 +19,6 @@ namespace {
 namespace fs = std::filesystem;
 
 const cv::Size frame(64, 48);
-constexpr int boards = 5;
 
 cv::Mat makeTexture(int type) {
     cv::Mat texture(frame, CV_8UC3);
@@ -31,95 +30,55 @@ cv::Mat makeTexture(int type) {
     return texture;
 }
 
-struct ImageKind {
-    const char* file;
+struct ImageFile {
+    std::string name;
     int type;
     std::vector<int> encoding;
 };
 
-const std::vector<ImageKind>& imageKinds() {
-    static const std::vector<ImageKind> kinds = {
-        {"image.png", CV_8UC3, {}},
-        {"grey16.png", CV_16UC1, {}},
-        {"image.jpg", CV_8UC3, {}},
-        {"progressive.jpg", CV_8UC1, {cv::IMWRITE_JPEG_PROGRESSIVE, 1}},
-        {"plain.tiff", CV_8UC3, {cv::IMWRITE_TIFF_COMPRESSION, 1}},
-        {"lzw16.tiff", CV_16UC3, {cv::IMWRITE_TIFF_COMPRESSION, 5}},
-        {"deflate.tiff", CV_8UC1, {cv::IMWRITE_TIFF_COMPRESSION, 8}},
-        {"float.tiff", CV_32FC1, {}},
-        {"image.bmp", CV_8UC3, {}},
-        {"image.ppm", CV_8UC3, {}},
-        {"image.pgm", CV_16UC1, {}},
-        {"image.pbm", CV_8UC1, {}},
-        {"image.pfm", CV_32FC3, {}},
-        {"image.webp", CV_8UC3, {}},
-    };
-    return kinds;
+const ImageFile imageFiles[] = {
+    {"image.png", CV_8UC3, {}},
+    {"grey16.png", CV_16UC1, {}},
+    {"image.jpg", CV_8UC3, {}},
+    {"progressive.jpg", CV_8UC1, {cv::IMWRITE_JPEG_PROGRESSIVE, 1}},
+    {"plain.tiff", CV_8UC3, {cv::IMWRITE_TIFF_COMPRESSION, 1}},
+    {"lzw16.tiff", CV_16UC3, {cv::IMWRITE_TIFF_COMPRESSION, 5}},
+    {"deflate.tiff", CV_8UC1, {cv::IMWRITE_TIFF_COMPRESSION, 8}},
+    {"float.tiff", CV_32FC1, {}},
+    {"image.bmp", CV_8UC3, {}},
+    {"image.ppm", CV_8UC3, {}},
+    {"image.pgm", CV_16UC1, {}},
+    {"image.pbm", CV_8UC1, {}},
+    {"image.pfm", CV_32FC3, {}},
+    {"image.webp", CV_8UC3, {}},
+};
+
+const char* const rectifyFolders =
+    "rectify --resume --calibration rig --left left.png --right right.png --output done";
+const char* const matchFolders =
+    "disparity --resume --rectified --disparity-number 16 --left left.png --right right.png "
+    "--output done";
+
+Call wordsOf(const std::string& text, const std::string& file) {
+    std::istringstream stream(text);
+    Call words;
+    for (std::string word; stream >> word;)
+        words.push_back(word == "FILE" ? file : word);
+    return words;
 }
 
-std::string folderOf(const std::string& file) {
-    return fs::path(file).parent_path().string();
-}
-
-Sample imageSample(const std::string& file) {
-    return {
-        file,
-        {wordsOf("rectify --calibration rig --left " + file + " --right right.png --output out"),
-         wordsOf("depth --calibration rig --range 1..10 --left left.png --right " + file +
-                 " --formats ply,tiff,png,view --output out"),
-         wordsOf("disparity --rectified --disparity-number 16 --left " + file + " --right " + file +
-                 " --output out"),
-         wordsOf("check --calibration rig --left left.png --right " + file),
-         wordsOf("calibrate --corners 4x3 --square 1 --output out --right left.png --left " + file),
-         wordsOf("evaluate --ground-truth-scale 4 --ground-truth truth.pfm --disparity " + file)}};
-}
-
-Sample disparitySample(const std::string& file) {
-    return {file,
-            {wordsOf("evaluate --json --ground-truth truth.pfm --disparity " + file),
-             wordsOf("evaluate --mask mask.png --max-bad2 5 --disparity truth.pfm --ground-truth " +
-                     file)}};
-}
-
-Sample videoSample(const std::string& file) {
-    return {file,
-            {wordsOf("rectify --calibration rig --right other.avi --output out --left " + file),
-             wordsOf("disparity --rectified --disparity-number 16 --side-by-side " + file +
-                     " --output out")}};
-}
-
-Sample calibrationSample(const std::string& file) {
-    const std::string calibrations =
-        " --right-calibration rig/right.yml --left-calibration " + file;
-    return {file,
-            {wordsOf("inspect --json" + calibrations),
-             wordsOf("rectify --left left.png --right right.png --output out" + calibrations),
-             wordsOf("depth --left left.png --right right.png --range auto --output out" +
-                     calibrations),
-             wordsOf("check --left left.png --right right.png" + calibrations),
-             wordsOf("calibrate --corners 5x4 --square 1 --left board/l*.png --right board/r*.png "
-                     "--output out --fix-intrinsics rig/right.yml " +
-                     file)}};
-}
-
-// What calibrating left beside the calibrations.
-Sample reportSample(const std::string& file) {
-    const std::string rig = " --calibration " + folderOf(file);
-    return {file,
-            {wordsOf("inspect" + rig),
-             wordsOf("depth --left board/l0.png --right board/r0.png --max-depth 20 --formats "
-                     "ply-text,picture --output out" +
-                     rig),
-             wordsOf("calibrate --corners 5x4 --square 1 --left board/l*.png --right board/r*.png "
-                     "--output " +
-                     folderOf(file))}};
+void addSamples(std::vector<Sample>& samples, const std::vector<std::string>& files,
+                const std::vector<std::string>& calls) {
+    for (const std::string& file : files) {
+        samples.push_back({file, {}});
+        for (const std::string& call : calls)
+            samples.back().calls.push_back(wordsOf(call, file));
+    }
 }
 
 void writeImages() {
-    for (const auto& [file, type, encoding] : imageKinds()) {
-        if (!cv::imwrite(file, makeTexture(type), encoding))
-            throw std::runtime_error(std::string("can't make ") + file);
-    }
+    for (const auto& [file, type, encoding] : imageFiles)
+        cv::imwrite(file, makeTexture(type), encoding);
     cv::imwrite("left.png", makeTexture(CV_8UC3));
     cv::imwrite("right.png", makeTexture(CV_8UC1));
     cv::imwrite("mask.png", makeTexture(CV_8UC1) > 100);
@@ -154,9 +113,9 @@ void writeCalibrations() {
 }
 
 void writeBoards() {
-    Board board;
-    board.corners = {5, 4};
-    const auto views = test::renderViews(board, {{240, 180}, 220}, boards);
+    const Board board{Pattern::chessboard, {5, 4}, 0.025, 0, "", "m"};
+    const auto views =
+        test::renderBoard(test::makePinholeModel({240, 180}, 220), board, 5, {0.45, 0.2, 2.5});
     for (std::size_t i = 0; i < views.size(); ++i) {
         cv::imwrite("board/l" + std::to_string(i) + ".png", views[i].left);
         cv::imwrite("board/r" + std::to_string(i) + ".png", views[i].right);
@@ -165,47 +124,56 @@ void writeBoards() {
 
 // Redo is an answer, too.
 void requireRun(int (*run)(const Call& call), const std::string& text) {
-    if (run(wordsOf(text)) > 1)
+    if (run(wordsOf(text, "")) > 1)
         throw std::runtime_error("fails on whole files: " + text);
 }
 
-const std::string rectifyFolders =
-    "rectify --resume --calibration rig --left left.png --right right.png --output done";
-const std::string matchFolders =
-    "disparity --resume --rectified --disparity-number 16 --left left.png --right right.png "
-    "--output done";
-
 }  // namespace
-
-Call wordsOf(const std::string& text) {
-    std::istringstream stream(text);
-    Call words;
-    for (std::string word; stream >> word;)
-        words.push_back(word);
-    return words;
-}
 
 std::vector<Sample> allSamples() {
     std::vector<Sample> samples;
-    for (const ImageKind& kind : imageKinds())
-        samples.push_back(imageSample(kind.file));
-    for (const char* file : {"disparity.pfm", "disparity.tiff", "disparity.npy", "disparity.png"})
-        samples.push_back(disparitySample(file));
-    for (const char* file : {"clip.avi", "clip.mp4", "clip.mkv"})
-        samples.push_back(videoSample(file));
-    for (const char* file : {"rig/left.yml", "rig/left.xml", "rig/left.json"})
-        samples.push_back(calibrationSample(file));
-    samples.push_back(reportSample("calibrated/report.json"));
-    samples.push_back({"calibrated/rig.yml", {{"model", "calibrated/rig.yml"}}});
-    samples.push_back({"done/left_rectify.json", {wordsOf(rectifyFolders)}});
-    samples.push_back({"done/left_disparity.json", {wordsOf(matchFolders)}});
-    samples.push_back({"parameters.toml",
-                       {wordsOf("disparity --rectified --left left.png --right right.png --output "
-                                "out --parameters parameters.toml")}});
-    samples.push_back({"pattern",
-                       {wordsOf("rectify --calibration rig --right right.png --output out --left "
-                                "@pattern"),
-                        wordsOf("evaluate --ground-truth truth.pfm --disparity @pattern")}});
+    for (const ImageFile& image : imageFiles)
+        addSamples(
+            samples, {image.name},
+            {"rectify --calibration rig --left FILE --right right.png --output out",
+             "depth --calibration rig --range 1..10 --left left.png --right FILE --formats "
+             "ply,tiff,png,view --output out",
+             "disparity --rectified --disparity-number 16 --left FILE --right FILE --output out",
+             "check --calibration rig --left left.png --right FILE",
+             "calibrate --corners 4x3 --square 1 --output out --right left.png --left FILE",
+             "evaluate --ground-truth-scale 4 --ground-truth truth.pfm --disparity FILE"});
+    addSamples(samples, {"disparity.pfm", "disparity.tiff", "disparity.npy", "disparity.png"},
+               {"evaluate --json --ground-truth truth.pfm --disparity FILE",
+                "evaluate --mask mask.png --max-bad2 5 --disparity truth.pfm --ground-truth FILE"});
+    addSamples(samples, {"clip.avi", "clip.mp4", "clip.mkv"},
+               {"rectify --calibration rig --right other.avi --output out --left FILE",
+                "disparity --rectified --disparity-number 16 --side-by-side FILE --output out"});
+    addSamples(samples, {"rig/left.yml", "rig/left.xml", "rig/left.json"},
+               {"inspect --json --right-calibration rig/right.yml --left-calibration FILE",
+                "rectify --left left.png --right right.png --output out --right-calibration "
+                "rig/right.yml --left-calibration FILE",
+                "depth --left left.png --right right.png --range auto --output out "
+                "--right-calibration rig/right.yml --left-calibration FILE",
+                "check --left left.png --right right.png --right-calibration rig/right.yml "
+                "--left-calibration FILE",
+                "calibrate --corners 5x4 --square 1 --left board/l*.png --right board/r*.png "
+                "--output out --fix-intrinsics rig/right.yml FILE"});
+    // What calibrating left beside the calibrations.
+    addSamples(samples, {"calibrated/report.json"},
+               {"inspect --calibration calibrated",
+                "depth --left board/l0.png --right board/r0.png --max-depth 20 --formats "
+                "ply-text,picture --output out --calibration calibrated",
+                "calibrate --corners 5x4 --square 1 --left board/l*.png --right board/r*.png "
+                "--output calibrated"});
+    addSamples(samples, {"calibrated/rig.yml"}, {"model FILE"});
+    addSamples(samples, {"done/left_rectify.json"}, {rectifyFolders});
+    addSamples(samples, {"done/left_disparity.json"}, {matchFolders});
+    addSamples(samples, {"parameters.toml"},
+               {"disparity --rectified --left left.png --right right.png --output out "
+                "--parameters FILE"});
+    addSamples(samples, {"pattern"},
+               {"rectify --calibration rig --right right.png --output out --left @pattern",
+                "evaluate --ground-truth truth.pfm --disparity @pattern"});
     return samples;
 }
 
@@ -222,7 +190,8 @@ void writeSamples(int (*run)(const Call& call)) {
                "calibrate --corners 5x4 --square 25mm --left board/l*.png --right board/r*.png "
                "--output calibrated");
     requireRun(run, rectifyFolders);
-    requireRun(run, matchFolders + " --preset balanced --save-parameters parameters.toml");
+    requireRun(run,
+               std::string(matchFolders) + " --preset balanced --save-parameters parameters.toml");
     for (const Sample& sample : allSamples()) {
         if (!fs::is_regular_file(sample.file))
             throw std::runtime_error("there is no sample " + sample.file);

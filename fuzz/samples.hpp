@@ -15,9 +15,6 @@ struct Sample {
     std::vector<Call> calls;
 };
 
-// The words of the call that a text with blanks stands for.
-Call wordsOf(const std::string& text);
-
 // All samples by their names in the working folder.
 std::vector<Sample> allSamples();
 

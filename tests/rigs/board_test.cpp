@@ -10,7 +10,7 @@
 #include "rigs/board_numbering.hpp"
 #include "rigs/board_search.hpp"
 #include "support/photographs.hpp"
-#include "synthetic_views.hpp"
+#include "support/synthetic_views.hpp"
 
 namespace tiomipra::test {
 namespace {

@@ -11,7 +11,7 @@
 #include "support/photographs.hpp"
 #include "support/rigs.hpp"
 #include "support/scenes.hpp"
-#include "synthetic_views.hpp"
+#include "support/synthetic_views.hpp"
 
 namespace tiomipra::test {
 namespace {

@@ -18,7 +18,7 @@
 #include "support/matrices.hpp"
 #include "support/rigs.hpp"
 #include "support/scratch_folder.hpp"
-#include "synthetic_views.hpp"
+#include "support/synthetic_views.hpp"
 
 namespace tiomipra::test {
 namespace {

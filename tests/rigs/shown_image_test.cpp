@@ -7,7 +7,7 @@
 
 #include "rigs/calibration_faults.hpp"
 #include "support/rigs.hpp"
-#include "synthetic_views.hpp"
+#include "support/synthetic_views.hpp"
 
 namespace tiomipra::test {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-#include "synthetic_views.hpp"
+#include "support/synthetic_views.hpp"
 
 namespace tiomipra::test {
 namespace {

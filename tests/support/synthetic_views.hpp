@@ -6,6 +6,8 @@
 #include <random>
 #include <vector>
 
+#include "files/frame_source.hpp"
+#include "files/vector_drawing.hpp"
 #include "rigs/board_detection.hpp"
 #include "rigs/feature_matches.hpp"
 #include "rigs/rig_model.hpp"
@@ -17,6 +19,9 @@ cv::Matx33d turnBy(const cv::Vec3d& vector);
 
 // Two different cameras with distortion, 640x480, about 0.06 m apart, not quite parallel.
 RigModel makeModel();
+
+// Two equal cameras without distortion, 0.06 m apart, not quite parallel.
+RigModel makePinholeModel(const cv::Size& size, double focal);
 
 // Points of the scene, in the left camera's frame.
 using PointScene = std::vector<cv::Point3d>;
@@ -33,11 +38,21 @@ PointScene makeScene(const RigModel& rig, int count);
 struct BoardPlaces {
     double tilt = 0.45;   // radians, in different directions
     double reach = 0.28;  // of the centres off the left camera's axis, relative to their distances
+    double distance = 2;  // of the nearest, relative to the board's width
 };
 
 // The board at `count` places and tilts, with noise of that deviation.
 std::vector<PairDetection> seeBoard(const RigModel& rig, const Board& board, int count,
                                     double noise = 0, const BoardPlaces& places = {});
+
+constexpr double pixelsPerMillimetre = 4;
+
+// Pixel centres at (x + 0.5) / pixelsPerMillimetre; edges lie between pixels if they can.
+cv::Mat rasterise(const Drawing& drawing);
+
+// Images of the printed board on a white wall, by cameras without distortion; CV_8UC1.
+std::vector<StereoImages> renderBoard(const RigModel& rig, const Board& board, int count,
+                                      const BoardPlaces& places);
 
 }  // namespace tiomipra::test
 
