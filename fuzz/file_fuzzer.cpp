@@ -1,7 +1,6 @@
 // Runs the command on damaged files of every kind that it reads, each time in a process of its own:
 //
-//   file_fuzzer SECONDS SEED FOLDER        as many cases as fit into that time
-//   file_fuzzer --case NUMBER SEED FOLDER  one of them, again
+//   file_fuzzer SECONDS SEED FOLDER
 //
 // A case fails when the process crashes, a sanitizer reports, the status is none of the documented
 // ones, nothing is said about a failure, control characters are said, a temporary file is left, or
@@ -200,11 +199,6 @@ class FileFuzzer {
             finishOne();
     }
 
-    void runOne(std::size_t number) {
-        start(number);
-        finishOne();
-    }
-
     // Prints how the cases ended; returns how many failed.
     std::size_t summarise() const {
         std::size_t count = 0;
@@ -282,21 +276,16 @@ class FileFuzzer {
 
 int main(int argc, char** argv) {
     const std::vector<std::string> words(argv + 1, argv + argc);
-    const bool isOne = words.size() == 4 && words[0] == "--case";
-    if (!isOne && words.size() != 3) {
-        std::cerr << "usage: file_fuzzer SECONDS SEED FOLDER, or file_fuzzer --case NUMBER SEED "
-                     "FOLDER\n";
+    if (words.size() != 3) {
+        std::cerr << "usage: file_fuzzer SECONDS SEED FOLDER\n";
         return 2;
     }
     // Loaded once, as that takes longer than most cases.
     findInModule("images", imageCodecsSymbol);
     findInModule("video", openVideoSymbol);
     try {
-        FileFuzzer fuzzer(std::stoul(words[words.size() - 2]), words.back());
-        if (isOne)
-            fuzzer.runOne(std::stoul(words[1]));
-        else
-            fuzzer.runFor(std::chrono::seconds(std::stoul(words[0])));
+        FileFuzzer fuzzer(std::stoul(words[1]), words[2]);
+        fuzzer.runFor(std::chrono::seconds(std::stoul(words[0])));
         return fuzzer.summarise() == 0 ? 0 : 1;
     } catch (const std::exception& exception) {
         std::cerr << "file_fuzzer: " << exception.what() << '\n';

@@ -100,12 +100,5 @@ TEST(BadOutput, IsNamed) {
                 [](SamplePairs& p) { fs::create_directories(p / "out/1_rectify.json"); });
 }
 
-TEST(FullDisk, LeavesNoHalfFile) {
-    for (const std::string& subcommand : matching) {
-        const SamplePairs pairs(2);
-        expectNothingOnFullDisk(pairs.arguments(subcommand), pairs / "out");
-    }
-}
-
 }  // namespace
 }  // namespace tiomipra::test

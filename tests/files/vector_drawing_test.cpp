@@ -21,11 +21,7 @@ TEST(VectorDrawing, IsTrueToSizeAsPdf) {
     EXPECT_THAT(pdf, HasSubstr("50.0000 53.0000 c\n"));
     EXPECT_THAT(pdf, HasSubstr("1 0 0 -1 1.0000 2.0000 Tm (\\(a\\\\b\\) <&>) Tj"));
     EXPECT_THAT(pdf, HasSubstr("/PrintScaling /None"));
-}
-
-// Readers find the objects by their places.
-TEST(VectorDrawing, KnowsWhereItsPdfObjectsAre) {
-    const std::string pdf = encodePdf(drawing);
+    // Readers find the objects by their places.
     const std::size_t table = std::stoul(pdf.substr(pdf.rfind("startxref") + 10));
     EXPECT_EQ(pdf.substr(table, 9), "xref\n0 6\n");
     for (std::size_t i = 1; i < 6; ++i) {

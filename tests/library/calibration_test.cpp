@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
-#include <sstream>
 #include <utility>
 
 #include "support/log_capture.hpp"
@@ -146,25 +145,6 @@ TEST_F(CalibrationFile, ThatIsMalformedKeepsTheFieldsReadBefore) {
     Calibration expected = withSize(makeCalibration(), 64, 48);
     expected.cameraMatrix = (cv::Mat_<float>(1, 2) << 7, 8);
     EXPECT_EQ(calibration, expected);
-}
-
-TEST_F(CalibrationFile, LoadAndSaveLogWhatTheyDo) {
-    const Calibration calibration = makeCalibration();
-    calibration.save(_path);
-    const std::string start = "verbose vision.stereo.calibration save: Write ";
-    EXPECT_THAT(_log.takeLines(),
-                ElementsAre(start + "calibration width.", start + "calibration height.",
-                            start + "camera matrix.", start + "distortion matrix.",
-                            start + "rectification matrix.", start + "projection matrix."));
-
-    Calibration().load(_path);
-    std::ostringstream dump;
-    dump << "verbose vision.stereo.calibration load: Load calibration file: \"" << _path
-         << "\"\nWidth: 640\nHeight: 480\nCamera matrix: " << calibration.cameraMatrix
-         << "\nDistortion: " << calibration.distortion
-         << "\nRectification matrix: " << calibration.rectificationMatrix
-         << "\nProjection matrix: " << calibration.projectionMatrix;
-    EXPECT_THAT(_log.takeLines(), ElementsAre(dump.str()));
 }
 
 // The record with what is in pixels multiplied by `s`.

@@ -129,20 +129,5 @@ TEST_F(Parameters, ResetRestoresTheMatchersParametersOnly) {
     EXPECT_EQ(_stereo._transforms.size(), 1U);
 }
 
-TEST_F(Parameters, ResetWithoutCalibrationsStopsAfterTheWindowSize) {
-    Stereo uncalibrated;
-    EXPECT_THROW(uncalibrated.setMinDisparity(-1), std::range_error);
-    for (const std::size_t i : {1U, 2U, 3U})  // window size, minimum disparity, disparities
-        parameters[i].set(uncalibrated, parameters[i].accepted[1]);
-    std::vector<double> expected = readAll(uncalibrated);
-    expected[1] = 21;
-    _log.takeLines();
-    EXPECT_THAT([&] { uncalibrated.resetAllParameters(); },
-                Refuses<std::range_error>("Invalid min disparity."));
-    EXPECT_THAT(_log.takeLines(),
-                ElementsAre("error vision.stereo setMinDisparity: Invalid min disparity (1)."));
-    EXPECT_EQ(readAll(uncalibrated), expected);
-}
-
 }  // namespace
 }  // namespace tiomipra::test

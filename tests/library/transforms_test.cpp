@@ -5,6 +5,7 @@
 #include <limits>
 #include <opencv2/calib3d.hpp>
 #include <opencv2/imgproc.hpp>
+#include <thread>
 #include <type_traits>
 
 #include "support/log_capture.hpp"
@@ -134,6 +135,43 @@ TEST(Transforms, AreBuiltOncePerPixelCountForRectificationAndDepth) {
     const auto precedes = stereo._transforms.key_comp();
     EXPECT_TRUE(precedes({65536, 65536}, {1, 1}));  // 2^32 wraps to 0
     EXPECT_TRUE(precedes({46341, 46341}, {1, 1}));  // beyond 2^31: negative
+}
+
+struct SmallStereo : OpenStereo {
+    explicit SmallStereo(StereoAlgorithm algorithm)
+        : OpenStereo(makeRig({{96, 64}, 60.F, {48.F, 32.F}, 48.F})) {
+        setStereoAlgorithm(algorithm);
+        setWindowSize(7);
+        setDisparityNumber(16);
+    }
+
+    cv::Mat measure(unsigned frame) const {
+        const cv::Mat image = makeNoise({96 >> frame % 2, 64 >> frame % 2}, CV_8UC1, frame);
+        const auto [left, right] = rectifyImages(image, image);
+        return computeDepth(computeDisparity(left, right));
+    }
+};
+
+// Each thread has an object of its own, and all of them match with another. What an object has
+// processed before makes no difference.
+TEST(Stereo, ServesManyThreads) {
+    const SmallStereo shared(Stereo::BM);
+    const cv::Mat image = makeNoise({96, 64}, CV_8UC1, 1);
+    const cv::Mat disparity = shared.computeDisparity(image, image);
+    std::vector<std::thread> threads;
+    for (const auto algorithm : {Stereo::BM, Stereo::SGBM, Stereo::BM, Stereo::SGBM}) {
+        threads.emplace_back([&, algorithm] {
+            const SmallStereo own(algorithm);
+            for (unsigned frame = 0; frame < 20; ++frame) {
+                EXPECT_THAT(own.measure(frame),
+                            IsSameMatrix(SmallStereo(algorithm).measure(frame)));
+                EXPECT_THAT(shared.computeDisparity(image, image), IsSameMatrix(disparity));
+            }
+            EXPECT_THAT(own._transforms, SizeIs(2));
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
 }
 
 TEST(StereoCalibrations, AreEmptyAtFirstThenCopiedInAndOut) {

@@ -72,9 +72,8 @@ void expectRefusal(const Arguments& arguments, int status, const std::string& me
     EXPECT_EQ(run.out, "");
 }
 
-void expectNothingOnFullDisk(const Arguments& arguments, const std::string& folder, int blocks) {
-    const std::string limit = "ulimit -f " + std::to_string(blocks) + "; ";
-    const RunResult run = RunningProgram(arguments, limit).wait();
+void expectNothingOnFullDisk(const Arguments& arguments, const std::string& folder) {
+    const RunResult run = RunningProgram(arguments, "ulimit -f 1; ").wait();
     EXPECT_EQ(run.status, 3);
     EXPECT_THAT(run.err, testing::HasSubstr("can't write '" + folder));
     EXPECT_FALSE(std::filesystem::exists(folder));

@@ -65,9 +65,9 @@ nlohmann::json runForJson(const Arguments& arguments, int status = 0);
 // standard error, and nothing on standard output.
 void expectRefusal(const Arguments& arguments, int status, const std::string& message);
 
-// Expects that `folder` is named, and not left behind empty, where no file can grow beyond so many
-// `blocks` of 512 bytes.
-void expectNothingOnFullDisk(const Arguments& arguments, const std::string& folder, int blocks = 1);
+// Expects that `folder` is named, and not left behind empty, where no file can grow beyond 512
+// bytes.
+void expectNothingOnFullDisk(const Arguments& arguments, const std::string& folder);
 
 }  // namespace tiomipra::test
 
