@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -19,7 +18,6 @@
 #include <filesystem>
 #include <iostream>
 #include <map>
-#include <set>
 #include <string>
 #include <system_error>
 #include <tevo/log.hpp>

@@ -3,10 +3,7 @@
 
 #include <gmock/gmock.h>
 
-#include <cmath>
 #include <nlohmann/json.hpp>
-
-#include "base/json_text.hpp"
 
 namespace tiomipra::test {
 namespace {
@@ -30,11 +27,6 @@ TEST(Provenance, HoldsWhatThereIs) {
                     "calibrationSha256: 12ab", "unit: m"));
     EXPECT_EQ(toJson(Provenance{"inspect", {}, "", {}}).size(), 3U);
     EXPECT_EQ(toJson(Provenance{"evaluate", Parameters{}, "", {}})["parameters"].dump(), "{}");
-}
-
-TEST(JsonText, IsValidWhateverItHolds) {
-    const nlohmann::ordered_json value{{"file", "a\xff.png"}, {"number", std::nan("")}};
-    EXPECT_EQ(dumpJson(value), "{\n  \"file\": \"a\xef\xbf\xbd.png\",\n  \"number\": null\n}\n");
 }
 
 }  // namespace

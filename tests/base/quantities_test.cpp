@@ -79,10 +79,5 @@ TEST(Text, SignificantDigits) {
     EXPECT_EQ(fixed(-0.4, 0), "-0");
 }
 
-TEST(Text, NamesFilesWhoseSizesDiffer) {
-    EXPECT_EQ(sizesDiffer("a", {6, 4}, "b", {3, 2}),
-              "'a' is 6x4, 'b' is 3x2; their sizes must be the same");
-}
-
 }  // namespace
 }  // namespace tiomipra::test

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cmath>
 #include <nlohmann/json.hpp>
 
 #include "base/json_text.hpp"
@@ -39,6 +40,8 @@ TEST(DumpJson, EscapesAllControlsAndReadsBackTheSame) {
     const std::string text = dumpJson(value);
     EXPECT_THAT(text, testing::HasSubstr(R"("name\u0085": "\u001b[31m\u007f\u009b\n größe")"));
     EXPECT_EQ(nlohmann::ordered_json::parse(text), value);
+    EXPECT_EQ(dumpJson({{"file", "a\xff.png"}, {"number", std::nan("")}}),
+              "{\n  \"file\": \"a\xef\xbf\xbd.png\",\n  \"number\": null\n}\n");
 }
 
 }  // namespace

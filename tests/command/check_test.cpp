@@ -55,18 +55,5 @@ TEST_F(Check, NamesInputsThatGiveNoAnswer) {
     expectNothingOnFullDisk(check(images, {"--output", _folder / "full"}), _folder / "full");
 }
 
-TEST_F(Check, CarriesOnPastImagesThatCannotBeRead) {
-    const Arguments images{
-        "--left",  photograph("left01.jpg"),  _folder.write("left02.jpg", "no image"),
-        "--right", photograph("right01.jpg"), photograph("right03.jpg")};
-    const RunResult result = runTiomipra(check(images, {"--json"}), 4);
-    EXPECT_THAT(result.err, testing::AllOf(HasSubstr("right03.jpg' are taken for a pair"),
-                                           HasSubstr("1 of 2 pairs can't be used"),
-                                           HasSubstr("left02.jpg' is not an image")));
-    const auto report = nlohmann::json::parse(result.out);
-    EXPECT_EQ(report["pairs"], 1);
-    EXPECT_EQ(report["failed"].size(), 1U);
-}
-
 }  // namespace
 }  // namespace tiomipra::test

@@ -51,21 +51,5 @@ TEST_F(Evaluate, IsAGateWhenAskedTo) {
                 HasSubstr("found.tiff: none of the known pixels is measured"));
 }
 
-TEST_F(Evaluate, CarriesOnPastFilesThatFail) {
-    _folder.write("bad.pfm", "hello");
-    const std::string good = _folder / "truth.tiff";
-    const Arguments three = arguments({good, good, "--disparity", _folder / "bad.pfm", good,
-                                       _folder / "none", "--max-bad2", "5"});
-    const RunResult run = runTiomipra(three, 4);
-    EXPECT_THAT(run.err, HasSubstr("2 of 3 disparity images failed:\n  " + _folder / "bad.pfm"));
-    EXPECT_THAT(run.err, HasSubstr("can't read '" + _folder / "none': No such file"));
-    const json result = runForJson(three, 4);
-    EXPECT_EQ(result["failed"][0]["name"], _folder / "bad.pfm");
-    EXPECT_EQ(result["evaluations"][0]["all"]["known"], 4);
-    EXPECT_EQ(result["passed"], false);
-    EXPECT_EQ(result["parameters"], json({{"maxBad2", 5.}}));
-    expectRefusal(arguments({"--disparity", good, good}), 3, "2 images");
-}
-
 }  // namespace
 }  // namespace tiomipra::test

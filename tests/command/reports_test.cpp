@@ -61,7 +61,7 @@ TEST(Reports, HoldTheKeysThatAreDocumented) {
                                  1));
     expectReport("inspect", inspection);
     const Arguments rig{"--calibration", folder / "rig"};
-    expectReport("check", runForJson(joined({"check"}, rig, photographs("01"))));
+    expectReport("check", runForJson(joined({"check"}, rig, badAnd("01")), 4));
 
     const auto measure = [&](const char* subcommand) {
         const Arguments command{subcommand, "--output", folder / "out"};

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "base/errors.hpp"
 #include "files/image_files.hpp"

@@ -113,24 +113,6 @@ TEST(BlockMatching, TakesTheLargestSumsThatFit16Bits) {
     EXPECT_FALSE(canMatchBlocks(settings, pair.left.size()));
 }
 
-TEST(BlockMatching, LeavesToOpenCvWhatItRefuses) {
-    const cv::Mat image = makeNoise({60, 40}, CV_8UC1, 1);
-    const BlockMatching sound{9, 0, 16, 31, 9, 10, 15, 0, 0};
-    EXPECT_TRUE(canMatchBlocks(sound, image.size()));
-    const std::pair<int BlockMatching::*, int> faults[] = {
-        {&BlockMatching::windowSize, 8},      {&BlockMatching::windowSize, 3},
-        {&BlockMatching::windowSize, 41},     {&BlockMatching::disparityNumber, 8},
-        {&BlockMatching::disparityNumber, 0}, {&BlockMatching::preFilterCap, 0},
-        {&BlockMatching::preFilterSize, 4},   {&BlockMatching::textureThreshold, -1},
-        {&BlockMatching::uniquenessRatio, -1}};
-    for (const auto& [member, value] : faults) {
-        BlockMatching settings = sound;
-        settings.*member = value;
-        EXPECT_FALSE(canMatchBlocks(settings, image.size())) << value;
-        EXPECT_THROW(matchBlocksByOpenCv(image, image, settings), cv::Exception) << value;
-    }
-}
-
 TEST(SpeckleFilter, RemovesWhatOpenCvRemoves) {
     cv::RNG random(2);
     for (int i = 0; i < 300; ++i) {

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "support/log_capture.hpp"
-#include "support/matrices.hpp"
 #include "support/rigs.hpp"
 #include "support/scratch_folder.hpp"
 

@@ -3,8 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <opencv2/imgproc.hpp>
-
 #include "base/errors.hpp"
 #include "files/image_files.hpp"
 #include "rigs/board_numbering.hpp"

@@ -3,7 +3,6 @@
 #define TIOMIPRA_TESTS_RIGS_HPP
 
 #include <opencv2/core.hpp>
-#include <utility>
 #include <vision/calibration.hpp>
 #include <vision/stereo.hpp>
 

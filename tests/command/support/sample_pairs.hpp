@@ -2,9 +2,7 @@
 #ifndef TIOMIPRA_TESTS_SAMPLE_PAIRS_HPP
 #define TIOMIPRA_TESTS_SAMPLE_PAIRS_HPP
 
-#include <opencv2/core.hpp>
 #include <string>
-#include <vector>
 
 #include "support/rigs.hpp"
 #include "support/run_program.hpp"
