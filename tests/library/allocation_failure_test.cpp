@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <functional>
 #include <new>
 #include <vision/stereo.hpp>
 
@@ -41,46 +40,34 @@ void operator delete(void* memory, std::size_t) noexcept {
 namespace tiomipra::test {
 namespace {
 
-// Calls `operation` until no allocation of it fails, `check` after each failure.
-void failEach(const std::function<void()>& operation, const std::function<void()>& check) {
-    operation();  // The first call may allocate what stays.
-    int failures = 0;
-    for (bool isDone = false; !isDone; ++failures) {
-        allocationsLeft = failures;
-        try {
-            operation();
-            isDone = allocationsLeft >= 0;  // Otherwise one failed, without an exception.
-        } catch (const std::exception&) {   // NOLINT(bugprone-empty-catch): it had to come.
-        }
-        allocationsLeft = -1;
-        check();
-    }
-    EXPECT_GT(failures, 2);
-}
-
+// The operation is repeated until no allocation of it fails.
 TEST(FailedAllocations, OfCalibrationsTransformsAndCategoriesLeaveWhatWasThere) {
     cv::setNumThreads(1);
     const LogCapture log;
     const CalibrationPair rig = makeRig({{64, 48}, 50.F, {32.F, 24.F}, 32.F});
     const CalibrationPair other = makeRig({{64, 48}, 60.F});
-    OpenStereo stereo(rig);
     const cv::Mat disparity(48, 64, CV_32FC1, cv::Scalar(7));
-    int count = 0;
-    failEach(
-        [&] {
-            tevo::log::addCategory("allocations." + std::to_string(count++));
+    OpenStereo stereo(rig);
+    int failures = -1;  // The first time none fails, as it may allocate what stays.
+    for (bool isDone = false; !isDone; ++failures) {
+        allocationsLeft = failures;
+        try {
+            tevo::log::addCategory("allocations." + std::to_string(failures));
             stereo.setCalibrations(rig.left, rig.right);
             stereo.setCalibrations(other.left, other.right);
             stereo.computeDepth(disparity);
-        },
-        [&] {
-            tevo::log::setLevel(tevo::LogLevel::warning);  // of all categories
-            const auto [left, right] = stereo.getCalibrations();
-            EXPECT_TRUE((left == rig.left && right == rig.right) ||
-                        (left == other.left && right == other.right));
-            EXPECT_THAT(stereo.computeDepth(disparity),
-                        IsSameMatrix(OpenStereo({left, right}).computeDepth(disparity)));
-        });
+            isDone = allocationsLeft >= 0;  // Otherwise one failed, without an exception.
+        } catch (const std::exception&) {   // NOLINT(bugprone-empty-catch): it had to come.
+        }
+        allocationsLeft = -1;
+        tevo::log::setLevel(tevo::LogLevel::warning);  // of all categories
+        const auto [left, right] = stereo.getCalibrations();
+        EXPECT_TRUE((left == rig.left && right == rig.right) ||
+                    (left == other.left && right == other.right));
+        EXPECT_THAT(stereo.computeDepth(disparity),
+                    IsSameMatrix(OpenStereo({left, right}).computeDepth(disparity)));
+    }
+    EXPECT_GT(failures, 2);
 }
 
 }  // namespace

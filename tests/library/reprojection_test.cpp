@@ -85,11 +85,5 @@ TEST(Reprojection, GivesTheBitsOfOpenCvForAnyMatrix) {
     }
 }
 
-TEST(Reprojection, RefusesAnEmptyDisparityAsOpenCvDoes) {
-    const cv::Mat matrix = cv::Mat::eye(4, 4, CV_32FC1);
-    for (const cv::Size size : {cv::Size(0, 0), {0, 3}, {3, 0}})
-        EXPECT_THROW(vision::reproject(cv::Mat(size, CV_32FC1), matrix, 5.F, 1.F), cv::Exception);
-}
-
 }  // namespace
 }  // namespace tiomipra::test

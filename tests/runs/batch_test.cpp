@@ -39,8 +39,6 @@ class Batch : public testing::Test {
     PairReport make(const Frame& frame, PairFiles& files) {
         EXPECT_FALSE(fs::exists(result(frame.name + "_test.json")));
         _made.push_back(frame.name);
-        if (frame.name == "3")
-            _atLast();
         if (frame.name == _failing)
             throw InputError("is bad");
         if (frame.name == _changing) {
@@ -76,7 +74,6 @@ class Batch : public testing::Test {
     Provenance _madeWith{"test", Parameters{{"window-size", 5}}, "ab", {}};
     std::string _failing;
     std::string _changing;  // the left image is another one by the time that it is read
-    std::function<void()> _atLast = [] {};
     Names _made;
     Ending _ending;
 };
@@ -169,19 +166,6 @@ TEST_F(Batch, AnImageThatChangesFailsItsPair) {
     EXPECT_EQ(_ending.status, Status::input);
     EXPECT_EQ(_ending.message, "'" + _images.left[0] + "' changed while it was read");
     EXPECT_FALSE(fs::exists(result("1_test.json")));
-}
-
-TEST_F(Batch, ReportsThatVanishLeaveWholeJson) {
-    _options.json = true;
-    _atLast = [this] {
-        fs::remove(result("1_test.json"));
-        writeFile(result("2_test.json"), "{");
-    };
-    const json told = json::parse(run());
-    EXPECT_EQ(_ending.status, Status::partial);
-    EXPECT_EQ(told.at("pairs").at(0).at("name"), "3");
-    EXPECT_THAT(told.at("failed").at(0).at("message").get<std::string>(), HasSubstr("1_test.json"));
-    EXPECT_EQ(told.at("failed").at(1).at("name"), "2");
 }
 
 // Not of its own pair, not of another one, not even through a link.

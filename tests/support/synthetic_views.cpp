@@ -6,6 +6,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "rigs/board_drawing.hpp"
+#include "rigs/bundle_adjustment.hpp"
 
 namespace tiomipra::test {
 namespace {
@@ -20,19 +21,13 @@ std::vector<cv::Point2f> project(const PointScene& scene, const CameraModel& cam
     return {seen.begin(), seen.end()};
 }
 
-struct Pose {
-    cv::Matx33d turn;
-    cv::Vec3d shift;
-};
-
 // Of a board of that width, from its middle into the frame of the left camera.
 Pose poseOf(int number, double width, const BoardPlaces& places) {
     const double angle = 2.4 * number;
     const double distance = width * (places.distance + 0.05 * number);
     const double reach = places.reach * distance;
     return {
-        turnBy(
-            {places.tilt * std::sin(angle), places.tilt * std::cos(angle), 0.1 * std::sin(number)}),
+        {places.tilt * std::sin(angle), places.tilt * std::cos(angle), 0.1 * std::sin(number)},
         {reach * std::cos(1.7 * number) + 0.03, 0.75 * reach * std::sin(1.7 * number), distance}};
 }
 
@@ -41,7 +36,7 @@ PointScene place(const Board& board, const Pose& pose) {
         cv::Vec3d(board.corners.width, board.corners.height, 0) * (board.square / 2);
     PointScene scene;
     for (const cv::Point3f& point : boardPoints(board))
-        scene.emplace_back(pose.turn * (cv::Vec3d(point.x, point.y, point.z) - centre) +
+        scene.emplace_back(rotationOf(pose) * (cv::Vec3d(point.x, point.y, point.z) - centre) +
                            pose.shift);
     return scene;
 }
@@ -169,7 +164,7 @@ std::vector<StereoImages> renderBoard(const RigModel& rig, const Board& board, i
         const Pose pose = poseOf(i, 2 * std::max(x, y), places);
         PointScene corners;
         for (const cv::Vec3d& corner : {cv::Vec3d(-x, -y, 0), {x, -y, 0}, {x, y, 0}, {-x, y, 0}})
-            corners.emplace_back(pose.turn * corner + pose.shift);
+            corners.emplace_back(rotationOf(pose) * corner + pose.shift);
         const Matches seen = see(rig, corners);
         views.push_back({renderPicture(picture, seen.left, rig.left.imageSize),
                          renderPicture(picture, seen.right, rig.right.imageSize)});
