@@ -47,7 +47,6 @@ using Clock = std::chrono::steady_clock;
 constexpr rlim_t mostProcessorSeconds = 10;
 constexpr unsigned mostSeconds = 60;
 constexpr long mostKilobytes = 1'500'000;
-constexpr int mostOfAKind = 3;  // failures that are kept
 
 // No subcommand reads rig models yet.
 int readModel(const std::string& path) {
@@ -249,8 +248,6 @@ class FileFuzzer {
     }
 
     void keep(const Case& failed, const std::string& problem) {
-        if (++_kept[problem + failed.file + failed.call.front()] > mostOfAKind)
-            return;
         const std::string folder = fmt::format("{}/{}-{}", _failures, _seed, failed.number);
         fs::remove_all(folder);
         fs::copy(failed.folder, folder, fs::copy_options::recursive);
@@ -266,7 +263,6 @@ class FileFuzzer {
     std::vector<Sample> _samples;
     std::map<pid_t, Case> _running;
     std::map<std::string, std::size_t> _endings;
-    std::map<std::string, int> _kept;
     std::size_t _failed = 0;
 };
 

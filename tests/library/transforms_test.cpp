@@ -151,7 +151,7 @@ TEST(Stereo, ServesManyThreads) {
     for (const auto algorithm : {Stereo::BM, Stereo::SGBM, Stereo::BM, Stereo::SGBM}) {
         threads.emplace_back([&, algorithm] {
             const SmallStereo own(algorithm);
-            for (unsigned frame = 0; frame < 20; ++frame) {
+            for (unsigned frame = 0; frame < 200; ++frame) {
                 EXPECT_THAT(own.measure(frame),
                             IsSameMatrix(SmallStereo(algorithm).measure(frame)));
                 EXPECT_THAT(shared.computeDisparity(image, image), IsSameMatrix(disparity));
