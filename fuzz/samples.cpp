@@ -130,13 +130,16 @@ void requireRun(int (*run)(const Call& call), const std::string& text) {
 }  // namespace
 
 std::vector<Sample> allSamples() {
+    const std::string asRight = "--left left.png --right FILE --output out";
+    const std::string pair = "--left left.png --right right.png ";
+    const std::string cameras = "--right-calibration rig/right.yml --left-calibration FILE ";
+    const std::string boards = "--left board/l*.png --right board/r*.png ";
     std::vector<Sample> samples;
     for (const ImageFile& image : imageFiles)
         addSamples(
             samples, {image.name},
             {"rectify --calibration rig --left FILE --right right.png --output out",
-             "depth --calibration rig --range 1..10 --left left.png --right FILE --formats "
-             "ply,tiff,png,view --output out",
+             "depth --calibration rig --range 1..10 --formats ply,tiff,png,view " + asRight,
              "disparity --rectified --disparity-number 16 --left FILE --right FILE --output out",
              "check --calibration rig --left left.png --right FILE",
              "calibrate --corners 4x3 --square 1 --output out --right left.png --left FILE",
@@ -148,28 +151,21 @@ std::vector<Sample> allSamples() {
                {"rectify --calibration rig --right other.avi --output out --left FILE",
                 "disparity --rectified --disparity-number 16 --side-by-side FILE --output out"});
     addSamples(samples, {"rig/left.yml", "rig/left.xml", "rig/left.json"},
-               {"inspect --json --right-calibration rig/right.yml --left-calibration FILE",
-                "rectify --left left.png --right right.png --output out --right-calibration "
-                "rig/right.yml --left-calibration FILE",
-                "depth --left left.png --right right.png --range auto --output out "
-                "--right-calibration rig/right.yml --left-calibration FILE",
-                "check --left left.png --right right.png --right-calibration rig/right.yml "
-                "--left-calibration FILE",
-                "calibrate --corners 5x4 --square 1 --left board/l*.png --right board/r*.png "
-                "--output out --fix-intrinsics rig/right.yml FILE"});
+               {"inspect --json " + cameras, "rectify --output out " + pair + cameras,
+                "depth --range auto --output out " + pair + cameras, "check " + pair + cameras,
+                "calibrate --corners 5x4 --square 1 --output out " + boards +
+                    "--fix-intrinsics rig/right.yml FILE"});
     // What calibrating left beside the calibrations.
     addSamples(samples, {"calibrated/report.json"},
                {"inspect --calibration calibrated",
-                "depth --left board/l0.png --right board/r0.png --max-depth 20 --formats "
-                "ply-text,picture --output out --calibration calibrated",
-                "calibrate --corners 5x4 --square 1 --left board/l*.png --right board/r*.png "
-                "--output calibrated"});
+                "depth --calibration calibrated --max-depth 20 --formats ply-text,picture "
+                "--left board/l0.png --right board/r0.png --output out",
+                "calibrate --corners 5x4 --square 1 --output calibrated " + boards});
     addSamples(samples, {"calibrated/rig.yml"}, {"model FILE"});
     addSamples(samples, {"done/left_rectify.json"}, {rectifyFolders});
     addSamples(samples, {"done/left_disparity.json"}, {matchFolders});
     addSamples(samples, {"parameters.toml"},
-               {"disparity --rectified --left left.png --right right.png --output out "
-                "--parameters FILE"});
+               {"disparity --rectified --output out --parameters FILE " + pair});
     addSamples(samples, {"pattern"},
                {"rectify --calibration rig --right right.png --output out --left @pattern",
                 "evaluate --ground-truth truth.pfm --disparity @pattern"});
