@@ -179,7 +179,7 @@ TEST(DetectBoard, FindsCornersOfSmallSquares) {
 TEST(CalibrateRig, FindsRenderedRigsWithBoardsOfAllPatterns) {
     const struct {
         Board board;
-        double reach;
+        double reach = 0;
     } cases[] = {{{Pattern::chessboard, {9, 7}, 0.02, 0, "", "m"}, 0.2},
                  {{Pattern::chessboard, {7, 7}, 0.02, 0, "", "m"}, 0.2},
                  {{Pattern::circles, {8, 6}, 0.02, 0, "", "m"}, 0.2},
