@@ -13,7 +13,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::StartsWith;
 using vision::Stereo;
 
 constexpr double tiny = std::numeric_limits<float>::denorm_min();
@@ -27,6 +26,7 @@ struct Parameter {
     double defaultValue;
     std::vector<double> accepted;
     std::vector<double> refused;
+    const char* logText;  // where "{}" stands for the value
     const char* exceptionText;
 };
 
@@ -37,27 +37,33 @@ struct Parameter {
 // clang-format off
 const std::vector<Parameter> parameters = {
     {TIOMIPRA_PARAMETER(MaxDepth, float), 5, {tiny, 2.5, infinity, std::nan("")},
-     {0., -0., -tiny, -infinity}, "Invalid distance."},
+     {0., -0., -tiny, -infinity}, "Distance must be positive.", "Invalid distance."},
     {TIOMIPRA_PARAMETER(WindowSize, int), 21, {5, 7, 253, 255}, {3, 4, 6, 254, 256, 257, -5},
-     "Invalid window size."},
+     "Invalid window size ({}).", "Invalid window size."},
     {TIOMIPRA_PARAMETER(MinDisparity, int), 1, {-640, 0, 640}, {-641, 641, smallest},
-     "Invalid min disparity."},
+     "Invalid min disparity ({}).", "Invalid min disparity."},
     {TIOMIPRA_PARAMETER(DisparityNumber, int), 80, {16, 32, 1600}, {0, 8, 20, 81, -16},
+     "Invalid disparity number ({}), must be multiple of 16 and strictly positive.",
      "Invalid disparity number."},
-    {TIOMIPRA_PARAMETER(PreFilterCap, int), 45, {1, 63}, {0, 64, -1}, "Invalid prefilter cap."},
+    {TIOMIPRA_PARAMETER(PreFilterCap, int), 45, {1, 63}, {0, 64, -1},
+     "Invalid Prefilter cap ({}).", "Invalid prefilter cap."},
     {TIOMIPRA_PARAMETER(PreFilterSize, int), 25, {5, 7, 253, 255}, {3, 4, 6, 254, 256, 257, -5},
-     "Invalid prefilter size."},
-    {TIOMIPRA_PARAMETER(SpeckleRange, int), 10, {0, 31}, {-1, 32}, "Invalid speckle range."},
+     "Invalid Prefilter size ({}).", "Invalid prefilter size."},
+    {TIOMIPRA_PARAMETER(SpeckleRange, int), 10, {0, 31}, {-1, 32},
+     "Invalid Speckle range ({}).", "Invalid speckle range."},
     {TIOMIPRA_PARAMETER(SpeckleWindowSize, int), 400, {0, 1000}, {-1, 1001},
-     "Invalid speckle window size."},
+     "Invalid Speckle window size ({}).", "Invalid speckle window size."},
     {TIOMIPRA_PARAMETER(TextureThreshold, int), 1, {0, 10000}, {-1, 10001},
-     "Invalid texture threshold."},
-    {TIOMIPRA_PARAMETER(UniquenessRatio, int), 2, {0, 100}, {-1, 101}, "Invalid uniqueness ratio."},
-    {TIOMIPRA_PARAMETER(P1, int), 3528, {0, 2147483647}, {-1, smallest}, "Invalid P1."},
-    {TIOMIPRA_PARAMETER(P2, int), 14112, {0, 2147483647}, {-1, smallest}, "Invalid P2."},
-    {TIOMIPRA_PARAMETER(StereoAlgorithm, Stereo::StereoAlgorithm), 0, {0, 1, 7}, {}, ""},
-    {TIOMIPRA_PARAMETER(Disp12MaxDiff, int), 0, {-5, 7}, {}, ""},
-    {TIOMIPRA_PARAMETER(FullDP, bool), 0, {0, 1}, {}, ""}};
+     "Invalid Texture threshold ({}).", "Invalid texture threshold."},
+    {TIOMIPRA_PARAMETER(UniquenessRatio, int), 2, {0, 100}, {-1, 101},
+     "Invalid Uniqueness ratio ({}).", "Invalid uniqueness ratio."},
+    {TIOMIPRA_PARAMETER(P1, int), 3528, {0, 2147483647}, {-1, smallest},
+     "Invalid value for P1 ({}).", "Invalid P1."},
+    {TIOMIPRA_PARAMETER(P2, int), 14112, {0, 2147483647}, {-1, smallest},
+     "Invalid value for P2 ({}).", "Invalid P2."},
+    {TIOMIPRA_PARAMETER(StereoAlgorithm, Stereo::StereoAlgorithm), 0, {0, 1, 7}, {}, "", ""},
+    {TIOMIPRA_PARAMETER(Disp12MaxDiff, int), 0, {-5, 7}, {}, "", ""},
+    {TIOMIPRA_PARAMETER(FullDP, bool), 0, {0, 1}, {}, "", ""}};
 // clang-format on
 
 #undef TIOMIPRA_PARAMETER
@@ -100,9 +106,11 @@ TEST_F(Parameters, SettersStoreWhatTheyAcceptAndNothingElse) {
         for (const double value : parameter.refused) {
             EXPECT_THAT([&] { parameter.set(_stereo, value); },
                         Refuses<std::range_error>(parameter.exceptionText));
-            EXPECT_THAT(_log.takeLines(),
-                        ElementsAre(StartsWith("error vision.stereo set" +
-                                               std::string(parameter.name) + ": ")));
+            std::string line = std::string("error vision.stereo set") + parameter.name + ": ";
+            line += parameter.logText;
+            if (const auto place = line.find("{}"); place != std::string::npos)
+                line.replace(place, 2, std::to_string(static_cast<int>(value)));
+            EXPECT_THAT(_log.takeLines(), ElementsAre(line));
             EXPECT_EQ(readAll(_stereo), readAll(Stereo()));
         }
     }
