@@ -21,6 +21,7 @@
 #include "options/completion.hpp"
 #include "options/evaluate_options.hpp"
 #include "options/help_formatter.hpp"
+#include "options/import_options.hpp"
 #include "options/inspect_options.hpp"
 #include "options/matching_options.hpp"
 #include "options/rectify_options.hpp"
@@ -56,6 +57,12 @@ const std::vector<Subcommand> subcommands = {
      "tiomipra calibrate --corners 9x6 --square 25mm --left 'left*.jpg' --right 'right*.jpg' "
      "--output rig",
      configure<CalibrateOptions, addCalibrateOptions, runCalibrate>},
+    {"import", "Take over the calibration of another program",
+     "tiomipra import camchain.yaml --output rig",
+     configure<ImportOptions, addImportOptions, runImport>},
+    {"export", "Write a calibration for another program",
+     "tiomipra export --calibration rig --format opencv --output stereo.yml",
+     configure<ExportOptions, addExportOptions, runExport>},
     {"inspect", "Tell what a pair of calibrations says and whether it is usable",
      "tiomipra inspect --calibration rig",
      configure<InspectOptions, addInspectOptions, runInspect>},

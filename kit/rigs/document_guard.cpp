@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <opencv2/core.hpp>
 #include <stdexcept>
+#include <vision/calibration.hpp>
 
 #include "base/errors.hpp"
 #include "base/text.hpp"
@@ -51,6 +52,16 @@ void readDocument(const std::string& path, const std::string& kind,
     } catch (const std::logic_error& fault) {  // OpenCV's parser lets those of std::string through.
         refuse(unreadable(fault.what()));
     }
+}
+
+cv::FileStorage openDocument(const std::string& path, const std::string& kind) {
+    cv::FileStorage storage;
+    readDocument(path, kind, [&] {
+        // The library refuses a document that OpenCV's parser does not survive.
+        vision::Calibration().load(path);
+        storage.open(path, cv::FileStorage::READ);
+    });
+    return storage;
 }
 
 }  // namespace tiomipra

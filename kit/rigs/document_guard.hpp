@@ -3,6 +3,7 @@
 #define TIOMIPRA_RIGS_DOCUMENT_GUARD_HPP
 
 #include <functional>
+#include <opencv2/core/persistence.hpp>
 #include <string>
 
 namespace tiomipra {
@@ -12,6 +13,10 @@ namespace tiomipra {
 // parser complains, "is not `kind`" with the parser's words; `kind` as in "a calibration".
 void readDocument(const std::string& path, const std::string& kind,
                   const std::function<void()>& read);
+
+// The document in the file `path`, for what OpenCV's parser survives; else throws as
+// `readDocument`.
+cv::FileStorage openDocument(const std::string& path, const std::string& kind);
 
 }  // namespace tiomipra
 

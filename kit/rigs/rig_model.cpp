@@ -62,6 +62,15 @@ std::vector<double> coefficientsOf(const cv::Mat& distortion) {
     return coefficients;
 }
 
+// Where the camera's centre is moved to, from K [I | t].
+cv::Vec3d shiftOf(const cv::Matx34d& projection) {
+    const cv::Matx33d matrix = projection.get_minor<3, 3>(0, 0);
+    if (cv::determinant(matrix) == 0)
+        throw std::invalid_argument("a projection matrix has no inverse");
+    const cv::Vec3d last(projection(0, 3), projection(1, 3), projection(2, 3));
+    return matrix.inv() * last;
+}
+
 }  // namespace
 
 bool isCoefficientCount(LensKind kind, std::size_t count) {
@@ -105,17 +114,32 @@ void checkAlpha(double alpha) {
                            fmt::format("is {}, must be from 0 to 1, or -1", significant(alpha, 6)));
 }
 
+RectifiedRig rectify(const RigModel& model, const Rectification& rectification) {
+    checkModel(model);
+    return {makeCalibration(model.left, cv::Mat(rectification.leftRotation),
+                            cv::Mat(rectification.leftProjection)),
+            makeCalibration(model.right, cv::Mat(rectification.rightRotation),
+                            cv::Mat(rectification.rightProjection))};
+}
+
 RectifiedRig rectify(const RigModel& model, double alpha) {
     checkAlpha(alpha);
     checkModel(model);
-    cv::Mat leftRotation, rightRotation, leftProjection, rightProjection, reprojection;
+    Rectification result;
+    cv::Matx44d reprojection;
     cv::stereoRectify(cameraMatrixOf(model.left), distortionOf(model.left),
                       cameraMatrixOf(model.right), distortionOf(model.right), model.left.imageSize,
-                      model.rightFromLeftRotation, model.rightFromLeftTranslation, leftRotation,
-                      rightRotation, leftProjection, rightProjection, reprojection,
-                      cv::CALIB_ZERO_DISPARITY, alpha);
-    return {makeCalibration(model.left, leftRotation, leftProjection),
-            makeCalibration(model.right, rightRotation, rightProjection)};
+                      model.rightFromLeftRotation, model.rightFromLeftTranslation,
+                      result.leftRotation, result.rightRotation, result.leftProjection,
+                      result.rightProjection, reprojection, cv::CALIB_ZERO_DISPARITY, alpha);
+    return rectify(model, result);
+}
+
+void placeCameras(RigModel& model, const Rectification& rectification) {
+    const cv::Vec3d shift =
+        shiftOf(rectification.rightProjection) - shiftOf(rectification.leftProjection);
+    model.rightFromLeftRotation = rectification.rightRotation.t() * rectification.leftRotation;
+    model.rightFromLeftTranslation = rectification.rightRotation.t() * shift;
 }
 
 CameraModel cameraModelOf(const vision::Calibration& calibration) {
@@ -127,6 +151,14 @@ CameraModel cameraModelOf(const vision::Calibration& calibration) {
     matrix.convertTo(camera.cameraMatrix, CV_64F);
     camera.lens.coefficients = coefficientsOf(calibration.distortion);
     return camera;
+}
+
+RigModel modelOf(const RectifiedRig& rig) {
+    RigModel model{cameraModelOf(rig.left), cameraModelOf(rig.right)};
+    checkModel(model);
+    placeCameras(model, {rig.left.rectificationMatrix, rig.right.rectificationMatrix,
+                         rig.left.projectionMatrix, rig.right.projectionMatrix});
+    return model;
 }
 
 cv::Mat cameraMatrixOf(const CameraModel& camera) {

@@ -43,8 +43,8 @@ struct RigModel {
     // A point at p in the left camera's frame is at `rightFromLeftRotation` p +
     // `rightFromLeftTranslation` in the right one's.
     cv::Matx33d rightFromLeftRotation = cv::Matx33d::eye();
-    cv::Vec3d rightFromLeftTranslation;  // in `unit`
-    std::string unit;                    // of lengths: "m", or "" for the user's own
+    cv::Vec3d rightFromLeftTranslation = {};  // in `unit`
+    std::string unit = {};                    // of lengths: "m", or "" for the user's own
 };
 
 // Throws `std::invalid_argument` when the image sizes differ or a lens has a count of coefficients
@@ -60,6 +60,28 @@ struct RectifiedRig {
     vision::Calibration left;
     vision::Calibration right;
 };
+
+// How both cameras turn and project, as `cv::stereoRectify` gives it: the rotations lead from a
+// camera's frame to its rectified frame; pixels, and `unit` times pixels.
+struct Rectification {
+    cv::Matx33d leftRotation = cv::Matx33d::eye();
+    cv::Matx33d rightRotation = cv::Matx33d::eye();
+    cv::Matx34d leftProjection;
+    cv::Matx34d rightProjection;
+};
+
+// The calibrations that follow from a rectification that is known. Throws `std::invalid_argument`
+// as `checkModel`.
+RectifiedRig rectify(const RigModel& model, const Rectification& rectification);
+
+// Where the cameras are to each other as their rectification has it: sets the rotation and the
+// translation of `model`. Throws `std::invalid_argument` when a projection has no inverse.
+void placeCameras(RigModel& model, const Rectification& rectification);
+
+// The rig that two calibrations describe, but for its unit. Throws `std::invalid_argument` as
+// `cameraModelOf`, `checkModel` and `placeCameras`. Their matrices have the shapes that a usable
+// pair has.
+RigModel modelOf(const RectifiedRig& rig);
 
 // Throws `SettingError` for "alpha" unless `rectify` takes it.
 void checkAlpha(double alpha);

@@ -17,12 +17,6 @@ namespace {
 constexpr std::pair<LensKind, const char*> lensKinds[] = {
     {LensKind::radialTangential, "radial-tangential"}};
 
-std::string nameOf(LensKind kind) {
-    return std::find_if(std::begin(lensKinds), std::end(lensKinds),
-                        [kind](const auto& entry) { return entry.first == kind; })
-        ->second;
-}
-
 void write(cv::FileStorage& storage, const std::string& key, const CameraModel& camera) {
     storage << key << "{";
     storage << "width" << camera.imageSize.width << "height" << camera.imageSize.height;
@@ -194,6 +188,12 @@ RigModel readModel(const cv::FileNode& root) {
 
 }  // namespace
 
+std::string nameOf(LensKind kind) {
+    return std::find_if(std::begin(lensKinds), std::end(lensKinds),
+                        [kind](const auto& entry) { return entry.first == kind; })
+        ->second;
+}
+
 std::string encodeRigModel(const RigModel& model) {
     cv::FileStorage storage(".yml", cv::FileStorage::WRITE | cv::FileStorage::MEMORY);
     storage.write("unit", model.unit);
@@ -206,12 +206,7 @@ std::string encodeRigModel(const RigModel& model) {
 
 RigModel readRigModel(const std::string& path) {
     constexpr auto kind = "a rig model";
-    cv::FileStorage storage;
-    readDocument(path, kind, [&] {
-        // The library refuses a document that OpenCV's parser does not survive.
-        vision::Calibration().load(path);
-        storage.open(path, cv::FileStorage::READ);
-    });
+    const cv::FileStorage storage = openDocument(path, kind);
     try {
         return readModel(storage.root());
     } catch (const std::invalid_argument& broken) {

@@ -9,6 +9,9 @@
 
 namespace tiomipra {
 
+// As files have it: "radial-tangential".
+std::string nameOf(LensKind kind);
+
 // The bytes of a file with `model`, YAML. All numbers read back exactly.
 std::string encodeRigModel(const RigModel& model);
 

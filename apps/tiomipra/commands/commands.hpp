@@ -11,12 +11,16 @@ struct CalibrateOptions;
 struct CheckOptions;
 struct DrawBoardOptions;
 struct EvaluateOptions;
+struct ExportOptions;
+struct ImportOptions;
 struct InspectOptions;
 struct MatchingOptions;
 struct RectifyOptions;
 
 Ending runBoard(const DrawBoardOptions& options);
 Ending runCalibrate(const CalibrateOptions& options);
+Ending runImport(const ImportOptions& options);
+Ending runExport(const ExportOptions& options);
 Ending runInspect(const InspectOptions& options);
 Ending runCheck(const CheckOptions& options);
 Ending runRectify(const RectifyOptions& options);

@@ -1,0 +1,217 @@
+// Cameras by their places on a body that carries an inertial sensor, too.
+#include <algorithm>
+#include <opencv2/core/quaternion.hpp>
+#include <stdexcept>
+
+#include "base/text.hpp"
+#include "formats/source_rig.hpp"
+
+namespace tiomipra {
+namespace {
+
+void requireText(const SourceValue& value, const char* expected) {
+    if (value.text() != expected)
+        value.refuse(fmt::format("is {}, must be {}", quote(value.text()), expected));
+}
+
+// One file a camera, "sensor.yaml".
+namespace sensor {
+
+bool fits(const SourceDocuments& documents) {
+    return std::all_of(documents.begin(), documents.end(), [](const SourceDocument& document) {
+        return document.root().has("T_BS") && document.root().has("intrinsics");
+    });
+}
+
+CameraModel readCamera(const SourceValue& root) {
+    requireText(root.at("camera_model"), "pinhole");
+    return {sizeFrom(root.at("resolution")), pinholeMatrix(root.at("intrinsics").numbers(4)),
+            lensOf(root.at("distortion_model"), root.at("distortion_coefficients"))};
+}
+
+SourceRig read(const SourceDocuments& documents, const ImportSettings&) {
+    if (documents.size() != 2)
+        throw std::invalid_argument(
+            "there must be two files, that of the left camera and that of the right one");
+    const SourceValue left = documents[0].root(), right = documents[1].root();
+    SourceRig rig = rigOf(readCamera(left), readCamera(right), "m");
+    placeOnBody(rig.model, left.at("T_BS").matrix<4, 4>(), right.at("T_BS").matrix<4, 4>());
+    return rig;
+}
+
+}  // namespace sensor
+
+// One file with a list of cameras, each with "T_B_C".
+namespace svo {
+
+bool fits(const SourceDocuments& documents) {
+    return documents.size() == 1 && documents[0].root().has("cameras");
+}
+
+CameraModel readCamera(const SourceValue& camera) {
+    requireText(camera.at("type"), "pinhole");
+    const SourceValue distortion = camera.at("distortion");
+    return {{camera.at("image_width").whole(), camera.at("image_height").whole()},
+            pinholeMatrix(camera.at("intrinsics").numbers(4)),
+            lensOf(distortion.at("type"), distortion.at("parameters"))};
+}
+
+SourceRig read(const SourceDocuments& documents, const ImportSettings& settings) {
+    const auto cameras = documents[0].root().at("cameras").elements();
+    std::vector<std::string> names;
+    for (const SourceValue& camera : cameras) {
+        const auto label = camera.at("camera").find("label");
+        names.push_back(label ? label->text() : fmt::format("cam{}", names.size()));
+    }
+    const auto pair = chooseCameras(names, settings.cameras);
+    const auto find = [&](const std::string& name) {
+        return cameras[std::find(names.begin(), names.end(), name) - names.begin()];
+    };
+    const SourceValue left = find(pair[0]), right = find(pair[1]);
+    SourceRig rig = rigOf(readCamera(left.at("camera")), readCamera(right.at("camera")), "m");
+    placeOnBody(rig.model, left.at("T_B_C").matrix<4, 4>(), right.at("T_B_C").matrix<4, 4>());
+    return rig;
+}
+
+}  // namespace svo
+
+// One file with the places, and one a camera with the rest.
+namespace vins {
+
+bool hasPlaces(const SourceDocument& document) {
+    return document.root().has("body_T_cam0");
+}
+
+bool fits(const SourceDocuments& documents) {
+    return std::any_of(documents.begin(), documents.end(), hasPlaces);
+}
+
+CameraModel readCamera(const SourceValue& root) {
+    requireText(root.at("model_type"), "PINHOLE");
+    const SourceValue projection = root.at("projection_parameters");
+    const SourceValue distortion = root.at("distortion_parameters");
+    CameraModel camera;
+    camera.imageSize = {root.at("image_width").whole(), root.at("image_height").whole()};
+    camera.cameraMatrix =
+        pinholeMatrix({projection.at("fx").number(), projection.at("fy").number(),
+                       projection.at("cx").number(), projection.at("cy").number()});
+    for (const char* key : {"k1", "k2", "p1", "p2"})
+        camera.lens.coefficients.push_back(distortion.at(key).number());
+    return camera;
+}
+
+// What the file says about how sure its places are.
+std::vector<std::string> describePlaces(const SourceValue& root) {
+    const auto estimate = root.find("estimate_extrinsic");
+    if (!estimate || estimate->whole() == 0)
+        return {};
+    return {fmt::format("estimate_extrinsic is {}: the places of the cameras are a first guess; "
+                        "those that were found stand in another file",
+                        estimate->whole())};
+}
+
+SourceRig read(const SourceDocuments& documents, const ImportSettings&) {
+    const auto places = std::find_if(documents.begin(), documents.end(), hasPlaces);
+    SourceDocuments cameras(documents.begin(), places);
+    cameras.insert(cameras.end(), places + 1, documents.end());
+    if (cameras.size() != 2)
+        throw std::invalid_argument(
+            "there must be three files, that with body_T_cam0 and body_T_cam1 and those that "
+            "cam0_calib and cam1_calib name in it");
+    const SourceValue root = places->root();
+    SourceRig rig =
+        rigOf(readCamera(cameras[0].root()), readCamera(cameras[1].root()), "m");
+    rig.notes = describePlaces(root);
+    placeOnBody(rig.model, root.at("body_T_cam0").matrix<4, 4>(),
+                root.at("body_T_cam1").matrix<4, 4>());
+    return rig;
+}
+
+}  // namespace vins
+
+// JSON with lists of cameras below "value0".
+namespace basalt {
+
+bool fits(const SourceDocuments& documents) {
+    const auto value = documents[0].root().find("value0");
+    return documents.size() == 1 && value && value->has("T_imu_cam");
+}
+
+std::vector<double> numbersOf(const SourceValue& value, const std::vector<const char*>& keys) {
+    std::vector<double> numbers;
+    for (const char* key : keys)
+        numbers.push_back(value.at(key).number());
+    return numbers;
+}
+
+cv::Matx44d placeOf(const SourceValue& value) {
+    const auto numbers = numbersOf(value, {"qw", "qx", "qy", "qz", "px", "py", "pz"});
+    const cv::Quatd turn(numbers[0], numbers[1], numbers[2], numbers[3]);
+    if (std::abs(turn.norm() - 1) > 1e-3)
+        value.refuse(fmt::format("has a quaternion of length {}, must be 1",
+                                 significant(turn.norm(), 6)));
+    const cv::Matx33d rotation = turn.toRotMat3x3(cv::QUAT_ASSUME_NOT_UNIT);
+    return {rotation(0, 0), rotation(0, 1), rotation(0, 2), numbers[4],
+            rotation(1, 0), rotation(1, 1), rotation(1, 2), numbers[5],
+            rotation(2, 0), rotation(2, 1), rotation(2, 2), numbers[6],
+            0,              0,              0,              1};
+}
+
+CameraModel readCamera(const SourceValue& camera, const SourceValue& resolution) {
+    const SourceValue type = camera.at("camera_type");
+    const SourceValue intrinsics = camera.at("intrinsics");
+    CameraModel model{sizeFrom(resolution),
+                      pinholeMatrix(numbersOf(intrinsics, {"fx", "fy", "cx", "cy"})),
+                      {}};
+    if (type.text() == "pinhole-radtan8")
+        model.lens.coefficients =
+            numbersOf(intrinsics, {"k1", "k2", "p1", "p2", "k3", "k4", "k5", "k6"});
+    else if (type.text() != "pinhole")
+        type.refuse(fmt::format("is {}, must be pinhole or pinhole-radtan8", quote(type.text())));
+    return model;
+}
+
+SourceRig read(const SourceDocuments& documents, const ImportSettings& settings) {
+    const SourceValue root = documents[0].root().at("value0");
+    const auto places = root.at("T_imu_cam").elements();
+    const auto cameras = root.at("intrinsics").elements();
+    const auto resolutions = root.at("resolution").elements();
+    std::vector<std::string> names;
+    while (names.size() < std::min({places.size(), cameras.size(), resolutions.size()}))
+        names.push_back(fmt::format("cam{}", names.size()));
+    const auto pair = chooseCameras(names, settings.cameras);
+    const auto numberOf = [&](const std::string& name) {
+        return static_cast<std::size_t>(std::find(names.begin(), names.end(), name) -
+                                        names.begin());
+    };
+    const std::size_t left = numberOf(pair[0]), right = numberOf(pair[1]);
+    SourceRig rig = rigOf(readCamera(cameras[left], resolutions[left]),
+                          readCamera(cameras[right], resolutions[right]), "m");
+    placeOnBody(rig.model, placeOf(places[left]), placeOf(places[right]));
+    return rig;
+}
+
+}  // namespace basalt
+}  // namespace
+
+SourceFormat sensorFormat() {
+    return {{"sensor", "two sensor.yaml files with T_BS, left and right"},
+            sensor::fits,
+            sensor::read};
+}
+
+SourceFormat svoFormat() {
+    return {{"svo", "a list of cameras with T_B_C"}, svo::fits, svo::read};
+}
+
+SourceFormat vinsFormat() {
+    return {{"vins", "body_T_cam0 and body_T_cam1, and a file for each camera, left and right"},
+            vins::fits,
+            vins::read};
+}
+
+SourceFormat basaltFormat() {
+    return {{"basalt", "JSON with T_imu_cam"}, basalt::fits, basalt::read};
+}
+
+}  // namespace tiomipra
