@@ -14,6 +14,13 @@ void requireText(const SourceValue& value, const char* expected) {
         value.refuse(fmt::format("is {}, must be {}", quote(value.text()), expected));
 }
 
+std::vector<double> numbersOf(const SourceValue& value, const std::vector<const char*>& keys) {
+    std::vector<double> numbers;
+    for (const char* key : keys)
+        numbers.push_back(value.at(key).number());
+    return numbers;
+}
+
 // One file a camera, "sensor.yaml".
 namespace sensor {
 
@@ -87,17 +94,20 @@ bool fits(const SourceDocuments& documents) {
 }
 
 CameraModel readCamera(const SourceValue& root) {
-    requireText(root.at("model_type"), "PINHOLE");
+    const SourceValue type = root.at("model_type");
+    const bool isFisheye = type.text() == "KANNALA_BRANDT";
+    if (!isFisheye && type.text() != "PINHOLE")
+        type.refuse(fmt::format("is {}, must be PINHOLE or KANNALA_BRANDT", quote(type.text())));
+    const cv::Size size(root.at("image_width").whole(), root.at("image_height").whole());
     const SourceValue projection = root.at("projection_parameters");
-    const SourceValue distortion = root.at("distortion_parameters");
-    CameraModel camera;
-    camera.imageSize = {root.at("image_width").whole(), root.at("image_height").whole()};
-    camera.cameraMatrix =
-        pinholeMatrix({projection.at("fx").number(), projection.at("fy").number(),
-                       projection.at("cx").number(), projection.at("cy").number()});
-    for (const char* key : {"k1", "k2", "p1", "p2"})
-        camera.lens.coefficients.push_back(distortion.at(key).number());
-    return camera;
+    if (isFisheye)
+        return {size,
+                pinholeMatrix(numbersOf(projection, {"mu", "mv", "u0", "v0"})),
+                {LensKind::fisheye, numbersOf(projection, {"k2", "k3", "k4", "k5"})}};
+    return {size,
+            pinholeMatrix(numbersOf(projection, {"fx", "fy", "cx", "cy"})),
+            {LensKind::radialTangential,
+             numbersOf(root.at("distortion_parameters"), {"k1", "k2", "p1", "p2"})}};
 }
 
 // What the file says about how sure its places are.
@@ -105,9 +115,10 @@ std::vector<std::string> describePlaces(const SourceValue& root) {
     const auto estimate = root.find("estimate_extrinsic");
     if (!estimate || estimate->whole() == 0)
         return {};
-    return {fmt::format("estimate_extrinsic is {}: the places of the cameras are a first guess; "
-                        "those that were found stand in another file",
-                        estimate->whole())};
+    return {
+        fmt::format("estimate_extrinsic is {}: the places of the cameras are a first guess; "
+                    "those that were found stand in another file",
+                    estimate->whole())};
 }
 
 SourceRig read(const SourceDocuments& documents, const ImportSettings&) {
@@ -119,8 +130,7 @@ SourceRig read(const SourceDocuments& documents, const ImportSettings&) {
             "there must be three files, that with body_T_cam0 and body_T_cam1 and those that "
             "cam0_calib and cam1_calib name in it");
     const SourceValue root = places->root();
-    SourceRig rig =
-        rigOf(readCamera(cameras[0].root()), readCamera(cameras[1].root()), "m");
+    SourceRig rig = rigOf(readCamera(cameras[0].root()), readCamera(cameras[1].root()), "m");
     rig.notes = describePlaces(root);
     placeOnBody(rig.model, root.at("body_T_cam0").matrix<4, 4>(),
                 root.at("body_T_cam1").matrix<4, 4>());
@@ -137,38 +147,47 @@ bool fits(const SourceDocuments& documents) {
     return documents.size() == 1 && value && value->has("T_imu_cam");
 }
 
-std::vector<double> numbersOf(const SourceValue& value, const std::vector<const char*>& keys) {
-    std::vector<double> numbers;
-    for (const char* key : keys)
-        numbers.push_back(value.at(key).number());
-    return numbers;
-}
-
 cv::Matx44d placeOf(const SourceValue& value) {
     const auto numbers = numbersOf(value, {"qw", "qx", "qy", "qz", "px", "py", "pz"});
     const cv::Quatd turn(numbers[0], numbers[1], numbers[2], numbers[3]);
     if (std::abs(turn.norm() - 1) > 1e-3)
-        value.refuse(fmt::format("has a quaternion of length {}, must be 1",
-                                 significant(turn.norm(), 6)));
+        value.refuse(
+            fmt::format("has a quaternion of length {}, must be 1", significant(turn.norm(), 6)));
     const cv::Matx33d rotation = turn.toRotMat3x3(cv::QUAT_ASSUME_NOT_UNIT);
-    return {rotation(0, 0), rotation(0, 1), rotation(0, 2), numbers[4],
-            rotation(1, 0), rotation(1, 1), rotation(1, 2), numbers[5],
-            rotation(2, 0), rotation(2, 1), rotation(2, 2), numbers[6],
-            0,              0,              0,              1};
+    return {rotation(0, 0),
+            rotation(0, 1),
+            rotation(0, 2),
+            numbers[4],
+            rotation(1, 0),
+            rotation(1, 1),
+            rotation(1, 2),
+            numbers[5],
+            rotation(2, 0),
+            rotation(2, 1),
+            rotation(2, 2),
+            numbers[6],
+            0,
+            0,
+            0,
+            1};
 }
 
 CameraModel readCamera(const SourceValue& camera, const SourceValue& resolution) {
     const SourceValue type = camera.at("camera_type");
     const SourceValue intrinsics = camera.at("intrinsics");
-    CameraModel model{sizeFrom(resolution),
-                      pinholeMatrix(numbersOf(intrinsics, {"fx", "fy", "cx", "cy"})),
-                      {}};
-    if (type.text() == "pinhole-radtan8")
-        model.lens.coefficients =
-            numbersOf(intrinsics, {"k1", "k2", "p1", "p2", "k3", "k4", "k5", "k6"});
-    else if (type.text() != "pinhole")
-        type.refuse(fmt::format("is {}, must be pinhole or pinhole-radtan8", quote(type.text())));
-    return model;
+    const auto lens = [&]() -> LensModel {
+        if (type.text() == "pinhole")
+            return {};
+        if (type.text() == "pinhole-radtan8")
+            return {LensKind::radialTangential,
+                    numbersOf(intrinsics, {"k1", "k2", "p1", "p2", "k3", "k4", "k5", "k6"})};
+        if (type.text() == "kb4")
+            return {LensKind::fisheye, numbersOf(intrinsics, {"k1", "k2", "k3", "k4"})};
+        type.refuse(
+            fmt::format("is {}, must be pinhole, pinhole-radtan8 or kb4", quote(type.text())));
+    };
+    return {sizeFrom(resolution), pinholeMatrix(numbersOf(intrinsics, {"fx", "fy", "cx", "cy"})),
+            lens()};
 }
 
 SourceRig read(const SourceDocuments& documents, const ImportSettings& settings) {
@@ -195,9 +214,8 @@ SourceRig read(const SourceDocuments& documents, const ImportSettings& settings)
 }  // namespace
 
 SourceFormat sensorFormat() {
-    return {{"sensor", "two sensor.yaml files with T_BS, left and right"},
-            sensor::fits,
-            sensor::read};
+    return {
+        {"sensor", "two sensor.yaml files with T_BS, left and right"}, sensor::fits, sensor::read};
 }
 
 SourceFormat svoFormat() {

@@ -17,10 +17,9 @@ CameraModel readCamera(const SourceValue& camera) {
 
 SourceRig read(const SourceDocuments& documents, const ImportSettings&) {
     const SourceValue root = documents[0].root();
-    SourceRig rig{
-        {readCamera(root.at("left")), readCamera(root.at("right")),
-         root.at("rightFromLeftRotation").matrix<3, 3>(),
-         cv::Vec3d(root.at("rightFromLeftTranslation").matrix<3, 1>().val)}};
+    SourceRig rig{{readCamera(root.at("left")), readCamera(root.at("right")),
+                   root.at("rightFromLeftRotation").matrix<3, 3>(),
+                   cv::Vec3d(root.at("rightFromLeftTranslation").matrix<3, 1>().val)}};
     rig.model.unit = root.at("unit").text();
     return rig;
 }
@@ -28,9 +27,8 @@ SourceRig read(const SourceDocuments& documents, const ImportSettings&) {
 }  // namespace
 
 SourceFormat modelFormat() {
-    return {{"json", "the rig model that calibrate writes, rig.yml, or the same as JSON"},
-            fits,
-            read};
+    return {
+        {"json", "the rig model that calibrate writes, rig.yml, or the same as JSON"}, fits, read};
 }
 
 }  // namespace tiomipra

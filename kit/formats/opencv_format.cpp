@@ -10,14 +10,18 @@ namespace {
 
 using Names = std::vector<const char*>;
 
-const Names leftMatrix = {"M1",        "K1",        "cameraMatrix1",     "cameraMatrixL",
-                          "camera_matrix_1", "left_camera_matrix", "K_left", "KL", "mtxL"};
-const Names rightMatrix = {"M2",        "K2",        "cameraMatrix2",      "cameraMatrixR",
-                           "camera_matrix_2", "right_camera_matrix", "K_right", "KR", "mtxR"};
-const Names leftLens = {"D1", "distCoeffs1", "distCoeffsL", "dist_coeffs_1",
-                        "left_distortion_coefficients", "D_left", "DL", "distL"};
-const Names rightLens = {"D2", "distCoeffs2", "distCoeffsR", "dist_coeffs_2",
-                         "right_distortion_coefficients", "D_right", "DR", "distR"};
+const Names leftMatrix = {
+    "M1",     "K1", "cameraMatrix1", "cameraMatrixL", "camera_matrix_1", "left_camera_matrix",
+    "K_left", "KL", "mtxL"};
+const Names rightMatrix = {
+    "M2",      "K2", "cameraMatrix2", "cameraMatrixR", "camera_matrix_2", "right_camera_matrix",
+    "K_right", "KR", "mtxR"};
+const Names leftLens = {
+    "D1",     "distCoeffs1", "distCoeffsL", "dist_coeffs_1", "left_distortion_coefficients",
+    "D_left", "DL",          "distL"};
+const Names rightLens = {
+    "D2",      "distCoeffs2", "distCoeffsR", "dist_coeffs_2", "right_distortion_coefficients",
+    "D_right", "DR",          "distR"};
 const Names rotation = {"R", "rotation", "Rot", "rotation_matrix"};
 const Names translation = {"T", "translation", "Trns", "translation_vector"};
 const Names sizes = {"imageSize", "image_size", "size", "img_size"};
@@ -89,7 +93,8 @@ SourceRig read(const SourceDocuments& documents, const ImportSettings& settings)
 
 SourceFormat openCvFormat() {
     return {{"opencv", "intrinsics.yml and extrinsics.yml of stereo_calib, or one file with both"},
-            fits, read};
+            fits,
+            read};
 }
 
 }  // namespace tiomipra

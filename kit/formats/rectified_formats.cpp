@@ -45,9 +45,10 @@ SourceRig read(const SourceDocuments& documents, const ImportSettings&) {
     const auto doffs = root.find("doffs");
     constexpr double tolerance = 0.01;
     if (doffs && std::abs(doffs->number() - offset) > tolerance)
-        doffs->refuse(fmt::format("is {}, must be the difference of the centres in cam1 and cam0, "
-                                  "{}",
-                                  significant(doffs->number(), 6), significant(offset, 6)));
+        doffs->refuse(
+            fmt::format("is {}, must be the difference of the centres in cam1 and cam0, "
+                        "{}",
+                        significant(doffs->number(), 6), significant(offset, 6)));
     return rectifiedRig({root.at("width").whole(), root.at("height").whole()},
                         projectionOf(left, 0),
                         projectionOf(right, -right(0, 0) * root.at("baseline").number()), "mm");
@@ -92,7 +93,8 @@ SourceRig readRaw(const SourceDocuments& documents, const ImportSettings& settin
     const SourceValue root = documents[0].root();
     const auto pair = chooseCameras(camerasIn(root, "K_0"), settings.cameras);
     const auto camera = [&](const std::string& name) {
-        return CameraModel{sizeFrom(root.at("S_0" + name)), root.at("K_0" + name).matrix<3, 3>(),
+        return CameraModel{sizeFrom(root.at("S_0" + name)),
+                           root.at("K_0" + name).matrix<3, 3>(),
                            {LensKind::radialTangential, root.at("D_0" + name).numbers()}};
     };
     const auto rotation = [&](const std::string& name) {

@@ -31,8 +31,8 @@ std::string listed(const std::vector<double>& numbers) {
 std::vector<double> coefficientsOf(const CameraModel& camera, std::size_t count,
                                    const char* format) {
     std::vector<double> coefficients = camera.lens.coefficients;
-    if (std::any_of(coefficients.begin() + static_cast<std::ptrdiff_t>(
-                                               std::min(count, coefficients.size())),
+    if (std::any_of(coefficients.begin() +
+                        static_cast<std::ptrdiff_t>(std::min(count, coefficients.size())),
                     coefficients.end(), [](double one) { return one != 0; }))
         throw std::invalid_argument(
             fmt::format("a lens has {} coefficients, {} holds {}; calibrate with fewer",
@@ -49,7 +49,14 @@ void requireMetres(const RigModel& model, const char* format) {
                         format));
 }
 
+bool isFisheye(const CameraModel& camera) {
+    return camera.lens.kind == LensKind::fisheye;
+}
+
+// Of wide-angle lenses what stands for them.
 std::vector<std::string> writeOpenCv(const RigModel& model, const RectifiedRig& rectified) {
+    const CameraModel left = isFisheye(model.left) ? cameraModelOf(rectified.left) : model.left;
+    const CameraModel right = isFisheye(model.right) ? cameraModelOf(rectified.right) : model.right;
     constexpr int plainCount = 5;
     const auto lens = [](const CameraModel& camera) {
         const cv::Mat coefficients = distortionOf(camera);
@@ -61,9 +68,9 @@ std::vector<std::string> writeOpenCv(const RigModel& model, const RectifiedRig& 
         return doubles;
     };
     cv::FileStorage storage(".yml", cv::FileStorage::WRITE | cv::FileStorage::MEMORY);
-    storage << "imageSize" << model.left.imageSize;
-    storage << "M1" << cameraMatrixOf(model.left) << "D1" << lens(model.left);
-    storage << "M2" << cameraMatrixOf(model.right) << "D2" << lens(model.right);
+    storage << "imageSize" << left.imageSize;
+    storage << "M1" << cameraMatrixOf(left) << "D1" << lens(left);
+    storage << "M2" << cameraMatrixOf(right) << "D2" << lens(right);
     storage << "R" << cv::Mat(model.rightFromLeftRotation);
     storage << "T" << cv::Mat(model.rightFromLeftTranslation);
     storage << "R1" << inDoubles(rectified.left.rectificationMatrix);
@@ -78,7 +85,9 @@ std::string writeRosCamera(const CameraModel& camera, const vision::Calibration&
     constexpr std::size_t plainCount = 5, rationalCount = 8;
     const bool isRational = camera.lens.coefficients.size() > plainCount;
     const auto coefficients =
-        coefficientsOf(camera, isRational ? rationalCount : plainCount, "camera_info");
+        isFisheye(camera)
+            ? camera.lens.coefficients
+            : coefficientsOf(camera, isRational ? rationalCount : plainCount, "camera_info");
     return fmt::format(
         "image_width: {}\n"
         "image_height: {}\n"
@@ -88,9 +97,13 @@ std::string writeRosCamera(const CameraModel& camera, const vision::Calibration&
         "distortion_coefficients: {{rows: 1, cols: {}, data: {}}}\n"
         "rectification_matrix: {{rows: 3, cols: 3, data: {}}}\n"
         "projection_matrix: {{rows: 3, cols: 4, data: {}}}\n",
-        camera.imageSize.width, camera.imageSize.height, name, listed(numbersOf(cameraMatrixOf(camera))),
-        isRational ? "rational_polynomial" : "plumb_bob", coefficients.size(), listed(coefficients),
-        listed(numbersOf(rectified.rectificationMatrix)), listed(numbersOf(rectified.projectionMatrix)));
+        camera.imageSize.width, camera.imageSize.height, name,
+        listed(numbersOf(cameraMatrixOf(camera))),
+        isFisheye(camera) ? "equidistant"
+        : isRational      ? "rational_polynomial"
+                          : "plumb_bob",
+        coefficients.size(), listed(coefficients), listed(numbersOf(rectified.rectificationMatrix)),
+        listed(numbersOf(rectified.projectionMatrix)));
 }
 
 std::vector<std::string> writeRos(const RigModel& model, const RectifiedRig& rectified) {
@@ -105,11 +118,12 @@ std::string writeKalibrCamera(const CameraModel& camera, int number) {
     return fmt::format(
         "  camera_model: pinhole\n"
         "  distortion_coeffs: {}\n"
-        "  distortion_model: radtan\n"
+        "  distortion_model: {}\n"
         "  intrinsics: {}\n"
         "  resolution: [{}, {}]\n"
         "  rostopic: /cam{}/image_raw\n",
         listed(coefficientsOf(camera, count, "a camera chain")),
+        isFisheye(camera) ? "equidistant" : "radtan",
         listed({matrix(0, 0), matrix(1, 1), matrix(0, 2), matrix(1, 2)}), camera.imageSize.width,
         camera.imageSize.height, number);
 }
@@ -144,12 +158,12 @@ ordered_json toJson(const CameraModel& camera, const vision::Calibration& rectif
 
 std::vector<std::string> writeJson(const RigModel& model, const RectifiedRig& rectified) {
     const cv::Vec3d& translation = model.rightFromLeftTranslation;
-    return {dumpJson({{"unit", model.unit},
-                      {"left", toJson(model.left, rectified.left)},
-                      {"right", toJson(model.right, rectified.right)},
-                      {"rightFromLeftRotation", toRows(cv::Mat(model.rightFromLeftRotation))},
-                      {"rightFromLeftTranslation",
-                       {translation[0], translation[1], translation[2]}}})};
+    return {
+        dumpJson({{"unit", model.unit},
+                  {"left", toJson(model.left, rectified.left)},
+                  {"right", toJson(model.right, rectified.right)},
+                  {"rightFromLeftRotation", toRows(cv::Mat(model.rightFromLeftRotation))},
+                  {"rightFromLeftTranslation", {translation[0], translation[1], translation[2]}}})};
 }
 
 }  // namespace

@@ -8,16 +8,16 @@
 #include "base/text.hpp"
 #include "formats/source_rig.hpp"
 #include "rigs/calibration_faults.hpp"
+#include "rigs/fisheye_lens.hpp"
 
 namespace tiomipra {
 namespace {
 
 const std::vector<SourceFormat>& formats() {
     static const std::vector<SourceFormat> all = {
-        modelFormat(), openCvFormat(), rosFormat(),        kalibrFormat(), sensorFormat(),
-        svoFormat(),    vinsFormat(),       basaltFormat(), middleburyFormat(),
-        kittiFormat(),  kittiRawFormat(),   kittiOdometryFormat(),
-        zedFormat()};
+        modelFormat(),    openCvFormat(),        rosFormat(),    kalibrFormat(),     sensorFormat(),
+        svoFormat(),      vinsFormat(),          basaltFormat(), middleburyFormat(), kittiFormat(),
+        kittiRawFormat(), kittiOdometryFormat(), zedFormat()};
     return all;
 }
 
@@ -51,8 +51,8 @@ const SourceFormat& chooseFormat(const SourceDocuments& documents, const std::st
     const std::string known = namesOf(importFormats());
     if (!name.empty())
         throw SettingError("format", fmt::format("is {}, must be one of {}", quote(name), known));
-    throw std::invalid_argument(
-        fmt::format("the content shows none of the formats {}; {}", known, describeKeys(documents)));
+    throw std::invalid_argument(fmt::format("the content shows none of the formats {}; {}", known,
+                                            describeKeys(documents)));
 }
 
 double metresIn(const std::string& unit) {
@@ -134,6 +134,45 @@ void requireUsable(const RectifiedRig& rig) {
         throw std::invalid_argument(faults.front().problem);
 }
 
+Rectification chooseFisheyeView(const SourceRig& rig, const ImportSettings& settings) {
+    if (rig.rectification)
+        return *rig.rectification;
+    return rectifyFisheye(rig.model, {settings.fieldOfView, settings.alpha.value_or(0)});
+}
+
+RectifiedRig rectifyWideAngle(SourceRig& rig, const ImportSettings& settings) {
+    const Rectification rectification = chooseFisheyeView(rig, settings);
+    const PinholeRig pinholes = asPinholes(rig.model, rectification);
+    const std::string fit = fmt::format(
+        "pinholes with 8 coefficients stand for the wide-angle lenses; up to {} degrees off the "
+        "axis they are off by at most {} pixels",
+        digits(pinholes.angle), significant(pinholes.residual, 2));
+    if (!(pinholes.residual <= settings.maxResidual))
+        throw std::invalid_argument(
+            fmt::format("{}, must be by at most {} (max-residual); choose a smaller field of view",
+                        fit, digits(settings.maxResidual)));
+    rig.notes.push_back(fit);
+    return rectify(pinholes.model, rectification);
+}
+
+bool isWideAngle(const RigModel& model) {
+    if (model.left.lens.kind != model.right.lens.kind)
+        throw std::invalid_argument("one lens is a fisheye lens, must be both or none");
+    return model.left.lens.kind == LensKind::fisheye;
+}
+
+RectifiedRig rectifyAsAsked(SourceRig& rig, const ImportSettings& settings) {
+    if (rig.rectification && settings.alpha)
+        throw SettingError("alpha", "can't be chosen, as the files bring the rectification");
+    if (settings.fieldOfView && (rig.rectification || !isWideAngle(rig.model)))
+        throw SettingError("field-of-view",
+                           "is for wide-angle lenses whose files bring no rectification");
+    if (isWideAngle(rig.model))
+        return rectifyWideAngle(rig, settings);
+    return rig.rectification ? rectify(rig.model, *rig.rectification)
+                             : rectify(rig.model, settings.alpha.value_or(0));
+}
+
 ImportedRig complete(SourceRig rig, const ImportSettings& settings) {
     convertLengths(rig, settings.unit);
     if (settings.isSwapped)
@@ -141,13 +180,10 @@ ImportedRig complete(SourceRig rig, const ImportSettings& settings) {
     completeSizes(rig.model, settings.imageSize);
     checkModel(rig.model);
     checkPlaces(rig.model, !settings.unit.empty());
-    if (rig.rectification && settings.alpha)
-        throw SettingError("alpha", "can't be chosen, as the files bring the rectification");
     ImportedRig result;
-    result.model = rig.model;
+    result.rectified = rectifyAsAsked(rig, settings);
     result.isRectifiedAsFound = rig.rectification.has_value();
-    result.rectified = rig.rectification ? rectify(rig.model, *rig.rectification)
-                                         : rectify(rig.model, settings.alpha.value_or(0));
+    result.model = rig.model;
     result.notes = std::move(rig.notes);
     requireUsable(result.rectified);
     return result;
@@ -186,8 +222,8 @@ ImportedRig importRig(const std::vector<std::string>& paths, const ImportSetting
         throw InputError(
             fmt::format("{} can't be imported{}: {}", namesOf(paths), name, wrong.what()));
     } catch (const cv::Exception& wrong) {
-        throw InputError(fmt::format("{} can't be imported{}: OpenCV says {}", namesOf(paths), name,
-                                     wrong.err));
+        throw InputError(
+            fmt::format("{} can't be imported{}: OpenCV says {}", namesOf(paths), name, wrong.err));
     }
 }
 

@@ -19,6 +19,8 @@ struct ImportSettings {
     std::vector<std::string> cameras;   // left and right, where there are more; else empty
     bool isSwapped = false;             // the files have the right camera first
     std::optional<double> alpha;        // of the rectification; else that of the files, or 0
+    std::optional<double> fieldOfView;  // of rectified wide-angle images, see `FisheyeView`
+    double maxResidual = 0.3;           // of the pinholes that stand for wide-angle lenses, pixels
 };
 
 struct ImportedFile {

@@ -49,12 +49,11 @@ struct RectifiedCamera {
 RectifiedCamera readCamera(const SourceDocument& document) {
     const SourceValue root = document.root();
     const Keys keys = keysOf(document).value();
-    RectifiedCamera result{
-        {{root.at(keys.width).whole(), root.at(keys.height).whole()},
-         root.at(keys.cameraMatrix).matrix<3, 3>(),
-         lensOf(root.at("distortion_model"), root.at(keys.coefficients))},
-        root.at(keys.rectification).matrix<3, 3>(),
-        root.at(keys.projection).matrix<3, 4>()};
+    RectifiedCamera result{{{root.at(keys.width).whole(), root.at(keys.height).whole()},
+                            root.at(keys.cameraMatrix).matrix<3, 3>(),
+                            lensOf(root.at("distortion_model"), root.at(keys.coefficients))},
+                           root.at(keys.rectification).matrix<3, 3>(),
+                           root.at(keys.projection).matrix<3, 4>()};
     if (cv::norm(result.camera.cameraMatrix) == 0)
         throw std::invalid_argument(
             fmt::format("{} of {} is 0, which stands for a camera that is not calibrated",

@@ -103,8 +103,8 @@ json readLines(const std::string& text) {
         if (line.front() == '[' && line.back() == ']')
             section = line.substr(1, line.size() - 2);
         else if (equals == std::string::npos)
-            throw std::invalid_argument(fmt::format(
-                "line {} is {}, must be a key, '=' and values", number, quote(line.substr(0, 80))));
+            throw std::invalid_argument(fmt::format("line {} is {}, must be a key, '=' and values",
+                                                    number, quote(line.substr(0, 80))));
         else
             (section.empty() ? tree : tree[section])[trimmed(line.substr(0, equals))] =
                 toScalar(trimmed(line.substr(equals + 1)));
@@ -240,8 +240,8 @@ SourceDocument readSourceDocument(const std::string& path) {
     try {
         return {path, sha256(text), parse(path, text)};
     } catch (const std::invalid_argument& wrong) {
-        throw InputError(fmt::format("{} is not a calibration that can be read: {}", quote(path),
-                                     wrong.what()));
+        throw InputError(
+            fmt::format("{} is not a calibration that can be read: {}", quote(path), wrong.what()));
     }
 }
 

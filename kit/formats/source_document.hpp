@@ -57,9 +57,9 @@ struct SourceDocument {
     SourceValue root() const { return {content, ""}; }
 };
 
-// Reads YAML (that of OpenCV too), JSON, OpenCV's XML, or lines of "key = values" in sections; finds
-// out which from the content. Any file may be handed in, a hostile one included. Throws `InputError`
-// that names the file and what is wrong.
+// Reads YAML (that of OpenCV too), JSON, OpenCV's XML, or lines of "key = values" in sections;
+// finds out which from the content. Any file may be handed in, a hostile one included. Throws
+// `InputError` that names the file and what is wrong.
 SourceDocument readSourceDocument(const std::string& path);
 
 }  // namespace tiomipra

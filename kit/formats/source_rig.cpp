@@ -40,11 +40,16 @@ LensModel lensOf(const SourceValue& name, const SourceValue& coefficients) {
         if (kind == known)
             return {LensKind::radialTangential, coefficients.numbers()};
     }
+    for (const char* known : {"equidistant", "fisheye"}) {
+        if (kind == known)
+            return {LensKind::fisheye, coefficients.numbers()};
+    }
     if (kind == "none")
         return {};
-    name.refuse(fmt::format("is {}, must be a pinhole lens (radtan, radial-tangential, plumb_bob, "
-                            "rational_polynomial or none)",
-                            quote(kind)));
+    name.refuse(
+        fmt::format("is {}, must be radtan, radial-tangential, plumb_bob, "
+                    "rational_polynomial, equidistant, fisheye or none",
+                    quote(kind)));
 }
 
 cv::Size sizeFrom(const SourceValue& value) {
@@ -70,9 +75,8 @@ std::vector<std::string> chooseCameras(const std::vector<std::string>& found,
         throw std::invalid_argument(
             fmt::format("it has {} of the two cameras of a rig", found.empty() ? "none" : all));
     if (wanted.empty() && found.size() > 2)
-        throw std::invalid_argument(
-            fmt::format("it has the cameras {}; which two, left and right, must be given (cameras)",
-                        all));
+        throw std::invalid_argument(fmt::format(
+            "it has the cameras {}; which two, left and right, must be given (cameras)", all));
     for (const std::string& name : wanted) {
         if (std::find(found.begin(), found.end(), name) == found.end())
             throw std::invalid_argument(

@@ -48,7 +48,8 @@ SourceRig rigOf(const CameraModel& left, const CameraModel& right, const std::st
 cv::Matx33d pinholeMatrix(const std::vector<double>& numbers);
 
 // The lens by the name that robots' programs give it: "radtan", "radial-tangential" and
-// "plumb_bob" are OpenCV's pinhole lens, "rational_polynomial" that with 8 coefficients.
+// "plumb_bob" are OpenCV's pinhole lens, "rational_polynomial" that with 8 coefficients,
+// "equidistant" and "fisheye" the wide-angle lens.
 LensModel lensOf(const SourceValue& name, const SourceValue& coefficients);
 
 // From two numbers, width and height.
@@ -56,7 +57,8 @@ cv::Size sizeFrom(const SourceValue& value);
 
 // Sets where the cameras are from their places on one body: both lead from a camera's frame to the
 // body's.
-void placeOnBody(RigModel& model, const cv::Matx44d& bodyFromLeft, const cv::Matx44d& bodyFromRight);
+void placeOnBody(RigModel& model, const cv::Matx44d& bodyFromLeft,
+                 const cv::Matx44d& bodyFromRight);
 
 // Sets where they are from the transform that takes points from the left camera to the right one.
 void placeByTransform(RigModel& model, const cv::Matx44d& rightFromLeft);

@@ -22,9 +22,9 @@ bool fits(const SourceDocuments& documents) {
     if (documents.size() != 1 || !documents[0].root().has("STEREO"))
         return false;
     const SourceValue root = documents[0].root();
-    return std::any_of(
-        std::begin(resolutions), std::end(resolutions),
-        [&](const Resolution& one) { return root.has(std::string("LEFT_CAM_") + one.name); });
+    return std::any_of(std::begin(resolutions), std::end(resolutions), [&](const Resolution& one) {
+        return root.has(std::string("LEFT_CAM_") + one.name);
+    });
 }
 
 Resolution chooseResolution(const SourceValue& root, const std::optional<cv::Size>& size) {

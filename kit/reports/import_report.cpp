@@ -20,9 +20,9 @@ nlohmann::ordered_json toJson(const ImportedRig& rig) {
 }
 
 std::string toText(const ImportedRig& rig) {
-    std::string text = fmt::format("format                                    {}, {}\n", rig.format,
-                                   rig.isRectifiedAsFound ? "rectified as the files have it"
-                                                          : "rectified anew");
+    std::string text =
+        fmt::format("format                                    {}, {}\n", rig.format,
+                    rig.isRectifiedAsFound ? "rectified as the files have it" : "rectified anew");
     text += toText(describeGeometry(rig.rectified.left, rig.rectified.right), rig.model.unit);
     for (const std::string& note : rig.notes)
         text += fmt::format("\nnote: {}\n", printable(note));

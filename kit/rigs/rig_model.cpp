@@ -30,9 +30,10 @@ vision::Calibration makeCalibration(const CameraModel& camera, const cv::Mat& re
 
 void checkLens(const std::string& name, const LensModel& lens) {
     if (!isCoefficientCount(lens.kind, lens.coefficients.size()))
-        throw std::invalid_argument(
-            fmt::format("the lens of the {} camera has {} coefficients, must have 0, {}", name,
-                        lens.coefficients.size(), coefficientCounts(lens.kind)));
+        throw std::invalid_argument(fmt::format(
+            "the lens of the {} camera has {} coefficients, must have {}", name,
+            lens.coefficients.size(),
+            (lens.kind == LensKind::fisheye ? "" : "0, ") + coefficientCounts(lens.kind)));
 }
 
 // A switch, so that the compiler tells of a kind that is missing.
@@ -40,6 +41,8 @@ std::vector<std::size_t> countsOf(LensKind kind) {
     switch (kind) {
         case LensKind::radialTangential:
             return {4, 5, 8, 12, 14};
+        case LensKind::fisheye:
+            return {4};
     }
     return {};
 }
@@ -75,14 +78,15 @@ cv::Vec3d shiftOf(const cv::Matx34d& projection) {
 
 bool isCoefficientCount(LensKind kind, std::size_t count) {
     const auto counts = countsOf(kind);
-    return count == 0 || std::find(counts.begin(), counts.end(), count) != counts.end();
+    return (count == 0 && kind == LensKind::radialTangential) ||
+           std::find(counts.begin(), counts.end(), count) != counts.end();
 }
 
 std::string coefficientCounts(LensKind kind) {
-    auto counts = countsOf(kind);
-    const std::size_t last = counts.back();
-    counts.pop_back();
-    return fmt::format("{} or {}", fmt::join(counts, ", "), last);
+    const auto counts = countsOf(kind);
+    const std::string separator = counts.size() > 1 ? " or " : "";
+    return fmt::format("{}{}{}", fmt::join(counts.begin(), counts.end() - 1, ", "), separator,
+                       counts.back());
 }
 
 void checkModel(const RigModel& model) {

@@ -17,10 +17,13 @@ namespace tiomipra {
 enum class LensKind {
     // OpenCV's pinhole lens: k1, k2, p1, p2 and, as far as there are more, k3, k4, k5, k6, s1, s2,
     // s3, s4, tau_x, tau_y; 0, 4, 5, 8, 12 or 14 coefficients.
-    radialTangential
+    radialTangential,
+    // Wide-angle lenses: k1, k2, k3, k4, see rigs/fisheye_lens.hpp.
+    fisheye
 };
 
-// Whether a lens of that kind has `count` coefficients; none mean that there is no distortion.
+// Whether a lens of that kind has `count` coefficients. None mean a pinhole without distortion; a
+// fisheye lens always has them.
 bool isCoefficientCount(LensKind kind, std::size_t count);
 
 // The counts other than 0, as in "4, 5, 8, 12 or 14".
@@ -89,7 +92,7 @@ void checkAlpha(double alpha);
 // Turns both cameras so that matching points share a row, with the principal points at the same
 // place (`cv::stereoRectify`). With an `alpha` of 0 the images are enlarged until they show no
 // empty pixel, with 1 they keep all pixels of the raw ones, between is a blend; -1 leaves it to
-// OpenCV.
+// OpenCV. Of pinhole lenses; rigs/fisheye_lens.hpp has the others.
 //
 // Throws `SettingError` as `checkAlpha` and `std::invalid_argument` as `checkModel`.
 RectifiedRig rectify(const RigModel& model, double alpha);

@@ -15,7 +15,7 @@ namespace tiomipra {
 namespace {
 
 constexpr std::pair<LensKind, const char*> lensKinds[] = {
-    {LensKind::radialTangential, "radial-tangential"}};
+    {LensKind::radialTangential, "radial-tangential"}, {LensKind::fisheye, "fisheye"}};
 
 void write(cv::FileStorage& storage, const std::string& key, const CameraModel& camera) {
     storage << key << "{";
@@ -140,7 +140,8 @@ LensKind readLensKind(const Entry& entry) {
         if (name == kindName)
             return kind;
     }
-    refuse(entry, fmt::format("is {}, must be {}", quote(name), lensKinds[0].second));
+    refuse(entry, fmt::format("is {}, must be {} or {}", quote(name), lensKinds[0].second,
+                              lensKinds[1].second));
 }
 
 std::vector<double> readCoefficients(const Entry& entry, LensKind kind) {
@@ -148,8 +149,8 @@ std::vector<double> readCoefficients(const Entry& entry, LensKind kind) {
     int columns = 0;
     std::vector<double> coefficients = readMatrix(entry, rows, columns);
     if (!isCoefficientCount(kind, coefficients.size()) || (rows > 1 && columns > 1))
-        refuse(entry, fmt::format("is {}x{}, must be one row of 0, {}", rows, columns,
-                                  coefficientCounts(kind)));
+        refuse(entry, fmt::format("is {}x{}, must be one row of {}{}", rows, columns,
+                                  kind == LensKind::fisheye ? "" : "0, ", coefficientCounts(kind)));
     return coefficients;
 }
 

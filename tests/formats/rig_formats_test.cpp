@@ -8,6 +8,7 @@
 #include "base/errors.hpp"
 #include "formats/rig_exporter.hpp"
 #include "formats/rig_importer.hpp"
+#include "rigs/fisheye_lens.hpp"
 #include "support/matrices.hpp"
 #include "support/scratch_folder.hpp"
 #include "synthetic_views.hpp"
@@ -80,7 +81,8 @@ std::string opencvLens(const char* key, const LensModel& lens) {
 Case opencvCase() {
     const RigModel model = makeModel();
     const std::string start = "%YAML:1.0\n---\n";
-    Case one{"opencv", model,
+    Case one{"opencv",
+             model,
              {start + opencv("R", model.rightFromLeftRotation) +
                   opencv("T", 1000 * model.rightFromLeftTranslation),
               start + opencv("M1", model.left.cameraMatrix) + opencvLens("D1", model.left.lens) +
@@ -94,8 +96,8 @@ Case tutorialCase() {
     const RigModel model = makeModel();
     cv::Vec3d vector;
     cv::Rodrigues(model.rightFromLeftRotation, vector);
-    Case one{"opencv", model,
-             {R"(<?xml version="1.0"?><opencv_storage><image_width>640</image_width>
+    Case one{
+        "opencv", model, {R"(<?xml version="1.0"?><opencv_storage><image_width>640</image_width>
 <image_height>480</image_height>)"}};
     const auto add = [&](const char* key, const std::string& data, int columns) {
         one.files[0] += fmt::format(
@@ -109,15 +111,14 @@ Case tutorialCase() {
     add("cameraMatrixR", numbers(model.right.cameraMatrix, " "), 3);
     add("distCoeffsR", numbers(model.right.lens.coefficients, " "), 5);
     one.files[0] += fmt::format("<rotation>{}</rotation><translation>{}</translation>",
-                                numbers(vector, " "),
-                                numbers(model.rightFromLeftTranslation, " "));
+                                numbers(vector, " "), numbers(model.rightFromLeftTranslation, " "));
     one.files[0] += "</opencv_storage>\n";
     return one;
 }
 
 // `data` of a file and of a printed message.
 Case rosCase(bool isMessage) {
-    RigModel model = makeModel();
+    const RigModel model = makeModel();
     const RectifiedRig rectified = rectify(model, 0.5);
     Case one{"ros", model, {}};
     for (const bool isLeft : {true, false}) {
@@ -133,16 +134,27 @@ Case rosCase(bool isMessage) {
                               "binning_x: 0\n---\n",
                               fmt::join(camera.lens.coefficients, "\n- "),
                               numbers(camera.cameraMatrix), numbers(turn), numbers(projection))
-                : fmt::format(
-                      "image_width: 640\nimage_height: 480\ncamera_name: narrow/left\n"
-                      "camera_matrix:\n  rows: 3\n  cols: 3\n  data: [{}]\n"
-                      "distortion_model: plumb_bob\n"
-                      "distortion_coefficients: {{rows: 1, cols: 5, data: [{}]}}\n"
-                      "rectification_matrix: {{rows: 3, cols: 3, data: [{}]}}\n"
-                      "projection_matrix: {{rows: 3, cols: 4, data: [{}]}}\n",
-                      numbers(camera.cameraMatrix), lens, numbers(turn), numbers(projection)));
+                : fmt::format("image_width: 640\nimage_height: 480\ncamera_name: narrow/left\n"
+                              "camera_matrix:\n  rows: 3\n  cols: 3\n  data: [{}]\n"
+                              "distortion_model: plumb_bob\n"
+                              "distortion_coefficients: {{rows: 1, cols: 5, data: [{}]}}\n"
+                              "rectification_matrix: {{rows: 3, cols: 3, data: [{}]}}\n"
+                              "projection_matrix: {{rows: 3, cols: 4, data: [{}]}}\n",
+                              numbers(camera.cameraMatrix), lens, numbers(turn),
+                              numbers(projection)));
     }
     return one;
+}
+
+// 62 degrees to the left, 71 into the corners.
+RigModel makeWideModel() {
+    RigModel model = makeModel();
+    for (CameraModel* camera : {&model.left, &model.right}) {
+        camera->cameraMatrix(0, 0) = 300;
+        camera->cameraMatrix(1, 1) = 299;
+        camera->lens = {LensKind::fisheye, {-0.012, 0.021, -0.013, 0.002}};
+    }
+    return model;
 }
 
 std::string kalibrCamera(const CameraModel& camera, const cv::Matx44d& fromPrevious, int number) {
@@ -153,18 +165,21 @@ std::string kalibrCamera(const CameraModel& camera, const cv::Matx44d& fromPrevi
         for (int row = 0; row < 4; ++row)
             text += fmt::format("  - [{}]\n", numbers(cv::Matx14d(fromPrevious.row(row))));
     }
-    return text + fmt::format("  camera_model: pinhole\n  distortion_coeffs: [{}]\n"
-                              "  distortion_model: radtan\n  intrinsics: [{}, {}, {}, {}]\n"
-                              "  resolution: [640, 480]\n  rostopic: /cam0/image_raw\n",
-                              numbers(camera.lens.coefficients), matrix(0, 0), matrix(1, 1),
-                              matrix(0, 2), matrix(1, 2));
+    return text + fmt::format(
+                      "  camera_model: pinhole\n  distortion_coeffs: [{}]\n"
+                      "  distortion_model: {}\n  intrinsics: [{}, {}, {}, {}]\n"
+                      "  resolution: [640, 480]\n  rostopic: /cam0/image_raw\n",
+                      numbers(camera.lens.coefficients),
+                      camera.lens.kind == LensKind::fisheye ? "equidistant" : "radtan",
+                      matrix(0, 0), matrix(1, 1), matrix(0, 2), matrix(1, 2));
 }
 
 // The left camera is the last of three, the right one the first.
 Case kalibrCase() {
     const RigModel model = makePlainModel();
     const cv::Matx44d leftFromRight = rightFromLeft(model).inv();
-    Case one{"kalibr", model,
+    Case one{"kalibr",
+             model,
              {kalibrCamera(model.right, {}, 0) + kalibrCamera(model.left, someplace, 1) +
               kalibrCamera(model.left, leftFromRight * someplace.inv(), 2)}};
     one.settings.cameras = {"cam2", "cam0"};
@@ -172,9 +187,9 @@ Case kalibrCase() {
 }
 
 // The first camera is the right one.
-Case swappedCase() {
-    const RigModel model = makePlainModel();
-    Case one{"kalibr", model,
+Case swappedCase(const RigModel& model) {
+    Case one{"kalibr",
+             model,
              {kalibrCamera(model.right, {}, 0) +
               kalibrCamera(model.left, rightFromLeft(model).inv(), 1)}};
     one.settings.isSwapped = true;
@@ -217,21 +232,27 @@ Case svoCase() {
     return one;
 }
 
-Case vinsCase() {
-    const RigModel model = makePlainModel();
+Case vinsCase(const RigModel& model) {
     const cv::Matx44d right = someplace * rightFromLeft(model).inv();
-    Case one{"vins", model,
+    Case one{"vins",
+             model,
              {"%YAML:1.0\nestimate_extrinsic: 0\n" + opencv("body_T_cam0", someplace) +
               opencv("body_T_cam1", right) + "cam0_calib: \"left.yaml\"\n"}};
     for (const CameraModel& camera : {model.left, model.right}) {
         const cv::Matx33d& matrix = camera.cameraMatrix;
         const auto& lens = camera.lens.coefficients;
-        one.files.push_back(fmt::format(
+        const bool isWide = camera.lens.kind == LensKind::fisheye;
+        constexpr auto wide =
+            "%YAML:1.0\n---\nmodel_type: KANNALA_BRANDT\ncamera_name: camera\nimage_width: 640\n"
+            "image_height: 480\nprojection_parameters:\n   k2: {}\n   k3: {}\n   k4: {}\n"
+            "   k5: {}\n   mu: {}\n   mv: {}\n   u0: {}\n   v0: {}\n";
+        constexpr auto plain =
             "%YAML:1.0\n---\nmodel_type: PINHOLE\ncamera_name: camera\nimage_width: 640\n"
             "image_height: 480\ndistortion_parameters:\n   k1: {}\n   k2: {}\n   p1: {}\n"
-            "   p2: {}\nprojection_parameters:\n   fx: {}\n   fy: {}\n   cx: {}\n   cy: {}\n",
-            lens[0], lens[1], lens[2], lens[3], matrix(0, 0), matrix(1, 1), matrix(0, 2),
-            matrix(1, 2)));
+            "   p2: {}\nprojection_parameters:\n   fx: {}\n   fy: {}\n   cx: {}\n   cy: {}\n";
+        one.files.push_back(fmt::format(fmt::runtime(isWide ? wide : plain), lens[0], lens[1],
+                                        lens[2], lens[3], matrix(0, 0), matrix(1, 1), matrix(0, 2),
+                                        matrix(1, 2)));
     }
     return one;
 }
@@ -242,9 +263,9 @@ Case basaltCase() {
     const auto place = [](const cv::Vec3d& turn, const cv::Vec3d& shift) {
         const double angle = cv::norm(turn);
         const cv::Vec3d axis = turn * (std::sin(angle / 2) / angle);
-        return nlohmann::json{{"px", shift[0]}, {"py", shift[1]}, {"pz", shift[2]},
-                              {"qx", axis[0]},  {"qy", axis[1]},  {"qz", axis[2]},
-                              {"qw", std::cos(angle / 2)}};
+        return nlohmann::json{
+            {"px", shift[0]}, {"py", shift[1]}, {"pz", shift[2]},           {"qx", axis[0]},
+            {"qy", axis[1]},  {"qz", axis[2]},  {"qw", std::cos(angle / 2)}};
     };
     const cv::Vec3d leftTurn(0.3, -1.2, 0.5), rightTurn(0.31, -1.19, 0.52), leftPlace(0.1, 0, 0.7);
     const cv::Matx33d left = turnBy(leftTurn), right = turnBy(rightTurn);
@@ -256,13 +277,20 @@ Case basaltCase() {
     for (const CameraModel& camera : {model.left, model.right}) {
         const cv::Matx33d& matrix = camera.cameraMatrix;
         const auto& lens = camera.lens.coefficients;
-        json["value0"]["intrinsics"].push_back(
-            {{"camera_type", "pinhole-radtan8"},
-             {"intrinsics",
-              {{"fx", matrix(0, 0)}, {"fy", matrix(1, 1)}, {"cx", matrix(0, 2)},
-               {"cy", matrix(1, 2)}, {"k1", lens[0]},      {"k2", lens[1]},
-               {"p1", lens[2]},      {"p2", lens[3]},      {"k3", 0},
-               {"k4", 0},            {"k5", 0},            {"k6", 0}}}});
+        json["value0"]["intrinsics"].push_back({{"camera_type", "pinhole-radtan8"},
+                                                {"intrinsics",
+                                                 {{"fx", matrix(0, 0)},
+                                                  {"fy", matrix(1, 1)},
+                                                  {"cx", matrix(0, 2)},
+                                                  {"cy", matrix(1, 2)},
+                                                  {"k1", lens[0]},
+                                                  {"k2", lens[1]},
+                                                  {"p1", lens[2]},
+                                                  {"p2", lens[3]},
+                                                  {"k3", 0},
+                                                  {"k4", 0},
+                                                  {"k5", 0},
+                                                  {"k6", 0}}}});
         json["value0"]["resolution"].push_back({640, 480});
     }
     return {"basalt", model, {json.dump(1)}};
@@ -270,7 +298,8 @@ Case basaltCase() {
 
 Case middleburyCase() {
     const RigModel model = makeRectifiedModel();
-    return {"middlebury", model,
+    return {"middlebury",
+            model,
             {"cam0=[721.5 0 609.5; 0 721.5 172.75; 0 0 1]\n"
              "cam1=[721.5 0 629.5; 0 721.5 172.75; 0 0 1]\n"
              "doffs=20\nbaseline=537.25\nwidth=1242\nheight=375\nndisp=170\nisint=0\n"}};
@@ -305,7 +334,8 @@ Case kittiCase(bool isRaw) {
 }
 
 Case odometryCase() {
-    Case one{"kitti-odometry", makeRectifiedModel(),
+    Case one{"kitti-odometry",
+             makeRectifiedModel(),
              {"P0: 721.5 0 609.5 0 0 721.5 172.75 0 0 0 1 0\n"
               "P1: 721.5 0 629.5 -387.625875 0 721.5 172.75 0 0 0 1 0\n"}};
     one.settings.imageSize = one.model.left.imageSize;
@@ -341,9 +371,23 @@ Case zedCase() {
 }
 
 std::vector<Case> allCases() {
-    return {opencvCase(),     tutorialCase(),  rosCase(false),   rosCase(true), kalibrCase(),
-            swappedCase(),    sensorCase(),    svoCase(),        vinsCase(),    basaltCase(),
-            middleburyCase(), kittiCase(true), kittiCase(false), odometryCase(), zedCase()};
+    return {swappedCase(makeWideModel()),
+            vinsCase(makeWideModel()),
+            opencvCase(),
+            tutorialCase(),
+            rosCase(false),
+            rosCase(true),
+            kalibrCase(),
+            swappedCase(makePlainModel()),
+            sensorCase(),
+            svoCase(),
+            vinsCase(makePlainModel()),
+            basaltCase(),
+            middleburyCase(),
+            kittiCase(true),
+            kittiCase(false),
+            odometryCase(),
+            zedCase()};
 }
 
 ImportedRig importCase(const Case& one, const ScratchFolder& folder) {
@@ -353,33 +397,52 @@ ImportedRig importCase(const Case& one, const ScratchFolder& folder) {
     return importRig(paths, one.settings);
 }
 
-// Pixels of the rectified image.
-std::vector<cv::Point2d> rectified(const std::vector<cv::Point2f>& points,
-                                   const vision::Calibration& camera) {
-    std::vector<cv::Point2d> result;
-    cv::undistortPoints(std::vector<cv::Point2d>(points.begin(), points.end()), result,
-                        camera.cameraMatrix, camera.distortion, camera.rectificationMatrix,
-                        camera.projectionMatrix);
-    return result;
+cv::Point2d project(const cv::Vec3d& point, const CameraModel& camera) {
+    std::vector<cv::Point2d> pixels;
+    const std::vector<cv::Point3d> points{cv::Point3d(point)};
+    if (camera.lens.kind == LensKind::fisheye)
+        cv::fisheye::projectPoints(points, pixels, cv::Vec3d(), cv::Vec3d(), camera.cameraMatrix,
+                                   camera.lens.coefficients);
+    else
+        cv::projectPoints(points, cv::Vec3d(), cv::Vec3d(), camera.cameraMatrix,
+                          camera.lens.coefficients, pixels);
+    return pixels[0];
 }
 
+// Of a point in the camera's own frame.
+cv::Point2d rectify(const cv::Vec3d& point, const vision::Calibration& camera) {
+    const cv::Matx33d turn = cv::Mat_<double>(camera.rectificationMatrix);
+    const cv::Matx33d matrix = cv::Mat_<double>(camera.projectionMatrix.colRange(0, 3));
+    const cv::Vec3d pixel = matrix * turn * point;
+    return {pixel[0] / pixel[2], pixel[1] / pixel[2]};
+}
+
+// By the model, and by the calibrations that follow from it.
 void expectSameRig(const ImportedRig& rig, const RigModel& expected) {
-    const PointScene scene = makeScene(expected, 50);
-    const Matches seen = see(expected, scene), found = see(rig.model, scene);
-    const auto left = rectified(seen.left, rig.rectified.left);
-    const auto right = rectified(seen.right, rig.rectified.right);
-    const cv::Mat& projection = rig.rectified.right.projectionMatrix;
-    const double offset = projection.at<float>(0, 2) -
-                          rig.rectified.left.projectionMatrix.at<float>(0, 2);
-    const cv::Matx33d turn = cv::Mat_<double>(rig.rectified.left.rectificationMatrix);
-    for (std::size_t i = 0; i < scene.size(); ++i) {
-        EXPECT_LT(cv::norm(found.left[i] - seen.left[i]), 1e-3);
-        EXPECT_LT(cv::norm(found.right[i] - seen.right[i]), 1e-3);
-        EXPECT_NEAR(left[i].y, right[i].y, 0.01);
-        EXPECT_NEAR((left[i].x - right[i].x + offset) * (turn * scene[i]).z,
-                    -projection.at<float>(0, 3), 0.05);
+    const auto& [left, right] = rig.rectified;
+    const cv::Mat& projection = right.projectionMatrix;
+    const double offset = projection.at<float>(0, 2) - left.projectionMatrix.at<float>(0, 2);
+    for (const cv::Vec3d point : makeScene(expected, 50)) {
+        const cv::Vec3d there =
+            expected.rightFromLeftRotation * point + expected.rightFromLeftTranslation;
+        const cv::Vec3d found =
+            rig.model.rightFromLeftRotation * point + rig.model.rightFromLeftTranslation;
+        EXPECT_LT(cv::norm(project(point, rig.model.left) - project(point, expected.left)), 1e-3);
+        EXPECT_LT(cv::norm(project(found, rig.model.right) - project(there, expected.right)), 1e-3);
+        for (const bool isLeft : {true, false}) {
+            const vision::Calibration& camera = isLeft ? left : right;
+            EXPECT_LT(
+                cv::norm(project(isLeft ? point : there, cameraModelOf(camera)) -
+                         project(isLeft ? point : there, isLeft ? expected.left : expected.right)),
+                5e-3);
+        }
+        const cv::Point2d onLeft = rectify(point, left), onRight = rectify(there, right);
+        const cv::Matx33d turn = cv::Mat_<double>(left.rectificationMatrix);
+        const double baseline = (onLeft.x - onRight.x + offset) * (turn * point)[2];
+        EXPECT_NEAR(onLeft.y, onRight.y, 0.01);
+        EXPECT_NEAR(baseline / -projection.at<float>(0, 3), 1, 1e-3);
     }
-    EXPECT_EQ(rig.rectified.left.width, expected.left.imageSize.width);
+    EXPECT_EQ(left.width, expected.left.imageSize.width);
     EXPECT_EQ(rig.model.unit, "m");
 }
 
@@ -395,10 +458,19 @@ TEST(RigFormats, AllTellOfTheSameRig) {
 
 TEST(RigFormats, WhatIsExportedComesBack) {
     const ScratchFolder folder;
-    const RigModel model = makePlainModel();
+    const RigModel model = makePlainModel(), wide = makeWideModel();
     const RectifiedRig rectified = rectify(model, 0.3);
+    const Rectification wideRectification = rectifyFisheye(wide, {});
+    const RectifiedRig wideRectified =
+        rectify(asPinholes(wide, wideRectification).model, wideRectification);
     for (const ExportFormat& format : exportFormats()) {
         SCOPED_TRACE(format.name);
+        Case fisheye{format.name, wide, format.write(wide, wideRectified)};
+        fisheye.settings.unit = "m";
+        const RigModel back = importCase(fisheye, folder).model;
+        EXPECT_EQ(back.left.lens.coefficients.size(), format.name == "opencv" ? 8U : 4U);
+        EXPECT_LT(cv::norm(project({-0.9, 0.7, 1}, back.left) - project({-0.9, 0.7, 1}, wide.left)),
+                  5e-3);
         Case one{format.name, model, format.write(model, rectified)};
         EXPECT_EQ(one.files.size(), format.files);
         one.settings.unit = "m";
@@ -411,12 +483,13 @@ TEST(RigFormats, WhatIsExportedComesBack) {
                         IsSameMatrix(rectified.right.projectionMatrix));
         }
     }
-    RigModel wide = model;
-    wide.left.lens.coefficients = {1, 2, 3, 4, 5, 6, 7, 8};
-    EXPECT_THAT([&] { exportFormat("kalibr").write(wide, rectified); },
+    RigModel rational = model;
+    rational.left.lens.coefficients = {1, 2, 3, 4, 5, 6, 7, 8};
+    EXPECT_THAT([&] { exportFormat("kalibr").write(rational, rectified); },
                 ThrowsMessage<std::invalid_argument>(HasSubstr("8 coefficients")));
-    EXPECT_THAT([] { exportFormat("x"); },
-                ThrowsMessage<SettingError>("format is 'x', must be one of opencv, ros, kalibr, json"));
+    EXPECT_THAT(
+        [] { exportFormat("x"); },
+        ThrowsMessage<SettingError>("format is 'x', must be one of opencv, ros, kalibr, json"));
 }
 
 // A fault of a file, and what is said about it.
@@ -430,7 +503,7 @@ struct Fault {
 TEST(RigFormats, WhatCannotBeUsedIsNamed) {
     const ScratchFolder folder;
     Case far = middleburyCase();
-    Case reversed = swappedCase();
+    Case reversed = swappedCase(makePlainModel());
     reversed.settings.isSwapped = false;
     Case sizeless = odometryCase();
     sizeless.settings.imageSize.reset();
@@ -441,10 +514,12 @@ TEST(RigFormats, WhatCannotBeUsedIsNamed) {
     const Fault faults[] = {
         {kalibrCase(), "resolution: [640, 480]", "resolution: [640]",
          "kalibr: cam0.resolution holds 1 numbers, must hold 2"},
-        {kalibrCase(), "radtan", "equidistant", "distortion_model is 'equidistant', must be a pin"},
+        {kalibrCase(), "radtan", "equidistant", "one lens is a fisheye lens, must be both or none"},
+        {kalibrCase(), "radtan", "fov", "cam0.distortion_model is 'fov', must be radtan, "},
         {kalibrCase(), "model: pinhole", "model: omni", "camera_model is 'omni', must be pinhole"},
-        {swappedCase(), "intrinsics: [608", "intrinsics: [.nan", "element 0, which must be a fin"},
-        {swappedCase(), "cam1", "other", "it has cam0 of the two cameras of a rig"},
+        {swappedCase(makePlainModel()), "intrinsics: [608", "intrinsics: [.nan",
+         "element 0, which must be a fin"},
+        {swappedCase(makePlainModel()), "cam1", "other", "it has cam0 of the two cameras of a rig"},
         {many, "", "", "it has the cameras cam0, cam1, cam2; which two"},
         {unknown, "", "", "it has no camera 'cam7', must be of cam0, cam1, cam2"},
         {reversed, "", "", "the second camera is left of the first one"},
@@ -452,20 +527,23 @@ TEST(RigFormats, WhatCannotBeUsedIsNamed) {
         {far, "doffs=20", "doffs=0", "doffs is 0, must be the difference"},
         {far, "width=", "breadth=", "width is missing"},
         {sizeless, "", "", "for which size of images it is, which must be given (size)"},
-        {rosCase(false), "image_width: 640", "image_width: 320", "the image sizes differ (left 320"},
+        {rosCase(false), "image_width: 640", "image_width: 320",
+         "the image sizes differ (left 320"},
         {sensorCase(), "T_BS", "T_CS", "none of the formats json, opencv, ros"},
-        {vinsCase(), "body_T_cam1", "body_T", "body_T_cam1 is missing"},
+        {vinsCase(makePlainModel()), "body_T_cam1", "body_T", "body_T_cam1 is missing"},
         {basaltCase(), "\"qw\": ", "\"qw\": 1", "has a quaternion of length"},
         {zedCase(), "Baseline=", "Baseline=-", "the second camera is left of the first one"},
         {opencvCase(), "R: !!", "Q: !!", "there is none of the keys R, rotation, Rot"},
-        {opencvCase(), "data: [ 0.", "data: [ 7.", "the rotation between the cameras is not a rot"}};
+        {opencvCase(), "data: [ 0.", "data: [ 7.",
+         "the rotation between the cameras is not a rot"}};
     for (const auto& [from, found, put, said] : faults) {
         Case one = from;
         const std::size_t place = one.files[0].find(found);
         ASSERT_NE(place, std::string::npos) << found;
         one.files[0].replace(place, found.size(), put);
-        EXPECT_THAT([&] { importCase(one, folder); },
-                    ThrowsMessage<InputError>(AllOf(HasSubstr(folder.path("file0")), HasSubstr(said))));
+        EXPECT_THAT(
+            [&] { importCase(one, folder); },
+            ThrowsMessage<InputError>(AllOf(HasSubstr(folder.path("file0")), HasSubstr(said))));
     }
 }
 

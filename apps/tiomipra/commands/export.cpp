@@ -50,9 +50,8 @@ Ending runExport(const ExportOptions& options) {
         return listFormats();
     const ExportFormat& format = exportFormat(options.format);
     if (options.output.size() != format.files)
-        throw SettingError("output",
-                           fmt::format("names {} files, must name {} for {}", options.output.size(),
-                                       format.files, format.name));
+        throw SettingError("output", fmt::format("names {} files, must name {} for {}",
+                                                 options.output.size(), format.files, format.name));
     const auto [leftFile, rightFile] = calibrationFiles(options.rig);
     const Rig rig = readRig(leftFile, rightFile);
     requireUsable(rig);

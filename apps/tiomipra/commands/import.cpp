@@ -73,8 +73,8 @@ nlohmann::ordered_json writeResults(const ImportOptions& options, const Imported
     const OutputFolder output(options.output, FolderUse{"import", ""});
     const std::string left = encodeCalibration(path("left.yml"), rig.rectified.left);
     const std::string right = encodeCalibration(path("right.yml"), rig.rectified.right);
-    auto report = toJson(
-        Provenance{"import", parametersOf(options), hashRig(left, right), rig.model.unit});
+    auto report =
+        toJson(Provenance{"import", parametersOf(options), hashRig(left, right), rig.model.unit});
     report.update(toJson(rig));
     publishTogether({{path("report.json"), dumpJson(report)},
                      {path("rig.yml"), encodeRigModel(rig.model)},
