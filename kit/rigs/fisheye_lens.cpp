@@ -95,9 +95,8 @@ Rectification turnCameras(const RigModel& model) {
 void look(Rectification& rectification, const RigModel& model, double fieldOfView) {
     const cv::Size& size = model.left.imageSize;
     const double focal = size.width / (2 * std::tan(toRadians(fieldOfView) / 2));
-    rectification.leftProjection = {focal, 0, (size.width - 1) / 2., 0,
-                                    0, focal, (size.height - 1) / 2., 0,
-                                    0, 0, 1, 0};
+    rectification.leftProjection = {
+        focal, 0, (size.width - 1) / 2., 0, 0, focal, (size.height - 1) / 2., 0, 0, 0, 1, 0};
     rectification.rightProjection = rectification.leftProjection;
     rectification.rightProjection(0, 3) =
         focal * (rectification.rightRotation * model.rightFromLeftTranslation)[0];
@@ -144,9 +143,9 @@ double chooseFieldOfView(const RigModel& model, const Rectification& rectificati
     return full + std::max(view.alpha, 0.) * (std::max(rawFieldOfView(model.left), full) - full);
 }
 
-// Fits T (A + B t^2 + C t^4 + D t^6) / (1 + E t^2 + F t^4 + G t^6), with t the tangent of the angle in
-// units of that of the widest one. Linear once both sides are multiplied by the denominator, with
-// the weights that the last denominator gives (Sanathanan and Koerner 1963).
+// Fits T (A + B t^2 + C t^4 + D t^6) / (1 + E t^2 + F t^4 + G t^6), with t the tangent of the angle
+// in units of that of the widest one. Linear once both sides are multiplied by the denominator,
+// with the weights that the last denominator gives (Sanathanan and Koerner 1963).
 std::array<double, 7> fitTangents(const LensModel& lens, double angle) {
     constexpr int samples = 400, rounds = 20;
     const double largest = std::tan(angle);
@@ -222,8 +221,7 @@ void fitCamera(CameraModel& camera, const RectifiedView& view, PinholeRig& resul
     requireUnfolded(camera.lens, angle);
     const TangentLens fit = fitLens(camera.lens, angle);
     const double focal = std::max(camera.cameraMatrix(0, 0), camera.cameraMatrix(1, 1));
-    result.residual =
-        std::max(result.residual, focal * largestResidual(camera.lens, fit, angle));
+    result.residual = std::max(result.residual, focal * largestResidual(camera.lens, fit, angle));
     result.angle = std::max(result.angle, toDegrees(angle));
     camera.cameraMatrix(0, 0) *= fit.focal;
     camera.cameraMatrix(1, 1) *= fit.focal;

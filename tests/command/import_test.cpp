@@ -1,0 +1,43 @@
+// tiomipra export and tiomipra import, one after the other.
+#include <gmock/gmock.h>
+
+#include "rigs/rig_files.hpp"
+#include "support/sample_pairs.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+using testing::HasSubstr;
+
+TEST(Import, TakesOverWhatWasExportedAndChecksIt) {
+    const SamplePairs pairs(1);
+    const Arguments rig{"export", "--calibration", pairs / "rig", "--format"};
+    const Arguments output{"--output", pairs / "in"};
+    runTiomipra(joined(rig, {"opencv", "--output", pairs / "stereo.yml"}));
+    const Arguments import{"import", pairs / "stereo.yml", "--unit", "cm"};
+    const auto report = runForJson(joined(import, output));
+    EXPECT_EQ(report["format"], "opencv");
+    EXPECT_EQ(report["parameters"]["unit"], "cm");
+    EXPECT_NEAR(report["rig"]["baseline"], 0.00125, 1e-9);
+    const auto inspected = runForJson({"inspect", "--calibration", pairs / "in"});
+    EXPECT_EQ(inspected["rig"], report["rig"]);
+    EXPECT_EQ(inspected["unit"], "m");
+    EXPECT_EQ(readCalibration(pairs / "in/left.yml"), pairs.rig.left);
+
+    // Without texture there is nothing to check with, and the pictures have the size.
+    const RunResult checked =
+        runTiomipra(joined(import, output, {"--left", pairs / "left/1.png", "--right", pairs / "right/1.png"}), 3);
+    EXPECT_THAT(checked.out, HasSubstr("baseline 0.00125 m"));
+    EXPECT_THAT(checked.err, HasSubstr("tiomipra import: "));
+
+    runTiomipra(joined(rig, {"ros", "--output", pairs / "one.yaml"}), 2);
+    expectRefusal(joined(rig, {"kalibr", "--output", pairs / "chain.yaml"}), 3, "unit of its own");
+    expectRefusal({"import", pairs / "stereo.yml", "--output", pairs / "new", "--swap"}, 3, "(swap)");
+    EXPECT_FALSE(std::filesystem::exists(pairs / "new"));
+    expectRefusal(joined(import, {"--alpha", "2"}, output), 2, "--alpha is 2, must be from 0 to 1");
+    EXPECT_THAT(runTiomipra({"import", "--format", "list"}).out, HasSubstr("\nkalibr "));
+    EXPECT_THAT(runTiomipra({"export", "--format", "list"}).out, HasSubstr("\nros "));
+}
+
+}  // namespace
+}  // namespace tiomipra::test
