@@ -44,12 +44,12 @@ LensModel lensOf(const SourceValue& name, const SourceValue& coefficients) {
         if (kind == known)
             return {LensKind::fisheye, coefficients.numbers()};
     }
-    if (kind == "none")
-        return {};
-    name.refuse(
-        fmt::format("is {}, must be radtan, radial-tangential, plumb_bob, "
-                    "rational_polynomial, equidistant, fisheye or none",
-                    quote(kind)));
+    if (kind != "none")
+        name.refuse(
+            fmt::format("is {}, must be radtan, radial-tangential, plumb_bob, "
+                        "rational_polynomial, equidistant, fisheye or none",
+                        quote(kind)));
+    return {};
 }
 
 cv::Size sizeFrom(const SourceValue& value) {

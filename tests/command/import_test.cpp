@@ -25,14 +25,16 @@ TEST(Import, TakesOverWhatWasExportedAndChecksIt) {
     EXPECT_EQ(readCalibration(pairs / "in/left.yml"), pairs.rig.left);
 
     // Without texture there is nothing to check with, and the pictures have the size.
-    const RunResult checked =
-        runTiomipra(joined(import, output, {"--left", pairs / "left/1.png", "--right", pairs / "right/1.png"}), 3);
+    const RunResult checked = runTiomipra(
+        joined(import, output, {"--left", pairs / "left/1.png", "--right", pairs / "right/1.png"}),
+        3);
     EXPECT_THAT(checked.out, HasSubstr("baseline 0.00125 m"));
     EXPECT_THAT(checked.err, HasSubstr("tiomipra import: "));
 
     runTiomipra(joined(rig, {"ros", "--output", pairs / "one.yaml"}), 2);
     expectRefusal(joined(rig, {"kalibr", "--output", pairs / "chain.yaml"}), 3, "unit of its own");
-    expectRefusal({"import", pairs / "stereo.yml", "--output", pairs / "new", "--swap"}, 3, "(swap)");
+    expectRefusal({"import", pairs / "stereo.yml", "--output", pairs / "new", "--swap"}, 3,
+                  "(swap)");
     EXPECT_FALSE(std::filesystem::exists(pairs / "new"));
     expectRefusal(joined(import, {"--alpha", "2"}, output), 2, "--alpha is 2, must be from 0 to 1");
     EXPECT_THAT(runTiomipra({"import", "--format", "list"}).out, HasSubstr("\nkalibr "));
