@@ -31,7 +31,6 @@
 #include "files/output_files.hpp"
 #include "files/video_codecs.hpp"
 #include "mutations.hpp"
-#include "rigs/rig_model_files.hpp"
 #include "samples.hpp"
 
 // The command's own main(), compiled under this name.
@@ -48,26 +47,12 @@ constexpr rlim_t mostProcessorSeconds = 10;
 constexpr unsigned mostSeconds = 60;
 constexpr long mostKilobytes = 1'500'000;
 
-// No subcommand reads rig models yet.
-int readModel(const std::string& path) {
-    tevo::log::setLevel(tevo::LogLevel::none);
-    try {
-        readRigModel(path);
-        return 0;
-    } catch (const std::exception& exception) {
-        std::cerr << "tiomipra model: " << exception.what() << '\n';
-        return 3;
-    }
-}
-
 std::string withoutNul(std::string text) {
     text.erase(std::remove(text.begin(), text.end(), '\0'), text.end());
     return text;
 }
 
 int runCommand(const Call& call) {
-    if (call.front() == "model")
-        return readModel(call.back());
     std::vector<std::string> words{"tiomipra"};
     for (const std::string& word : call)
         words.push_back(word.front() == '@' ? withoutNul(readFile(word.substr(1))) : word);

@@ -127,6 +127,33 @@ void requireRun(int (*run)(const Call& call), const std::string& text) {
         throw std::runtime_error("fails on whole files: " + text);
 }
 
+// As other programs have them.
+void writeForeignRigs(int (*run)(const Call& call)) {
+    fs::create_directory("exported");
+    for (const std::string format : {"json", "opencv", "kalibr"})
+        requireRun(run, "export --calibration calibrated --format " + format +
+                            " --output exported/rig." + format);
+    requireRun(run,
+               "export --calibration calibrated --format ros --output exported/left.yaml "
+               "exported/right.yaml");
+    writeFile("exported/middlebury.txt",
+              "cam0=[99.5 0 31.5; 0 99.5 23.5; 0 0 1]\ncam1=[99.5 0 32.5; 0 99.5 23.5; 0 0 1]\n"
+              "doffs=1\nbaseline=100\nwidth=240\nheight=180\n");
+    writeFile(
+        "exported/kitti.txt",
+        "P0: 99.5 0 119.5 0 0 99.5 89.5 0 0 0 1 0\nP1: 99.5 0 119.5 -9.95 0 99.5 89.5 0 0 0 1 "
+        "0\n");
+    const std::string camera =
+        "_CAM_HD]\nfx=700\nfy=700\ncx=640\ncy=360\nk1=-0.1\nk2=0\np1=0\np2=0\n";
+    writeFile("exported/zed.conf",
+              "[STEREO]\nBaseline=120\nCV_HD=0.01\n[LEFT" + camera + "[RIGHT" + camera);
+    writeFile(
+        "exported/rig.xml",
+        "<?xml version=\"1.0\"?>\n<opencv_storage><size>240 180</size><K1>99 0 119 0 99 89 0 0 "
+        "1</K1><D1>0 0 0 0</D1><K2>99 0 119 0 99 89 0 0 1</K2><D2>0 0 0 0</D2><R>0 0 "
+        "0</R><T>-0.1 0 0</T></opencv_storage>\n");
+}
+
 }  // namespace
 
 std::vector<Sample> allSamples() {
@@ -161,7 +188,15 @@ std::vector<Sample> allSamples() {
                 "depth --calibration calibrated --max-depth 20 --formats ply-text,picture "
                 "--left board/l0.png --right board/r0.png --output out",
                 "calibrate --corners 5x4 --square 1 --output calibrated " + boards});
-    addSamples(samples, {"calibrated/rig.yml"}, {"model FILE"});
+    addSamples(samples, {"calibrated/rig.yml"},
+               {"export --calibration calibrated --format json --output exported/again.json",
+                "import FILE --alpha 1 --output out"});
+    addSamples(
+        samples,
+        {"exported/rig.json", "exported/rig.opencv", "exported/rig.kalibr", "exported/left.yaml",
+         "exported/middlebury.txt", "exported/kitti.txt", "exported/zed.conf", "exported/rig.xml"},
+        {"import FILE --size 240x180 --output out", "import FILE --unit mm --swap --output out",
+         "import FILE exported/right.yaml --output out"});
     addSamples(samples, {"done/left_rectify.json"}, {rectifyFolders});
     addSamples(samples, {"done/left_disparity.json"}, {matchFolders});
     addSamples(samples, {"parameters.toml"},
@@ -184,6 +219,7 @@ void writeSamples(int (*run)(const Call& call)) {
     requireRun(run,
                "calibrate --corners 5x4 --square 25mm --left board/l*.png --right board/r*.png "
                "--output calibrated");
+    writeForeignRigs(run);
     requireRun(run, rectifyFolders);
     requireRun(run,
                std::string(matchFolders) + " --preset balanced --save-parameters parameters.toml");

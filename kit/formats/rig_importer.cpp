@@ -86,13 +86,16 @@ void swapCameras(SourceRig& rig) {
     model.rightFromLeftRotation = model.rightFromLeftRotation.t();
     model.rightFromLeftTranslation =
         -(model.rightFromLeftRotation * model.rightFromLeftTranslation);
-    if (!rig.rectification)
-        return;
-    Rectification& both = *rig.rectification;
-    std::swap(both.leftRotation, both.rightRotation);
-    std::swap(both.leftProjection, both.rightProjection);
-    both.rightProjection(0, 3) -= both.leftProjection(0, 3);
-    both.leftProjection(0, 3) = 0;
+    if (rig.rectification) {
+        std::swap(rig.rectification->leftRotation, rig.rectification->rightRotation);
+        std::swap(rig.rectification->leftProjection, rig.rectification->rightProjection);
+    }
+}
+
+// Of the rectified images, whatever the files have it between.
+void moveOriginToLeft(Rectification& rectification) {
+    rectification.rightProjection(0, 3) -= rectification.leftProjection(0, 3);
+    rectification.leftProjection(0, 3) = 0;
 }
 
 void completeSizes(RigModel& model, const std::optional<cv::Size>& size) {
@@ -177,6 +180,8 @@ ImportedRig complete(SourceRig rig, const ImportSettings& settings) {
     convertLengths(rig, settings.unit);
     if (settings.isSwapped)
         swapCameras(rig);
+    if (rig.rectification)
+        moveOriginToLeft(*rig.rectification);
     completeSizes(rig.model, settings.imageSize);
     checkModel(rig.model);
     checkPlaces(rig.model, !settings.unit.empty());

@@ -11,7 +11,7 @@
 #include "rigs/fisheye_lens.hpp"
 #include "support/matrices.hpp"
 #include "support/scratch_folder.hpp"
-#include "synthetic_views.hpp"
+#include "support/synthetic_views.hpp"
 
 namespace tiomipra::test {
 namespace {
@@ -125,7 +125,8 @@ Case rosCase(bool isMessage) {
         const CameraModel& camera = isLeft ? model.left : model.right;
         const auto& calibration = isLeft ? rectified.left : rectified.right;
         const cv::Matx33d turn = cv::Mat_<double>(calibration.rectificationMatrix);
-        const cv::Matx34d projection = cv::Mat_<double>(calibration.projectionMatrix);
+        cv::Matx34d projection = cv::Mat_<double>(calibration.projectionMatrix);
+        projection(0, 3) += 5;  // the origin is elsewhere
         const std::string lens = numbers(camera.lens.coefficients);
         one.files.push_back(
             isMessage
@@ -143,6 +144,14 @@ Case rosCase(bool isMessage) {
                               numbers(camera.cameraMatrix), lens, numbers(turn),
                               numbers(projection)));
     }
+    return one;
+}
+
+// The right camera first.
+Case swappedRosCase() {
+    Case one = rosCase(false);
+    std::swap(one.files[0], one.files[1]);
+    one.settings.isSwapped = true;
     return one;
 }
 
@@ -379,6 +388,7 @@ std::vector<Case> allCases() {
             rosCase(true),
             kalibrCase(),
             swappedCase(makePlainModel()),
+            swappedRosCase(),
             sensorCase(),
             svoCase(),
             vinsCase(makePlainModel()),
@@ -454,6 +464,46 @@ TEST(RigFormats, AllTellOfTheSameRig) {
         EXPECT_EQ(rig.format, one.format);
         expectSameRig(rig, one.model);
     }
+}
+
+// A rectified image without empty pixels can't show more; what it shows is told and limited.
+TEST(RigFormats, WideAngleLensesShowWhatIsAskedFor) {
+    const ScratchFolder folder;
+    Case one = swappedCase(makeWideModel());
+    const auto viewAcross = [&](double alpha, std::optional<double> fieldOfView) {
+        one.settings.alpha = alpha;
+        one.settings.fieldOfView = fieldOfView;
+        const ImportedRig rig = importCase(one, folder);
+        EXPECT_THAT(rig.notes, testing::ElementsAre(HasSubstr("pinholes with 8 coefficients")));
+        const double focal = rig.rectified.left.projectionMatrix.at<float>(0, 0);
+        return 2 * std::atan(640 / (2 * focal)) * 180 / CV_PI;
+    };
+    const auto isFull = [&] {
+        const ImportedRig rig = importCase(one, folder);
+        cv::Mat first, second, shown;
+        for (const vision::Calibration* camera : {&rig.rectified.left, &rig.rectified.right}) {
+            cv::initUndistortRectifyMap(camera->cameraMatrix, camera->distortion,
+                                        camera->rectificationMatrix, camera->projectionMatrix,
+                                        {640, 480}, CV_32FC1, first, second);
+            cv::remap(cv::Mat(480, 640, CV_8U, 255), shown, first, second, cv::INTER_NEAREST);
+            if (cv::countNonZero(shown) < 640 * 480)
+                return false;
+        }
+        return true;
+    };
+    const double full = viewAcross(0, {});
+    EXPECT_TRUE(isFull());
+    EXPECT_NEAR(viewAcross(0, full + 0.5), full + 0.5, 1e-3);
+    EXPECT_FALSE(isFull());
+    EXPECT_NEAR(viewAcross(0.5, {}), (full + viewAcross(1, {})) / 2, 0.01);
+    EXPECT_GT(viewAcross(1, {}), full + 5);
+    one.settings.maxResidual = 1e-4;
+    one.settings.fieldOfView = 130;
+    EXPECT_THAT([&] { importCase(one, folder); },
+                ThrowsMessage<InputError>(HasSubstr("must be by at most 0.0001 (max-residual)")));
+    one.settings.fieldOfView = 151;
+    EXPECT_THAT([&] { importCase(one, folder); },
+                ThrowsMessage<SettingError>(HasSubstr("must be from 10 to 150")));
 }
 
 TEST(RigFormats, WhatIsExportedComesBack) {
