@@ -130,12 +130,19 @@ void requireRun(int (*run)(const Call& call), const std::string& text) {
 // As other programs have them.
 void writeForeignRigs(int (*run)(const Call& call)) {
     fs::create_directory("exported");
-    for (const std::string format : {"json", "opencv", "kalibr"})
+    for (const std::string format : {"json", "opencv"})
         requireRun(run, "export --calibration calibrated --format " + format +
                             " --output exported/rig." + format);
     requireRun(run,
                "export --calibration calibrated --format ros --output exported/left.yaml "
                "exported/right.yaml");
+    const std::string chainCamera =
+        "  camera_model: pinhole\n  distortion_coeffs: [0.01, 0, 0, 0]\n"
+        "  distortion_model: equidistant\n  intrinsics: [90, 90, 120, 90]\n"
+        "  resolution: [240, 180]\n";
+    writeFile("exported/rig.kalibr", "cam0:\n" + chainCamera + "cam1:\n" + chainCamera +
+                                         "  T_cn_cnm1:\n  - [1, 0, 0, -0.1]\n  - [0, 1, 0, 0]\n"
+                                         "  - [0, 0, 1, 0]\n  - [0, 0, 0, 1]\n");
     writeFile("exported/middlebury.txt",
               "cam0=[99.5 0 31.5; 0 99.5 23.5; 0 0 1]\ncam1=[99.5 0 32.5; 0 99.5 23.5; 0 0 1]\n"
               "doffs=1\nbaseline=100\nwidth=240\nheight=180\n");
