@@ -19,8 +19,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <opencv2/core.hpp>
-#include <vector>
 
+#include "aligned_numbers.hpp"
 #include "block_matching.hpp"
 #include "disparity_chooser.hpp"
 #include "vectors.hpp"
@@ -48,21 +48,6 @@ struct MatchingTask {
 struct Part {
     cv::Range columns;  // counted as in MatchingTask
     cv::Range rows;
-};
-
-// Zeros at first; where a vector begins at a multiple of its lanes, it lies in one cache line.
-class AlignedSums {
-  public:
-    explicit AlignedSums(std::size_t size) : _lines((size + perLine - 1) / perLine) {}
-
-    std::uint16_t* data() { return reinterpret_cast<std::uint16_t*>(_lines.data()); }
-
-  private:
-    static constexpr std::size_t perLine = 32;
-    struct alignas(64) Line {
-        std::uint16_t sums[perLine];
-    };
-    std::vector<Line> _lines;
 };
 
 template <typename Isa>
@@ -260,13 +245,14 @@ class PartMatcher {
     BlockMatching _settings;
     cv::Mat _disparities;  // those of the task
     Part _part;
-    int _half;              // of the window
-    int _stride;            // sums from a column or pixel to the next
-    int _columnNumber;      // that the windows of the part cover
-    AlignedSums _columns;   // sums of differences by column and disparity
-    AlignedSums _textures;  // sums of differences from a grey level without slope, by column
-    AlignedSums _sums;      // over the window: of the pixel before the block, and of the block; and
-                            // a few that are read behind the last
+    int _half;                               // of the window
+    int _stride;                             // sums from a column or pixel to the next
+    int _columnNumber;                       // that the windows of the part cover
+    AlignedNumbers<std::uint16_t> _columns;  // sums of differences by column and disparity
+    AlignedNumbers<std::uint16_t>
+        _textures;  // sums of differences from a grey level without slope, by column
+    AlignedNumbers<std::uint16_t> _sums;  // over the window: of the pixel before the block, and of
+                                          // the block; and a few that are read behind the last
     Chooser _chooser;
     std::uint16_t _unused[lanes];  // 0xffff in the lanes of the last vector without a disparity
 };

@@ -8,6 +8,7 @@
 #include <opencv2/calib3d.hpp>
 
 #include "block_matching.hpp"
+#include "semi_global_matching.hpp"
 #include "shared/matching_kernels.hpp"
 
 namespace vision {
@@ -37,8 +38,12 @@ void makePair(cv::Mat& left, cv::Mat& right) {
     right = (texture.colRange(4, 105) + texture.colRange(3, 104)) / 2;
 }
 
+bool areSame(const cv::Mat& a, const cv::Mat& b) {
+    return std::memcmp(a.data, b.data, a.total() * a.elemSize()) == 0;
+}
+
 // Small enough for OpenCV to use one thread.
-bool givesSameResults() {
+bool givesSameBlocks(const cv::Mat& left, const cv::Mat& right) {
     constexpr BlockMatching variants[] = {
         // window, disparities from, number, cap, an unused size, texture, uniqueness, speckles
         {9, 1, 32, 45, 9, 1, 2, 20, 10},
@@ -46,14 +51,32 @@ bool givesSameResults() {
         {7, 3, 16, 63, 9, 1500, 0, 9, 1},
         {21, 0, 48, 20, 9, 10, 15, 0, 0},
     };
+    return std::all_of(std::begin(variants), std::end(variants), [&](const BlockMatching& variant) {
+        return areSame(matchBlocks(left, right, variant),
+                       matchBlocksByOpenCv(left, right, variant));
+    });
+}
+
+bool givesSamePaths(const cv::Mat& left, const cv::Mat& right) {
+    constexpr SemiGlobalMatching variants[] = {
+        // window, disparities from, number, cap, uniqueness, speckles, P1, P2, left-right, full
+        {5, 1, 32, 45, 10, 20, 2, 200, 800, 1, false},
+        {21, -20, 32, 63, 2, 0, 0, 3528, 14112, 0, false},  // sums that don't fit
+        {3, 3, 16, 31, 0, 9, 1, 0, 0, 20, false},
+        {7, 0, 48, 15, 5, 0, 0, 400, 30000, 2, true},
+    };
+    return std::all_of(std::begin(variants), std::end(variants),
+                       [&](const SemiGlobalMatching& variant) {
+                           return areSame(matchSemiGlobally(left, right, variant),
+                                          matchSemiGloballyByOpenCv(left, right, variant));
+                       });
+}
+
+bool givesSameResults() {
     cv::Mat left;
     cv::Mat right;
     makePair(left, right);
-    return std::all_of(std::begin(variants), std::end(variants), [&](const BlockMatching& variant) {
-        const cv::Mat expected = matchBlocksByOpenCv(left, right, variant);
-        const cv::Mat own = matchBlocks(left, right, variant);
-        return std::memcmp(own.data, expected.data, own.total() * own.elemSize()) == 0;
-    });
+    return givesSameBlocks(left, right) && givesSamePaths(left, right);
 }
 
 Choice choose() {

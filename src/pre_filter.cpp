@@ -4,11 +4,10 @@
 #include <cstdint>
 
 namespace vision {
-namespace {
 
 // In 16 bits, so that compilers make vectors of it.
-void filterRow(const std::uint8_t* above, const std::uint8_t* row, const std::uint8_t* below,
-               int width, int cap, std::int8_t* __restrict filtered) {
+void filterSlopes(const std::uint8_t* above, const std::uint8_t* row, const std::uint8_t* below,
+                  int width, int cap, std::int8_t* __restrict filtered) {
     const auto largest = static_cast<std::int16_t>(2 * cap);
     for (int x = 1; x < width - 1; ++x) {
         const auto slope =
@@ -20,6 +19,8 @@ void filterRow(const std::uint8_t* above, const std::uint8_t* row, const std::ui
     filtered[0] = filtered[width - 1] = static_cast<std::int8_t>(cap);
 }
 
+namespace {
+
 void filterRows(const cv::Mat& image, int cap, const cv::Range& rows, cv::Mat& filtered) {
     const int filteredRows = image.rows - image.rows % 2;
     for (int y = rows.start; y < rows.end; ++y) {
@@ -28,7 +29,7 @@ void filterRows(const cv::Mat& image, int cap, const cv::Range& rows, cv::Mat& f
         const int above = y > 0 ? y - 1 : 1;
         const int below = y < image.rows - 1 ? y + 1 : y - 1;
         if (y < filteredRows)
-            filterRow(image.ptr(above), image.ptr(y), image.ptr(below), image.cols, cap, result);
+            filterSlopes(image.ptr(above), image.ptr(y), image.ptr(below), image.cols, cap, result);
         else
             std::fill_n(result, image.cols, static_cast<std::int8_t>(cap));
         std::fill(result + image.cols, result + filtered.cols, result[image.cols - 1]);

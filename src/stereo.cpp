@@ -12,6 +12,7 @@
 #include "matrix_checks.hpp"
 #include "opencv_limits.hpp"
 #include "reprojection.hpp"
+#include "semi_global_matching.hpp"
 #include "shared/adaptation.hpp"
 #include "shared/truncation.hpp"
 
@@ -129,32 +130,33 @@ cv::Mat matchBlocksByFastest(const cv::Mat& left, const cv::Mat& right,
     return matchBlocksByOpenCv(left, right, settings);
 }
 
-void configure(cv::StereoSGBM& matcher, const Stereo& stereo, const AdaptedParameters& adapted) {
-    matcher.setMinDisparity(adapted.minDisparity);
-    matcher.setNumDisparities(adapted.disparityNumber);
-    matcher.setBlockSize(adapted.windowSize);
-    matcher.setPreFilterCap(stereo.getPreFilterCap());
-    matcher.setUniquenessRatio(stereo.getUniquenessRatio());
-    matcher.setP1(adapted.P1);
-    matcher.setP2(adapted.P2);
-    matcher.setSpeckleWindowSize(adapted.speckleWindowSize);
-    matcher.setSpeckleRange(adapted.speckleRange);
-    matcher.setDisp12MaxDiff(stereo.getDisp12MaxDiff());
-    matcher.setMode(stereo.getFullDP() ? cv::StereoSGBM::MODE_HH : cv::StereoSGBM::MODE_SGBM);
+SemiGlobalMatching makeSemiGlobalMatching(const Stereo& stereo, const AdaptedParameters& adapted) {
+    SemiGlobalMatching settings{};
+    settings.windowSize = adapted.windowSize;
+    settings.minDisparity = adapted.minDisparity;
+    settings.disparityNumber = adapted.disparityNumber;
+    settings.preFilterCap = stereo.getPreFilterCap();
+    settings.uniquenessRatio = stereo.getUniquenessRatio();
+    settings.speckleWindowSize = adapted.speckleWindowSize;
+    settings.speckleRange = adapted.speckleRange;
+    settings.P1 = adapted.P1;
+    settings.P2 = adapted.P2;
+    settings.disp12MaxDiff = stereo.getDisp12MaxDiff();
+    settings.fullDP = stereo.getFullDP();
+    return settings;
+}
+
+cv::Mat matchSemiGloballyByFastest(const cv::Mat& left, const cv::Mat& right,
+                                   const SemiGlobalMatching& settings) {
+    if (canMatchSemiGlobally(settings, left.size()) && isSemiGlobalFasterThanOpenCv() &&
+        mayUseOwnKernels())
+        return matchSemiGlobally(left, right, settings);
+    return matchSemiGloballyByOpenCv(left, right, settings);
 }
 
 void checkLimits(const std::string& complaint) {
     if (!complaint.empty())
         refuse(category, "computeDisparity", complaint);
-}
-
-cv::Mat matchSemiGlobally(const cv::Mat& left, const cv::Mat& right, const Stereo& stereo,
-                          const AdaptedParameters& adapted) {
-    const auto matcher = cv::StereoSGBM::create();
-    configure(*matcher, stereo, adapted);
-    cv::Mat fixedPoint;
-    matcher->compute(left, right, fixedPoint);
-    return fixedPoint;
 }
 
 // Converts the fixed-point numbers that `match` gives to pixels.
@@ -285,7 +287,8 @@ cv::Mat Stereo::computeDisparity(const cv::Mat& left, const cv::Mat& right) cons
     if (_stereoAlgorithm == SGBM) {
         checkLimits(complaintAboutSemiGlobalMatching(adapted, left.size()));
         logVerbose(category, function, "Compute block matcher (SGBM)...");
-        return toPixels([&] { return matchSemiGlobally(left, right, *this, adapted); });
+        const SemiGlobalMatching settings = makeSemiGlobalMatching(*this, adapted);
+        return toPixels([&] { return matchSemiGloballyByFastest(left, right, settings); });
     }
     checkLimits(complaintAboutBlockMatching(adapted, left.size()));
     logVerbose(category, function, "Compute block matcher...");

@@ -9,6 +9,16 @@
 //     findLeast    the least sum
 //     findSmall    of 32 sums, those up to a limit, as bits
 //
+// and for semi-global matching
+//
+//     costLanes    how many costs, signed numbers of 16 bits, are worked on at a time
+//     Costs, Pixels, HalfPixels    that many costs, twice as many pixels, and as many
+//     fill                         all with the same cost or pixel
+//     add, subtract                what does not fit becomes the largest or smallest number
+//     widenPixels                  sets costs to pixels
+//     shiftUp, shiftDown           the costs one place before or behind those of a vector
+//     findLeastCost
+//
 // Vectors are passed by reference, as what is not compiled for an instruction set cannot pass them
 // in its registers.
 #ifndef VISION_VECTORS_HPP
@@ -43,45 +53,135 @@ TIOMIPRA_INLINE void store(const Stored& vector, Element* destination) {
     std::memcpy(destination, &vector, sizeof vector);
 }
 
-#if defined(__x86_64__)
-
-// SSE2, the least that x86-64 has.
-struct Baseline {
+// What the compiler makes of it on any processor.
+struct Portable {
     static constexpr int lanes = 16;
     static constexpr int integers = 4;
     using Sums = Vector<std::uint16_t, lanes>;
     using Bytes = Vector<std::int8_t, lanes>;
     using SignedSums = Vector<std::int16_t, lanes>;
 
+    static constexpr int costLanes = 8;
+    using Costs = Vector<std::int16_t, costLanes>;
+    using Pixels = Vector<std::uint8_t, 2 * costLanes>;
+    using HalfPixels = Vector<std::uint8_t, costLanes>;
+
     static void widen(const Bytes& bytes, Sums& sums) {
         sums = reinterpret_cast<Sums>(__builtin_convertvector(bytes, SignedSums));
     }
 
     static std::uint16_t findLeast(const Sums& sums) {
-        Vector<std::int16_t, lanes / 2> halves[2];
+        std::uint16_t values[lanes];
+        store(sums, values);
+        return *std::min_element(values, values + lanes);
+    }
+
+    static std::uint32_t findSmall(const std::uint16_t* sums, std::uint16_t limit) {
+        std::uint32_t bits = 0;
+        for (int i = 0; i < 32; ++i)
+            bits |= static_cast<std::uint32_t>(sums[i] <= limit) << i;
+        return bits;
+    }
+
+    static void fill(std::int16_t cost, Costs& costs) { costs = Costs{} + cost; }
+    static void fill(std::uint8_t pixel, Pixels& pixels) { pixels = Pixels{} + pixel; }
+
+    static void add(const Costs& costs, Costs& sum) {
+        for (int i = 0; i < costLanes; ++i)
+            sum[i] = limit(sum[i] + costs[i]);
+    }
+
+    static void subtract(const Costs& costs, Costs& difference) {
+        for (int i = 0; i < costLanes; ++i)
+            difference[i] = limit(difference[i] - costs[i]);
+    }
+
+    static void subtract(const Pixels& pixels, Pixels& difference) {
+        difference = difference > pixels ? difference - pixels : Pixels{};
+    }
+
+    static void widenPixels(const HalfPixels& pixels, Costs& costs) {
+        costs = __builtin_convertvector(pixels, Costs);
+    }
+
+    static void shiftUp(const Costs& before, const Costs& costs, Costs& shifted) {
+        shifted = __builtin_shufflevector(before, costs, 7, 8, 9, 10, 11, 12, 13, 14);
+    }
+
+    static void shiftDown(const Costs& costs, const Costs& after, Costs& shifted) {
+        shifted = __builtin_shufflevector(costs, after, 1, 2, 3, 4, 5, 6, 7, 8);
+    }
+
+    static std::int16_t findLeastCost(const Costs& costs) {
+        std::int16_t values[costLanes];
+        store(costs, values);
+        return *std::min_element(values, values + costLanes);
+    }
+
+  private:
+    static std::int16_t limit(int value) {
+        return static_cast<std::int16_t>(std::clamp(value, -0x8000, 0x7fff));
+    }
+};
+
+#if defined(__x86_64__)
+
+// SSE2, the least that x86-64 has.
+struct Baseline : Portable {
+    static std::uint16_t findLeast(const Sums& sums) {
+        Costs halves[2];
         store(sums, halves);
         // Only signed numbers have a minimum here.
         halves[0] ^= -0x8000;
         halves[1] ^= -0x8000;
-        auto least = halves[0] < halves[1] ? halves[0] : halves[1];
-        const auto four = shiftDown<8>(least);
-        least = four < least ? four : least;
-        const auto two = shiftDown<4>(least);
-        least = two < least ? two : least;
-        const auto one = shiftDown<2>(least);
-        least = one < least ? one : least;
-        return static_cast<std::uint16_t>(least[0] ^ 0x8000);
+        return static_cast<std::uint16_t>(
+            findLeastCost(halves[0] < halves[1] ? halves[0] : halves[1]) ^ 0x8000);
     }
 
     static std::uint32_t findSmall(const std::uint16_t* sums, std::uint16_t limit) {
         return findSmallOf16(sums, limit) | findSmallOf16(sums + 16, limit) << 16;
     }
 
+    static void add(const Costs& costs, Costs& sum) {
+        sum = reinterpret_cast<Costs>(
+            _mm_adds_epi16(reinterpret_cast<__m128i>(sum), reinterpret_cast<__m128i>(costs)));
+    }
+
+    static void subtract(const Costs& costs, Costs& difference) {
+        difference = reinterpret_cast<Costs>(_mm_subs_epi16(reinterpret_cast<__m128i>(difference),
+                                                            reinterpret_cast<__m128i>(costs)));
+    }
+
+    static void subtract(const Pixels& pixels, Pixels& difference) {
+        difference = reinterpret_cast<Pixels>(_mm_subs_epu8(reinterpret_cast<__m128i>(difference),
+                                                            reinterpret_cast<__m128i>(pixels)));
+    }
+
+    static void shiftUp(const Costs& before, const Costs& costs, Costs& shifted) {
+        shifted = shiftBytes<-2>(costs) | shiftBytes<14>(before);
+    }
+
+    static void shiftDown(const Costs& costs, const Costs& after, Costs& shifted) {
+        shifted = shiftBytes<2>(costs) | shiftBytes<-14>(after);
+    }
+
+    static std::int16_t findLeastCost(const Costs& costs) {
+        const auto four = shiftBytes<8>(costs);
+        auto least = four < costs ? four : costs;
+        const auto two = shiftBytes<4>(least);
+        least = two < least ? two : least;
+        const auto one = shiftBytes<2>(least);
+        least = one < least ? one : least;
+        return least[0];
+    }
+
   private:
+    // Towards the first lane.
     template <int bytes>
-    static Vector<std::int16_t, 8> shiftDown(const Vector<std::int16_t, 8>& numbers) {
-        return reinterpret_cast<Vector<std::int16_t, 8>>(
-            _mm_srli_si128(reinterpret_cast<__m128i>(numbers), bytes));
+    static Costs shiftBytes(const Costs& numbers) {
+        const auto vector = reinterpret_cast<__m128i>(numbers);
+        return reinterpret_cast<Costs>(bytes > 0 ? _mm_srli_si128(vector, std::max(bytes, 0))
+                                                 : _mm_slli_si128(vector, std::max(-bytes, 0)));
     }
 
     static std::uint32_t findSmallOf16(const std::uint16_t* sums, std::uint16_t limit) {
@@ -99,6 +199,11 @@ struct Avx2 {
     static constexpr int integers = 8;
     using Sums = Vector<std::uint16_t, lanes>;
     using Bytes = Vector<std::int8_t, lanes>;
+
+    static constexpr int costLanes = 16;
+    using Costs = Vector<std::int16_t, costLanes>;
+    using Pixels = Vector<std::uint8_t, 2 * costLanes>;
+    using HalfPixels = Vector<std::uint8_t, costLanes>;
 
     TIOMIPRA_FOR_AVX2 static void widen(const Bytes& bytes, Sums& sums) {
         sums = reinterpret_cast<Sums>(_mm256_cvtepi8_epi16(reinterpret_cast<__m128i>(bytes)));
@@ -124,11 +229,64 @@ struct Avx2 {
         const __m256i inOrder = _mm256_permute4x64_epi64(mixed, 0b11011000);
         return static_cast<std::uint32_t>(_mm256_movemask_epi8(inOrder));
     }
+
+    TIOMIPRA_FOR_AVX2 static void fill(std::int16_t cost, Costs& costs) {
+        costs = reinterpret_cast<Costs>(_mm256_set1_epi16(cost));
+    }
+
+    TIOMIPRA_FOR_AVX2 static void fill(std::uint8_t pixel, Pixels& pixels) {
+        pixels = reinterpret_cast<Pixels>(_mm256_set1_epi8(static_cast<char>(pixel)));
+    }
+
+    TIOMIPRA_FOR_AVX2 static void add(const Costs& costs, Costs& sum) {
+        sum = reinterpret_cast<Costs>(
+            _mm256_adds_epi16(reinterpret_cast<__m256i>(sum), reinterpret_cast<__m256i>(costs)));
+    }
+
+    TIOMIPRA_FOR_AVX2 static void subtract(const Costs& costs, Costs& difference) {
+        difference = reinterpret_cast<Costs>(_mm256_subs_epi16(
+            reinterpret_cast<__m256i>(difference), reinterpret_cast<__m256i>(costs)));
+    }
+
+    TIOMIPRA_FOR_AVX2 static void subtract(const Pixels& pixels, Pixels& difference) {
+        difference = reinterpret_cast<Pixels>(_mm256_subs_epu8(
+            reinterpret_cast<__m256i>(difference), reinterpret_cast<__m256i>(pixels)));
+    }
+
+    TIOMIPRA_FOR_AVX2 static void widenPixels(const HalfPixels& pixels, Costs& costs) {
+        costs = reinterpret_cast<Costs>(_mm256_cvtepu8_epi16(reinterpret_cast<__m128i>(pixels)));
+    }
+
+    TIOMIPRA_FOR_AVX2 static void shiftUp(const Costs& before, const Costs& costs, Costs& shifted) {
+        const auto here = reinterpret_cast<__m256i>(costs);
+        const __m256i middle = joinMiddle(before, costs);
+        shifted = reinterpret_cast<Costs>(_mm256_alignr_epi8(here, middle, 14));
+    }
+
+    TIOMIPRA_FOR_AVX2 static void shiftDown(const Costs& costs, const Costs& after,
+                                            Costs& shifted) {
+        const auto here = reinterpret_cast<__m256i>(costs);
+        const __m256i middle = joinMiddle(costs, after);
+        shifted = reinterpret_cast<Costs>(_mm256_alignr_epi8(middle, here, 2));
+    }
+
+    TIOMIPRA_FOR_AVX2 static std::int16_t findLeastCost(const Costs& costs) {
+        // Only unsigned numbers have a least one here.
+        return static_cast<std::int16_t>(findLeast(reinterpret_cast<Sums>(costs ^ -0x8000)) ^
+                                         0x8000);
+    }
+
+  private:
+    // The upper half of the first and the lower half of the second.
+    TIOMIPRA_FOR_AVX2 static __m256i joinMiddle(const Costs& first, const Costs& second) {
+        return _mm256_permute2x128_si256(reinterpret_cast<__m256i>(first),
+                                         reinterpret_cast<__m256i>(second), 0x21);
+    }
 };
 
-struct Avx512 {
+// Costs are worked on as with AVX2: the wider minimum and sum take as much longer.
+struct Avx512 : Avx2 {
     static constexpr int lanes = 32;
-    static constexpr int integers = 8;
     using Sums = Vector<std::uint16_t, lanes>;
     using Bytes = Vector<std::int8_t, lanes>;
 
@@ -151,31 +309,7 @@ struct Avx512 {
 
 #else
 
-// What the compiler makes of it; for instance NEON.
-struct Baseline {
-    static constexpr int lanes = 16;
-    static constexpr int integers = 4;
-    using Sums = Vector<std::uint16_t, lanes>;
-    using Bytes = Vector<std::int8_t, lanes>;
-    using SignedSums = Vector<std::int16_t, lanes>;
-
-    static void widen(const Bytes& bytes, Sums& sums) {
-        sums = reinterpret_cast<Sums>(__builtin_convertvector(bytes, SignedSums));
-    }
-
-    static std::uint16_t findLeast(const Sums& sums) {
-        std::uint16_t values[lanes];
-        store(sums, values);
-        return *std::min_element(values, values + lanes);
-    }
-
-    static std::uint32_t findSmall(const std::uint16_t* sums, std::uint16_t limit) {
-        std::uint32_t bits = 0;
-        for (int i = 0; i < 32; ++i)
-            bits |= static_cast<std::uint32_t>(sums[i] <= limit) << i;
-        return bits;
-    }
-};
+using Baseline = Portable;
 
 #endif
 

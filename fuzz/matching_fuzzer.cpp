@@ -1,14 +1,17 @@
-// Compares the library's block matching with OpenCV's, bit for bit, on whatever images and with
-// whatever parameters the bytes ask for.
+// Compares the library's matchers with OpenCV's, bit for bit, on whatever images and with whatever
+// parameters the bytes ask for.
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <climits>
 #include <cstring>
+#include <functional>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 #include <vision/stereo.hpp>
 
 #include "block_matching.hpp"
 #include "opencv_limits.hpp"
+#include "semi_global_matching.hpp"
 #include "support/rigs.hpp"
 
 namespace {
@@ -16,6 +19,7 @@ namespace {
 using Bytes = FuzzedDataProvider;
 using vision::BlockMatching;
 using vision::InstructionSet;
+using vision::SemiGlobalMatching;
 using vision::Stereo;
 
 // Stops the fuzzer: a difference.
@@ -122,27 +126,86 @@ void setParameters(Bytes& bytes, Stereo& stereo, int calibratedWidth) {
     stereo.setSpeckleRange(bytes.ConsumeIntegralInRange(0, 31));
 }
 
-BlockMatching makeSettings(const Stereo& stereo, const vision::AdaptedParameters& adapted) {
+// Penalties that fit the window, or anything; at times with its largest value.
+int takePenalty(Bytes& bytes, int usual) {
+    return takeUsually(bytes, usual, 0, bytes.ConsumeBool() ? 100000 : INT_MAX);
+}
+
+void setPathParameters(Bytes& bytes, Stereo& stereo) {
+    const int pixels = stereo.getWindowSize() * stereo.getWindowSize();
+    stereo.setP1(takePenalty(bytes, 16 * pixels));
+    stereo.setP2(takePenalty(bytes, 64 * pixels));
+    stereo.setDisp12MaxDiff(takeUsually(bytes, 4, -1, 400));
+    stereo.setFullDP(bytes.ConsumeIntegralInRange(0, 3) == 0);
+}
+
+BlockMatching makeBlockMatching(const Stereo& stereo, const vision::AdaptedParameters& adapted) {
     return {adapted.windowSize,          adapted.minDisparity,      adapted.disparityNumber,
             stereo.getPreFilterCap(),    stereo.getPreFilterSize(), stereo.getTextureThreshold(),
             stereo.getUniquenessRatio(), adapted.speckleWindowSize, adapted.speckleRange};
 }
 
+SemiGlobalMatching makeSemiGlobalMatching(const Stereo& stereo,
+                                          const vision::AdaptedParameters& adapted) {
+    return {adapted.windowSize,
+            adapted.minDisparity,
+            adapted.disparityNumber,
+            stereo.getPreFilterCap(),
+            stereo.getUniquenessRatio(),
+            adapted.speckleWindowSize,
+            adapted.speckleRange,
+            adapted.P1,
+            adapted.P2,
+            stereo.getDisp12MaxDiff(),
+            stereo.getFullDP()};
+}
+
+// One of the two matchers.
+struct Matcher {
+    using Match = std::function<cv::Mat(const Pair& pair)>;
+    using MatchWith = std::function<cv::Mat(const Pair& pair, InstructionSet set)>;
+    std::string complaint;
+    bool canMatch;
+    Match matchByOpenCv;
+    MatchWith match;
+};
+
+Matcher makeMatcher(const Stereo& stereo, int factor, const cv::Size& size) {
+    const auto adapted = vision::adapt(stereo, factor);
+    if (stereo.getStereoAlgorithm() == Stereo::BM) {
+        const BlockMatching settings = makeBlockMatching(stereo, adapted);
+        return {
+            complaintAboutBlockMatching(adapted, size), canMatchBlocks(settings, size),
+            [=](const Pair& pair) { return matchBlocksByOpenCv(pair.left, pair.right, settings); },
+            [=](const Pair& pair, InstructionSet set) {
+                return matchBlocks(pair.left, pair.right, settings, set);
+            }};
+    }
+    const SemiGlobalMatching settings = makeSemiGlobalMatching(stereo, adapted);
+    return {complaintAboutSemiGlobalMatching(adapted, size), canMatchSemiGlobally(settings, size),
+            [=](const Pair& pair) {
+                return matchSemiGloballyByOpenCv(pair.left, pair.right, settings);
+            },
+            [=](const Pair& pair, InstructionSet set) {
+                return matchSemiGlobally(pair.left, pair.right, settings, set);
+            }};
+}
+
 // On one thread: with more, OpenCV's result depends on chance.
-cv::Mat matchByOpenCv(const Pair& pair, const BlockMatching& settings) {
+cv::Mat matchByOpenCv(const Pair& pair, const Matcher& matcher) {
     cv::setNumThreads(1);
     try {
-        return matchBlocksByOpenCv(pair.left, pair.right, settings);
+        return matcher.matchByOpenCv(pair);
     } catch (const cv::Exception&) {
         return {};
     }
 }
 
-void compareKernels(const Pair& pair, const BlockMatching& settings, const cv::Mat& expected) {
+void compareKernels(const Pair& pair, const Matcher& matcher, const cv::Mat& expected) {
     for (const auto set :
          {InstructionSet::baseline, InstructionSet::avx2, InstructionSet::avx512}) {
         if (set <= vision::findInstructionSet())
-            require(areSame(matchBlocks(pair.left, pair.right, settings, set), expected));
+            require(areSame(matcher.match(pair, set), expected));
     }
 }
 
@@ -168,17 +231,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t leng
     Stereo stereo;
     stereo.setMaxDepth(1e6F);  // so that the smallest disparity it asks for is within the image
     stereo.setCalibrations(rig.left, rig.right);
+    stereo.setStereoAlgorithm(bytes.ConsumeBool() ? Stereo::BM : Stereo::SGBM);
     setParameters(bytes, stereo, calibratedWidth);
-    const auto adapted = vision::adapt(stereo, calibratedWidth / size.width);
-    if (!complaintAboutBlockMatching(adapted, size).empty())
+    if (stereo.getStereoAlgorithm() == Stereo::SGBM)
+        setPathParameters(bytes, stereo);
+    const Matcher matcher = makeMatcher(stereo, calibratedWidth / size.width, size);
+    if (!matcher.complaint.empty())
         return 0;
 
     const Pair pair = takePair(bytes, size);
-    const BlockMatching settings = makeSettings(stereo, adapted);
-    const cv::Mat expected = matchByOpenCv(pair, settings);
+    const cv::Mat expected = matchByOpenCv(pair, matcher);
     cv::setNumThreads(bytes.ConsumeIntegralInRange(0, 15) == 0 ? 2 : 1);
-    if (canMatchBlocks(settings, size))
-        compareKernels(pair, settings, expected);
+    if (matcher.canMatch)
+        compareKernels(pair, matcher, expected);
     cv::setNumThreads(1);
     compareStereo(pair, stereo, expected);
     return 0;

@@ -1,0 +1,260 @@
+// The costs of matching a row of pixels, compiled once for each instruction set.
+//
+// A pixel of the left image and one of the right differ by as much as the grey level of the one
+// leaves the range of the other: from halfway to the pixel on its left to halfway to that on its
+// right, by Birchfield and Tomasi. That of the slopes of grey levels is added to a quarter of that
+// of the grey levels themselves. The cost of a match is the sum over its window; pixels beyond the
+// image are those on its border. From one row to the next, the sum over the row that enters the
+// window is added and that over the row that leaves it subtracted, both kept up from one pixel to
+// the next:
+//
+//     entering[i] += pixelCosts[y + half][x + half][i] - pixelCosts[y + half][x - half - 1][i]
+//     costs[y][x][i] = costs[y - 1][x][i] - leaving[i] + entering[i]
+#ifndef VISION_SEMI_GLOBAL_COSTS_HPP
+#define VISION_SEMI_GLOBAL_COSTS_HPP
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "aligned_numbers.hpp"
+#include "semi_global_task.hpp"
+#include "vectors.hpp"
+
+namespace vision {
+
+// Numbers of a row of pixels, and the least and the largest on the way to both neighbours.
+class PixelRanges {
+  public:
+    static constexpr int overread = 64;
+    explicit PixelRanges(int width) : _stride(width + overread), _numbers(3U * _stride) {}
+
+    // One may be written before the first.
+    std::uint8_t* values() { return _numbers.data() + 1; }
+    std::uint8_t* lowest() { return values() + _stride; }
+    std::uint8_t* highest() { return lowest() + _stride; }
+
+  private:
+    std::size_t _stride;
+    std::vector<std::uint8_t> _numbers;
+};
+
+// What the costs of a row are made of.
+class CostTables {
+  public:
+    explicit CostTables(const SemiGlobalTask& task);
+
+    // Sets the ranges to those of row `y`.
+    void takeRow(const SemiGlobalTask& task, int y);
+
+    // Of the row, as many as are needed at the same time.
+    std::uint8_t* pixelCosts(int y) {
+        return _pixelCosts.data() + static_cast<std::ptrdiff_t>(y % _keptRows) * _stride;
+    }
+
+    PixelRanges leftSlopes;
+    PixelRanges leftGreys;
+    PixelRanges rightSlopes;  // From right to left, so that their disparities grow.
+    PixelRanges rightGreys;
+    AlignedNumbers<std::int16_t> entering;  // Sums over a row of the window.
+    AlignedNumbers<std::int16_t> leaving;
+
+  private:
+    int _keptRows;
+    std::ptrdiff_t _stride;
+    AlignedNumbers<std::uint8_t> _pixelCosts;
+    std::vector<std::int8_t> _slopes;
+    std::vector<std::uint8_t> _greys;
+};
+
+template <typename Isa>
+class CostKernel {
+  public:
+    TIOMIPRA_INLINE CostKernel(const SemiGlobalTask& task, CostTables& tables)
+        : _task(task), _tables(tables), _size(task.disparityNumber()) {}
+
+    // `before` are the costs of the row before, if there is one, and may be where `costs` go.
+    TIOMIPRA_INLINE void run(int y, const std::int16_t* before, std::int16_t* costs) {
+        if (y == 0)
+            addFirstRows(costs);
+        else
+            moveDown(y, before, costs);
+    }
+
+  private:
+    using Costs = typename Isa::Costs;
+    using Pixels = typename Isa::Pixels;
+
+    // Over a row of the window.
+    struct RowSum {
+        const std::uint8_t* pixelCosts;
+        std::int16_t* sums;
+    };
+
+    TIOMIPRA_INLINE void addFirstRows(std::int16_t* costs) {
+        std::fill_n(costs, _task.rowSize(), _task.largeChange);
+        for (int y = 0; y <= _task.half; ++y) {
+            if (y < _task.rows())
+                comparePixels(y);
+            addFirstRow(y, costs);
+        }
+    }
+
+    // The first row of the image stands for those above it, too.
+    TIOMIPRA_INLINE void addFirstRow(int y, std::int16_t* costs) {
+        const std::int32_t times = y == 0 ? _task.half + 1 : 1;
+        const RowSum sum = startSum(std::min(y, _task.rows() - 1), _tables.entering.data());
+        for (int x = 0; x < _task.columns; ++x, costs += _size) {
+            if (x > 0)
+                moveRight(sum, x);
+            for (int i = 0; i < _size; ++i) {
+                const std::int32_t added = std::min<std::int32_t>(sum.sums[i] * times, largestCost);
+                costs[i] =
+                    static_cast<std::int16_t>(std::min<std::int32_t>(costs[i] + added, largestCost));
+            }
+        }
+    }
+
+    TIOMIPRA_INLINE void moveDown(int y, const std::int16_t* before, std::int16_t* costs) {
+        const int enteringRow = y + _task.half;
+        if (enteringRow < _task.rows())
+            comparePixels(enteringRow);
+        const RowSum entering =
+            startSum(std::min(enteringRow, _task.rows() - 1), _tables.entering.data());
+        const RowSum leaving = startSum(std::max(y - _task.half - 1, 0), _tables.leaving.data());
+        // Which comes first counts only where the sum does not fit.
+        const bool addsFirst = enteringRow < _task.rows();
+        for (int i = 0; i < _size; i += Isa::costLanes)
+            changeFirst(entering.sums + i, leaving.sums + i, addsFirst, before + i, costs + i);
+        for (int x = 1; x < _task.columns; ++x) {
+            const std::ptrdiff_t here = static_cast<std::ptrdiff_t>(x) * _size;
+            moveRight(entering, leaving, x, before + here, costs + here);
+        }
+    }
+
+    TIOMIPRA_INLINE void changeFirst(const std::int16_t* entering, const std::int16_t* leaving,
+                                     bool addsFirst, const std::int16_t* before,
+                                     std::int16_t* costs) {
+        Costs cost;
+        Costs added;
+        Costs subtracted;
+        load(before, cost);
+        load(entering, added);
+        load(leaving, subtracted);
+        if (addsFirst)
+            Isa::add(added, cost);
+        Isa::subtract(subtracted, cost);
+        if (!addsFirst)
+            Isa::add(added, cost);
+        store(cost, costs);
+    }
+
+    // The sum for the first pixel, for whose left half the first pixel stands.
+    TIOMIPRA_INLINE RowSum startSum(int y, std::int16_t* sums) {
+        const RowSum sum{_tables.pixelCosts(y), sums};
+        for (int i = 0; i < _size; ++i)
+            sums[i] = static_cast<std::int16_t>(sum.pixelCosts[i] * (_task.half + 1));
+        for (int x = 1; x <= _task.half; ++x) {
+            const std::uint8_t* pixelCosts = at(sum, x);
+            for (int i = 0; i < _size; ++i)
+                sums[i] = static_cast<std::int16_t>(sums[i] + pixelCosts[i]);
+        }
+        return sum;
+    }
+
+    TIOMIPRA_INLINE void moveRight(const RowSum& sum, int x) {
+        const std::uint8_t* added = at(sum, x + _task.half);
+        const std::uint8_t* subtracted = at(sum, x - _task.half - 1);
+        for (int i = 0; i < _size; ++i)
+            sum.sums[i] = static_cast<std::int16_t>(sum.sums[i] + added[i] - subtracted[i]);
+    }
+
+    TIOMIPRA_INLINE void moveRight(const RowSum& entering, const RowSum& leaving, int x,
+                                   const std::int16_t* before, std::int16_t* costs) {
+        const std::uint8_t* const added[] = {at(entering, x + _task.half),
+                                             at(leaving, x + _task.half)};
+        const std::uint8_t* const subtracted[] = {at(entering, x - _task.half - 1),
+                                                  at(leaving, x - _task.half - 1)};
+        for (int i = 0; i < _size; i += Isa::costLanes) {
+            Costs sum;
+            Costs cost;
+            load(before + i, cost);
+            moveSum(added[1] + i, subtracted[1] + i, leaving.sums + i, sum);
+            Isa::subtract(sum, cost);
+            moveSum(added[0] + i, subtracted[0] + i, entering.sums + i, sum);
+            Isa::add(sum, cost);
+            store(cost, costs + i);
+        }
+    }
+
+    TIOMIPRA_INLINE void moveSum(const std::uint8_t* added, const std::uint8_t* subtracted,
+                                 std::int16_t* sums, Costs& sum) {
+        typename Isa::HalfPixels pixels;
+        Costs costs;
+        load(sums, sum);
+        load(added, pixels);
+        Isa::widenPixels(pixels, costs);
+        sum += costs;
+        load(subtracted, pixels);
+        Isa::widenPixels(pixels, costs);
+        sum -= costs;
+        store(sum, sums);
+    }
+
+    TIOMIPRA_INLINE const std::uint8_t* at(const RowSum& sum, int x) const {
+        const std::ptrdiff_t column = std::clamp(x, 0, _task.columns - 1);
+        return sum.pixelCosts + column * _size;
+    }
+
+    TIOMIPRA_INLINE void comparePixels(int y) {
+        _tables.takeRow(_task, y);
+        const int right =
+            _task.right.cols - 1 - _task.firstLeft + _task.settings.minDisparity;
+        std::uint8_t* pixelCosts = _tables.pixelCosts(y);
+        // The last vector may reach into the next pixel, which comes after it.
+        for (int x = 0; x < _task.columns; ++x, pixelCosts += _size) {
+            for (int i = 0; i < _size; i += 2 * Isa::costLanes) {
+                Pixels slopes;
+                Pixels greys;
+                compare(_tables.leftSlopes, _task.firstLeft + x, _tables.rightSlopes,
+                        right - x + i, slopes);
+                compare(_tables.leftGreys, _task.firstLeft + x, _tables.rightGreys, right - x + i,
+                        greys);
+                store(slopes + (greys >> 2), pixelCosts + i);
+            }
+        }
+    }
+
+    // How far either pixel is beyond the range of the other.
+    TIOMIPRA_INLINE void compare(PixelRanges& left, int x, PixelRanges& right, int rightX,
+                                 Pixels& difference) {
+        Pixels leftValue;
+        Pixels below;
+        Pixels above;
+        Isa::fill(left.values()[x], leftValue);
+        Isa::fill(left.lowest()[x], below);
+        Isa::fill(left.highest()[x], above);
+        Pixels rightValue;
+        Pixels rightBelow;
+        Pixels rightAbove = leftValue;
+        load(right.values() + rightX, rightValue);
+        load(right.lowest() + rightX, rightBelow);
+        load(right.highest() + rightX, difference);
+        Isa::subtract(difference, rightAbove);
+        Isa::subtract(leftValue, rightBelow);
+        Isa::subtract(rightValue, below);
+        Isa::subtract(above, rightValue);
+        const Pixels beyondRight = rightAbove > rightBelow ? rightAbove : rightBelow;
+        const Pixels beyondLeft = rightValue > below ? rightValue : below;
+        difference = beyondRight < beyondLeft ? beyondRight : beyondLeft;
+    }
+
+    const SemiGlobalTask& _task;
+    CostTables& _tables;
+    int _size;  // costs of a pixel
+};
+
+}  // namespace vision
+
+#endif

@@ -1,0 +1,193 @@
+// The costs along paths to a row of pixels, compiled once for each instruction set.
+//
+// Along a path, a pixel's cost at a disparity is that of the match and the least of the pixel's
+// before at any disparity, with what the change costs; minus the least of the pixel before, so that
+// costs don't grow with the path:
+//
+//     path[p][i] = cost[p][i] - limit + min(path[q][i], path[q][i - 1] + smallChange,
+//                                           path[q][i + 1] + smallChange, limit)
+//     limit = min(path[q]) + largeChange
+//
+// One path runs along the row; three come from the row before: diagonally from both sides, and
+// straight. Their costs replace those of the pixel before where these stand. So the places move by
+// one pixel with each row where the path is diagonal, and go round at the end of the row.
+#ifndef VISION_SEMI_GLOBAL_PATHS_HPP
+#define VISION_SEMI_GLOBAL_PATHS_HPP
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+#include "aligned_numbers.hpp"
+#include "semi_global_task.hpp"
+#include "vectors.hpp"
+
+namespace vision {
+
+// The next pixel of a path.
+template <typename Isa>
+class PathStep {
+  public:
+    using Costs = typename Isa::Costs;
+
+    // `before` are the costs of the pixel before, `limit` the least of them and a large change.
+    TIOMIPRA_INLINE PathStep(const std::int16_t* before, std::int16_t limit,
+                             std::int16_t smallChange)
+        : _before(before) {
+        Isa::fill(limit, _limit);
+        Isa::fill(smallChange, _smallChange);
+        Isa::fill(largestCost, _least);
+        _previous = _least;
+        load(before, _here);
+    }
+
+    // The costs from the i-th on. To be called for all vectors in their order; those of the pixel
+    // before may be replaced afterwards.
+    TIOMIPRA_INLINE void take(int i, const Costs& cost, Costs& result) {
+        Costs next;
+        load(_before + i + Isa::costLanes, next);
+        take(cost, next, result);
+    }
+
+    TIOMIPRA_INLINE void takeLast(const Costs& cost, Costs& result) {
+        Costs next;
+        Isa::fill(largestCost, next);
+        take(cost, next, result);
+    }
+
+    TIOMIPRA_INLINE std::int16_t least() const { return Isa::findLeastCost(_least); }
+
+  private:
+    TIOMIPRA_INLINE void take(const Costs& cost, const Costs& next, Costs& result) {
+        Costs below;
+        Costs above;
+        Isa::shiftUp(_previous, _here, below);
+        Isa::shiftDown(_here, next, above);
+        Costs changed = below < above ? below : above;
+        Isa::add(_smallChange, changed);
+        result = _here < changed ? _here : changed;
+        result = result < _limit ? result : _limit;
+        Isa::subtract(_limit, result);
+        Isa::add(cost, result);
+        _least = result < _least ? result : _least;
+        _previous = _here;
+        _here = next;
+    }
+
+    const std::int16_t* _before;
+    Costs _limit;
+    Costs _smallChange;
+    Costs _least;
+    Costs _previous;
+    Costs _here;
+};
+
+// The costs along one path to the pixels of a row, and the least of each with a large change.
+struct PathRow {
+    explicit PathRow(const SemiGlobalTask& task)
+        : costs(static_cast<std::size_t>(task.rowSize())),
+          limits(static_cast<std::size_t>(task.columns)) {}
+
+    AlignedNumbers<std::int16_t> costs;
+    std::vector<std::int16_t> limits;
+};
+
+struct PathTables {
+    explicit PathTables(const SemiGlobalTask& task)
+        : fromLeft(task),
+          straight(task),
+          fromRight(task),
+          along(static_cast<std::size_t>(task.disparityNumber())),
+          none(static_cast<std::size_t>(task.disparityNumber())) {
+        std::fill(straight.limits.begin(), straight.limits.end(), task.largeChange);
+        fromLeft.limits = fromRight.limits = straight.limits;
+    }
+
+    PathRow fromLeft;
+    PathRow straight;
+    PathRow fromRight;
+    AlignedNumbers<std::int16_t> along;
+    AlignedNumbers<std::int16_t> none;  // The costs before the first pixel of a path: zeros.
+};
+
+template <typename Isa>
+class PathKernel {
+  public:
+    TIOMIPRA_INLINE PathKernel(const SemiGlobalTask& task, PathTables& tables)
+        : _task(task), _tables(tables), _size(task.disparityNumber()) {}
+
+    // Follows the paths into the next row, the `count`-th of a pass, and adds their costs to
+    // `sums`, which begin as zeros on the way down. On the way up, everything is turned round.
+    TIOMIPRA_INLINE void run(int count, bool isDown, const std::int16_t* costs,
+                             std::int16_t* sums) {
+        const int columns = _task.columns;
+        std::fill_n(_tables.along.data(), _size, std::int16_t{0});
+        std::int16_t limitAlong = _task.largeChange;
+        for (int n = 0; n < columns; ++n) {
+            const int x = isDown ? n : columns - 1 - n;
+            const std::ptrdiff_t here = static_cast<std::ptrdiff_t>(x) * _size;
+            const int moved = count % columns;
+            const int left = x < moved ? x - moved + columns : x - moved;
+            const int right = x + moved < columns ? x + moved : x + moved - columns;
+            const Place places[] = {{_tables.along.data(), limitAlong, true},
+                                    find(_tables.fromLeft, left, x > 0),
+                                    find(_tables.straight, x, true),
+                                    find(_tables.fromRight, right, x < columns - 1)};
+            follow(places, costs + here, isDown, sums + here);
+        }
+    }
+
+  private:
+    using Costs = typename Isa::Costs;
+
+    struct Place {
+        std::int16_t* costs;
+        std::int16_t& limit;
+        bool hasBefore;
+    };
+
+    TIOMIPRA_INLINE Place find(PathRow& row, int x, bool hasBefore) {
+        return {row.costs.data() + static_cast<std::ptrdiff_t>(x) * _size, row.limits.data()[x],
+                hasBefore};
+    }
+
+    TIOMIPRA_INLINE PathStep<Isa> step(const Place& place) {
+        if (place.hasBefore)
+            return {place.costs, place.limit, _task.smallChange};
+        return {_tables.none.data(), _task.largeChange, _task.smallChange};
+    }
+
+    TIOMIPRA_INLINE void follow(const Place (&places)[4], const std::int16_t* costs, bool isDown,
+                                std::int16_t* sums) {
+        PathStep<Isa> paths[] = {step(places[0]), step(places[1]), step(places[2]),
+                                 step(places[3])};
+        const int last = _size - Isa::costLanes;
+        for (int i = 0; i <= last; i += Isa::costLanes) {
+            Costs cost;
+            Costs sum{};
+            load(costs + i, cost);
+            if (!isDown)
+                load(sums + i, sum);
+            for (int path = 0; path < 4; ++path) {
+                Costs result;
+                if (i < last)
+                    paths[path].take(i, cost, result);
+                else
+                    paths[path].takeLast(cost, result);
+                store(result, places[path].costs + i);
+                Isa::add(result, sum);
+            }
+            store(sum, sums + i);
+        }
+        for (int path = 0; path < 4; ++path)
+            places[path].limit = wrappingSum(paths[path].least(), _task.largeChange);
+    }
+
+    const SemiGlobalTask& _task;
+    PathTables& _tables;
+    int _size;  // costs of a pixel
+};
+
+}  // namespace vision
+
+#endif
