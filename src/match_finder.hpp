@@ -127,8 +127,8 @@ class MatchFinder {
 
     int _last;  // place
     // By pixel; the tables of eight sums are transposed when eight pixels have them.
-    std::int16_t _lowest[PixelBlock::size]{};           // place of the first sum up to the limit
-    std::int16_t _highest[PixelBlock::size]{};          // and of the last one
+    std::int16_t _lowest[PixelBlock::size]{};             // place of the first sum up to the limit
+    std::int16_t _highest[PixelBlock::size]{};            // and of the last one
     std::uint16_t _around[PixelBlock::size][together]{};  // sums from the one before `_lowest` on
 };
 

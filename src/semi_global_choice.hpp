@@ -23,7 +23,7 @@ namespace vision {
 struct ChoiceTables {
     explicit ChoiceTables(const SemiGlobalTask& task);
 
-    std::ptrdiff_t stride;             // from the sums of a pixel to those of the next
+    std::ptrdiff_t stride;               // from the sums of a pixel to those of the next
     AlignedNumbers<std::uint16_t> sums;  // of a block of pixels, shifted to unsigned numbers
     AlignedNumbers<std::int16_t> along;
     AlignedNumbers<std::int16_t> none;
@@ -67,17 +67,16 @@ class ChoiceKernel {
     // From the unsigned numbers to signed ones.
     static constexpr int shift = 0x8000;
 
-    TIOMIPRA_INLINE void chooseBlock(int begin, const std::int16_t* costs,
-                                     const std::int16_t* sums, std::int16_t* disparities) {
+    TIOMIPRA_INLINE void chooseBlock(int begin, const std::int16_t* costs, const std::int16_t* sums,
+                                     std::int16_t* disparities) {
         const int size = std::min(PixelBlock::size, _task.columns - begin);
         // One sum may be read before those of the first pixel.
         std::uint16_t* unsignedSums = _tables.sums.data() + _tables.stride;
         for (int pixel = size - 1; pixel >= 0; --pixel) {
             const std::ptrdiff_t here = static_cast<std::ptrdiff_t>(begin + pixel) * _size;
             std::uint16_t* to = unsignedSums + pixel * _tables.stride;
-            const std::int16_t least = _settings.fullDP
-                                           ? takeSums(sums + here, to)
-                                           : followPath(costs + here, sums + here, to);
+            const std::int16_t least = _settings.fullDP ? takeSums(sums + here, to)
+                                                        : followPath(costs + here, sums + here, to);
             _block.least[pixel] = static_cast<std::uint16_t>(least + shift);
         }
         for (int pixel = 0; pixel < size; pixel += Isa::integers)
@@ -147,9 +146,9 @@ class ChoiceKernel {
         store(__builtin_convertvector(limit + shift, Limits), _block.limit + first);
     }
 
-    // In sixteenths, place + (before - after) / (2 * curve), rounded; at the ends, the place. Single
-    // precision does it exactly: the quotient is at most 9 and at least 1 / 2^18 from a whole
-    // number if it is none.
+    // In sixteenths, place + (before - after) / (2 * curve), rounded; at the ends, the place.
+    // Single precision does it exactly: the quotient is at most 9 and at least 1 / 2^18 from a
+    // whole number if it is none.
     TIOMIPRA_INLINE void interpolate(int pixel, std::int16_t* results) {
         Integers least;
         Integers before;

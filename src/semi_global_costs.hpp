@@ -110,8 +110,8 @@ class CostKernel {
                 moveRight(sum, x);
             for (int i = 0; i < _size; ++i) {
                 const std::int32_t added = std::min<std::int32_t>(sum.sums[i] * times, largestCost);
-                costs[i] =
-                    static_cast<std::int16_t>(std::min<std::int32_t>(costs[i] + added, largestCost));
+                costs[i] = static_cast<std::int16_t>(
+                    std::min<std::int32_t>(costs[i] + added, largestCost));
             }
         }
     }
@@ -209,16 +209,15 @@ class CostKernel {
 
     TIOMIPRA_INLINE void comparePixels(int y) {
         _tables.takeRow(_task, y);
-        const int right =
-            _task.right.cols - 1 - _task.firstLeft + _task.settings.minDisparity;
+        const int right = _task.right.cols - 1 - _task.firstLeft + _task.settings.minDisparity;
         std::uint8_t* pixelCosts = _tables.pixelCosts(y);
         // The last vector may reach into the next pixel, which comes after it.
         for (int x = 0; x < _task.columns; ++x, pixelCosts += _size) {
             for (int i = 0; i < _size; i += 2 * Isa::costLanes) {
                 Pixels slopes;
                 Pixels greys;
-                compare(_tables.leftSlopes, _task.firstLeft + x, _tables.rightSlopes,
-                        right - x + i, slopes);
+                compare(_tables.leftSlopes, _task.firstLeft + x, _tables.rightSlopes, right - x + i,
+                        slopes);
                 compare(_tables.leftGreys, _task.firstLeft + x, _tables.rightGreys, right - x + i,
                         greys);
                 store(slopes + (greys >> 2), pixelCosts + i);

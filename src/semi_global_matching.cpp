@@ -6,6 +6,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "pre_filter.hpp"
+#include "row_pipeline.hpp"
 #include "semi_global_choice.hpp"
 #include "semi_global_costs.hpp"
 #include "semi_global_paths.hpp"
@@ -96,12 +97,12 @@ struct Tables {
 
 enum class Step { costs, paths, choice };
 
-// A step for a row: the `count`-th row of the way down or up.
+// A step for a row: the `count`-th row on the way down or up.
 struct Job {
     Step step;
     int count;
-    int y;
     bool isDown;
+    int y;
     const std::int16_t* costsBefore;
     std::int16_t* costs;
     std::int16_t* sums;
@@ -187,34 +188,60 @@ SemiGlobalTask makeTask(const cv::Mat& left, const cv::Mat& right,
             static_cast<std::int16_t>(largeChange)};
 }
 
-void match(const SemiGlobalTask& task, InstructionSet instructionSet) {
-    JobFunction* const run = chooseJobFunction(instructionSet);
-    Tables tables(task);
-    const int rows = task.rows();
-    const int places = task.settings.fullDP ? rows : 1;
-    const auto rowSize = static_cast<int>(task.rowSize());
-    cv::Mat costs(places, rowSize, CV_16SC1);
-    cv::Mat sums(places, rowSize, CV_16SC1);
-    const auto job = [&](Step step, int count, int y, bool isDown) {
-        const int place = y % places;
-        const int placeBefore = std::max(y - 1, 0) % places;
-        run(task, tables, {step, count, y, isDown, costs.ptr<std::int16_t>(placeBefore),
-             costs.ptr<std::int16_t>(place), sums.ptr<std::int16_t>(place)});
-    };
-    for (int y = 0; y < rows; ++y) {
-        job(Step::costs, y, y, true);
-        job(Step::paths, y, y, true);
-        if (!task.settings.fullDP)
-            job(Step::choice, y, y, true);
-    }
-    if (task.settings.fullDP) {
-        tables.paths = PathTables(task);
-        for (int y = rows - 1; y >= 0; --y) {
-            job(Step::paths, rows - 1 - y, y, false);
-            job(Step::choice, y, y, false);
+// All steps of an image, over threads.
+class Matcher {
+  public:
+    Matcher(const SemiGlobalTask& task, InstructionSet instructionSet)
+        : _task(task),
+          _run(chooseJobFunction(instructionSet)),
+          _tables(task),
+          _threads(std::min(cv::getNumThreads(), 3)),
+          _group(_threads == 1 ? 1 : 2),
+          _places(_threads == 1 ? 1 : 3),
+          _keptRows(task.settings.fullDP ? task.rows() : std::min(_group * _places, task.rows())),
+          _costs(_keptRows, static_cast<int>(task.rowSize()), CV_16SC1),
+          _sums(_costs.size(), CV_16SC1) {}
+
+    void run() {
+        if (!_task.settings.fullDP) {
+            runWay({Step::costs, Step::paths, Step::choice}, true);
+            return;
         }
+        runWay({Step::costs, Step::paths}, true);
+        _tables.paths = PathTables(_task);
+        runWay({Step::paths, Step::choice}, false);
     }
-}
+
+  private:
+    void runWay(const std::vector<Step>& steps, bool isDown) {
+        RowPipeline pipeline({static_cast<int>(steps.size()), _task.rows(), _group,
+                              std::max(_keptRows / _group, 1)});
+        cv::parallel_for_(cv::Range(0, _threads), [&](const cv::Range&) {
+            pipeline.work([&](int step, int row) {
+                runJob(steps[static_cast<std::size_t>(step)], row, isDown);
+            });
+        });
+    }
+
+    void runJob(Step step, int count, bool isDown) {
+        const int y = isDown ? count : _task.rows() - 1 - count;
+        const int place = y % _keptRows;
+        const int placeBefore = std::max(y - 1, 0) % _keptRows;
+        _run(_task, _tables,
+             {step, count, isDown, y, _costs.ptr<std::int16_t>(placeBefore),
+              _costs.ptr<std::int16_t>(place), _sums.ptr<std::int16_t>(place)});
+    }
+
+    SemiGlobalTask _task;
+    JobFunction* _run;
+    Tables _tables;
+    int _threads;
+    int _group;     // of rows that a thread takes at a time
+    int _places;    // of groups that are worked on at the same time
+    int _keptRows;  // whose costs are kept
+    cv::Mat _costs;
+    cv::Mat _sums;
+};
 
 int missingDisparity(const SemiGlobalMatching& settings) {
     return (settings.minDisparity - 1) * cv::StereoMatcher::DISP_SCALE;
@@ -225,8 +252,8 @@ int missingDisparity(const SemiGlobalMatching& settings) {
 bool canMatchSemiGlobally(const SemiGlobalMatching& settings, const cv::Size& size) {
     constexpr int largestPixelCost = 2 * 63 + 255 / 4;
     const int window = 2 * halfOf(settings.windowSize) + 1;
-    return settings.disparityNumber > 0 && settings.disparityNumber % 16 == 0 &&
-           size.height > 0 && countColumns(settings, size.width) > halfOf(settings.windowSize) &&
+    return settings.disparityNumber > 0 && settings.disparityNumber % 16 == 0 && size.height > 0 &&
+           countColumns(settings, size.width) > halfOf(settings.windowSize) &&
            settings.preFilterCap <= 63 && window * largestPixelCost <= largestCost &&
            settings.uniquenessRatio >= 0 && settings.uniquenessRatio <= 100 &&
            settings.P1 < std::numeric_limits<int>::max();
@@ -243,7 +270,7 @@ bool isSemiGlobalFasterThanOpenCv() {
 cv::Mat matchSemiGlobally(const cv::Mat& left, const cv::Mat& right,
                           const SemiGlobalMatching& settings, InstructionSet instructionSet) {
     cv::Mat disparities(left.size(), CV_16SC1);
-    match(makeTask(left, right, settings, disparities), instructionSet);
+    Matcher(makeTask(left, right, settings, disparities), instructionSet).run();
     cv::medianBlur(disparities, disparities, 3);
     if (settings.speckleWindowSize > 0) {
         filterSpeckles(disparities, static_cast<std::int16_t>(missingDisparity(settings)),

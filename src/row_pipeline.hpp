@@ -1,0 +1,53 @@
+// Several steps for each row of an image, over several threads.
+#ifndef VISION_ROW_PIPELINE_HPP
+#define VISION_ROW_PIPELINE_HPP
+
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+namespace vision {
+
+// Each step is done for one row after the other, and for each row the steps follow each other, so
+// that different steps run at the same time for different rows. Rows are handed out in groups. The
+// first step of a group waits until the last one of that `places` before it is done, for the
+// place where results are kept.
+class RowPipeline {
+  public:
+    struct Shape {
+        int steps;
+        int rows;
+        int groupSize;
+        int places;  // of groups
+    };
+    using Run = std::function<void(int step, int row)>;
+
+    explicit RowPipeline(const Shape& shape);
+
+    // Does what there is to do until all is done; to be called by as many threads as there are. It
+    // waits for threads alone that have begun, so that they may also come one after the other.
+    void work(const Run& run);
+
+  private:
+    // Of a step.
+    struct Progress {
+        int groups;  // done
+        bool isRunning;
+    };
+
+    bool isReady(std::size_t step) const;
+    int findReadyStep() const;
+    bool isDone() const { return _progress.back().groups == _groups; }
+    void runGroup(const Run& run, int step, int group) const;
+
+    Shape _shape;
+    int _groups;
+    std::vector<Progress> _progress;
+    std::mutex _mutex;
+    std::condition_variable _changed;
+};
+
+}  // namespace vision
+
+#endif
