@@ -26,7 +26,6 @@ struct ChoiceTables {
     std::ptrdiff_t stride;               // from the sums of a pixel to those of the next
     AlignedNumbers<std::uint16_t> sums;  // of a block of pixels, shifted to unsigned numbers
     AlignedNumbers<std::int16_t> along;
-    AlignedNumbers<std::int16_t> none;
     std::vector<std::int16_t> rightDisparities;
     std::vector<std::int16_t> rightSums;
 };

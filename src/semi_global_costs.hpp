@@ -28,12 +28,22 @@ namespace vision {
 class PixelRanges {
   public:
     static constexpr int overread = 64;
-    explicit PixelRanges(int width) : _stride(width + overread), _numbers(3U * _stride) {}
+    struct Place {
+        const std::uint8_t* value;
+        const std::uint8_t* lowest;
+        const std::uint8_t* highest;
+    };
 
-    // One may be written before the first.
+    explicit PixelRanges(int width) : _stride(width + overread), _numbers(3 * _stride) {}
+
+    Place at(int x) const {
+        const std::uint8_t* value = _numbers.data() + 1 + x;
+        return {value, value + _stride, value + 2 * _stride};
+    }
+
+    // For `width` numbers, to which one is added before and one behind.
     std::uint8_t* values() { return _numbers.data() + 1; }
-    std::uint8_t* lowest() { return values() + _stride; }
-    std::uint8_t* highest() { return lowest() + _stride; }
+    void findRanges(int width);
 
   private:
     std::size_t _stride;
@@ -209,44 +219,51 @@ class CostKernel {
 
     TIOMIPRA_INLINE void comparePixels(int y) {
         _tables.takeRow(_task, y);
-        const int right = _task.right.cols - 1 - _task.firstLeft + _task.settings.minDisparity;
         std::uint8_t* pixelCosts = _tables.pixelCosts(y);
         // The last vector may reach into the next pixel, which comes after it.
         for (int x = 0; x < _task.columns; ++x, pixelCosts += _size) {
+            const int left = _task.firstLeft + x;
+            const int right = _task.right.cols - 1 - left + _task.settings.minDisparity;
             for (int i = 0; i < _size; i += 2 * Isa::costLanes) {
                 Pixels slopes;
                 Pixels greys;
-                compare(_tables.leftSlopes, _task.firstLeft + x, _tables.rightSlopes, right - x + i,
-                        slopes);
-                compare(_tables.leftGreys, _task.firstLeft + x, _tables.rightGreys, right - x + i,
-                        greys);
+                compare(_tables.leftSlopes.at(left), _tables.rightSlopes.at(right + i), slopes);
+                compare(_tables.leftGreys.at(left), _tables.rightGreys.at(right + i), greys);
                 store(slopes + (greys >> 2), pixelCosts + i);
             }
         }
     }
 
-    // How far either pixel is beyond the range of the other.
-    TIOMIPRA_INLINE void compare(PixelRanges& left, int x, PixelRanges& right, int rightX,
+    // How far either pixel is beyond the range of the other, whichever is less.
+    TIOMIPRA_INLINE void compare(const PixelRanges::Place& left, const PixelRanges::Place& right,
                                  Pixels& difference) {
         Pixels leftValue;
-        Pixels below;
-        Pixels above;
-        Isa::fill(left.values()[x], leftValue);
-        Isa::fill(left.lowest()[x], below);
-        Isa::fill(left.highest()[x], above);
+        Pixels leftLowest;
+        Pixels leftHighest;
+        Isa::fill(*left.value, leftValue);
+        Isa::fill(*left.lowest, leftLowest);
+        Isa::fill(*left.highest, leftHighest);
         Pixels rightValue;
-        Pixels rightBelow;
-        Pixels rightAbove = leftValue;
-        load(right.values() + rightX, rightValue);
-        load(right.lowest() + rightX, rightBelow);
-        load(right.highest() + rightX, difference);
-        Isa::subtract(difference, rightAbove);
-        Isa::subtract(leftValue, rightBelow);
-        Isa::subtract(rightValue, below);
-        Isa::subtract(above, rightValue);
-        const Pixels beyondRight = rightAbove > rightBelow ? rightAbove : rightBelow;
-        const Pixels beyondLeft = rightValue > below ? rightValue : below;
-        difference = beyondRight < beyondLeft ? beyondRight : beyondLeft;
+        Pixels rightLowest;
+        Pixels rightHighest;
+        load(right.value, rightValue);
+        load(right.lowest, rightLowest);
+        load(right.highest, rightHighest);
+        Pixels leftBeyond;
+        Pixels rightBeyond;
+        findDistance(leftValue, rightLowest, rightHighest, leftBeyond);
+        findDistance(rightValue, leftLowest, leftHighest, rightBeyond);
+        difference = leftBeyond < rightBeyond ? leftBeyond : rightBeyond;
+    }
+
+    // From `values` to the range, on whichever side.
+    TIOMIPRA_INLINE void findDistance(const Pixels& values, const Pixels& lowest,
+                                      const Pixels& highest, Pixels& distance) {
+        Pixels above = values;
+        Pixels below = lowest;
+        Isa::subtract(highest, above);
+        Isa::subtract(values, below);
+        distance = above | below;
     }
 
     const SemiGlobalTask& _task;

@@ -33,12 +33,9 @@ std::uint8_t halfway(std::uint8_t a, std::uint8_t b) {
     return static_cast<std::uint8_t>((a & b) + ((a ^ b) >> 1));
 }
 
-// In 8 bits, so that compilers make vectors of it. One value more before and behind those of the
-// row may be written.
-void findRanges(std::uint8_t* values, int width, std::uint8_t* __restrict lowest,
+// In 8 bits, so that compilers make vectors of it.
+void findRanges(const std::uint8_t* values, int width, std::uint8_t* __restrict lowest,
                 std::uint8_t* __restrict highest) {
-    values[-1] = values[0];
-    values[width] = values[width - 1];
     for (int x = 0; x < width; ++x) {
         const std::uint8_t value = values[x];
         const std::uint8_t before = halfway(values[x - 1], value);
@@ -56,6 +53,12 @@ void reverse(const std::uint8_t* __restrict source, int size, std::uint8_t* __re
 }
 
 }  // namespace
+
+void PixelRanges::findRanges(int width) {
+    values()[-1] = values()[0];
+    values()[width] = values()[width - 1];
+    vision::findRanges(values(), width, values() + _stride, values() + 2 * _stride);
+}
 
 void CostTables::takeRow(const SemiGlobalTask& task, int y) {
     const int width = task.left.cols;
@@ -75,14 +78,13 @@ void CostTables::takeRow(const SemiGlobalTask& task, int y) {
     reverse(reinterpret_cast<const std::uint8_t*>(_slopes.data()), width, rightSlopes.values());
     reverse(_greys.data(), width, rightGreys.values());
     for (PixelRanges* ranges : {&leftSlopes, &leftGreys, &rightSlopes, &rightGreys})
-        findRanges(ranges->values(), width, ranges->lowest(), ranges->highest());
+        ranges->findRanges(width);
 }
 
 ChoiceTables::ChoiceTables(const SemiGlobalTask& task)
     : stride((task.disparityNumber() + 31) / 32 * 32),
       sums(static_cast<std::size_t>(stride) * (PixelBlock::size + 2)),
       along(static_cast<std::size_t>(task.disparityNumber())),
-      none(static_cast<std::size_t>(task.disparityNumber())),
       rightDisparities(static_cast<std::size_t>(task.left.cols)),
       rightSums(static_cast<std::size_t>(task.left.cols)) {}
 

@@ -37,8 +37,8 @@ class PathStep {
         Isa::fill(limit, _limit);
         Isa::fill(smallChange, _smallChange);
         Isa::fill(largestCost, _least);
-        _previous = _least;
         load(before, _here);
+        Isa::join(_least, _here, _seam);
     }
 
     // The costs from the i-th on. To be called for all vectors in their order; those of the pixel
@@ -61,8 +61,9 @@ class PathStep {
     TIOMIPRA_INLINE void take(const Costs& cost, const Costs& next, Costs& result) {
         Costs below;
         Costs above;
-        Isa::shiftUp(_previous, _here, below);
-        Isa::shiftDown(_here, next, above);
+        Isa::shiftUp(_seam, _here, below);
+        Isa::join(_here, next, _seam);
+        Isa::shiftDown(_here, _seam, above);
         Costs changed = below < above ? below : above;
         Isa::add(_smallChange, changed);
         result = _here < changed ? _here : changed;
@@ -70,7 +71,6 @@ class PathStep {
         Isa::subtract(_limit, result);
         Isa::add(cost, result);
         _least = result < _least ? result : _least;
-        _previous = _here;
         _here = next;
     }
 
@@ -78,8 +78,8 @@ class PathStep {
     Costs _limit;
     Costs _smallChange;
     Costs _least;
-    Costs _previous;
-    Costs _here;
+    Costs _here;               // of the pixel before, at the same disparities
+    typename Isa::Seam _seam;  // with those at the disparities below
 };
 
 // The costs along one path to the pixels of a row, and the least of each with a large change.

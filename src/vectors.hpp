@@ -16,6 +16,7 @@
 //     fill                         all with the same cost or pixel
 //     add, subtract                what does not fit becomes the largest or smallest number
 //     widenPixels                  sets costs to pixels
+//     Seam, join                   what a vector and the next have to give to each other for
 //     shiftUp, shiftDown           the costs one place before or behind those of a vector
 //     findLeastCost
 //
@@ -65,6 +66,10 @@ struct Portable {
     using Costs = Vector<std::int16_t, costLanes>;
     using Pixels = Vector<std::uint8_t, 2 * costLanes>;
     using HalfPixels = Vector<std::uint8_t, costLanes>;
+    struct Seam {
+        Costs before;
+        Costs after;
+    };
 
     static void widen(const Bytes& bytes, Sums& sums) {
         sums = reinterpret_cast<Sums>(__builtin_convertvector(bytes, SignedSums));
@@ -104,12 +109,16 @@ struct Portable {
         costs = __builtin_convertvector(pixels, Costs);
     }
 
-    static void shiftUp(const Costs& before, const Costs& costs, Costs& shifted) {
-        shifted = __builtin_shufflevector(before, costs, 7, 8, 9, 10, 11, 12, 13, 14);
+    static void join(const Costs& before, const Costs& after, Seam& seam) {
+        seam = {before, after};
     }
 
-    static void shiftDown(const Costs& costs, const Costs& after, Costs& shifted) {
-        shifted = __builtin_shufflevector(costs, after, 1, 2, 3, 4, 5, 6, 7, 8);
+    static void shiftUp(const Seam& seam, const Costs& costs, Costs& shifted) {
+        shifted = __builtin_shufflevector(seam.before, costs, 7, 8, 9, 10, 11, 12, 13, 14);
+    }
+
+    static void shiftDown(const Costs& costs, const Seam& seam, Costs& shifted) {
+        shifted = __builtin_shufflevector(costs, seam.after, 1, 2, 3, 4, 5, 6, 7, 8);
     }
 
     static std::int16_t findLeastCost(const Costs& costs) {
@@ -157,12 +166,12 @@ struct Baseline : Portable {
                                                             reinterpret_cast<__m128i>(pixels)));
     }
 
-    static void shiftUp(const Costs& before, const Costs& costs, Costs& shifted) {
-        shifted = shiftBytes<-2>(costs) | shiftBytes<14>(before);
+    static void shiftUp(const Seam& seam, const Costs& costs, Costs& shifted) {
+        shifted = shiftBytes<-2>(costs) | shiftBytes<14>(seam.before);
     }
 
-    static void shiftDown(const Costs& costs, const Costs& after, Costs& shifted) {
-        shifted = shiftBytes<2>(costs) | shiftBytes<-14>(after);
+    static void shiftDown(const Costs& costs, const Seam& seam, Costs& shifted) {
+        shifted = shiftBytes<2>(costs) | shiftBytes<-14>(seam.after);
     }
 
     static std::int16_t findLeastCost(const Costs& costs) {
@@ -204,6 +213,7 @@ struct Avx2 {
     using Costs = Vector<std::int16_t, costLanes>;
     using Pixels = Vector<std::uint8_t, 2 * costLanes>;
     using HalfPixels = Vector<std::uint8_t, costLanes>;
+    using Seam = Costs;
 
     TIOMIPRA_FOR_AVX2 static void widen(const Bytes& bytes, Sums& sums) {
         sums = reinterpret_cast<Sums>(_mm256_cvtepi8_epi16(reinterpret_cast<__m128i>(bytes)));
@@ -257,30 +267,26 @@ struct Avx2 {
         costs = reinterpret_cast<Costs>(_mm256_cvtepu8_epi16(reinterpret_cast<__m128i>(pixels)));
     }
 
-    TIOMIPRA_FOR_AVX2 static void shiftUp(const Costs& before, const Costs& costs, Costs& shifted) {
-        const auto here = reinterpret_cast<__m256i>(costs);
-        const __m256i middle = joinMiddle(before, costs);
-        shifted = reinterpret_cast<Costs>(_mm256_alignr_epi8(here, middle, 14));
+    // The upper half of the first and the lower half of the second.
+    TIOMIPRA_FOR_AVX2 static void join(const Costs& before, const Costs& after, Seam& seam) {
+        seam = reinterpret_cast<Seam>(_mm256_permute2x128_si256(
+            reinterpret_cast<__m256i>(before), reinterpret_cast<__m256i>(after), 0x21));
     }
 
-    TIOMIPRA_FOR_AVX2 static void shiftDown(const Costs& costs, const Costs& after,
-                                            Costs& shifted) {
-        const auto here = reinterpret_cast<__m256i>(costs);
-        const __m256i middle = joinMiddle(costs, after);
-        shifted = reinterpret_cast<Costs>(_mm256_alignr_epi8(middle, here, 2));
+    TIOMIPRA_FOR_AVX2 static void shiftUp(const Seam& seam, const Costs& costs, Costs& shifted) {
+        shifted = reinterpret_cast<Costs>(_mm256_alignr_epi8(reinterpret_cast<__m256i>(costs),
+                                                             reinterpret_cast<__m256i>(seam), 14));
+    }
+
+    TIOMIPRA_FOR_AVX2 static void shiftDown(const Costs& costs, const Seam& seam, Costs& shifted) {
+        shifted = reinterpret_cast<Costs>(_mm256_alignr_epi8(reinterpret_cast<__m256i>(seam),
+                                                             reinterpret_cast<__m256i>(costs), 2));
     }
 
     TIOMIPRA_FOR_AVX2 static std::int16_t findLeastCost(const Costs& costs) {
         // Only unsigned numbers have a least one here.
         return static_cast<std::int16_t>(findLeast(reinterpret_cast<Sums>(costs ^ -0x8000)) ^
                                          0x8000);
-    }
-
-  private:
-    // The upper half of the first and the lower half of the second.
-    TIOMIPRA_FOR_AVX2 static __m256i joinMiddle(const Costs& first, const Costs& second) {
-        return _mm256_permute2x128_si256(reinterpret_cast<__m256i>(first),
-                                         reinterpret_cast<__m256i>(second), 0x21);
     }
 };
 

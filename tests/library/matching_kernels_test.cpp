@@ -116,7 +116,7 @@ void expectWhatOpenCvGives(const Pair& pair, const Settings& settings) {
          {InstructionSet::baseline, InstructionSet::avx2, InstructionSet::avx512}) {
         if (set > vision::findInstructionSet())
             break;
-        for (const int number : {1, 2, 4}) {
+        for (const int number : {1, 3}) {
             const Threads threads(number);
             ASSERT_THAT(match(pair, settings, set), IsSameMatrix(expected))
                 << name(set) << ", " << pair.left.size() << ", window " << settings.windowSize
@@ -180,7 +180,7 @@ TEST(BlockMatching, LeavesToOpenCvWhatItRefuses) {
 TEST(SemiGlobalMatching, GivesTheBitsOfOpenCv) {
     cv::RNG random(3);
     int matched = 0;
-    for (int i = 0; i < 200; ++i) {
+    for (int i = 0; i < 100; ++i) {
         const Pair pair = makePair({random.uniform(1, 250), random.uniform(1, 50)}, random);
         const SemiGlobalMatching settings = makePathSettings(random);
         if (!canMatchSemiGlobally(settings, pair.left.size()))
@@ -188,7 +188,7 @@ TEST(SemiGlobalMatching, GivesTheBitsOfOpenCv) {
         ++matched;
         ASSERT_NO_FATAL_FAILURE(expectWhatOpenCvGives(pair, settings));
     }
-    EXPECT_GT(matched, 100);
+    EXPECT_GT(matched, 50);
 }
 
 // The images differ as much as they can, so that all costs do not fit, whichever comes first.
