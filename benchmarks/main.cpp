@@ -117,13 +117,15 @@ void registerAll(const std::string& folder) {
                 registerStage(workbench, stage, {size}, threads);
         }
     }
-    for (const int disparityNumber : {16, 32, 64, 128, 256}) {
-        for (const char* stage : {"disparity BM", "disparity SGBM"})
+    // The sums of block matching over windows of more than 25 pixels don't fit 16 bits.
+    for (const char* stage : {"disparity BM", "disparity SGBM"}) {
+        for (const int disparityNumber : {16, 32, 64, 128, 256})
             registerStage(workbench, stage, {{640, 480}, disparityNumber}, 1);
+        for (const int windowSize : {5, 11, 25, 27, 51})
+            registerStage(workbench, stage, {{640, 480}, 80, windowSize}, 1);
     }
-    // The sums over windows of more than 25 pixels don't fit 16 bits.
-    for (const int windowSize : {5, 11, 25, 27, 51})
-        registerStage(workbench, "disparity BM", {{640, 480}, 80, windowSize}, 1);
+    for (const int threads : threadNumbers)
+        registerStage(workbench, "disparity SGBM fullDP", {{640, 480}}, threads);
 }
 
 std::string readProcessorName() {

@@ -112,7 +112,8 @@ cv::Ptr<cv::StereoMatcher> makeMatcher(const Stereo& stereo, Stereo::StereoAlgor
         return cv::StereoSGBM::create(
             stereo.getMinDisparity(), stereo.getDisparityNumber(), stereo.getWindowSize(),
             stereo.getP1(), stereo.getP2(), stereo.getDisp12MaxDiff(), stereo.getPreFilterCap(),
-            stereo.getUniquenessRatio(), stereo.getSpeckleWindowSize(), stereo.getSpeckleRange());
+            stereo.getUniquenessRatio(), stereo.getSpeckleWindowSize(), stereo.getSpeckleRange(),
+            stereo.getFullDP() ? cv::StereoSGBM::MODE_HH : cv::StereoSGBM::MODE_SGBM);
     }
     auto matcher = cv::StereoBM::create(stereo.getDisparityNumber(), stereo.getWindowSize());
     matcher->setMinDisparity(stereo.getMinDisparity());
@@ -175,6 +176,11 @@ Stage makeMatchingStage(const std::string& name, const std::shared_ptr<Workload>
             }};
 }
 
+Stage makeFullStage(const std::string& name, const std::shared_ptr<Workload>& work) {
+    work->stereo.setFullDP(true);
+    return makeMatchingStage(name, work, Stereo::SGBM);
+}
+
 // From raw frames to points.
 Stage makeFrameStage(const std::string& name, const std::shared_ptr<Workload>& work,
                      Stereo::StereoAlgorithm algorithm) {
@@ -203,6 +209,7 @@ std::vector<Stage> makeStages(const Photographs& photographs, const StageOptions
              [=] { return rectifyByOpenCv(work->transform, work->rawLeft, work->rawRight); }},
             makeMatchingStage("disparity BM", work, Stereo::BM),
             makeMatchingStage("disparity SGBM", work, Stereo::SGBM),
+            makeFullStage("disparity SGBM fullDP", makeWorkload(photographs, options)),
             {"depth", [=]() -> Images { return {work->stereo.computeDepth(work->disparity)}; },
              [=]() -> Images { return {reprojectByOpenCv(*work, work->disparity)}; }},
             {"depth beside copying",

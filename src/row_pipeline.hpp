@@ -10,16 +10,14 @@
 namespace vision {
 
 // Each step is done for one row after the other, and for each row the steps follow each other, so
-// that different steps run at the same time for different rows. Rows are handed out in groups. The
-// first step of a group waits until the last one of that `places` before it is done, for the
-// place where results are kept.
+// that different steps run at the same time for different rows. The first step of a row waits until
+// the last one of that `places` before it is done, for the place where results are kept.
 class RowPipeline {
   public:
     struct Shape {
         int steps;
         int rows;
-        int groupSize;
-        int places;  // of groups
+        int places;
     };
     using Run = std::function<void(int step, int row)>;
 
@@ -32,17 +30,15 @@ class RowPipeline {
   private:
     // Of a step.
     struct Progress {
-        int groups;  // done
+        int rows;  // done
         bool isRunning;
     };
 
     bool isReady(std::size_t step) const;
     int findReadyStep() const;
-    bool isDone() const { return _progress.back().groups == _groups; }
-    void runGroup(const Run& run, int step, int group) const;
+    bool isDone() const { return _progress.back().rows == _shape.rows; }
 
     Shape _shape;
-    int _groups;
     std::vector<Progress> _progress;
     std::mutex _mutex;
     std::condition_variable _changed;

@@ -197,10 +197,8 @@ class Matcher {
         : _task(task),
           _run(chooseJobFunction(instructionSet)),
           _tables(task),
-          _threads(std::min(cv::getNumThreads(), 3)),
-          _group(_threads == 1 ? 1 : 2),
-          _places(_threads == 1 ? 1 : 3),
-          _keptRows(task.settings.fullDP ? task.rows() : std::min(_group * _places, task.rows())),
+          _threads(std::clamp(cv::getNumThreads(), 1, 3)),
+          _keptRows(task.settings.fullDP ? task.rows() : (_threads == 1 ? 1 : 4)),
           _costs(_keptRows, static_cast<int>(task.rowSize()), CV_16SC1),
           _sums(_costs.size(), CV_16SC1) {}
 
@@ -216,8 +214,7 @@ class Matcher {
 
   private:
     void runWay(const std::vector<Step>& steps, bool isDown) {
-        RowPipeline pipeline({static_cast<int>(steps.size()), _task.rows(), _group,
-                              std::max(_keptRows / _group, 1)});
+        RowPipeline pipeline({static_cast<int>(steps.size()), _task.rows(), _keptRows});
         cv::parallel_for_(cv::Range(0, _threads), [&](const cv::Range&) {
             pipeline.work([&](int step, int row) {
                 runJob(steps[static_cast<std::size_t>(step)], row, isDown);
@@ -238,8 +235,6 @@ class Matcher {
     JobFunction* _run;
     Tables _tables;
     int _threads;
-    int _group;     // of rows that a thread takes at a time
-    int _places;    // of groups that are worked on at the same time
     int _keptRows;  // whose costs are kept
     cv::Mat _costs;
     cv::Mat _sums;
