@@ -47,7 +47,7 @@ set(CPACK_DEBIAN_LIBRARIES_PACKAGE_CONTROL_EXTRA ${debian}/triggers ${debian}/sh
 set(CPACK_COMPONENT_LIBRARIES_DESCRIPTION "depth from calibrated stereo cameras - shared libraries
 Turns the images of a calibrated stereo pair into metric 3D points: reads
 calibrations, rectifies images, computes disparities by block matching or
-semi-global matching of OpenCV, and reprojects them in one pass.
+semi-global matching as OpenCV does, and reprojects them in one pass.
 .
 This package contains the libraries vision and tevo, its logging.")
 

@@ -95,7 +95,7 @@ constexpr auto exitStatuses =
 // What a result depends on besides input and options.
 std::string describeVersion() {
     return "tiomipra " + programVersion() + "\nOpenCV " + cv::getVersionString() +
-           "\nblock matching: " + vision::describeMatchingKernels();
+           "\nmatching: " + vision::describeMatchingKernels();
 }
 
 void configureAll(CLI::App& app, Run& run) {

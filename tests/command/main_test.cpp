@@ -19,7 +19,7 @@ TEST(Program, ExplainsItself) {
     EXPECT_EQ(help.err, "");
     EXPECT_THAT(
         runTiomipra({"--version"}).out,
-        testing::MatchesRegex("tiomipra [^\n]*\nOpenCV [^\n]*\nblock matching: own [^\n]*\n"));
+        testing::MatchesRegex("tiomipra [^\n]*\nOpenCV [^\n]*\nmatching: own [^\n]*\n"));
     EXPECT_EQ(runTiomipra({"-V"}).out, runTiomipra({"--version"}).out);
     EXPECT_EQ(runTiomipra({"help"}).out, help.out);
     EXPECT_EQ(runTiomipra({"help", "depth"}).out, runTiomipra({"depth", "--help"}).out);

@@ -1,7 +1,10 @@
+#include <atomic>
 #include <opencv2/calib3d.hpp>
 #include <opencv2/imgproc.hpp>
+#include <thread>
 
 #include "block_matching.hpp"
+#include "row_pipeline.hpp"
 #include "semi_global_matching.hpp"
 #include "speckle_filter.hpp"
 #include "support/matrices.hpp"
@@ -223,6 +226,26 @@ TEST(SemiGlobalMatching, LeavesToOpenCvWhatItDoesOtherwise) {
         settings.*member = value;
         EXPECT_FALSE(canMatchSemiGlobally(settings, {400, 300})) << value;
     }
+}
+
+TEST(RowPipeline, KeepsTheOrderOfStepsAndPlaces) {
+    std::atomic<int> done[3]{};
+    std::atomic<int> faults = 0;
+    vision::RowPipeline pipeline({3, 300, 2});
+    const auto work = [&] {
+        pipeline.work([&](int step, int row) {
+            const bool isReady = step == 0 ? row < done[2] + 2 : row < done[step - 1];
+            faults += isReady && row == done[step] ? 0 : 1;
+            std::this_thread::yield();
+            ++done[step];
+        });
+    };
+    std::thread threads[] = {std::thread(work), std::thread(work)};
+    work();
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(faults, 0);
+    EXPECT_EQ(done[2], 300);
 }
 
 TEST(SpeckleFilter, RemovesWhatOpenCvRemoves) {

@@ -7,7 +7,7 @@
 
 namespace vision {
 
-// "own (avx2)", or "OpenCV" and why. Found out by the first call, or the first that matches blocks;
+// "own (avx2)", or "OpenCV" and why. Found out by the first call, or the first that matches;
 // it takes a few milliseconds.
 TIOMIPRA_EXPORT std::string describeMatchingKernels();
 
