@@ -59,7 +59,8 @@ class PartMatcher {
           _disparities(task.disparities),
           _part(part),
           _half(_settings.windowSize / 2),
-          _stride((_settings.disparityNumber + Chooser::scanned - 1) / Chooser::scanned *
+          _stride(std::ptrdiff_t{(_settings.disparityNumber + Chooser::scanned - 1) /
+                                 Chooser::scanned} *
                   Chooser::scanned),
           _columnNumber(part.columns.size() + _settings.windowSize - 1),
           _columns(static_cast<std::size_t>(_columnNumber + 1) * _stride),
@@ -246,7 +247,7 @@ class PartMatcher {
     cv::Mat _disparities;  // those of the task
     Part _part;
     int _half;                               // of the window
-    int _stride;                             // sums from a column or pixel to the next
+    std::ptrdiff_t _stride;                  // sums from a column or pixel to the next
     int _columnNumber;                       // that the windows of the part cover
     AlignedNumbers<std::uint16_t> _columns;  // sums of differences by column and disparity
     AlignedNumbers<std::uint16_t>
@@ -254,7 +255,7 @@ class PartMatcher {
     AlignedNumbers<std::uint16_t> _sums;  // over the window: of the pixel before the block, and of
                                           // the block; and a few that are read behind the last
     Chooser _chooser;
-    std::uint16_t _unused[lanes];  // 0xffff in the lanes of the last vector without a disparity
+    std::uint16_t _unused[lanes]{};  // 0xffff in the lanes of the last vector without a disparity
 };
 
 }  // namespace vision

@@ -36,10 +36,10 @@ class DisparityChooser {
         for (int pixel = 0; pixel < size; pixel += Isa::integers)
             findLimits(pixel);
         _finder.find(sums, stride, size, _block);
-        std::int16_t results[blockSize];
+        std::int16_t chosen[blockSize];
         for (int pixel = 0; pixel < size; pixel += Isa::integers)
-            interpolate(pixel, results + pixel);
-        std::copy_n(results, size, disparities);
+            interpolate(pixel, chosen + pixel);
+        std::copy_n(chosen, size, disparities);
     }
 
   private:

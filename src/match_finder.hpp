@@ -25,7 +25,7 @@ TIOMIPRA_INLINE void transpose(const std::uint16_t (*source)[8], Eight (&rows)[8
         load(source[i], rows[i]);
     for (int step = 0; step < 3; ++step) {
         Eight next[8];
-        for (int i = 0; i < 4; ++i) {
+        for (std::ptrdiff_t i = 0; i < 4; ++i) {
             next[2 * i] = __builtin_shufflevector(rows[i], rows[i + 4], 0, 8, 1, 9, 2, 10, 3, 11);
             next[2 * i + 1] =
                 __builtin_shufflevector(rows[i], rows[i + 4], 4, 12, 5, 13, 6, 14, 7, 15);

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <vector>
 
 #include "aligned_numbers.hpp"
 #include "match_finder.hpp"
@@ -26,8 +25,8 @@ struct ChoiceTables {
     std::ptrdiff_t stride;               // from the sums of a pixel to those of the next
     AlignedNumbers<std::uint16_t> sums;  // of a block of pixels, shifted to unsigned numbers
     AlignedNumbers<std::int16_t> along;
-    std::vector<std::int16_t> rightDisparities;
-    std::vector<std::int16_t> rightSums;
+    AlignedNumbers<std::int16_t> rightDisparities;
+    AlignedNumbers<std::int16_t> rightSums;
 };
 
 template <typename Isa>
@@ -46,8 +45,8 @@ class ChoiceKernel {
         auto* disparities = _disparities.ptr<std::int16_t>(y);
         const auto missing = static_cast<std::int16_t>(_missing);
         std::fill_n(disparities, _disparities.cols, missing);
-        std::fill(_tables.rightDisparities.begin(), _tables.rightDisparities.end(), missing);
-        std::fill(_tables.rightSums.begin(), _tables.rightSums.end(), largestCost);
+        std::fill_n(_tables.rightDisparities.data(), _disparities.cols, missing);
+        std::fill_n(_tables.rightSums.data(), _disparities.cols, largestCost);
         std::fill_n(_tables.along.data(), _size, std::int16_t{0});
         _limit = _task.largeChange;
         const int blocks = (_task.columns + PixelBlock::size - 1) / PixelBlock::size;
@@ -81,12 +80,12 @@ class ChoiceKernel {
         for (int pixel = 0; pixel < size; pixel += Isa::integers)
             findLimits(pixel);
         _finder.find(unsignedSums, _tables.stride, size, _block);
-        std::int16_t results[PixelBlock::size];
+        std::int16_t chosen[PixelBlock::size];
         for (int pixel = 0; pixel < size; pixel += Isa::integers)
-            interpolate(pixel, results + pixel);
-        std::copy_n(results, size, disparities + _task.firstLeft + begin);
+            interpolate(pixel, chosen + pixel);
+        std::copy_n(chosen, size, disparities + _task.firstLeft + begin);
         for (int pixel = size - 1; pixel >= 0; --pixel)
-            claim(begin + pixel, pixel, results[pixel]);
+            claim(begin + pixel, pixel, chosen[pixel]);
     }
 
     // Sets the sums `to` and returns the least.
@@ -172,7 +171,8 @@ class ChoiceKernel {
         Integers isMissing = least == largestCost + shift;
         if (_settings.uniquenessRatio > 0)
             isMissing |= isAmbiguous & (least > shift);
-        const Integers result = isMissing ? Integers{} + _missing : disparity;
+        const Integers missing = Integers{} + _missing;
+        const Integers result = isMissing ? missing : disparity;
         store(__builtin_convertvector(result, Results), results);
     }
 
@@ -181,7 +181,7 @@ class ChoiceKernel {
         if (result == _missing)
             return;
         const int disparity = _block.place[pixel] + _settings.minDisparity;
-        const auto right = static_cast<std::size_t>(x + _task.firstLeft - disparity);
+        const int right = x + _task.firstLeft - disparity;
         const auto sum = static_cast<std::int16_t>(_block.least[pixel] - shift);
         if (_tables.rightSums.data()[right] > sum) {
             _tables.rightSums.data()[right] = sum;

@@ -187,13 +187,13 @@ class CostKernel {
         const std::uint8_t* const subtracted[] = {at(entering, x - _task.half - 1),
                                                   at(leaving, x - _task.half - 1)};
         for (int i = 0; i < _size; i += Isa::costLanes) {
-            Costs sum;
+            Costs moved;
             Costs cost;
             load(before + i, cost);
-            moveSum(added[1] + i, subtracted[1] + i, leaving.sums + i, sum);
-            Isa::subtract(sum, cost);
-            moveSum(added[0] + i, subtracted[0] + i, entering.sums + i, sum);
-            Isa::add(sum, cost);
+            moveSum(added[1] + i, subtracted[1] + i, leaving.sums + i, moved);
+            Isa::subtract(moved, cost);
+            moveSum(added[0] + i, subtracted[0] + i, entering.sums + i, moved);
+            Isa::add(moved, cost);
             store(cost, costs + i);
         }
     }

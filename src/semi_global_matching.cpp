@@ -69,7 +69,7 @@ void CostTables::takeRow(const SemiGlobalTask& task, int y) {
         filterSlopes(image.ptr(above), image.ptr(y), image.ptr(below), width, task.slopeCap,
                      _slopes.data());
         std::copy_n(image.ptr(y), width, _greys.data());
-        _greys.data()[0] = _greys.data()[width - 1] = border;
+        _greys.front() = _greys.back() = border;
     };
     take(task.left);
     std::copy_n(_slopes.data(), width, leftSlopes.values());
@@ -82,7 +82,7 @@ void CostTables::takeRow(const SemiGlobalTask& task, int y) {
 }
 
 ChoiceTables::ChoiceTables(const SemiGlobalTask& task)
-    : stride((task.disparityNumber() + 31) / 32 * 32),
+    : stride(std::ptrdiff_t{(task.disparityNumber() + 31) / 32} * 32),
       sums(static_cast<std::size_t>(stride) * (PixelBlock::size + 2)),
       along(static_cast<std::size_t>(task.disparityNumber())),
       rightDisparities(static_cast<std::size_t>(task.left.cols)),

@@ -16,7 +16,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <vector>
 
 #include "aligned_numbers.hpp"
 #include "semi_global_task.hpp"
@@ -86,10 +85,12 @@ class PathStep {
 struct PathRow {
     explicit PathRow(const SemiGlobalTask& task)
         : costs(static_cast<std::size_t>(task.rowSize())),
-          limits(static_cast<std::size_t>(task.columns)) {}
+          limits(static_cast<std::size_t>(task.columns)) {
+        std::fill_n(limits.data(), task.columns, task.largeChange);
+    }
 
     AlignedNumbers<std::int16_t> costs;
-    std::vector<std::int16_t> limits;
+    AlignedNumbers<std::int16_t> limits;
 };
 
 struct PathTables {
@@ -98,10 +99,7 @@ struct PathTables {
           straight(task),
           fromRight(task),
           along(static_cast<std::size_t>(task.disparityNumber())),
-          none(static_cast<std::size_t>(task.disparityNumber())) {
-        std::fill(straight.limits.begin(), straight.limits.end(), task.largeChange);
-        fromLeft.limits = fromRight.limits = straight.limits;
-    }
+          none(static_cast<std::size_t>(task.disparityNumber())) {}
 
     PathRow fromLeft;
     PathRow straight;

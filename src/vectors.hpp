@@ -88,17 +88,17 @@ struct Portable {
         return bits;
     }
 
-    static void fill(std::int16_t cost, Costs& costs) { costs = Costs{} + cost; }
-    static void fill(std::uint8_t pixel, Pixels& pixels) { pixels = Pixels{} + pixel; }
+    static void fill(std::int16_t cost, Costs& costs) { costs = cost + Costs{}; }
+    static void fill(std::uint8_t pixel, Pixels& pixels) { pixels = pixel + Pixels{}; }
 
-    static void add(const Costs& costs, Costs& sum) {
+    static void add(const Costs& change, Costs& sum) {
         for (int i = 0; i < costLanes; ++i)
-            sum[i] = limit(sum[i] + costs[i]);
+            sum[i] = limit(sum[i] + change[i]);
     }
 
-    static void subtract(const Costs& costs, Costs& difference) {
+    static void subtract(const Costs& change, Costs& difference) {
         for (int i = 0; i < costLanes; ++i)
-            difference[i] = limit(difference[i] - costs[i]);
+            difference[i] = limit(difference[i] - change[i]);
     }
 
     static void subtract(const Pixels& pixels, Pixels& difference) {
@@ -151,14 +151,14 @@ struct Baseline : Portable {
         return findSmallOf16(sums, limit) | findSmallOf16(sums + 16, limit) << 16;
     }
 
-    static void add(const Costs& costs, Costs& sum) {
+    static void add(const Costs& change, Costs& sum) {
         sum = reinterpret_cast<Costs>(
-            _mm_adds_epi16(reinterpret_cast<__m128i>(sum), reinterpret_cast<__m128i>(costs)));
+            _mm_adds_epi16(reinterpret_cast<__m128i>(sum), reinterpret_cast<__m128i>(change)));
     }
 
-    static void subtract(const Costs& costs, Costs& difference) {
+    static void subtract(const Costs& change, Costs& difference) {
         difference = reinterpret_cast<Costs>(_mm_subs_epi16(reinterpret_cast<__m128i>(difference),
-                                                            reinterpret_cast<__m128i>(costs)));
+                                                            reinterpret_cast<__m128i>(change)));
     }
 
     static void subtract(const Pixels& pixels, Pixels& difference) {
@@ -203,42 +203,15 @@ struct Baseline : Portable {
     }
 };
 
-struct Avx2 {
-    static constexpr int lanes = 16;
+// What AVX2 and AVX-512 have in common: costs are worked on in vectors of the same size, as there
+// is but one unit for the minima and sums of wider ones.
+struct AvxCosts {
     static constexpr int integers = 8;
-    using Sums = Vector<std::uint16_t, lanes>;
-    using Bytes = Vector<std::int8_t, lanes>;
-
     static constexpr int costLanes = 16;
     using Costs = Vector<std::int16_t, costLanes>;
     using Pixels = Vector<std::uint8_t, 2 * costLanes>;
     using HalfPixels = Vector<std::uint8_t, costLanes>;
     using Seam = Costs;
-
-    TIOMIPRA_FOR_AVX2 static void widen(const Bytes& bytes, Sums& sums) {
-        sums = reinterpret_cast<Sums>(_mm256_cvtepi8_epi16(reinterpret_cast<__m128i>(bytes)));
-    }
-
-    TIOMIPRA_FOR_AVX2 static std::uint16_t findLeast(const Sums& sums) {
-        Vector<std::uint16_t, lanes / 2> halves[2];
-        store(sums, halves);
-        const auto least = halves[0] < halves[1] ? halves[0] : halves[1];
-        return static_cast<std::uint16_t>(
-            _mm_cvtsi128_si32(_mm_minpos_epu16(reinterpret_cast<__m128i>(least))));
-    }
-
-    TIOMIPRA_FOR_AVX2 static std::uint32_t findSmall(const std::uint16_t* sums,
-                                                     std::uint16_t limit) {
-        Sums low;
-        Sums high;
-        load(sums, low);
-        load(sums + lanes, high);
-        // Packs the lower halves of both first, then the upper ones.
-        const __m256i mixed = _mm256_packs_epi16(reinterpret_cast<__m256i>(low <= limit),
-                                                 reinterpret_cast<__m256i>(high <= limit));
-        const __m256i inOrder = _mm256_permute4x64_epi64(mixed, 0b11011000);
-        return static_cast<std::uint32_t>(_mm256_movemask_epi8(inOrder));
-    }
 
     TIOMIPRA_FOR_AVX2 static void fill(std::int16_t cost, Costs& costs) {
         costs = reinterpret_cast<Costs>(_mm256_set1_epi16(cost));
@@ -248,14 +221,14 @@ struct Avx2 {
         pixels = reinterpret_cast<Pixels>(_mm256_set1_epi8(static_cast<char>(pixel)));
     }
 
-    TIOMIPRA_FOR_AVX2 static void add(const Costs& costs, Costs& sum) {
+    TIOMIPRA_FOR_AVX2 static void add(const Costs& change, Costs& sum) {
         sum = reinterpret_cast<Costs>(
-            _mm256_adds_epi16(reinterpret_cast<__m256i>(sum), reinterpret_cast<__m256i>(costs)));
+            _mm256_adds_epi16(reinterpret_cast<__m256i>(sum), reinterpret_cast<__m256i>(change)));
     }
 
-    TIOMIPRA_FOR_AVX2 static void subtract(const Costs& costs, Costs& difference) {
+    TIOMIPRA_FOR_AVX2 static void subtract(const Costs& change, Costs& difference) {
         difference = reinterpret_cast<Costs>(_mm256_subs_epi16(
-            reinterpret_cast<__m256i>(difference), reinterpret_cast<__m256i>(costs)));
+            reinterpret_cast<__m256i>(difference), reinterpret_cast<__m256i>(change)));
     }
 
     TIOMIPRA_FOR_AVX2 static void subtract(const Pixels& pixels, Pixels& difference) {
@@ -285,13 +258,50 @@ struct Avx2 {
 
     TIOMIPRA_FOR_AVX2 static std::int16_t findLeastCost(const Costs& costs) {
         // Only unsigned numbers have a least one here.
-        return static_cast<std::int16_t>(findLeast(reinterpret_cast<Sums>(costs ^ -0x8000)) ^
-                                         0x8000);
+        return static_cast<std::int16_t>(
+            findLeastOf16(reinterpret_cast<SixteenSums>(costs ^ -0x8000)) ^ 0x8000);
+    }
+
+  protected:
+    using SixteenSums = Vector<std::uint16_t, 16>;
+
+    TIOMIPRA_FOR_AVX2 static std::uint16_t findLeastOf16(const SixteenSums& sums) {
+        Vector<std::uint16_t, 8> halves[2];
+        store(sums, halves);
+        const auto least = halves[0] < halves[1] ? halves[0] : halves[1];
+        return static_cast<std::uint16_t>(
+            _mm_cvtsi128_si32(_mm_minpos_epu16(reinterpret_cast<__m128i>(least))));
     }
 };
 
-// Costs are worked on as with AVX2: the wider minimum and sum take as much longer.
-struct Avx512 : Avx2 {
+struct Avx2 : AvxCosts {
+    static constexpr int lanes = 16;
+    using Sums = SixteenSums;
+    using Bytes = Vector<std::int8_t, lanes>;
+
+    TIOMIPRA_FOR_AVX2 static void widen(const Bytes& bytes, Sums& sums) {
+        sums = reinterpret_cast<Sums>(_mm256_cvtepi8_epi16(reinterpret_cast<__m128i>(bytes)));
+    }
+
+    TIOMIPRA_FOR_AVX2 static std::uint16_t findLeast(const Sums& sums) {
+        return findLeastOf16(sums);
+    }
+
+    TIOMIPRA_FOR_AVX2 static std::uint32_t findSmall(const std::uint16_t* sums,
+                                                     std::uint16_t limit) {
+        Sums low;
+        Sums high;
+        load(sums, low);
+        load(sums + lanes, high);
+        // Packs the lower halves of both first, then the upper ones.
+        const __m256i mixed = _mm256_packs_epi16(reinterpret_cast<__m256i>(low <= limit),
+                                                 reinterpret_cast<__m256i>(high <= limit));
+        const __m256i inOrder = _mm256_permute4x64_epi64(mixed, 0b11011000);
+        return static_cast<std::uint32_t>(_mm256_movemask_epi8(inOrder));
+    }
+};
+
+struct Avx512 : AvxCosts {
     static constexpr int lanes = 32;
     using Sums = Vector<std::uint16_t, lanes>;
     using Bytes = Vector<std::int8_t, lanes>;
@@ -301,9 +311,9 @@ struct Avx512 : Avx2 {
     }
 
     TIOMIPRA_FOR_AVX512 static std::uint16_t findLeast(const Sums& sums) {
-        Avx2::Sums halves[2];
+        SixteenSums halves[2];
         store(sums, halves);
-        return Avx2::findLeast(halves[0] < halves[1] ? halves[0] : halves[1]);
+        return findLeastOf16(halves[0] < halves[1] ? halves[0] : halves[1]);
     }
 
     TIOMIPRA_FOR_AVX512 static std::uint32_t findSmall(const std::uint16_t* sums,

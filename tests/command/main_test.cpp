@@ -17,9 +17,8 @@ TEST(Program, ExplainsItself) {
     const RunResult help = runTiomipra({"--help"});
     EXPECT_NE(help.out.find("Exit status:\n  0  done"), std::string::npos) << help.out;
     EXPECT_EQ(help.err, "");
-    EXPECT_THAT(
-        runTiomipra({"--version"}).out,
-        testing::MatchesRegex("tiomipra [^\n]*\nOpenCV [^\n]*\nmatching: own [^\n]*\n"));
+    EXPECT_THAT(runTiomipra({"--version"}).out,
+                testing::MatchesRegex("tiomipra [^\n]*\nOpenCV [^\n]*\nmatching: own [^\n]*\n"));
     EXPECT_EQ(runTiomipra({"-V"}).out, runTiomipra({"--version"}).out);
     EXPECT_EQ(runTiomipra({"help"}).out, help.out);
     EXPECT_EQ(runTiomipra({"help", "depth"}).out, runTiomipra({"depth", "--help"}).out);
