@@ -1,5 +1,6 @@
-// The modules with the codecs of images and videos: shared libraries of our own that are loaded
-// when they are needed, as they take longer to load than many commands run.
+// The modules with the codecs of images and videos and with the filter along edges: shared
+// libraries of our own that are loaded when they are needed, as they take longer to load than many
+// commands run.
 #ifndef TIOMIPRA_FILES_CODEC_MODULES_HPP
 #define TIOMIPRA_FILES_CODEC_MODULES_HPP
 

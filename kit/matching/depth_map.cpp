@@ -3,6 +3,7 @@
 #include <opencv2/core.hpp>
 
 #include "matching/measured_pixels.hpp"
+#include "matching/unmeasured.hpp"
 #include "rigs/rig_geometry.hpp"
 
 namespace tiomipra {
@@ -10,7 +11,10 @@ namespace tiomipra {
 DepthMap computeDepthMap(const Match& match, const vision::Stereo& stereo) {
     DepthMap map;
     map.points = stereo.computeDepth(match.disparity);
-    map.measured = match.measured & findPoints(map.points);
+    const cv::Mat hasPoint = findPoints(map.points);
+    map.measured = match.measured & hasPoint;
+    map.reasons = match.reasons.clone();
+    reject(map.reasons, hasPoint, Reason::outsideOfRange);
     cv::extractChannel(map.points, map.depth, 2);
     return map;
 }

@@ -14,6 +14,7 @@ struct DepthMap {
     cv::Mat points;    // `CV_32FC3`
     cv::Mat depth;     // `CV_32FC1`, their Z
     cv::Mat measured;  // `CV_8UC1`, 255 where there is a point
+    cv::Mat reasons;   // `CV_8UC1`, a `Reason` for each pixel
 };
 
 // `stereo` is the object that gave the match.

@@ -24,7 +24,8 @@ struct ParameterValues {
     std::string_view rule = {};          // what the numbers don't say; it stands in their place
 };
 
-struct MatcherParameter {
+// What people need to know of a setting that is a whole number.
+struct ParameterDescription {
     enum class Kind {
         algorithm,  // a name, see `nameOf`
         flag,       // off or on
@@ -37,6 +38,9 @@ struct MatcherParameter {
     Kind kind;
     UsedBy usedBy;
     ParameterValues values;
+};
+
+struct MatcherParameter : ParameterDescription {
     int (*get)(const vision::Stereo&);
     void (*set)(vision::Stereo&, int);  // throws std::range_error for a value it does not take
 };
@@ -46,7 +50,7 @@ const std::vector<MatcherParameter>& matcherParameters();
 
 // What it means, which matcher uses it and what values it takes: "Cost of a larger change, sgbm
 // only: 0 or more".
-std::string describe(const MatcherParameter& parameter);
+std::string describe(const ParameterDescription& parameter);
 
 // Its value in `stereo`: the name of the algorithm, true or false, or the number.
 Parameter::Value valueIn(const vision::Stereo& stereo, const MatcherParameter& parameter);
@@ -70,6 +74,18 @@ constexpr auto p1 = "p1";
 constexpr auto p2 = "p2";
 constexpr auto disp12MaxDiff = "disp12-max-diff";
 constexpr auto fullDp = "full-dp";
+
+// Of the steps around it.
+constexpr auto matchLight = "match-light";
+constexpr auto equalise = "equalise";
+constexpr auto fullWidth = "full-width";
+constexpr auto threeWay = "three-way";
+constexpr auto leftRightCheck = "left-right-check";
+constexpr auto refit = "refit";
+constexpr auto edgeFilter = "edge-filter";
+constexpr auto minConfidence = "min-confidence";
+constexpr auto fillGaps = "fill-gaps";
+constexpr auto median = "median";
 
 // Not of the matcher, but of the same settings.
 constexpr auto maxDepth = "max-depth";

@@ -10,39 +10,52 @@ namespace {
 using vision::Stereo;
 namespace names = parameter_names;
 
+using Values = std::map<std::string, int>;
+
+Values with(Values values, const Values& others) {
+    for (const auto& [name, value] : others)
+        values[name] = value;
+    return values;
+}
+
+// Images of one brightness, matched over three directions from both sides.
+const Values semiGlobal{{names::algorithm, Stereo::SGBM},
+                        {names::windowSize, 5},
+                        {names::preFilterCap, 31},
+                        {names::textureThreshold, 50},
+                        {names::uniquenessRatio, 0},
+                        {names::speckleWindowSize, 400},
+                        {names::speckleRange, 1},
+                        {names::p1, 72},
+                        {names::p2, 288},
+                        {names::matchLight, 1},
+                        {names::fullWidth, 1},
+                        {names::threeWay, 3},
+                        {names::leftRightCheck, 1}};
+
 const std::vector<MatcherPreset> presets{
     {"fast",
-     "block matching",
+     "block matching, least time",
      {{names::algorithm, Stereo::BM},
       {names::windowSize, 11},
       {names::preFilterCap, 15},
       {names::textureThreshold, 10},
-      {names::uniquenessRatio, 10},
+      {names::uniquenessRatio, 12},
       {names::speckleWindowSize, 200},
-      {names::speckleRange, 16}}},
-    {"balanced",
-     "semi-global matching",
-     {{names::algorithm, Stereo::SGBM},
-      {names::windowSize, 5},
-      {names::preFilterCap, 31},
-      {names::textureThreshold, 50},
-      {names::uniquenessRatio, 15},
-      {names::speckleWindowSize, 200},
-      {names::speckleRange, 1},
-      {names::p1, 100},
-      {names::p2, 400}}},
-    {"accurate",
-     "semi-global in eight directions, stricter",
-     {{names::algorithm, Stereo::SGBM},
-      {names::windowSize, 5},
-      {names::preFilterCap, 31},
-      {names::textureThreshold, 50},
-      {names::uniquenessRatio, 20},
-      {names::speckleWindowSize, 200},
-      {names::speckleRange, 1},
-      {names::p1, 100},
-      {names::p2, 400},
-      {names::fullDp, 1}}},
+      {names::speckleRange, 16},
+      {names::fullWidth, 1},
+      {names::fillGaps, 1},
+      {names::median, 3}}},
+    {"balanced", "semi-global matching, left and right agree",
+     with(semiGlobal, {{names::fillGaps, 1}})},
+    {"accurate", "smoothed along edges, sure pixels only: fewest errors",
+     with(semiGlobal, {{names::refit, 1}, {names::edgeFilter, 1}, {names::minConfidence, 85}})},
+    {"dense", "smoothed along edges, gaps closed: most pixels",
+     with(semiGlobal, {{names::leftRightCheck, 2},
+                       {names::refit, 1},
+                       {names::edgeFilter, 1},
+                       {names::fillGaps, 2},
+                       {names::median, 5}})},
 };
 
 }  // namespace

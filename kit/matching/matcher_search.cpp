@@ -14,6 +14,7 @@ namespace {
 
 using vision::AdaptedParameters;
 using vision::Stereo;
+namespace names = parameter_names;
 
 // The matchers' result is 16-bit fixed-point with 4 fractional bits.
 constexpr int disparitySteps = 16;
@@ -67,22 +68,32 @@ std::string doubtColumns(const AdaptedParameters& adapted, int imageWidth) {
         unmatched, imageWidth, adapted.minDisparity, lastDisparity(adapted));
 }
 
-std::string doubtCosts(const Stereo& stereo, const AdaptedParameters& adapted) {
+std::string doubtDirections(const Stereo& stereo, const MatchingSteps& steps) {
+    const bool isContradiction =
+        stereo.getStereoAlgorithm() == Stereo::SGBM && steps.threeWay > 0 && stereo.getFullDP();
+    return isContradiction ? "three-way is on, so that full-dp, eight directions, has no effect"
+                           : "";
+}
+
+// `block` is the side of that of the search over three directions, or 0.
+std::string doubtCosts(const Stereo& stereo, const AdaptedParameters& adapted, int block) {
     if (stereo.getStereoAlgorithm() != Stereo::SGBM)
         return "";
     // The cost of a pixel is the difference of pre-filtered values, bounded by twice the cap, which
     // OpenCV makes odd and at least 15, plus a quarter of the difference of grey values. Costs of a
     // window are summed up, together with P2, in 16 bits that saturate.
     const std::int64_t pixelCost = 2 * (std::max(stereo.getPreFilterCap(), 15) | 1) + 255 / 4;
-    const std::int64_t cost = pixelCost * adapted.windowSize * adapted.windowSize + adapted.P2;
+    const bool isThreeWay = block > 0;
+    const std::int64_t side = isThreeWay ? block : adapted.windowSize;
+    const std::int64_t cost = pixelCost * side * side + adapted.P2;
     constexpr int bound = std::numeric_limits<std::int16_t>::max();
     if (cost <= bound)
         return "";
     return fmt::format(
-        "sgbm's 16-bit costs can overflow, which gives wrong disparities: window-size^2 * (2 * "
+        "sgbm's 16-bit costs can overflow, which gives wrong disparities: {}^2 * (2 * "
         "pre-filter-cap + 63) + p2 = {}^2 * {} + {} = {}, must be at most {}; take a smaller "
         "window, or a preset",
-        adapted.windowSize, pixelCost, adapted.P2, cost, bound);
+        isThreeWay ? names::threeWay : names::windowSize, side, pixelCost, adapted.P2, cost, bound);
 }
 
 }  // namespace
@@ -140,9 +151,12 @@ void requireMatchable(const Stereo& stereo, int imageWidth) {
             fmt::format("{}, must be less than the width of the images, {}", search, imageWidth));
 }
 
-std::vector<std::string> findDoubts(const Stereo& stereo, int imageWidth) {
+std::vector<std::string> findDoubts(const Stereo& stereo, const MatchingSteps& steps,
+                                    int imageWidth) {
     const AdaptedParameters adapted = adaptToWidth(stereo, imageWidth);
-    std::vector<std::string> doubts{doubtColumns(adapted, imageWidth), doubtCosts(stereo, adapted)};
+    std::vector<std::string> doubts{steps.fullWidth != 0 ? "" : doubtColumns(adapted, imageWidth),
+                                    doubtDirections(stereo, steps),
+                                    doubtCosts(stereo, adapted, steps.threeWay)};
     doubts.erase(std::remove(doubts.begin(), doubts.end(), ""), doubts.end());
     return doubts;
 }

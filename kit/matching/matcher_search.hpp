@@ -8,6 +8,7 @@
 #include <vector>
 #include <vision/stereo.hpp>
 
+#include "matching/matching_steps.hpp"
 #include "rigs/rig_files.hpp"
 #include "shared/adaptation.hpp"
 
@@ -32,7 +33,8 @@ std::string explainSearch(const vision::Stereo& stereo, const Rig& rig, int scal
 void requireMatchable(const vision::Stereo& stereo, int imageWidth);
 
 // What may be wrong with results in images of this width, one sentence each.
-std::vector<std::string> findDoubts(const vision::Stereo& stereo, int imageWidth);
+std::vector<std::string> findDoubts(const vision::Stereo& stereo, const MatchingSteps& steps,
+                                    int imageWidth);
 
 }  // namespace tiomipra
 

@@ -11,6 +11,7 @@
 #include "base/errors.hpp"
 #include "base/text.hpp"
 #include "matching/matcher_parameters.hpp"
+#include "matching/matching_steps.hpp"
 
 namespace tiomipra {
 namespace {
@@ -137,6 +138,9 @@ Parameters describeParameters(const Stereo& stereo, const MatcherSettings& setti
     Parameters parameters;
     for (const MatcherParameter& parameter : matcherParameters())
         parameters.push_back({std::string(parameter.name), valueIn(stereo, parameter)});
+    const MatchingSteps steps = stepsOf(settings);
+    for (const StepParameter& parameter : stepParameters())
+        parameters.push_back({std::string(parameter.name), valueIn(steps, parameter)});
     if (hasDepth)
         parameters.push_back({names::maxDepth, asValue(stereo.getMaxDepth())});
     parameters.push_back({names::scale, settings.scale.value_or(1)});

@@ -15,11 +15,12 @@ namespace tiomipra {
 // What one source gives, or all sources together; what none gives keeps the library's default.
 // Depths without a suffix are in the unit of the calibrations.
 struct MatcherSettings {
-    // The whole-number parameters by their names, see `matcherParameters`.
+    // The whole-number parameters by their names, see `matcherParameters` and `stepParameters`.
     std::map<std::string, int> values;
     std::optional<Length> maxDepth;
     std::optional<DepthRange> range;
-    std::optional<int> scale;  // images are matched at 1 / scale of their size
+    std::optional<int> scale;      // images are matched at 1 / scale of their size
+    bool wantsConfidence = false;  // of every disparity, which takes time
     // The files that settings stand in, by the names of these; the others were given directly.
     std::map<std::string, std::string> files;
 };

@@ -10,6 +10,7 @@
 #include <vision/stereo.hpp>
 
 #include "files/frame_source.hpp"
+#include "matching/matching_steps.hpp"
 
 namespace tiomipra {
 
@@ -31,12 +32,14 @@ using TakeMemory = std::function<MemoryLimit(std::uint64_t bytes)>;
 // directions two for every row of the image (`BufferSGBM` in OpenCV's stereosgbm.cpp). Block
 // matching has for every row and disparity 32-bit sums and a byte for each column of the window
 // (`BufferBM` in stereobm.cpp). Measured with OpenCV 4.6 it is between 0.8 and 1.03 times this.
-std::uint64_t matcherMemory(const vision::Stereo& stereo, const cv::Size& size);
+// Three directions take rows only. Padding for `steps` adds columns.
+std::uint64_t matcherMemory(const vision::Stereo& stereo, const MatchingSteps& steps,
+                            const cv::Size& size);
 
 // The same with all else that goes with a pair of raw images of `size`, of which `matched` is
-// matched: images, and with a rig maps and points.
-std::uint64_t pairMemory(const vision::Stereo& stereo, const cv::Size& size,
-                         const cv::Size& matched, bool hasRig);
+// matched: images, what the steps keep, and with a rig maps and points.
+std::uint64_t pairMemory(const vision::Stereo& stereo, const MatchingSteps& steps,
+                         const cv::Size& size, const cv::Size& matched, bool hasRig);
 
 // What rectifying these raw images and writing the result takes.
 std::uint64_t rectificationMemory(const StereoImages& images);

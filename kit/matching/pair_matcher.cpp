@@ -7,10 +7,10 @@
 #include "base/errors.hpp"
 #include "base/text.hpp"
 #include "files/image_files.hpp"
+#include "matching/disparity_search.hpp"
 #include "matching/image_reduction.hpp"
 #include "matching/matcher_search.hpp"
 #include "matching/matcher_setup.hpp"
-#include "matching/measured_pixels.hpp"
 
 namespace tiomipra {
 namespace {
@@ -38,31 +38,28 @@ Rig fitRig(const Rig& rig, const cv::Size& size, const cv::Size& kept) {
     return fitted;
 }
 
+cv::Mat whollySeen(const cv::Mat& seen, int scale) {
+    return seen.empty() ? cv::Mat() : cv::Mat(reduce(seen, scale) == 255);
+}
+
 }  // namespace
 
-Match matchPair(const Stereo& stereo, const StereoImages& rectified, const cv::Mat& seen,
-                int scale) {
-    Match match;
-    match.left = reduce(rectified.left, scale);
-    const cv::Mat left = toGrey(match.left);
-    const cv::Mat right = toGrey(reduce(rectified.right, scale));
-    requireAllocatable(matcherMemory(stereo, left.size()));
-    match.disparity = stereo.computeDisparity(left, right);
-    const vision::AdaptedParameters adapted = adaptToWidth(stereo, left.cols);
-    match.measured = findMatched(match.disparity, adapted.minDisparity) &
-                     findTextured(left, adapted.windowSize, stereo.getPreFilterCap(),
-                                  std::max(1, stereo.getTextureThreshold()));
-    // Block matching leaves stray values of other rows beside the columns that it can match.
-    const cv::Range columns = matchableColumns(adapted, left.cols);
-    match.measured.colRange(0, columns.start).setTo(0);
-    match.measured.colRange(columns.end, left.cols).setTo(0);
-    if (!seen.empty())
-        match.measured &= reduce(seen, scale) == 255;
-    return match;
+Match matchPair(const Stereo& stereo, const StereoImages& rectified, const SeenPixels& seen,
+                int scale, const MatchingSteps& steps) {
+    const cv::Mat left = reduce(rectified.left, scale);
+    requireAllocatable(matcherMemory(stereo, steps, left.size()));
+    FoundDisparities found =
+        findDisparities(stereo, steps,
+                        {toGrey(left), toGrey(reduce(rectified.right, scale)),
+                         whollySeen(seen.left, scale), whollySeen(seen.right, scale), left});
+    return {left, found.disparity, found.reasons == 0, found.reasons, found.confidence};
 }
 
 PairMatcher::PairMatcher(MatcherSettings settings, std::optional<Rig> rig, Notify notify)
-    : _settings(std::move(settings)), _rig(std::move(rig)), _notify(std::move(notify)) {}
+    : _settings(std::move(settings)),
+      _steps(stepsOf(_settings)),
+      _rig(std::move(rig)),
+      _notify(std::move(notify)) {}
 
 Match PairMatcher::match(const Frame& frame, const TakeMemory& takeMemory) {
     StereoImages images = frame.read();
@@ -74,7 +71,7 @@ Match PairMatcher::match(const Frame& frame, const TakeMemory& takeMemory) {
     if (isRectifying())
         images = {_rectifier->rectifyImageLeft(images.left),
                   _rectifier->rectifyImageRight(images.right)};
-    return matchPair(*_stereo, images, _seen, scale());
+    return matchPair(*_stereo, images, _seen, scale(), _steps);
 }
 
 Parameters PairMatcher::parameters() const {
@@ -86,7 +83,7 @@ std::uint64_t PairMatcher::memoryFor(const cv::Size& size, const std::string& fi
     const cv::Size kept = divisibleSize(size, scale());
     const auto stereo = makeStereo(_settings, rigFor(size), kept);
     fitToWidth(*stereo, kept.width / scale());
-    return pairMemory(*stereo, size, kept / scale(), _rig.has_value());
+    return pairMemory(*stereo, _steps, size, kept / scale(), _rig.has_value());
 }
 
 std::optional<Rig> PairMatcher::rigFor(const cv::Size& size) const {
@@ -104,7 +101,7 @@ void PairMatcher::requireUsableSize(const cv::Size& size, const std::string& fil
 void PairMatcher::fitTo(const cv::Size& size, const std::string& file) {
     _size = {};  // whatever fails below: nothing is fitted to the former size any more
     _stereo = _rectifier = nullptr;
-    _seen.release();
+    _seen = {};
     requireUsableSize(size, file);
     const cv::Size kept = divisibleSize(size, scale());
     if (kept != size)
@@ -117,7 +114,7 @@ void PairMatcher::fitTo(const cv::Size& size, const std::string& file) {
     fitParameters(kept.width / scale());
     if (rig)
         _notify(explainSearch(*_stereo, *rig, scale()));
-    _need = pairMemory(*_stereo, size, kept / scale(), _rig.has_value());
+    _need = pairMemory(*_stereo, _steps, size, kept / scale(), _rig.has_value());
     _size = size;
 }
 
@@ -125,7 +122,7 @@ void PairMatcher::fitParameters(int matchedWidth) {
     for (const std::string& change : fitToWidth(*_stereo, matchedWidth))
         _notify("note: " + change);
     requireMatchable(*_stereo, matchedWidth);
-    for (const std::string& doubt : findDoubts(*_stereo, matchedWidth))
+    for (const std::string& doubt : findDoubts(*_stereo, _steps, matchedWidth))
         _notify("warning: " + doubt);
 }
 
@@ -133,7 +130,8 @@ void PairMatcher::prepareRectification() {
     const auto rectifier = divisibleSize(_size, scale()) == _size
                                ? _stereo
                                : makeStereo(_settings, fitRig(*_rig, _size, _size));
-    _seen = rectifier->rectifyImageLeft(cv::Mat(_size, CV_8UC1, cv::Scalar(255)));
+    const cv::Mat all(_size, CV_8UC1, cv::Scalar(255));
+    _seen = {rectifier->rectifyImageLeft(all), rectifier->rectifyImageRight(all)};
     _rectifier = rectifier;
 }
 

@@ -13,6 +13,7 @@
 #include "base/provenance.hpp"
 #include "files/frame_source.hpp"
 #include "matching/matcher_settings.hpp"
+#include "matching/matching_steps.hpp"
 #include "matching/memory_need.hpp"
 #include "rigs/rig_files.hpp"
 
@@ -20,17 +21,24 @@ namespace tiomipra {
 
 // What matching a pair gave. All images have the same size.
 struct Match {
-    cv::Mat left;       // the left image that was matched, `CV_8UC1` or `CV_8UC3`
-    cv::Mat disparity;  // `CV_32FC1`, pixels of `left`
-    cv::Mat measured;   // `CV_8UC1`, 255 where there is a disparity
+    cv::Mat left;        // the left image that was matched, `CV_8UC1` or `CV_8UC3`
+    cv::Mat disparity;   // `CV_32FC1`, pixels of `left`
+    cv::Mat measured;    // `CV_8UC1`, 255 where there is a disparity
+    cv::Mat reasons;     // `CV_8UC1`, a `Reason` for each pixel
+    cv::Mat confidence;  // `CV_8UC1`, 0 to 255, or empty
+};
+
+// Where the raw images show the rectified ones: `CV_8UC1`, 255 for all of a pixel; empty for all
+// pixels.
+struct SeenPixels {
+    cv::Mat left;
+    cv::Mat right;
 };
 
 // Matches a rectified pair at 1 / `scale` of its size; the last columns and rows that don't fill a
-// reduced pixel are left out, as the object's calibrations must have it. Not measured is what has
-// no match, no texture, no value in `seen` (`CV_8UC1`, as large as the images; empty: all of it),
-// or stands in columns where the right image lacks a candidate.
-Match matchPair(const vision::Stereo& stereo, const StereoImages& rectified, const cv::Mat& seen,
-                int scale);
+// reduced pixel are left out, as the object's calibrations must have it.
+Match matchPair(const vision::Stereo& stereo, const StereoImages& rectified, const SeenPixels& seen,
+                int scale, const MatchingSteps& steps = {});
 
 // Reads, rectifies and matches frames, with a `vision::Stereo` fitted to their size. For one thread
 // at a time.
@@ -66,6 +74,7 @@ class PairMatcher {
     void prepareRectification();
 
     const MatcherSettings _settings;
+    const MatchingSteps _steps;
     const std::optional<Rig> _rig;
     const Notify _notify;
     cv::Size _size;           // that all below is fitted to
@@ -73,7 +82,7 @@ class PairMatcher {
     std::shared_ptr<vision::Stereo> _stereo;
     // For the whole images, once it is needed; the same object where all of them is matched.
     std::shared_ptr<vision::Stereo> _rectifier;
-    cv::Mat _seen;  // what the raw left image shows of the rectified one
+    SeenPixels _seen;
 };
 
 }  // namespace tiomipra

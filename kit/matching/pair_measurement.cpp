@@ -19,11 +19,12 @@ double depthPngStep(const std::optional<std::string>& unit, double maxDepth) {
     return std::pow(10, std::max(finest, exponent));
 }
 
-PairMeasurement measure(Quantity quantity, const cv::Mat& values, const cv::Mat& measured) {
+PairMeasurement measure(Quantity quantity, const cv::Mat& values, const cv::Mat& reasons) {
     PairMeasurement measurement;
     measurement.quantity = quantity;
-    measurement.size = measured.size();
-    measurement.statistics = summarise(values, measured);
+    measurement.size = reasons.size();
+    measurement.statistics = summarise(values, reasons == 0);
+    measurement.reasons = countReasons(reasons);
     return measurement;
 }
 

@@ -9,6 +9,7 @@
 #include "base/provenance.hpp"
 #include "base/statistics.hpp"
 #include "matching/depth_map.hpp"
+#include "matching/unmeasured.hpp"
 
 namespace tiomipra {
 
@@ -27,6 +28,7 @@ struct PairMeasurement {
     Quantity quantity = Quantity::disparity;
     cv::Size size;                      // of the image that was matched
     Statistics statistics;              // of the measured values
+    ReasonCounts reasons{};             // of pixels, for each `Reason`
     std::optional<PngContent> png;      // nothing when there is no such file
     std::optional<DepthCamera> camera;  // nothing for pairs that came rectified
     std::optional<std::string> unit;    // of lengths, as in `Rig`
@@ -41,9 +43,9 @@ constexpr double disparityPngStep = 1. / 256;
 // thousandth on, of which 65535 reach `maxDepth`.
 double depthPngStep(const std::optional<std::string>& unit, double maxDepth);
 
-// Of the `values` (`CV_32FC1`) where `measured` (`CV_8UC1`, same size) is not 0; all else is left
-// to be added.
-PairMeasurement measure(Quantity quantity, const cv::Mat& values, const cv::Mat& measured);
+// Of the `values` (`CV_32FC1`) where `reasons` (`CV_8UC1`, same size) is `Reason::none`; all else
+// is left to be added.
+PairMeasurement measure(Quantity quantity, const cv::Mat& values, const cv::Mat& reasons);
 
 }  // namespace tiomipra
 

@@ -63,6 +63,11 @@ Json toJson(const PairMeasurement& measurement) {
               {"measuredPixels", measurement.statistics.count},
               {"measuredShare", measuredShare(measurement)},
               {nameOf(measurement.quantity), toJson(measurement.statistics)}};
+    for (const Reason reason : allReasons) {
+        if (reason != Reason::none)
+            json["unmeasured"][nameOf(reason)] =
+                measurement.reasons.at(static_cast<std::size_t>(reason));
+    }
     if (measurement.png) {
         json["pngStep"] = measurement.png->step;
         json["outOfRangeOfPng"] = measurement.png->outOfRange;

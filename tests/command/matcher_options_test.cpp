@@ -37,13 +37,13 @@ TEST(MatcherOptions, LayPresetFileAndOptionsOverEachOther) {
     EXPECT_EQ(settings.values.at("algorithm"), Stereo::BM);
     EXPECT_EQ(settings.values.at("window-size"), 11);
     EXPECT_EQ(settings.values.at("p2"), 777);
-    EXPECT_EQ(settings.values.at("uniqueness-ratio"), 20) << "of the file's preset";
+    EXPECT_EQ(settings.values.at("min-confidence"), 85) << "of the file's preset";
     EXPECT_EQ(settings.values.at("full-dp"), 0);
     EXPECT_EQ(makeStereo(settings, sampleRig())->getMinDisparity(), 6) << "62.5 / 10";
     const MatcherSettings other = parse("--preset balanced " + file);
-    EXPECT_EQ(other.values.at("uniqueness-ratio"), 15);
+    EXPECT_EQ(other.values.at("fill-gaps"), 1);
     EXPECT_EQ(other.values.at("window-size"), 9);
-    EXPECT_EQ(other.values.count("full-dp"), 0U);
+    EXPECT_EQ(other.values.count("min-confidence"), 0U);
 }
 
 TEST(MatcherOptions, SavedParametersGiveTheSameMatcher) {

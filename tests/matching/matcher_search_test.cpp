@@ -86,7 +86,8 @@ TEST(SearchLimits, AreThoseOfTheResultAndOfTheImages) {
 // columns that are searched in full must be more than half of 640.
 TEST(SearchDoubts, WarnOfWhatGoesWellButMeasuresBadly) {
     const auto doubts = [](std::map<std::string, int> values) {
-        return findDoubts(*makeStereo(settingsOf(values), cv::Size(640, 480)), 640);
+        const MatcherSettings settings = settingsOf(values);
+        return findDoubts(*makeStereo(settings, cv::Size(640, 480)), stepsOf(settings), 640);
     };
     const auto costs = [&](int window, int cap, int p2) {
         return doubts({{"algorithm", Stereo::SGBM},
@@ -103,6 +104,8 @@ TEST(SearchDoubts, WarnOfWhatGoesWellButMeasuresBadly) {
     EXPECT_THAT(costs(17, 1, 5891), ElementsAre(HasSubstr(" = 32768,")));
     for (const MatcherPreset& preset : matcherPresets())
         EXPECT_THAT(doubts(preset.values), IsEmpty()) << preset.name;
+    EXPECT_THAT(doubts({{"algorithm", Stereo::SGBM}, {"three-way", 5}, {"full-dp", 1}}),
+                ElementsAre(HasSubstr("full-dp")));
     EXPECT_THAT(columns(1, 320), IsEmpty());
     EXPECT_THAT(columns(2, 320), ElementsAre(HasSubstr("321 of 640")));
     EXPECT_THAT(columns(-320, 16), IsEmpty());

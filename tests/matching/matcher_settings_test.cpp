@@ -62,7 +62,10 @@ TEST(MatcherSettings, AreWrittenWithoutWhatFollowsFromTheRig) {
                   "algorithm = \"bm\"\nwindow-size = 21\n" + disparities +
                       "pre-filter-cap = 45\npre-filter-size = 25\ntexture-threshold = 1\n"
                       "uniqueness-ratio = 2\nspeckle-window-size = 400\nspeckle-range = 10\n"
-                      "p1 = 3528\np2 = 14112\ndisp12-max-diff = 0\nfull-dp = false\n" +
+                      "p1 = 3528\np2 = 14112\ndisp12-max-diff = 0\nfull-dp = false\n"
+                      "match-light = false\nequalise = false\nfull-width = false\nthree-way = 0\n"
+                      "left-right-check = 0\nrefit = false\nedge-filter = false\n"
+                      "min-confidence = 0\nfill-gaps = 0\nmedian = 0\n" +
                       depths);
 }
 

@@ -42,7 +42,7 @@ TEST(MeasurementHints, SayWhatIsOddAndWhatToTry) {
         match.measured.colRange(0, missing) = 0;
         const auto stereo = makeStereo(
             settingsOf({{"disparity-number", 64}, {"min-disparity", first}}), match.left.size());
-        const auto hints = findHints(measure(Quantity::disparity, match.disparity, match.measured),
+        const auto hints = findHints(measure(Quantity::disparity, match.disparity, ~match.measured),
                                      match, *stereo);
         ASSERT_EQ(hints.size(), hint.empty() ? 0U : 1U);
         EXPECT_THAT(joined(hints), testing::HasSubstr(hint));

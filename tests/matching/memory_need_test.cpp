@@ -23,24 +23,30 @@ TEST(MatcherMemory, IsThatOfTheCosts) {
     constexpr std::uint64_t row = 576 * 64 * 2;
     const auto memory = [&](std::map<std::string, int> values) {
         values["disparity-number"] = 64;
-        return matcherMemory(*makeStereo(settingsOf(values), size), size);
+        return matcherMemory(*makeStereo(settingsOf(values), size), stepsOf(settingsOf(values)),
+                             size);
     };
     EXPECT_EQ(memory({{"algorithm", vision::Stereo::SGBM}, {"window-size", 5}}), images + 17 * row);
     EXPECT_EQ(memory({{"algorithm", vision::Stereo::SGBM}, {"window-size", 21}, {"full-dp", 1}}),
               images + (33 + 2 * 480) * row);
     EXPECT_EQ(memory({{"window-size", 21}, {"full-dp", 1}}), images + 480 * 64 * (21 + 6));
+    // The same columns with 65 more, of which all 640 and one can be matched.
+    EXPECT_EQ(memory({{"algorithm", vision::Stereo::SGBM}, {"three-way", 3}}),
+              8 * (640 + 65) * 480 + (3 + 12) * 641 * 64 * 2U);
     // At half the size there are 16 disparities less, from 0 to 47, and 273 columns of 320.
     const auto stereo = makeStereo(
         settingsOf({{"algorithm", vision::Stereo::SGBM}, {"disparity-number", 64}}), size);
-    EXPECT_EQ(matcherMemory(*stereo, {320, 240}), 8 * 320 * 240 + (19 + 12) * 273 * 48 * 2);
-    EXPECT_EQ(pairMemory(*stereo, size, {320, 240}, true) - matcherMemory(*stereo, {320, 240}),
-              96U * 640 * 480);
+    EXPECT_EQ(matcherMemory(*stereo, {}, {320, 240}), 8 * 320 * 240 + (19 + 12) * 273 * 48 * 2);
+    EXPECT_EQ(
+        pairMemory(*stereo, {}, size, {320, 240}, true) - matcherMemory(*stereo, {}, {320, 240}),
+        96U * 640 * 480);
 }
 
 TEST(MemoryLimits, AreKeptByThePairMatcher) {
     const cv::Mat image(480, 640, CV_8UC1, cv::Scalar(7));
     const Frame frame{"1", "a.png", "b.png", {}, [&] { return StereoImages{image, image}; }};
-    const MatcherSettings settings = settingsOf(valuesOfPreset("accurate"));
+    const MatcherSettings settings =
+        settingsOf({{"algorithm", vision::Stereo::SGBM}, {"window-size", 5}, {"full-dp", 1}});
     PairMatcher matcher(settings, std::nullopt, [](const std::string&) {});
     const std::uint64_t need = matcher.memoryFor(image.size(), "a.png");
     MemoryLimit limit{need - 1, "the patience of this test"};

@@ -15,16 +15,16 @@ namespace {
 // Of 1 to 200 the first 100 were not measured. Percentiles of 100 values are the second, sixth,
 // 51st, 96th and last one.
 TEST(MeasurementReport, TellsWhatWasMeasured) {
-    cv::Mat values(10, 20, CV_32FC1), measured(10, 20, CV_8UC1, cv::Scalar(255));
+    cv::Mat values(10, 20, CV_32FC1), reasons(10, 20, CV_8UC1, cv::Scalar(0));
     std::iota(values.begin<float>(), values.end<float>(), 1.F);
-    measured.rowRange(0, 5) = 0;
-    PairMeasurement measurement = measure(Quantity::depth, values, measured);
+    reasons.rowRange(0, 5) = static_cast<int>(Reason::noTexture);
+    PairMeasurement measurement = measure(Quantity::depth, values, reasons);
     measurement.png = {0.5, 7};
     measurement.camera = {500, {320.25, 240.5}, 0.125, 19.75};
     measurement.unit = "m";
     EXPECT_THAT(toJson(measurement), HoldsValues(R"({
         "width": 20, "height": 10, "measuredPixels": 100, "measuredShare": 0.5,
-        "pngStep": 0.5, "outOfRangeOfPng": 7,
+        "unmeasured": {"noTexture": 100, "speckle": 0}, "pngStep": 0.5, "outOfRangeOfPng": 7,
         "camera": {"matrix": [[500, 0, 320.25], [0, 500, 240.5], [0, 0, 1]],
                    "baseline": 0.125, "disparityAtInfinity": 19.75, "unit": "m"},
         "depth": {"smallest": 101, "percentile1": 102, "percentile5": 106, "median": 151,

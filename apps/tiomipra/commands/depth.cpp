@@ -41,9 +41,14 @@ double farthestOf(const DepthMap& map, const vision::Stereo& stereo) {
     return camera.focalLength * camera.baseline;
 }
 
-ValueImage imageOf(const DepthMap& map, const vision::Stereo& stereo, const Provenance& madeWith) {
+ValueImage imageOf(const Match& match, const DepthMap& map, const vision::Stereo& stereo,
+                   const Provenance& madeWith) {
     const std::string unit = madeWith.unit.value_or("");
-    return {Quantity::depth, map.depth, map.measured,
+    return {Quantity::depth,
+            map.depth,
+            map.measured,
+            map.reasons,
+            match.confidence,
             unit.empty() ? "unit of the calibration" : unit,
             depthPngStep(madeWith.unit, farthestOf(map, stereo))};
 }
@@ -62,7 +67,7 @@ Ending runDepth(const MatchingOptions& options) {
             writeClouds(map, match.left, options, madeWith, files);
             if (wants(options, "view"))
                 files.addImage("_view.png", drawCloudView(map.points, map.measured, match.left));
-            return writeValues(name, imageOf(map, stereo, madeWith), options, files);
+            return writeValues(name, imageOf(match, map, stereo, madeWith), options, files);
         });
 }
 

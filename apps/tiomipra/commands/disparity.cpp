@@ -6,13 +6,14 @@
 namespace tiomipra {
 
 Ending runDisparity(const MatchingOptions& options) {
-    return runMatching(
-        "disparity", options,
-        [&options](const std::string& name, const Match& match, const vision::Stereo&,
-                   const Provenance&, PairFiles& files) {
-            const ValueImage image{Quantity::disparity, match.disparity, match.measured, "pixels"};
-            return writeValues(name, image, options, files);
-        });
+    return runMatching("disparity", options,
+                       [&options](const std::string& name, const Match& match,
+                                  const vision::Stereo&, const Provenance&, PairFiles& files) {
+                           const ValueImage image{Quantity::disparity, match.disparity,
+                                                  match.measured,      match.reasons,
+                                                  match.confidence,    "pixels"};
+                           return writeValues(name, image, options, files);
+                       });
 }
 
 }  // namespace tiomipra

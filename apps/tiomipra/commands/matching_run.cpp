@@ -146,7 +146,8 @@ std::vector<Frame> sampleFrames(const FrameArguments& arguments) {
 
 MatcherSettings settingsFor(const MatchingOptions& options, const std::optional<Rig>& rig,
                             Notices& notices) {
-    const MatcherSettings settings = resolveSettings(options.matcher);
+    MatcherSettings settings = resolveSettings(options.matcher);
+    settings.wantsConfidence = wants(options, "confidence");
     const bool isAutomatic = settings.range && settings.range->isAutomatic;
     return withRangeFound(settings, rig,
                           isAutomatic ? sampleFrames(options.frames) : std::vector<Frame>(),

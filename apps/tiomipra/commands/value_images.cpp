@@ -3,7 +3,9 @@
 #include "base/text.hpp"
 #include "files/disparity_files.hpp"
 #include "files/image_files.hpp"
+#include "files/output_files.hpp"
 #include "reports/pictures.hpp"
+#include "reports/reasons_picture.hpp"
 
 namespace tiomipra {
 namespace {
@@ -28,7 +30,7 @@ cv::Mat drawPicture(const std::string& name, const ValueImage& image, const Stat
 PairMeasurement writeValues(const std::string& name, const ValueImage& image,
                             const MatchingOptions& options, PairFiles& files) {
     const std::string suffix = "_" + nameOf(image.quantity);
-    PairMeasurement measurement = measure(image.quantity, image.values, image.measured);
+    PairMeasurement measurement = measure(image.quantity, image.values, image.reasons);
     for (const std::string format : {"tiff", "pfm", "npy"}) {
         const std::string ending = fmt::format("{}.{}", suffix, format);
         if (wants(options, format))
@@ -36,6 +38,10 @@ PairMeasurement writeValues(const std::string& name, const ValueImage& image,
     }
     if (wants(options, "png"))
         measurement.png = addPng(files, suffix + ".png", image);
+    if (wants(options, "confidence"))
+        files.addImage(suffix + "_confidence.png", image.confidence);
+    if (wants(options, "reasons"))
+        files.add(suffix + "_reasons.png", encodeIndexedPng(drawReasons(image.reasons)));
     if (wants(options, "picture"))
         files.addImage(suffix + "_picture.png",
                        drawPicture(name, image, measurement.statistics, options.colours));

@@ -13,9 +13,11 @@ namespace tiomipra {
 
 struct ValueImage {
     Quantity quantity = Quantity::disparity;
-    cv::Mat values;    // `CV_32FC1`
-    cv::Mat measured;  // `CV_8UC1`, 255 where there is a value
-    std::string unit;  // for a picture's title
+    cv::Mat values;      // `CV_32FC1`
+    cv::Mat measured;    // `CV_8UC1`, 255 where there is a value
+    cv::Mat reasons;     // `CV_8UC1`, a `Reason` for each pixel
+    cv::Mat confidence;  // `CV_8UC1`, or empty unless it is asked for
+    std::string unit;    // for a picture's title
     double pngStep = disparityPngStep;
 };
 

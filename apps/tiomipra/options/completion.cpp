@@ -17,7 +17,7 @@ std::vector<std::string> split(const std::string& text, char delimiter) {
     return parts;
 }
 
-// CLI11 adds to the name of the type what a set of values holds: "NAME:{fast,balanced,accurate}".
+// CLI11 adds to the name of the type what a set of values holds: "NAME:{fast,balanced}".
 std::vector<std::string> valuesOf(const CLI::Option& option) {
     const std::string type = option.get_type_name();
     const auto open = type.find(":{");

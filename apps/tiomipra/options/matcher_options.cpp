@@ -17,6 +17,7 @@
 #include "files/input_files.hpp"
 #include "matching/matcher_parameters.hpp"
 #include "matching/matcher_presets.hpp"
+#include "matching/matching_steps.hpp"
 #include "options/common_options.hpp"
 
 namespace tiomipra {
@@ -27,6 +28,7 @@ namespace names = parameter_names;
 
 constexpr auto matchingGroup = "Matching";
 constexpr auto parameterGroup = "Matcher parameters";
+constexpr auto stepGroup = "Steps around the matcher";
 
 const std::map<std::string, int> algorithms{{nameOf(Stereo::BM), Stereo::BM},
                                             {nameOf(Stereo::SGBM), Stereo::SGBM}};
@@ -76,27 +78,28 @@ CLI::Option* addNumber(CLI::App& command, const std::string& name, MatcherSettin
         ->type_name("N");
 }
 
-std::string defaultText(const MatcherParameter& parameter) {
-    const Parameter::Value value = valueIn(Stereo(), parameter);
+std::string asText(const Parameter::Value& value) {
     const auto* const name = std::get_if<std::string>(&value);
     return name != nullptr ? *name : fmt::format("{}", std::get<int>(value));
 }
 
-void addParameter(CLI::App& command, const MatcherParameter& parameter, MatcherSettings& settings) {
-    using Kind = MatcherParameter::Kind;
+void addParameter(CLI::App& command, const ParameterDescription& parameter,
+                  const Parameter::Value& defaultValue, const char* group,
+                  MatcherSettings& settings) {
+    using Kind = ParameterDescription::Kind;
     const std::string name(parameter.name);
     const std::string help = describe(parameter);
     if (parameter.kind == Kind::flag) {
         addFlag(command, name, settings)
             ->description(wrapped(fmt::format("{} ({}=false: off)", help, optionFor(name))))
-            ->group(parameterGroup);
+            ->group(group);
         return;
     }
     const auto add = parameter.kind == Kind::algorithm ? addAlgorithm : addNumber;
     add(command, name, settings)
         ->description(wrapped(help))
-        ->default_str(defaultText(parameter))
-        ->group(parameterGroup);
+        ->default_str(asText(defaultValue))
+        ->group(group);
 }
 
 void addPreset(CLI::App& command, std::string& preset) {
@@ -152,7 +155,11 @@ void addParameters(CLI::App& command, MatcherOptions& options) {
         ->default_str("1")
         ->group(matchingGroup);
     for (const MatcherParameter& parameter : matcherParameters())
-        addParameter(command, parameter, options.settings);
+        addParameter(command, parameter, valueIn(Stereo(), parameter), parameterGroup,
+                     options.settings);
+    for (const StepParameter& parameter : stepParameters())
+        addParameter(command, parameter, valueIn(MatchingSteps(), parameter), stepGroup,
+                     options.settings);
     for (const auto* const name : {names::maxDepth, names::minDisparity, names::disparityNumber})
         range->excludes(optionFor(name));
 }

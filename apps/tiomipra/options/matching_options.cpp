@@ -101,14 +101,16 @@ void addCameras(CLI::App& command, RectifiedCameras& cameras) {
 
 void addDisparityOptions(CLI::App& command, MatchingOptions& options) {
     options.formats = {"tiff", "png", "picture"};
-    addCommonOptions(command, options, {"tiff", "pfm", "npy", "png", "picture"});
+    addCommonOptions(command, options,
+                     {"tiff", "pfm", "npy", "png", "picture", "confidence", "reasons"});
     addRectified(command, options, "The images are rectified already; no calibration is needed");
 }
 
 void addDepthOptions(CLI::App& command, MatchingOptions& options) {
     options.formats = {"ply", "png", "picture"};
     addCommonOptions(command, options,
-                     {"ply", "ply-text", "pcd", "tiff", "pfm", "npy", "png", "picture", "view"});
+                     {"ply", "ply-text", "pcd", "tiff", "pfm", "npy", "png", "picture", "view",
+                      "confidence", "reasons"});
     addRectified(command, options, "The images are rectified already; needs what follows");
     addCameras(command, options.cameras);
 }

@@ -1,0 +1,36 @@
+#include "matching/edge_filter.hpp"
+
+#include <opencv2/core.hpp>
+
+#include "files/codec_modules.hpp"
+#include "matching/edge_filter_module.hpp"
+
+namespace tiomipra {
+namespace {
+
+// 16-bit fixed point as OpenCV's matchers give it; `none` where there is no disparity.
+cv::Mat toFixedPoint(const cv::Mat& disparity, double factor, double smallest, int none) {
+    cv::Mat fixed;
+    disparity.convertTo(fixed, CV_16S, factor);
+    fixed.setTo(none, disparity < smallest);
+    return fixed;
+}
+
+}  // namespace
+
+FilteredDisparity filterAlongEdges(const cv::Mat& left, const cv::Mat& right, double smallest,
+                                   const cv::Mat& image) {
+    static const auto filter =
+        reinterpret_cast<EdgeFilter*>(findInModule("filters", "tiomipraFilterAlongEdges"));
+    // Of two pixels without disparities, one must not take the other for its match.
+    constexpr int steps = 16, farOff = 32000;
+    const int none = static_cast<int>((smallest - 1) * steps);
+    FilteredDisparity filtered;
+    cv::Mat disparity;
+    filter(toFixedPoint(left, steps, smallest, none), toFixedPoint(right, -steps, smallest, farOff),
+           image, disparity, filtered.confidence);
+    disparity.convertTo(filtered.disparity, CV_32F, 1. / steps);
+    return filtered;
+}
+
+}  // namespace tiomipra

@@ -1,0 +1,280 @@
+// What the steps around the matcher add and reject, on scenes of known disparity.
+#include "matching/matching_steps.hpp"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <numeric>
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include "base/errors.hpp"
+#include "files/image_files.hpp"
+#include "matching/disparity_search.hpp"
+#include "matching/edge_filter.hpp"
+#include "matching/gap_filling.hpp"
+#include "matching/image_preparation.hpp"
+#include "matching/left_right_check.hpp"
+#include "matching/light_matching.hpp"
+#include "matching/matcher_search.hpp"
+#include "matching/matcher_setup.hpp"
+#include "matching/measured_pixels.hpp"
+#include "matching/subpixel_refit.hpp"
+#include "matching/unmeasured.hpp"
+#include "sample_rig.hpp"
+#include "support/matrices.hpp"
+#include "support/photographs.hpp"
+#include "support/scenes.hpp"
+
+namespace tiomipra::test {
+namespace {
+
+using vision::Stereo;
+
+const cv::Size sceneSize(320, 120);
+constexpr int wall = 10;
+constexpr int bar = 30;
+
+// A bar in columns 150 to 159 before a wall. Both cameras see the wall from column 10 on, but for
+// the columns that the bar hides from the right one: those whose matches are in columns 120 to 129,
+// which are 130 to 139.
+Scene barBeforeWall() {
+    SceneOptions options;
+    options.size = sceneSize;
+    constexpr int end = 1 << 20;
+    constexpr float beyondLeft = 200;  // what the right camera alone sees
+    options.planes = {
+        {bar, 0, 150, 160}, {wall, 0, 0, 150}, {wall, 0, 160, end}, {beyondLeft, 0, end, end}};
+    return renderScene(options);
+}
+
+const std::map<std::string, int> semiGlobal{{"algorithm", Stereo::SGBM},
+                                            {"window-size", 5},
+                                            {"pre-filter-cap", 31},
+                                            {"uniqueness-ratio", 0},
+                                            {"p1", 72},
+                                            {"p2", 288},
+                                            {"disparity-number", 48},
+                                            {"min-disparity", 0},
+                                            {"speckle-window-size", 50},
+                                            {"speckle-range", 1},
+                                            {"texture-threshold", 50}};
+
+FoundDisparities find(const Scene& scene, const MatchingSteps& steps) {
+    const auto stereo = makeStereo(settingsOf(semiGlobal), scene.left.size());
+    return findDisparities(*stereo, steps, {scene.left, scene.right, {}, {}, scene.left});
+}
+
+// Of the pixels in these columns.
+double shareOf(const cv::Mat& pixels, int begin, int end) {
+    const cv::Mat part = pixels.colRange(begin, end);
+    return static_cast<double>(cv::countNonZero(part)) / static_cast<double>(part.total());
+}
+
+cv::Mat near(const FoundDisparities& found, double disparity, double tolerance = 1) {
+    return (found.reasons == 0) & (cv::abs(found.disparity - disparity) <= tolerance);
+}
+
+TEST(MatchingSteps, TakeTheirOwnValuesOnly) {
+    EXPECT_EQ(stepsOf(settingsOf({{"three-way", 3}, {"median", 5}})).threeWay, 3);
+    for (const auto& [name, value] : std::map<std::string, int>{{"three-way", 2},
+                                                                {"three-way", 13},
+                                                                {"median", 4},
+                                                                {"equalise", 2},
+                                                                {"min-confidence", 101},
+                                                                {"left-right-check", -1}})
+        EXPECT_THROW(stepsOf(settingsOf({{name, value}})), SettingError) << name;
+}
+
+// Bit for bit, with its speckle filter.
+TEST(FindDisparities, WithoutStepsIsWhatTheLibraryGives) {
+    const cv::Mat left = toGrey(readImage(photograph("aloeL.jpg")));
+    const cv::Mat right = toGrey(readImage(photograph("aloeR.jpg")));
+    const cv::Rect part(300, 300, 640, 240);
+    for (const int algorithm : {Stereo::BM, Stereo::SGBM}) {
+        auto values = semiGlobal;
+        values["algorithm"] = algorithm;
+        values["window-size"] = 9;
+        values["speckle-window-size"] = 300;
+        values["disparity-number"] = 160;
+        const auto stereo = makeStereo(settingsOf(values), part.size());
+        const cv::Mat expected = stereo->computeDisparity(left(part), right(part));
+        const cv::Mat matched = findMatched(expected, 0);
+        const FoundDisparities found =
+            findDisparities(*stereo, {}, {left(part), right(part), {}, {}, {}});
+        EXPECT_EQ(cv::countNonZero((found.reasons == 0) & ~matched), 0);
+        EXPECT_EQ(cv::norm(found.disparity, expected, cv::NORM_INF, found.reasons == 0), 0);
+        const cv::Mat judged = (found.reasons == static_cast<int>(Reason::speckle)) |
+                               (found.reasons == static_cast<int>(Reason::notUnique));
+        EXPECT_EQ(cv::countNonZero(judged & matched), 0);
+        EXPECT_GT(cv::countNonZero(found.reasons == static_cast<int>(Reason::speckle)), 300);
+    }
+}
+
+TEST(FindDisparities, FullWidthMeasuresAllThatBothCamerasSee) {
+    const Scene scene = barBeforeWall();
+    MatchingSteps steps;
+    EXPECT_EQ(shareOf(find(scene, steps).reasons == 0, 0, 47), 0);
+    for (const int block : {0, 3}) {
+        steps.threeWay = block;
+        steps.fullWidth = 1;
+        const FoundDisparities found = find(scene, steps);
+        EXPECT_GT(shareOf(near(found, wall), wall + 2, 110), 0.95) << block;
+        EXPECT_GT(shareOf(near(found, bar), 151, 159), 0.9) << block;
+        EXPECT_LT(shareOf(found.reasons == 0, 0, wall - 2), 0.3) << block;
+        const cv::Mat columns = [&] {
+            cv::Mat x(found.disparity.size(), CV_32FC1);
+            for (int i = 0; i < x.cols; ++i)
+                x.col(i) = i;
+            return x;
+        }();
+        EXPECT_EQ(cv::countNonZero((found.reasons == 0) & (found.disparity > columns + 0.5)), 0)
+            << "outside of the right image";
+    }
+}
+
+TEST(FindDisparities, LeftRightCheckDropsWhatOneCameraSees) {
+    const Scene scene = barBeforeWall();
+    MatchingSteps steps;
+    steps.fullWidth = 1;
+    steps.threeWay = 3;
+    steps.leftRightCheck = 1;
+    const FoundDisparities found = find(scene, steps);
+    EXPECT_LT(shareOf(found.reasons == 0, 131, 139), 0.1);
+    EXPECT_GT(shareOf(near(found, wall), 170, 310), 0.95);
+    EXPECT_GT(shareOf(near(found, bar), 151, 159), 0.9);
+}
+
+TEST(FindDisparities, UniformWallsAndUnseenPixelsAreNotMeasured) {
+    Scene scene = barBeforeWall();
+    scene.left.rowRange(0, 60) = 90;
+    scene.right.rowRange(0, 60) = 90;
+    cv::Mat seen(sceneSize, CV_8UC1, cv::Scalar(255)), seenRight = seen.clone();
+    seen.colRange(200, 220) = 0;
+    seenRight.colRange(250 - wall, 260 - wall) = 0;
+    MatchingSteps steps;
+    steps.fullWidth = steps.equalise = steps.edgeFilter = steps.refit = 1;
+    steps.threeWay = 3;
+    steps.leftRightCheck = 1;
+    steps.fillGaps = 2;
+    steps.median = 5;
+    const auto stereo = makeStereo(settingsOf(semiGlobal), sceneSize);
+    const FoundDisparities found =
+        findDisparities(*stereo, steps, {scene.left, scene.right, seen, seenRight, scene.left});
+    const auto shareWith = [&](Reason reason, int begin, int end) {
+        return shareOf(found.reasons.rowRange(64, 120) == static_cast<int>(reason), begin, end);
+    };
+    EXPECT_EQ(cv::countNonZero(found.reasons.rowRange(0, 55) == 0), 0);
+    EXPECT_EQ(found.reasons.at<uchar>(30, 100), static_cast<int>(Reason::noTexture));
+    EXPECT_EQ(shareWith(Reason::notSeen, 200, 220), 1);
+    EXPECT_GT(shareWith(Reason::notSeen, 251, 259), 0.9);
+    EXPECT_GT(shareWith(Reason::none, 225, 245), 0.95);
+    const ReasonCounts counts = countReasons(found.reasons);
+    EXPECT_EQ(std::accumulate(counts.begin(), counts.end(), std::size_t{0}), sceneSize.area());
+    EXPECT_EQ(counts.at(static_cast<std::size_t>(Reason::none)),
+              cv::countNonZero(found.reasons == 0));
+}
+
+TEST(FindDisparities, ConfidenceIsLowWhereOneCameraSees) {
+    MatchingSteps steps;
+    steps.fullWidth = 1;
+    steps.threeWay = 3;
+    const Scene scene = barBeforeWall();
+    steps.givesConfidence = true;
+    const FoundDisparities found = find(scene, steps);
+    EXPECT_GT(cv::mean(found.confidence.colRange(200, 300))[0], 240);
+    EXPECT_LT(cv::mean(found.confidence.colRange(132, 138))[0], 60);
+    EXPECT_EQ(cv::countNonZero(found.reasons == static_cast<int>(Reason::unsure)), 0);
+    steps.minConfidence = 25;
+    const FoundDisparities sure = find(scene, steps);
+    EXPECT_EQ(cv::countNonZero((sure.reasons == 0) & (found.confidence < 63)), 0);
+    EXPECT_GT(cv::countNonZero(sure.reasons == static_cast<int>(Reason::unsure)), 0);
+    EXPECT_GT(shareOf(near(sure, wall), 200, 300), 0.95);
+    EXPECT_TRUE(find(scene, {}).confidence.empty());
+}
+
+// A fiftieth of the contrast, and the right image a third darker.
+TEST(FindDisparities, EqualisedImagesStandBadLight) {
+    Scene scene = barBeforeWall();
+    scene.left.convertTo(scene.left, -1, 1. / 50, 60);
+    scene.right.convertTo(scene.right, -1, 0.67 / 50, 40);
+    MatchingSteps steps;
+    EXPECT_LT(shareOf(near(find(scene, steps), wall), 170, 318), 0.5);
+    steps.equalise = 1;
+    EXPECT_GT(shareOf(near(find(scene, steps), wall), 170, 318), 0.9);
+}
+
+// A third darker, and half of that again in the corners.
+TEST(MatchLight, UndoesAVignette) {
+    const Scene scene = renderScene({});
+    cv::Mat dark = scene.right.clone();
+    for (int y = 0; y < dark.rows; ++y) {
+        for (int x = 0; x < dark.cols; ++x) {
+            const double u = x / 320. - 1, v = y / 240. - 1;
+            auto& pixel = dark.at<uchar>(y, x);
+            pixel = cv::saturate_cast<uchar>(pixel * 0.67 * (1 - 0.25 * (u * u + v * v)));
+        }
+    }
+    const vision::AdaptedParameters search{1, 32, 21, 0, 0, 0, 0};
+    const auto differenceTo = [&](const cv::Mat& image) {
+        return cv::norm(scene.right, image, cv::NORM_L1) / static_cast<double>(dark.total());
+    };
+    EXPECT_GT(differenceTo(dark), 30);
+    EXPECT_LT(differenceTo(matchLight(scene.left, dark, search)), 2);
+    EXPECT_LT(differenceTo(matchLight(scene.left, scene.right, search)), 1);
+    const cv::Mat bright(dark.size(), CV_8UC1, cv::Scalar(200));
+    EXPECT_EQ(matchLight(bright, dark, search).data, dark.data) << "nothing to compare";
+}
+
+// Disparity 8 + x / 40.
+TEST(RefitSubpixels, FollowsSlantedPlanes) {
+    SceneOptions options;
+    options.size = sceneSize;
+    options.planes = {{8, 1.F / 40}};
+    const Scene scene = renderScene(options);
+    cv::Mat truth(sceneSize, CV_32FC1);
+    for (int x = 0; x < truth.cols; ++x)
+        truth.col(x) = 8 + x / 40.;
+    cv::Mat whole;
+    truth.convertTo(whole, CV_32S);
+    whole.convertTo(whole, CV_32F);
+    cv::Mat measured(sceneSize, CV_8UC1, cv::Scalar(255));
+    measured.rowRange(0, 10) = 0;
+    const cv::Mat found = refitSubpixels(whole, measured, scene.left, scene.right);
+    const cv::Rect inside(30, 16, 270, 90);
+    EXPECT_LT(cv::norm(found(inside), truth(inside), cv::NORM_L1) / inside.area(), 0.08);
+    EXPECT_GT(cv::norm(whole(inside), truth(inside), cv::NORM_L1) / inside.area(), 0.2);
+    EXPECT_EQ(cv::norm(found.rowRange(0, 10), whole.rowRange(0, 10), cv::NORM_INF), 0);
+}
+
+TEST(GapFilling, JoinsEndsThatAreNear) {
+    const auto none = std::numeric_limits<float>::quiet_NaN();
+    cv::Mat disparity = (cv::Mat_<float>(2, 7) << none, 10, none, none, 11.5, none, 20,  //
+                         none, 1, none, 3, none, none, none);
+    cv::Mat measured = disparity == disparity;
+    const cv::Mat all(disparity.size(), CV_8UC1, cv::Scalar(255));
+    cv::Mat fillable = all.clone();
+    fillable.at<uchar>(0, 3) = 0;
+    fillGaps(disparity, measured, fillable, 2);
+    const cv::Mat expected = (cv::Mat_<uchar>(2, 7) << 0, 1, 1, 0, 1, 0, 1,  //
+                              0, 1, 1, 1, 0, 0, 0);
+    EXPECT_THAT(measured, IsSameMatrix(expected * 255));
+    EXPECT_FLOAT_EQ(disparity.at<float>(0, 2), 10.5);
+    EXPECT_FLOAT_EQ(disparity.at<float>(1, 2), 2);
+
+    cv::Mat wide(1, 40, CV_32FC1, cv::Scalar(7)), ends(1, 40, CV_8UC1, cv::Scalar(0));
+    ends.at<uchar>(0, 0) = ends.at<uchar>(0, 34) = ends.at<uchar>(0, 37) = 255;
+    fillGaps(wide, ends, cv::Mat(ends.size(), CV_8UC1, cv::Scalar(255)), 1);
+    EXPECT_EQ(cv::countNonZero(ends), 5) << "33 are too many, 2 are not";
+
+    cv::Mat speck(5, 5, CV_32FC1, cv::Scalar(4)), known(5, 5, CV_8UC1, cv::Scalar(255));
+    speck.at<float>(2, 2) = 40;
+    speck.at<float>(2, 3) = 90;
+    known.at<uchar>(2, 3) = 0;
+    const cv::Mat smooth = smoothByMedian(speck, known, 3);
+    EXPECT_EQ(smooth.at<float>(2, 2), 4);
+    EXPECT_EQ(smooth.at<float>(2, 3), 90) << "not measured, so as it was";
+}
+
+}  // namespace
+}  // namespace tiomipra::test
