@@ -28,27 +28,34 @@ TEST(ValueImages, HoldTheMeasuredValuesInEveryFormat) {
     png = 0;
     png.colRange(0, 120) = 16000;
     MatchingOptions options;
-    options.formats = {"tiff", "pfm", "npy", "png", "picture"};
+    options.formats = {"tiff", "pfm", "npy", "png", "picture", "confidence", "reasons"};
     for (const Quantity quantity : {Quantity::disparity, Quantity::depth}) {
         const ScratchFolder folder;
         const ProtectedFiles inputs({});
         BatchOptions batch;
         batch.output = folder.path("");
         PairFiles files(batch, "a", inputs);
-        const PairMeasurement measurement =
-            writeValues("a", {quantity, values, measured, "m", 1. / 8000}, options, files);
+        const cv::Mat reasons = ~measured & static_cast<int>(Reason::speckle);
+        const cv::Mat confidence = measured / 2;
+        const PairMeasurement measurement = writeValues(
+            "a", {quantity, values, measured, reasons, confidence, "m", 1. / 8000}, options, files);
         files.publish();
         EXPECT_EQ(measurement.png->step, 1. / 8000);
         EXPECT_EQ(measurement.png->outOfRange, 120 * 60);
         const std::string name = "a_" + nameOf(quantity);
         EXPECT_THAT(files.names(), ElementsAre(name + ".tiff", name + ".pfm", name + ".npy",
-                                               name + ".png", name + "_picture.png"));
+                                               name + ".png", name + "_confidence.png",
+                                               name + "_reasons.png", name + "_picture.png"));
         const auto read = [&](const std::string& extension) {
             return readImage(folder.path(name + extension), Pixels::asStored);
         };
         EXPECT_THAT(read(".tiff"), IsSameMatrix(nans));
         EXPECT_THAT(read(".pfm"), IsSameMatrix(infinities));
         EXPECT_THAT(read(".png"), IsSameMatrix(png));
+        EXPECT_THAT(read("_confidence.png"), IsSameMatrix(confidence));
+        const cv::Mat picture = read("_reasons.png");
+        EXPECT_EQ(picture.size(), cv::Size(360, 60 + 2 * 20)) << "with a legend of two lines";
+        EXPECT_NE(picture.at<cv::Vec3b>(10, 180), picture.at<cv::Vec3b>(10, 60));
         // NumPy's format 1.0: the description, 118 bytes, ends at a multiple of 64.
         const std::string npy = readFile(folder.path(name + ".npy"));
         ASSERT_EQ(npy.size(), 128U + 60 * 360 * 4);
