@@ -1,5 +1,6 @@
 // Cameras by their places on a body that carries an inertial sensor, too.
 #include <algorithm>
+#include <filesystem>
 #include <opencv2/core/quaternion.hpp>
 #include <stdexcept>
 
@@ -37,12 +38,9 @@ CameraModel readCamera(const SourceValue& root) {
 }
 
 SourceRig read(const SourceDocuments& documents, const ImportSettings&) {
-    if (documents.size() != 2)
-        throw std::invalid_argument(
-            "there must be two files, that of the left camera and that of the right one");
     const SourceValue left = documents[0].root(), right = documents[1].root();
     SourceRig rig = rigOf(readCamera(left), readCamera(right), "m");
-    placeOnBody(rig.model, left.at("T_BS").matrix<4, 4>(), right.at("T_BS").matrix<4, 4>());
+    placeOnBody(rig.model, motionFrom(left.at("T_BS")), motionFrom(right.at("T_BS")));
     return rig;
 }
 
@@ -52,7 +50,7 @@ SourceRig read(const SourceDocuments& documents, const ImportSettings&) {
 namespace svo {
 
 bool fits(const SourceDocuments& documents) {
-    return documents.size() == 1 && documents[0].root().has("cameras");
+    return documents[0].root().has("cameras");
 }
 
 CameraModel readCamera(const SourceValue& camera) {
@@ -71,12 +69,10 @@ SourceRig read(const SourceDocuments& documents, const ImportSettings& settings)
         names.push_back(label ? label->text() : fmt::format("cam{}", names.size()));
     }
     const auto pair = chooseCameras(names, settings.cameras);
-    const auto find = [&](const std::string& name) {
-        return cameras[std::find(names.begin(), names.end(), name) - names.begin()];
-    };
-    const SourceValue left = find(pair[0]), right = find(pair[1]);
+    const SourceValue left = cameras[indexOf(names, pair[0])];
+    const SourceValue right = cameras[indexOf(names, pair[1])];
     SourceRig rig = rigOf(readCamera(left.at("camera")), readCamera(right.at("camera")), "m");
-    placeOnBody(rig.model, left.at("T_B_C").matrix<4, 4>(), right.at("T_B_C").matrix<4, 4>());
+    placeOnBody(rig.model, motionFrom(left.at("T_B_C")), motionFrom(right.at("T_B_C")));
     return rig;
 }
 
@@ -121,19 +117,32 @@ std::vector<std::string> describePlaces(const SourceValue& root) {
                     estimate->whole())};
 }
 
+// Left and right, by the names that the file with the places has for them, else in their order.
+SourceDocuments camerasOf(const SourceDocuments& documents, const SourceDocument& places) {
+    SourceDocuments cameras;
+    for (const SourceDocument& document : documents) {
+        if (&document != &places)
+            cameras.push_back(document);
+    }
+    const auto isNamed = [&](const char* key, const SourceDocument& document) {
+        const auto name = places.root().find(key);
+        return name && std::filesystem::path(name->text()).filename() ==
+                           std::filesystem::path(document.path).filename();
+    };
+    if (isNamed("cam0_calib", cameras[1]) && isNamed("cam1_calib", cameras[0]))
+        std::swap(cameras[0], cameras[1]);
+    return cameras;
+}
+
 SourceRig read(const SourceDocuments& documents, const ImportSettings&) {
     const auto places = std::find_if(documents.begin(), documents.end(), hasPlaces);
-    SourceDocuments cameras(documents.begin(), places);
-    cameras.insert(cameras.end(), places + 1, documents.end());
-    if (cameras.size() != 2)
-        throw std::invalid_argument(
-            "there must be three files, that with body_T_cam0 and body_T_cam1 and those that "
-            "cam0_calib and cam1_calib name in it");
+    if (places == documents.end())
+        throw std::invalid_argument("none of them has body_T_cam0");
+    const SourceDocuments cameras = camerasOf(documents, *places);
     const SourceValue root = places->root();
     SourceRig rig = rigOf(readCamera(cameras[0].root()), readCamera(cameras[1].root()), "m");
     rig.notes = describePlaces(root);
-    placeOnBody(rig.model, root.at("body_T_cam0").matrix<4, 4>(),
-                root.at("body_T_cam1").matrix<4, 4>());
+    placeOnBody(rig.model, motionFrom(root.at("body_T_cam0")), motionFrom(root.at("body_T_cam1")));
     return rig;
 }
 
@@ -144,7 +153,7 @@ namespace basalt {
 
 bool fits(const SourceDocuments& documents) {
     const auto value = documents[0].root().find("value0");
-    return documents.size() == 1 && value && value->has("T_imu_cam");
+    return value && value->has("T_imu_cam");
 }
 
 cv::Matx44d placeOf(const SourceValue& value) {
@@ -153,23 +162,8 @@ cv::Matx44d placeOf(const SourceValue& value) {
     if (std::abs(turn.norm() - 1) > 1e-3)
         value.refuse(
             fmt::format("has a quaternion of length {}, must be 1", significant(turn.norm(), 6)));
-    const cv::Matx33d rotation = turn.toRotMat3x3(cv::QUAT_ASSUME_NOT_UNIT);
-    return {rotation(0, 0),
-            rotation(0, 1),
-            rotation(0, 2),
-            numbers[4],
-            rotation(1, 0),
-            rotation(1, 1),
-            rotation(1, 2),
-            numbers[5],
-            rotation(2, 0),
-            rotation(2, 1),
-            rotation(2, 2),
-            numbers[6],
-            0,
-            0,
-            0,
-            1};
+    return motionOf(turn.toRotMat3x3(cv::QUAT_ASSUME_NOT_UNIT),
+                    {numbers[4], numbers[5], numbers[6]});
 }
 
 CameraModel readCamera(const SourceValue& camera, const SourceValue& resolution) {
@@ -199,11 +193,7 @@ SourceRig read(const SourceDocuments& documents, const ImportSettings& settings)
     while (names.size() < std::min({places.size(), cameras.size(), resolutions.size()}))
         names.push_back(fmt::format("cam{}", names.size()));
     const auto pair = chooseCameras(names, settings.cameras);
-    const auto numberOf = [&](const std::string& name) {
-        return static_cast<std::size_t>(std::find(names.begin(), names.end(), name) -
-                                        names.begin());
-    };
-    const std::size_t left = numberOf(pair[0]), right = numberOf(pair[1]);
+    const std::size_t left = indexOf(names, pair[0]), right = indexOf(names, pair[1]);
     SourceRig rig = rigOf(readCamera(cameras[left], resolutions[left]),
                           readCamera(cameras[right], resolutions[right]), "m");
     placeOnBody(rig.model, placeOf(places[left]), placeOf(places[right]));
@@ -214,22 +204,28 @@ SourceRig read(const SourceDocuments& documents, const ImportSettings& settings)
 }  // namespace
 
 SourceFormat sensorFormat() {
-    return {
-        {"sensor", "two sensor.yaml files with T_BS, left and right"}, sensor::fits, sensor::read};
+    return {{"sensor", "two sensor.yaml files with T_BS, left and right"},
+            2,
+            false,
+            sensor::fits,
+            sensor::read};
 }
 
 SourceFormat svoFormat() {
-    return {{"svo", "a list of cameras with T_B_C"}, svo::fits, svo::read};
+    return {{"svo", "a list of cameras with T_B_C"}, 1, true, svo::fits, svo::read};
 }
 
 SourceFormat vinsFormat() {
-    return {{"vins", "body_T_cam0 and body_T_cam1, and a file for each camera, left and right"},
-            vins::fits,
-            vins::read};
+    return {
+        {"vins", "a file with body_T_cam0 and body_T_cam1 and one for each camera, left and right"},
+        3,
+        false,
+        vins::fits,
+        vins::read};
 }
 
 SourceFormat basaltFormat() {
-    return {{"basalt", "JSON with T_imu_cam"}, basalt::fits, basalt::read};
+    return {{"basalt", "JSON with T_imu_cam"}, 1, true, basalt::fits, basalt::read};
 }
 
 }  // namespace tiomipra

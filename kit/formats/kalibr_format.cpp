@@ -9,12 +9,11 @@ namespace {
 
 bool isCamera(const SourceValue& root, const std::string& name) {
     const auto camera = root.find(name);
-    return startsWith(name, "cam") && camera && camera->has("intrinsics") &&
-           camera->has("camera_model");
+    return camera && camera->has("intrinsics");
 }
 
 bool fits(const SourceDocuments& documents) {
-    return documents.size() == 1 && isCamera(documents[0].root(), "cam0");
+    return isCamera(documents[0].root(), "cam0");
 }
 
 // In the order of the chain: cam0, cam1, ... cam10.
@@ -38,7 +37,7 @@ cv::Matx44d placeOf(const SourceValue& root, const std::vector<std::string>& cha
                     const std::string& name) {
     cv::Matx44d place = cv::Matx44d::eye();
     for (auto camera = chain.begin(); *camera != name;)
-        place = root.at(*++camera).at("T_cn_cnm1").matrix<4, 4>() * place;
+        place = motionFrom(root.at(*++camera).at("T_cn_cnm1")) * place;
     return place;
 }
 
@@ -55,7 +54,7 @@ SourceRig read(const SourceDocuments& documents, const ImportSettings& settings)
 }  // namespace
 
 SourceFormat kalibrFormat() {
-    return {{"kalibr", "a camera chain (camchain-*.yaml), pinhole-radtan"}, fits, read};
+    return {{"kalibr", "a camera chain (camchain-*.yaml)"}, 1, true, fits, read};
 }
 
 }  // namespace tiomipra

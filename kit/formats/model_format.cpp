@@ -1,4 +1,5 @@
 // This project's own rig model, rig.yml, and the same as JSON.
+#include "base/quantities.hpp"
 #include "base/text.hpp"
 #include "formats/source_rig.hpp"
 
@@ -6,7 +7,7 @@ namespace tiomipra {
 namespace {
 
 bool fits(const SourceDocuments& documents) {
-    return documents.size() == 1 && documents[0].root().has("rightFromLeftRotation");
+    return documents[0].root().has("rightFromLeftRotation");
 }
 
 CameraModel readCamera(const SourceValue& camera) {
@@ -20,15 +21,21 @@ SourceRig read(const SourceDocuments& documents, const ImportSettings&) {
     SourceRig rig{{readCamera(root.at("left")), readCamera(root.at("right")),
                    root.at("rightFromLeftRotation").matrix<3, 3>(),
                    cv::Vec3d(root.at("rightFromLeftTranslation").matrix<3, 1>().val)}};
-    rig.model.unit = root.at("unit").text();
+    const SourceValue unit = root.at("unit");
+    if (!isUnit(unit.text()))
+        unit.refuse(fmt::format("is {}, must be {} or empty", quote(unit.text()), quote(metres)));
+    rig.model.unit = unit.text();
     return rig;
 }
 
 }  // namespace
 
 SourceFormat modelFormat() {
-    return {
-        {"json", "the rig model that calibrate writes, rig.yml, or the same as JSON"}, fits, read};
+    return {{"json", "the rig model that calibrate writes, rig.yml, or the same as JSON"},
+            1,
+            false,
+            fits,
+            read};
 }
 
 }  // namespace tiomipra

@@ -45,7 +45,8 @@ SourceValue get(const SourceDocuments& documents, const Names& names) {
 }
 
 bool fits(const SourceDocuments& documents) {
-    return find(documents, leftMatrix) || find(documents, leftLens);
+    return find(documents, leftMatrix) || find(documents, leftLens) ||
+           (find(documents, rotation) && find(documents, translation));
 }
 
 // {0, 0} where there is none.
@@ -75,6 +76,28 @@ std::optional<Rectification> readRectification(const SourceDocuments& documents)
                          leftProjection->matrix<3, 4>(), rightProjection->matrix<3, 4>()};
 }
 
+// Both stand in the file, and files of two calibrations may have been mixed.
+void requireSamePlaces(const RigModel& model, const Rectification& rectification) {
+    RigModel rectified = model;
+    placeCameras(rectified, rectification);
+    constexpr double tolerance = 1e-3;
+    const double turn = cv::norm(rectified.rightFromLeftRotation - model.rightFromLeftRotation);
+    const double shift =
+        cv::norm(rectified.rightFromLeftTranslation - model.rightFromLeftTranslation);
+    if (turn > tolerance || shift > tolerance * cv::norm(model.rightFromLeftTranslation))
+        throw std::invalid_argument(
+            "R1, R2, P1 and P2 are of cameras at other places than R and T, must be of the same "
+            "calibration");
+}
+
+void noteAmbiguousLenses(SourceRig& rig) {
+    constexpr std::size_t ambiguous = 4;
+    if (rig.model.left.lens.coefficients.size() == ambiguous)
+        rig.notes.emplace_back(
+            "the lenses have four coefficients, which are taken as k1 k2 p1 p2; those of a fisheye "
+            "lens look the same, so check the rig with a pair before you use it");
+}
+
 SourceRig read(const SourceDocuments& documents, const ImportSettings& settings) {
     const auto lens = [&](const Names& names) {
         return LensModel{LensKind::radialTangential, get(documents, names).numbers()};
@@ -86,6 +109,9 @@ SourceRig read(const SourceDocuments& documents, const ImportSettings& settings)
                    cv::Vec3d(get(documents, translation).matrix<3, 1>().val)}};
     if (!settings.alpha)
         rig.rectification = readRectification(documents);
+    if (rig.rectification)
+        requireSamePlaces(rig.model, *rig.rectification);
+    noteAmbiguousLenses(rig);
     return rig;
 }
 
@@ -93,6 +119,8 @@ SourceRig read(const SourceDocuments& documents, const ImportSettings& settings)
 
 SourceFormat openCvFormat() {
     return {{"opencv", "intrinsics.yml and extrinsics.yml of stereo_calib, or one file with both"},
+            0,
+            false,
             fits,
             read};
 }

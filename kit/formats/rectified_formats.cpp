@@ -35,7 +35,7 @@ namespace middlebury {
 
 bool fits(const SourceDocuments& documents) {
     const SourceValue root = documents[0].root();
-    return documents.size() == 1 && root.has("cam0") && root.has("cam1") && root.has("baseline");
+    return root.has("cam0") && root.has("cam1") && root.has("baseline");
 }
 
 SourceRig read(const SourceDocuments& documents, const ImportSettings&) {
@@ -57,6 +57,14 @@ SourceRig read(const SourceDocuments& documents, const ImportSettings&) {
 }  // namespace middlebury
 
 namespace kitti {
+
+// Both "2" and "02".
+std::vector<std::string> choosePair(const std::vector<std::string>& found,
+                                    std::vector<std::string> wanted) {
+    for (std::string& name : wanted)
+        name.erase(0, startsWith(name, "0") && name.size() == 2 ? 1 : 0);
+    return chooseCameras(found, wanted);
+}
 
 std::vector<std::string> camerasIn(const SourceValue& root, const std::string& start) {
     std::vector<std::string> names;
@@ -85,13 +93,13 @@ SourceRig read(const cv::Size& size, const cv::Matx34d& left, const cv::Matx34d&
 }
 
 bool fitsRectified(const SourceDocuments& documents) {
-    return documents.size() == 1 && documents[0].root().has("P_rect_00");
+    return documents[0].root().has("P_rect_00");
 }
 
 // Before rectification.
 SourceRig readRaw(const SourceDocuments& documents, const ImportSettings& settings) {
     const SourceValue root = documents[0].root();
-    const auto pair = chooseCameras(camerasIn(root, "K_0"), settings.cameras);
+    const auto pair = choosePair(camerasIn(root, "K_0"), settings.cameras);
     const auto camera = [&](const std::string& name) {
         return CameraModel{sizeFrom(root.at("S_0" + name)),
                            root.at("K_0" + name).matrix<3, 3>(),
@@ -114,7 +122,7 @@ SourceRig readRaw(const SourceDocuments& documents, const ImportSettings& settin
 // Its pictures come in both ways.
 SourceRig readRectified(const SourceDocuments& documents, const ImportSettings& settings) {
     const SourceValue root = documents[0].root();
-    const auto pair = chooseCameras(camerasIn(root, "P_rect_0"), settings.cameras);
+    const auto pair = choosePair(camerasIn(root, "P_rect_0"), settings.cameras);
     const cv::Size size = sizeFrom(root.at("S_rect_0" + pair[0]));
     const auto raw = root.find("S_0" + pair[0]);
     if (raw && settings.imageSize && *settings.imageSize != size &&
@@ -131,13 +139,12 @@ SourceRig readRectified(const SourceDocuments& documents, const ImportSettings& 
 }
 
 bool fitsOdometry(const SourceDocuments& documents) {
-    return documents.size() == 1 && camerasIn(documents[0].root(), "P").size() > 1 &&
-           !documents[0].root().has("M1");
+    return camerasIn(documents[0].root(), "P").size() > 1;
 }
 
 SourceRig readOdometry(const SourceDocuments& documents, const ImportSettings& settings) {
     const SourceValue root = documents[0].root();
-    const auto pair = chooseCameras(camerasIn(root, "P"), settings.cameras);
+    const auto pair = choosePair(camerasIn(root, "P"), settings.cameras);
     return read({}, root.at("P" + pair[0]).matrix<3, 4>(), root.at("P" + pair[1]).matrix<3, 4>());
 }
 
@@ -146,12 +153,16 @@ SourceRig readOdometry(const SourceDocuments& documents, const ImportSettings& s
 
 SourceFormat middleburyFormat() {
     return {{"middlebury", "calib.txt with cam0, cam1, baseline and doffs; rectified pictures"},
+            1,
+            false,
             middlebury::fits,
             middlebury::read};
 }
 
 SourceFormat kittiFormat() {
     return {{"kitti", "calib_cam_to_cam.txt for rectified pictures"},
+            1,
+            true,
             kitti::fitsRectified,
             kitti::readRectified};
 }
@@ -159,12 +170,16 @@ SourceFormat kittiFormat() {
 // Never by its content, which is that of the one before.
 SourceFormat kittiRawFormat() {
     return {{"kitti-raw", "calib_cam_to_cam.txt for raw pictures"},
+            1,
+            true,
             [](const SourceDocuments&) { return false; },
             kitti::readRaw};
 }
 
 SourceFormat kittiOdometryFormat() {
     return {{"kitti-odometry", "calib.txt with P0 to P3; rectified pictures"},
+            1,
+            true,
             kitti::fitsOdometry,
             kitti::readOdometry};
 }

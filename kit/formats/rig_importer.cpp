@@ -1,6 +1,7 @@
 #include "formats/rig_importer.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <stdexcept>
 
 #include "base/errors.hpp"
@@ -36,6 +37,8 @@ std::string namesOf(const std::vector<RigFormat>& known) {
 
 // What a user may look for in a file that nothing fits.
 std::string describeKeys(const SourceDocuments& documents) {
+    if (documents.front().root().has("rectificationMatrix"))
+        return "these are calibrations that need no import";
     std::vector<std::string> keys = documents.front().root().keys();
     constexpr std::size_t most = 8;
     if (keys.size() > most)
@@ -57,7 +60,7 @@ const SourceFormat& chooseFormat(const SourceDocuments& documents, const std::st
 
 double metresIn(const std::string& unit) {
     try {
-        return parseLength("1" + unit).value;
+        return parseLength("1 " + unit).value;
     } catch (const std::invalid_argument&) {
         throw SettingError("unit", fmt::format("is {}, must be m, cm, mm or in", quote(unit)));
     }
@@ -106,6 +109,11 @@ void completeSizes(RigModel& model, const std::optional<cv::Size>& size) {
         if (camera->imageSize.empty())
             camera->imageSize = *size;
     }
+    const cv::Size& own = model.left.imageSize;
+    if (size && std::int64_t{size->width} * own.height != std::int64_t{size->height} * own.width)
+        throw std::invalid_argument(fmt::format(
+            "the images are {}, the files are for {}; the aspect ratio must be the same",
+            describe(*size), describe(own)));
 }
 
 void checkPlaces(const RigModel& model, bool isUnitGiven) {
@@ -116,6 +124,12 @@ void checkPlaces(const RigModel& model, bool isUnitGiven) {
     const double baseline = cv::norm(right);
     if (baseline == 0)
         throw std::invalid_argument("both cameras are at the same place, must be apart");
+    constexpr double shortest = 0.002, longest = 10;
+    if (!isUnitGiven && model.unit == metres && (baseline < shortest || baseline > longest))
+        throw std::invalid_argument(fmt::format(
+            "the baseline is {} m, must be from {} to {} unless the unit is given; are the lengths "
+            "in {}?",
+            digits(baseline), shortest, longest, baseline > longest ? "mm" : "m"));
     if (std::abs(right[0]) <= std::max(std::abs(right[1]), std::abs(right[2])))
         throw std::invalid_argument(fmt::format(
             "the second camera is at ({}, {}, {}) as the first one sees it, must be beside it",
@@ -123,12 +137,6 @@ void checkPlaces(const RigModel& model, bool isUnitGiven) {
     if (right[0] < 0)
         throw std::invalid_argument(
             "the second camera is left of the first one; must the cameras be exchanged (swap)?");
-    constexpr double shortest = 0.002, longest = 10;
-    if (!isUnitGiven && model.unit == metres && (baseline < shortest || baseline > longest))
-        throw std::invalid_argument(fmt::format(
-            "the baseline is {} m, must be from {} to {} unless the unit is given; are the lengths "
-            "in mm?",
-            digits(baseline), shortest, longest));
 }
 
 void requireUsable(const RectifiedRig& rig) {
@@ -194,6 +202,16 @@ ImportedRig complete(SourceRig rig, const ImportSettings& settings) {
     return result;
 }
 
+void checkFit(const SourceFormat& format, std::size_t files, const ImportSettings& settings) {
+    const std::size_t most = format.files == 0 ? 2 : format.files;
+    if (files < std::max<std::size_t>(format.files, 1) || files > most)
+        throw std::invalid_argument(fmt::format("there are {} files, must be {}: {}", files,
+                                                format.files == 0 ? "1 or 2" : std::to_string(most),
+                                                format.format.summary));
+    if (!format.hasMoreCameras && !settings.cameras.empty())
+        throw SettingError("cameras", "is for formats that have more than two of them");
+}
+
 void checkCameras(const std::vector<std::string>& cameras) {
     if (!cameras.empty() && (cameras.size() != 2 || cameras[0] == cameras[1]))
         throw SettingError("cameras", fmt::format("is {}, must be two names, left and right",
@@ -214,10 +232,13 @@ ImportedRig importRig(const std::vector<std::string>& paths, const ImportSetting
     SourceDocuments documents;
     for (const std::string& path : paths)
         documents.push_back(readSourceDocument(path));
+    for (SourceDocument& document : documents)
+        document.isNamed = documents.size() > 1;
     std::string name;
     try {
         const SourceFormat& format = chooseFormat(documents, settings.format);
         name = fmt::format(" as {}", format.format.name);
+        checkFit(format, documents.size(), settings);
         ImportedRig rig = complete(format.read(documents, settings), settings);
         rig.format = format.format.name;
         for (const SourceDocument& document : documents)

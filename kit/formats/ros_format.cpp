@@ -48,23 +48,23 @@ struct RectifiedCamera {
 
 RectifiedCamera readCamera(const SourceDocument& document) {
     const SourceValue root = document.root();
-    const Keys keys = keysOf(document).value();
-    RectifiedCamera result{{{root.at(keys.width).whole(), root.at(keys.height).whole()},
-                            root.at(keys.cameraMatrix).matrix<3, 3>(),
-                            lensOf(root.at("distortion_model"), root.at(keys.coefficients))},
-                           root.at(keys.rectification).matrix<3, 3>(),
-                           root.at(keys.projection).matrix<3, 4>()};
-    if (cv::norm(result.camera.cameraMatrix) == 0)
+    const auto keys = keysOf(document);
+    if (!keys)
         throw std::invalid_argument(
-            fmt::format("{} of {} is 0, which stands for a camera that is not calibrated",
-                        keys.cameraMatrix, quote(document.path)));
-    return result;
+            fmt::format("{} has none of the keys camera_matrix, K and k with the size and the "
+                        "projection",
+                        quote(document.path)));
+    const SourceValue matrix = root.at(keys->cameraMatrix);
+    if (cv::norm(matrix.matrix<3, 3>()) == 0)
+        matrix.refuse("is 0, which stands for a camera that is not calibrated");
+    return {{{root.at(keys->width).whole(), root.at(keys->height).whole()},
+             matrix.matrix<3, 3>(),
+             lensOf(root.at("distortion_model"), root.at(keys->coefficients))},
+            root.at(keys->rectification).matrix<3, 3>(),
+            root.at(keys->projection).matrix<3, 4>()};
 }
 
 SourceRig read(const SourceDocuments& documents, const ImportSettings&) {
-    if (documents.size() != 2)
-        throw std::invalid_argument(
-            "there must be two files, that of the left camera and that of the right one");
     const RectifiedCamera left = readCamera(documents[0]), right = readCamera(documents[1]);
     if (right.projection(0, 3) == left.projection(0, 3))
         throw std::invalid_argument(
@@ -80,7 +80,11 @@ SourceRig read(const SourceDocuments& documents, const ImportSettings&) {
 }  // namespace
 
 SourceFormat rosFormat() {
-    return {{"ros", "two camera_info files, left and right, or the printed messages"}, fits, read};
+    return {{"ros", "two camera_info files, left and right, or the printed messages"},
+            2,
+            false,
+            fits,
+            read};
 }
 
 }  // namespace tiomipra

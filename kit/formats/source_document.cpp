@@ -91,7 +91,7 @@ bool isComment(const std::string& line) {
 // "key = values" on each line, below "[SECTION]" if there are any.
 json readLines(const std::string& text) {
     json tree = json::object();
-    std::string section;
+    json* section = &tree;
     std::istringstream lines(text);
     int number = 0;
     for (std::string line; std::getline(lines, line);) {
@@ -101,13 +101,13 @@ json readLines(const std::string& text) {
         if (isComment(line))
             continue;
         if (line.front() == '[' && line.back() == ']')
-            section = line.substr(1, line.size() - 2);
-        else if (equals == std::string::npos)
+            section = &tree[line.substr(1, line.size() - 2)];
+        else if (equals != std::string::npos && (section->is_object() || section->is_null()))
+            (*section)[trimmed(line.substr(0, equals))] =
+                toScalar(trimmed(line.substr(equals + 1)));
+        else
             throw std::invalid_argument(fmt::format("line {} is {}, must be a key, '=' and values",
                                                     number, quote(line.substr(0, 80))));
-        else
-            (section.empty() ? tree : tree[section])[trimmed(line.substr(0, equals))] =
-                toScalar(trimmed(line.substr(equals + 1)));
     }
     return tree;
 }
@@ -119,19 +119,33 @@ bool hasLines(const std::string& text) {
     while (std::getline(lines, line) && isComment(trimmed(line))) {
     }
     constexpr std::size_t longest = 200;
-    static const std::regex pattern(R"(\s*(\[[A-Za-z0-9_]+\]|[A-Za-z0-9_]+\s*=.*))");
-    return std::regex_match(line.substr(0, longest), pattern);
+    static const std::regex pattern(R"(\[[A-Za-z0-9_]+\]|[A-Za-z0-9_]+\s*=.*)");
+    return std::regex_match(trimmed(line).substr(0, longest), pattern);
 }
 
-json parse(const std::string& path, const std::string& text) {
+// JSON is YAML, too.
+json parse(const std::string& path, std::string text) {
+    constexpr auto mark = "\xEF\xBB\xBF";  // that the text is UTF-8
+    if (startsWith(text, mark))
+        text.erase(0, 3);
     const std::size_t start = text.find_first_not_of(" \t\r\n");
     if (start == std::string::npos)
         throw std::invalid_argument("it is empty");
     if (text[start] == '<')
         return readXml(path);
-    if (text[start] == '{' && json::accept(text))
-        return json::parse(text);
     return hasLines(text) ? readLines(text) : readYaml(text);
+}
+
+std::string placeIn(const std::string& parent, const std::string& key) {
+    const char* const separator = parent.empty() || endsWith(parent, " ") ? "" : ".";
+    return fmt::format("{}{}{}", parent, separator, key);
+}
+
+// As it stands in the file, but not all of what is long.
+std::string describe(const json& value) {
+    constexpr std::size_t longest = 40;
+    const std::string text = value.dump(-1, ' ', false, json::error_handler_t::replace);
+    return printable(text.size() > longest ? text.substr(0, longest) + "..." : text);
 }
 
 bool isBetweenNumbers(char letter) {
@@ -147,20 +161,19 @@ void SourceValue::refuse(const std::string& rule) const {
 std::optional<SourceValue> SourceValue::find(const std::string& key) const {
     if (!_value->is_object() || !_value->contains(key))
         return std::nullopt;
-    return SourceValue((*_value)[key], _place.empty() ? key : fmt::format("{}.{}", _place, key));
+    return SourceValue((*_value)[key], placeIn(_place, key));
 }
 
 SourceValue SourceValue::at(const std::string& key) const {
     const auto value = find(key);
     if (!value)
-        throw std::invalid_argument(
-            fmt::format("{}{}{} is missing", _place, _place.empty() ? "" : ".", key));
+        throw std::invalid_argument(placeIn(_place, key) + " is missing");
     return *value;
 }
 
 std::vector<SourceValue> SourceValue::elements() const {
     if (!_value->is_array())
-        refuse("must be a list");
+        refuse(fmt::format("is {}, must be a list", describe(*_value)));
     std::vector<SourceValue> elements;
     for (const json& element : *_value)
         elements.emplace_back(element, fmt::format("{}[{}]", _place, elements.size()));
@@ -178,14 +191,14 @@ std::vector<std::string> SourceValue::keys() const {
 
 std::string SourceValue::text() const {
     if (!_value->is_string())
-        refuse("must be a text");
+        refuse(fmt::format("is {}, must be a text", describe(*_value)));
     return _value->get<std::string>();
 }
 
 double SourceValue::number() const {
     const double number = _value->is_number() ? _value->get<double>() : NAN;
     if (!std::isfinite(number))
-        refuse("must be a finite number");
+        refuse(fmt::format("is {}, must be a finite number", describe(*_value)));
     return number;
 }
 
@@ -216,7 +229,8 @@ std::vector<double> SourceValue::numbers(std::size_t count) const {
 void SourceValue::collect(const json& value, std::vector<double>& numbers) const {
     const auto add = [&](double number) {
         if (!std::isfinite(number))
-            refuse(fmt::format("has element {}, which must be a finite number", numbers.size()));
+            refuse(fmt::format("is {}, element {} must be a finite number", describe(*_value),
+                               numbers.size()));
         numbers.push_back(number);
     };
     if (value.is_array()) {
@@ -233,6 +247,10 @@ void SourceValue::collect(const json& value, std::vector<double>& numbers) const
             add(toNumber(std::string(start, end)).value_or(NAN));
         start = std::find_if_not(end, text.end(), isBetweenNumbers);
     }
+}
+
+SourceValue SourceDocument::root() const {
+    return {content, isNamed ? quote(path) + " " : ""};
 }
 
 SourceDocument readSourceDocument(const std::string& path) {

@@ -53,8 +53,9 @@ struct SourceDocument {
     std::string path;
     std::string hash;  // SHA-256 of the file
     nlohmann::json content;
+    bool isNamed = false;  // by what is said about its values: where there are others
 
-    SourceValue root() const { return {content, ""}; }
+    SourceValue root() const;
 };
 
 // Reads YAML (that of OpenCV too), JSON, OpenCV's XML, or lines of "key = values" in sections;

@@ -8,17 +8,9 @@
 namespace tiomipra {
 namespace {
 
-// A rigid motion: its last row is 0 0 0 1.
 cv::Matx44d inverse(const cv::Matx44d& motion) {
     const cv::Matx33d rotation = motion.get_minor<3, 3>(0, 0).t();
-    const cv::Vec3d shift = -(rotation * cv::Vec3d(motion(0, 3), motion(1, 3), motion(2, 3)));
-    cv::Matx44d result = cv::Matx44d::eye();
-    for (int row = 0; row < 3; ++row) {
-        for (int column = 0; column < 3; ++column)
-            result(row, column) = rotation(row, column);
-        result(row, 3) = shift[row];
-    }
-    return result;
+    return motionOf(rotation, -(rotation * cv::Vec3d(motion(0, 3), motion(1, 3), motion(2, 3))));
 }
 
 }  // namespace
@@ -57,6 +49,29 @@ cv::Size sizeFrom(const SourceValue& value) {
     return {cv::saturate_cast<int>(sides[0]), cv::saturate_cast<int>(sides[1])};
 }
 
+cv::Matx44d motionOf(const cv::Matx33d& rotation, const cv::Vec3d& shift) {
+    cv::Matx44d motion = cv::Matx44d::eye();
+    for (int row = 0; row < 3; ++row) {
+        for (int column = 0; column < 3; ++column)
+            motion(row, column) = rotation(row, column);
+        motion(row, 3) = shift[row];
+    }
+    return motion;
+}
+
+cv::Matx44d motionFrom(const SourceValue& value) {
+    const auto motion = value.matrix<4, 4>();
+    constexpr double tolerance = 1e-6;
+    if (cv::norm(motion.row(3) - cv::Matx14d(0, 0, 0, 1)) > tolerance)
+        value.refuse(fmt::format("has {}, {}, {}, {} in its last row, must have 0, 0, 0, 1",
+                                 digits(motion(3, 0)), digits(motion(3, 1)), digits(motion(3, 2)),
+                                 digits(motion(3, 3))));
+    const std::string complaint = whyNoRotation(motion.get_minor<3, 3>(0, 0));
+    if (!complaint.empty())
+        value.refuse("has a rotation that " + complaint);
+    return motion;
+}
+
 void placeOnBody(RigModel& model, const cv::Matx44d& bodyFromLeft,
                  const cv::Matx44d& bodyFromRight) {
     placeByTransform(model, inverse(bodyFromRight) * bodyFromLeft);
@@ -66,6 +81,10 @@ void placeByTransform(RigModel& model, const cv::Matx44d& rightFromLeft) {
     model.rightFromLeftRotation = rightFromLeft.get_minor<3, 3>(0, 0);
     model.rightFromLeftTranslation = {rightFromLeft(0, 3), rightFromLeft(1, 3),
                                       rightFromLeft(2, 3)};
+}
+
+std::size_t indexOf(const std::vector<std::string>& names, const std::string& name) {
+    return static_cast<std::size_t>(std::find(names.begin(), names.end(), name) - names.begin());
 }
 
 std::vector<std::string> chooseCameras(const std::vector<std::string>& found,

@@ -23,6 +23,8 @@ struct SourceRig {
 // A format. `fits` looks at all files; `read` throws `std::invalid_argument` for what it can't use.
 struct SourceFormat {
     RigFormat format;
+    std::size_t files;  // how many a rig has; 0 for one or two
+    bool hasMoreCameras;
     bool (*fits)(const SourceDocuments& documents);
     SourceRig (*read)(const SourceDocuments& documents, const ImportSettings& settings);
 };
@@ -55,6 +57,10 @@ LensModel lensOf(const SourceValue& name, const SourceValue& coefficients);
 // From two numbers, width and height.
 cv::Size sizeFrom(const SourceValue& value);
 
+// A rigid motion.
+cv::Matx44d motionFrom(const SourceValue& value);
+cv::Matx44d motionOf(const cv::Matx33d& rotation, const cv::Vec3d& shift);
+
 // Sets where the cameras are from their places on one body: both lead from a camera's frame to the
 // body's.
 void placeOnBody(RigModel& model, const cv::Matx44d& bodyFromLeft,
@@ -62,6 +68,8 @@ void placeOnBody(RigModel& model, const cv::Matx44d& bodyFromLeft,
 
 // Sets where they are from the transform that takes points from the left camera to the right one.
 void placeByTransform(RigModel& model, const cv::Matx44d& rightFromLeft);
+
+std::size_t indexOf(const std::vector<std::string>& names, const std::string& name);
 
 // The two cameras among `found`, in order, that are asked for, by default the only two.
 std::vector<std::string> chooseCameras(const std::vector<std::string>& found,

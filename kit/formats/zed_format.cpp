@@ -19,26 +19,32 @@ const Resolution resolutions[] = {{"2K", {2208, 1242}},      {"FHD", {1920, 1080
                                   {"SVGA", {960, 600}},      {"VGA", {672, 376}}};
 
 bool fits(const SourceDocuments& documents) {
-    if (documents.size() != 1 || !documents[0].root().has("STEREO"))
-        return false;
     const SourceValue root = documents[0].root();
-    return std::any_of(std::begin(resolutions), std::end(resolutions), [&](const Resolution& one) {
+    const auto hasOne = [&](const Resolution& one) {
         return root.has(std::string("LEFT_CAM_") + one.name);
-    });
+    };
+    return root.has("STEREO") &&
+           std::any_of(std::begin(resolutions), std::end(resolutions), hasOne);
 }
 
 Resolution chooseResolution(const SourceValue& root, const std::optional<cv::Size>& size) {
-    std::vector<std::string> found;
+    std::vector<Resolution> found;
+    std::vector<std::string> sizes;
     for (const Resolution& one : resolutions) {
         if (!root.has(std::string("LEFT_CAM_") + one.name))
             continue;
         if (size == one.size)
             return one;
-        found.push_back(describe(one.size));
+        found.push_back(one);
+        sizes.push_back(describe(one.size));
     }
-    throw std::invalid_argument(
-        fmt::format("it has several resolutions; the size of the images {}, must be one of {}",
-                    size ? "is " + describe(*size) : "(size) is missing", joined(found)));
+    if (found.empty())
+        throw std::invalid_argument("it has no section LEFT_CAM_HD or of another resolution");
+    if (found.size() == 1 && !size)
+        return found[0];
+    throw std::invalid_argument(fmt::format("the size of the images {}, must be one of {}",
+                                            size ? "is " + describe(*size) : "(size) is missing",
+                                            joined(sizes)));
 }
 
 CameraModel readCamera(const SourceValue& section, const cv::Size& size) {
@@ -64,7 +70,8 @@ SourceRig read(const SourceDocuments& documents, const ImportSettings& settings)
     rig.notes.emplace_back(
         "the signs of its angles were never tried on pictures: check the rig with a pair before "
         "you use it");
-    cv::Rodrigues(cv::Vec3d(orZero("RX" + end), orZero("CV" + end), orZero("RZ" + end)),
+    const auto angle = [&](const char* key) { return stereo.at(key + end).number(); };
+    cv::Rodrigues(cv::Vec3d(angle("RX"), angle("CV"), angle("RZ")),
                   rig.model.rightFromLeftRotation);
     rig.model.rightFromLeftTranslation = {-stereo.at("Baseline").number(), orZero("TY"),
                                           orZero("TZ")};
@@ -74,7 +81,7 @@ SourceRig read(const SourceDocuments& documents, const ImportSettings& settings)
 }  // namespace
 
 SourceFormat zedFormat() {
-    return {{"zed", "SN*.conf, a section for each camera and resolution"}, fits, read};
+    return {{"zed", "SN*.conf, a section for each camera and resolution"}, 1, false, fits, read};
 }
 
 }  // namespace tiomipra

@@ -117,6 +117,12 @@ double widestFullView(const RigModel& model, Rectification rectification) {
         look(rectification, model, middle);
         (isFull(model, rectification) ? low : high) = middle;
     }
+    look(rectification, model, low);
+    if (!isFull(model, rectification))
+        throw std::invalid_argument(fmt::format(
+            "rectified images of {} degrees have empty pixels already, must have none unless the "
+            "field of view is given",
+            digits(low)));
     return low;
 }
 
@@ -133,12 +139,12 @@ double rawFieldOfView(const CameraModel& camera) {
 double chooseFieldOfView(const RigModel& model, const Rectification& rectification,
                          const FisheyeView& view) {
     checkAlpha(view.alpha);
-    const double wanted = view.fieldOfView.value_or(narrowest);
-    if (!(wanted >= narrowest && wanted <= widest))
-        throw SettingError("field-of-view", fmt::format("is {}, must be from {} to {} degrees",
-                                                        digits(wanted), narrowest, widest));
+    if (view.fieldOfView && !(*view.fieldOfView >= narrowest && *view.fieldOfView <= widest))
+        throw SettingError("field-of-view",
+                           fmt::format("is {}, must be from {} to {} degrees",
+                                       digits(*view.fieldOfView), narrowest, widest));
     if (view.fieldOfView)
-        return wanted;
+        return *view.fieldOfView;
     const double full = widestFullView(model, rectification);
     return full + std::max(view.alpha, 0.) * (std::max(rawFieldOfView(model.left), full) - full);
 }

@@ -246,8 +246,8 @@ Case vinsCase(const RigModel& model) {
     Case one{"vins",
              model,
              {"%YAML:1.0\nestimate_extrinsic: 0\n" + opencv("body_T_cam0", someplace) +
-              opencv("body_T_cam1", right) + "cam0_calib: \"left.yaml\"\n"}};
-    for (const CameraModel& camera : {model.left, model.right}) {
+              opencv("body_T_cam1", right) + "cam0_calib: \"there/file2\"\ncam1_calib: file1\n"}};
+    for (const CameraModel& camera : {model.right, model.left}) {
         const cv::Matx33d& matrix = camera.cameraMatrix;
         const auto& lens = camera.lens.coefficients;
         const bool isWide = camera.lens.kind == LensKind::fisheye;
@@ -359,7 +359,7 @@ Case zedCase() {
         camera->imageSize = {1280, 720};
         camera->cameraMatrix = cv::Matx33d::diag({2, 2, 1}) * camera->cameraMatrix;
     }
-    std::string text = "[STEREO]\n";
+    std::string text = "\xEF\xBB\xBF[STEREO]\r\n";
     text += fmt::format("Baseline={}\nTY={}\nTZ={}\nCV_HD={}\nRX_HD={}\nRZ_HD={}\nCV_VGA=9\n",
                         -1000 * model.rightFromLeftTranslation[0],
                         1000 * model.rightFromLeftTranslation[1],
@@ -542,6 +542,12 @@ TEST(RigFormats, WhatIsExportedComesBack) {
         ThrowsMessage<SettingError>("format is 'x', must be one of opencv, ros, kalibr, json"));
 }
 
+std::string replaced(std::string text, const std::string& found, const std::string& put) {
+    const std::size_t place = text.find(found);
+    EXPECT_NE(place, std::string::npos) << found;
+    return text.replace(std::min(place, text.size()), found.size(), put);
+}
+
 // A fault of a file, and what is said about it.
 struct Fault {
     Case from;
@@ -561,6 +567,23 @@ TEST(RigFormats, WhatCannotBeUsedIsNamed) {
     many.settings.cameras.clear();
     Case unknown = many;
     unknown.settings.cameras = {"cam0", "cam7"};
+    Case vinsByOrder = sensorCase();
+    vinsByOrder.files.push_back(vinsByOrder.files[0]);
+    vinsByOrder.settings.format = "vins";
+    Case rosByName = sensorCase();
+    rosByName.settings.format = "ros";
+    Case tooMany = kalibrCase();
+    tooMany.files.push_back(tooMany.files[0]);
+    tooMany.settings.format = "kalibr";
+    Case otherSize = rosCase(false);
+    otherSize.settings.imageSize = cv::Size(500, 500);
+    const RigModel model = makeModel();
+    const Case furlongs{"json", model, exportFormat("json").write(model, rectify(model, 0))};
+    const Case mixed{"opencv", model, exportFormat("opencv").write(model, rectify(model, 0))};
+    const Case narrow = {"kalibr",
+                         makeWideModel(),
+                         {replaced(swappedCase(makeWideModel()).files[0], "325.75, ", "120, ")},
+                         swappedCase(makeWideModel()).settings};
     const Fault faults[] = {
         {kalibrCase(), "resolution: [640, 480]", "resolution: [640]",
          "kalibr: cam0.resolution holds 1 numbers, must hold 2"},
@@ -568,7 +591,7 @@ TEST(RigFormats, WhatCannotBeUsedIsNamed) {
         {kalibrCase(), "radtan", "fov", "cam0.distortion_model is 'fov', must be radtan, "},
         {kalibrCase(), "model: pinhole", "model: omni", "camera_model is 'omni', must be pinhole"},
         {swappedCase(makePlainModel()), "intrinsics: [608", "intrinsics: [.nan",
-         "element 0, which must be a fin"},
+         "cam0.intrinsics is [\".nan\",603.0,325.75,231.5], element 0 must be a fin"},
         {swappedCase(makePlainModel()), "cam1", "other", "it has cam0 of the two cameras of a rig"},
         {many, "", "", "it has the cameras cam0, cam1, cam2; which two"},
         {unknown, "", "", "it has no camera 'cam7', must be of cam0, cam1, cam2"},
@@ -583,14 +606,26 @@ TEST(RigFormats, WhatCannotBeUsedIsNamed) {
         {vinsCase(makePlainModel()), "body_T_cam1", "body_T", "body_T_cam1 is missing"},
         {basaltCase(), "\"qw\": ", "\"qw\": 1", "has a quaternion of length"},
         {zedCase(), "Baseline=", "Baseline=-", "the second camera is left of the first one"},
+        {vinsByOrder, "", "", "none of them has body_T_cam0"},
+        {rosByName, "", "", "file0' has none of the keys camera_matrix, K and k"},
+        {rosCase(true), "k: [", "k: [\"1\", ", "file0' k holds 10 numbers"},
+        {tooMany, "", "", "there are 2 files, must be 1: a camera chain"},
+        {zedCase(), "RX_HD", "RX_FHD", "STEREO.RX_HD is missing"},
+        {zedCase(), "[STEREO]", "TY=1\n[TY]", "must be a key, '=' and values"},
+        {otherSize, "", "", "the images are 500x500, the files are for 640x480; the aspect ratio"},
+        {sensorCase(), "T_BS:\n  cols: 4\n  rows: 4\n  data: [", "T_BS:\n  data: [9",
+         "T_BS has a rot"},
+        {furlongs, "\"m\"", "\"furlong\"", "unit is 'furlong', must be 'm' or empty"},
+        {mixed, "T: !!opencv-matrix\n   rows: 3\n   cols: 1\n   dt: d\n   data: [ -",
+         "T: !!opencv-matrix\n   rows: 3\n   cols: 1\n   dt: d\n   data: [ -1",
+         "R1, R2, P1 and P2 are of cameras at other places than R and T"},
+        {narrow, "120", "-5000", "have empty pixels already"},
         {opencvCase(), "R: !!", "Q: !!", "there is none of the keys R, rotation, Rot"},
         {opencvCase(), "data: [ 0.", "data: [ 7.",
          "the rotation between the cameras is not a rot"}};
     for (const auto& [from, found, put, said] : faults) {
         Case one = from;
-        const std::size_t place = one.files[0].find(found);
-        ASSERT_NE(place, std::string::npos) << found;
-        one.files[0].replace(place, found.size(), put);
+        one.files[0] = replaced(one.files[0], found, put);
         EXPECT_THAT(
             [&] { importCase(one, folder); },
             ThrowsMessage<InputError>(AllOf(HasSubstr(folder.path("file0")), HasSubstr(said))));
@@ -604,7 +639,8 @@ TEST(RigFormats, HostileFilesAreRefused) {
     for (int i = 1; i < 40; ++i)
         bomb += fmt::format("a{0}: &a{0} [*a{1}, *a{1}]\n", i, i - 1);
     for (const std::string& file :
-         {bomb, std::string(100000, '['), std::string(100000, '{'), std::string(2 << 20, ' '),
+         {bomb, "{\"M1\":" + std::string(50000, '[') + std::string(50000, ']') + ",\"D1\":[]}",
+          std::string(100000, '['), std::string(100000, '{'), std::string(2 << 20, ' '),
           std::string("\0\1\2", 3), std::string(), std::string("- 1\n-"), std::string("[a]\nb"),
           std::string("<?xml version=\"1.0\"?>\n<a>"), std::string("a: *b")})
         EXPECT_THROW(importRig({folder.write("file", file)}, {}), InputError) << file.substr(0, 80);

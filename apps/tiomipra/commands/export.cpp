@@ -23,14 +23,29 @@ Ending listFormats() {
     return {};
 }
 
+// Both may have been copied from elsewhere.
+bool isSameRig(const RigModel& one, const RigModel& other) {
+    constexpr double tolerance = 1e-4;
+    const cv::Vec3d& translation = one.rightFromLeftTranslation;
+    return one.left.imageSize == other.left.imageSize &&
+           cv::norm(one.rightFromLeftRotation - other.rightFromLeftRotation) < tolerance &&
+           cv::norm(translation - other.rightFromLeftTranslation) <
+               tolerance * cv::norm(translation);
+}
+
 // What was measured, where it was kept; else what the calibrations say.
 RigModel readModelOf(const Rig& rig) {
+    RigModel shown = modelOf({rig.left, rig.right});
+    shown.unit = rig.unit.value_or("");
     const auto path = std::filesystem::path(rig.leftFile).replace_filename("rig.yml");
     std::error_code error;
-    if (std::filesystem::exists(path, error))
-        return readRigModel(path.string());
-    RigModel model = modelOf({rig.left, rig.right});
-    model.unit = rig.unit.value_or("");
+    if (!std::filesystem::exists(path, error))
+        return shown;
+    RigModel model = readRigModel(path.string());
+    if (!isSameRig(model, shown))
+        throw std::invalid_argument(
+            fmt::format("{} is of other cameras, must be of the same calibration or missing",
+                        quote(path.string())));
     return model;
 }
 
@@ -48,6 +63,8 @@ std::vector<std::string> write(const ExportFormat& format, const Rig& rig) {
 Ending runExport(const ExportOptions& options) {
     if (options.isListed)
         return listFormats();
+    if (options.format.empty())
+        throw SettingError("--format is required");
     const ExportFormat& format = exportFormat(options.format);
     if (options.output.size() != format.files)
         throw SettingError("output", fmt::format("names {} files, must name {} for {}",

@@ -54,6 +54,8 @@ ImportSettings settingsOf(const ImportOptions& options) {
 Parameters parametersOf(const ImportOptions& options) {
     const ImportSettings& settings = options.settings;
     Parameters parameters = describeReading(options.frames);
+    if (!settings.format.empty())
+        parameters.push_back({"format", settings.format});
     if (!settings.cameras.empty())
         parameters.push_back({"cameras", settings.cameras});
     if (settings.isSwapped)
@@ -64,6 +66,10 @@ Parameters parametersOf(const ImportOptions& options) {
         parameters.push_back({"unit", settings.unit});
     if (settings.alpha)
         parameters.push_back({"alpha", *settings.alpha});
+    if (settings.fieldOfView)
+        parameters.push_back({"fieldOfView", *settings.fieldOfView});
+    if (settings.maxResidual != ImportSettings().maxResidual)
+        parameters.push_back({"maxResidual", settings.maxResidual});
     return parameters;
 }
 
