@@ -9,7 +9,6 @@
 #include "base/text.hpp"
 #include "formats/source_rig.hpp"
 #include "rigs/calibration_faults.hpp"
-#include "rigs/fisheye_lens.hpp"
 
 namespace tiomipra {
 namespace {
@@ -148,21 +147,14 @@ void requireUsable(const RectifiedRig& rig) {
 Rectification chooseFisheyeView(const SourceRig& rig, const ImportSettings& settings) {
     if (rig.rectification)
         return *rig.rectification;
-    return rectifyFisheye(rig.model, {settings.fieldOfView, settings.alpha.value_or(0)});
+    return rectifyFisheye(rig.model, {settings.wideAngle.fieldOfView, settings.alpha.value_or(0)});
 }
 
 RectifiedRig rectifyWideAngle(SourceRig& rig, const ImportSettings& settings) {
     const Rectification rectification = chooseFisheyeView(rig, settings);
-    const PinholeRig pinholes = asPinholes(rig.model, rectification);
-    const std::string fit = fmt::format(
-        "pinholes with 8 coefficients stand for the wide-angle lenses; up to {} degrees off the "
-        "axis they are off by at most {} pixels",
-        digits(pinholes.angle), significant(pinholes.residual, 2));
-    if (!(pinholes.residual <= settings.maxResidual))
-        throw std::invalid_argument(
-            fmt::format("{}, must be by at most {} (max-residual); choose a smaller field of view",
-                        fit, digits(settings.maxResidual)));
-    rig.notes.push_back(fit);
+    const PinholeRig pinholes =
+        asPinholes(rig.model, rectification, settings.wideAngle.maxResidual);
+    rig.notes.push_back(describe(pinholes.fit));
     return rectify(pinholes.model, rectification);
 }
 
@@ -175,7 +167,7 @@ bool isWideAngle(const RigModel& model) {
 RectifiedRig rectifyAsAsked(SourceRig& rig, const ImportSettings& settings) {
     if (rig.rectification && settings.alpha)
         throw SettingError("alpha", "can't be chosen, as the files bring the rectification");
-    if (settings.fieldOfView && (rig.rectification || !isWideAngle(rig.model)))
+    if (settings.wideAngle.fieldOfView && (rig.rectification || !isWideAngle(rig.model)))
         throw SettingError("field-of-view",
                            "is for wide-angle lenses whose files bring no rectification");
     if (isWideAngle(rig.model))

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "rigs/fisheye_lens.hpp"
 #include "rigs/rig_model.hpp"
 
 namespace tiomipra {
@@ -19,8 +20,7 @@ struct ImportSettings {
     std::vector<std::string> cameras;   // left and right, where there are more; else empty
     bool isSwapped = false;             // the files have the right camera first
     std::optional<double> alpha;        // of the rectification; else that of the files, or 0
-    std::optional<double> fieldOfView;  // of rectified wide-angle images, see `FisheyeView`
-    double maxResidual = 0.3;           // of the pinholes that stand for wide-angle lenses, pixels
+    WideAngleSettings wideAngle;
 };
 
 struct ImportedFile {

@@ -11,6 +11,7 @@
 #include "base/text.hpp"
 #include "reports/pictures.hpp"
 #include "reports/rig_report.hpp"
+#include "rigs/fisheye_rays.hpp"
 #include "rigs/rectifier.hpp"
 #include "rigs/rig_geometry.hpp"
 
@@ -29,12 +30,26 @@ std::vector<std::size_t> rankedViews(const RigSolution& solution) {
     return ranked;
 }
 
+// The pinholes that stand for wide-angle lenses have none of their own.
+FieldOfView fieldOfView(const CameraModel& model, const vision::Calibration& calibration) {
+    return lensOf(model) == Lens::fisheye ? fieldOfViewOf(model)
+                                          : describeCamera(calibration).fieldOfView;
+}
+
+Json lensToJson(const RigSolution& solution) {
+    const auto& pinholes = solution.pinholes;
+    return {{"model", nameOf(lensOf(solution.model.left))},
+            {"reason", solution.lensReason},
+            {"pinholeResidual", pinholes ? Json(pinholes->residual) : Json()},
+            {"pinholeAngleDegrees", pinholes ? Json(pinholes->angle) : Json()}};
+}
+
 Json toJson(const CameraFit& fit, const CameraModel& model,
             const vision::Calibration& calibration) {
     return {{"reprojectionError", fit.error},
             {"focalLength", model.cameraMatrix(0, 0)},
             {"focalLengthUncertainty", fit.focalUncertainty},
-            {"fieldOfViewDegrees", toJson(describeCamera(calibration).fieldOfView)}};
+            {"fieldOfViewDegrees", toJson(fieldOfView(model, calibration))}};
 }
 
 Json toJson(const Spread& spread) {
@@ -135,14 +150,21 @@ std::string skippedText(const CalibrationReport& report) {
     return text.empty() ? "" : "Left out:\n" + text;
 }
 
-std::string cameraText(const CameraFit& fit, const vision::Calibration& calibration) {
-    const CameraGeometry geometry = describeCamera(calibration);
+std::string cameraText(const CameraFit& fit, const CameraModel& model,
+                       const vision::Calibration& calibration) {
+    const FieldOfView seen = fieldOfView(model, calibration);
     const std::string uncertainty =
         fit.focalUncertainty > 0 ? fmt::format(" (+-{:.2f} %)", 100 * fit.focalUncertainty) : "";
     return fmt::format(
         "{:.3f} pixels; focal length {:.1f} pixels{}, field of view {:.1f} x {:.1f} degrees",
-        fit.error, geometry.focal.x, uncertainty, geometry.fieldOfView.horizontal,
-        geometry.fieldOfView.vertical);
+        fit.error, model.cameraMatrix(0, 0), uncertainty, seen.horizontal, seen.vertical);
+}
+
+std::string lensText(const RigSolution& solution) {
+    return fmt::format(
+        "Lenses: {} ({})\n{}", nameOf(lensOf(solution.model.left)), solution.lensReason,
+        solution.pinholes ? fmt::format("  In the calibrations {}\n", describe(*solution.pinholes))
+                          : "");
 }
 
 std::string numbersText(const RigSolution& solution) {
@@ -156,9 +178,9 @@ std::string numbersText(const RigSolution& solution) {
         "Row difference after rectification: mean {:.3f}, 95 % up to {:.3f}, largest {:.3f} "
         "pixels\n"
         "Baseline: {} {}\n",
-        cameraText(solution.left, solution.rectified.left),
-        cameraText(solution.right, solution.rectified.right), solution.pairError, rows.mean,
-        rows.p95, rows.maximum, significant(solution.baseline(), 4),
+        cameraText(solution.left, solution.model.left, solution.rectified.left),
+        cameraText(solution.right, solution.model.right, solution.rectified.right),
+        solution.pairError, rows.mean, rows.p95, rows.maximum, significant(solution.baseline(), 4),
         unit.empty() ? "(in the unit of the board's squares)" : unit);
 }
 
@@ -233,6 +255,7 @@ Json toJson(const CalibrationReport& report) {
             {"imageSize", {model.left.imageSize.width, model.left.imageSize.height}},
             {"pairsUsed", solution.used.size()},
             {"pairError", solution.pairError},
+            {"lens", lensToJson(solution)},
             {"left", toJson(solution.left, model.left, solution.rectified.left)},
             {"right", toJson(solution.right, model.right, solution.rectified.right)},
             {"rowDifference", toJson(solution.rowDifferences)},
@@ -245,7 +268,8 @@ Json toJson(const CalibrationReport& report) {
 }
 
 std::string toText(const CalibrationReport& report) {
-    return viewsText(report) + skippedText(report) + numbersText(report.solution) + "Coverage:\n" +
+    return viewsText(report) + skippedText(report) + lensText(report.solution) +
+           numbersText(report.solution) + "Coverage:\n" +
            coverageText("left", report.verdict.left) + coverageText("right", report.verdict.right) +
            verdictText(report.verdict);
 }

@@ -83,10 +83,8 @@ Linearised linearise(const Bundle& bundle, const SharedParameters& parameters,
                      const Sighting& sighting, std::size_t camera, std::size_t view) {
     const CameraModel& model = bundle.cameras[camera];
     const CameraPose seen = poseInCamera(bundle, camera, view);
-    std::vector<cv::Point2d> projected;
-    cv::Mat derivatives;  // by pose, focal lengths, principal point, coefficients
-    cv::projectPoints(sighting.board, seen.pose.turn, seen.pose.shift, model.cameraMatrix,
-                      model.lens.coefficients, projected, derivatives);
+    cv::Mat derivatives;
+    const auto projected = project(model, seen.pose, sighting.board, &derivatives);
     const cv::Mat byPose = derivatives.colRange(0, poseSize);
     Linearised result{residualsOf(sighting, projected),
                       cv::Mat::zeros(derivatives.rows, parameters.size(), CV_64F),
@@ -102,12 +100,9 @@ Linearised linearise(const Bundle& bundle, const SharedParameters& parameters,
 
 double sumOfSquares(const Bundle& bundle, const Sighting& sighting, std::size_t camera,
                     std::size_t view) {
-    const CameraModel& model = bundle.cameras[camera];
     const Pose pose = poseInCamera(bundle, camera, view).pose;
-    std::vector<cv::Point2d> projected;
-    cv::projectPoints(sighting.board, pose.turn, pose.shift, model.cameraMatrix,
-                      model.lens.coefficients, projected);
-    return cv::norm(sighting.image, projected, cv::NORM_L2SQR);
+    return cv::norm(sighting.image, project(bundle.cameras[camera], pose, sighting.board),
+                    cv::NORM_L2SQR);
 }
 
 double sumOfSquares(const Bundle& bundle, const Sightings& sightings) {
@@ -300,12 +295,6 @@ double descend(Bundle& bundle, const SharedParameters& parameters, const Sightin
 }
 
 }  // namespace
-
-cv::Matx33d rotationOf(const Pose& pose) {
-    cv::Matx33d rotation;
-    cv::Rodrigues(pose.turn, rotation);
-    return rotation;
-}
 
 BundleFit evaluate(const Bundle& bundle, const Sightings& sightings) {
     return {

@@ -6,16 +6,10 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
+#include "rigs/camera_projection.hpp"
 #include "rigs/rig_model.hpp"
 
 namespace tiomipra {
-
-// Takes a point p to R p + `shift`, with R the rotation of the vector `turn`.
-struct Pose {
-    cv::Vec3d turn;
-    cv::Vec3d shift;
-};
-cv::Matx33d rotationOf(const Pose& pose);
 
 // What one camera saw of a board: points on the board, and where they were, pixels.
 struct Sighting {

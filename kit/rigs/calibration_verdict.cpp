@@ -76,15 +76,19 @@ std::string otherCauses(const RigSolution& solution) {
         return "first tilt the board: without focal lengths that are known well, errors say "
                "little; then ";
     const double alone = std::max(solution.left.error, solution.right.error);
+    const bool isPinhole = lensOf(solution.model.left) == Lens::pinhole;
     if (alone > goodPairError)
-        return "not even each camera alone fits the board: are the count of its corners and its "
-               "pattern right, is it flat, do the lenses bend lines more than the model can "
-               "follow, as fisheyes do? Otherwise ";
+        return fmt::format(
+            "not even each camera alone fits the board: are the count of its corners and its "
+            "pattern right, is it flat{}? Otherwise ",
+            isPinhole ? ", do the lenses bend lines more than the model can follow (lens: "
+                        "rational or fisheye)"
+                      : "");
     if (solution.pairError > 5 * std::max(alone, 0.2))
         return "each camera alone fits the board: are these pairs of the same moment? Otherwise ";
-    if (isWide(solution.rectified.left) || isWide(solution.rectified.right))
-        return "lenses as wide as these may bend lines more than the model can follow, as fisheyes "
-               "do; otherwise ";
+    if (isPinhole && (isWide(solution.rectified.left) || isWide(solution.rectified.right)))
+        return "lenses as wide as these may bend lines more than the model can follow (lens: "
+               "rational or fisheye); otherwise ";
     return "";
 }
 

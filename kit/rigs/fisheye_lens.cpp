@@ -8,21 +8,11 @@
 
 #include "base/errors.hpp"
 #include "base/text.hpp"
+#include "rigs/fisheye_rays.hpp"
 #include "rigs/rig_geometry.hpp"
 
 namespace tiomipra {
 namespace {
-
-constexpr std::size_t coefficientCount = 4;
-
-// In focal lengths.
-double radiusAt(const LensModel& lens, double angle) {
-    double radius = 0;
-    const double square = angle * angle;
-    for (std::size_t i = coefficientCount; i-- > 0;)
-        radius = (radius + lens.coefficients[i]) * square;
-    return angle * (1 + radius);
-}
 
 void requireUnfolded(const LensModel& lens, double widest) {
     constexpr int steps = 200;
@@ -58,17 +48,6 @@ std::vector<cv::Vec3d> borderRays(const RectifiedView& view) {
             rays.push_back(view.rayOfPixel * pixel);
     }
     return rays;
-}
-
-double angleOf(const cv::Vec3d& ray) {
-    return std::atan2(std::hypot(ray[0], ray[1]), ray[2]);
-}
-
-cv::Point2d pixelOf(const CameraModel& camera, const cv::Vec3d& ray) {
-    const double offAxis = std::hypot(ray[0], ray[1]);
-    const double scale = offAxis == 0 ? 0 : radiusAt(camera.lens, angleOf(ray)) / offAxis;
-    const cv::Vec3d pixel = camera.cameraMatrix * cv::Vec3d(ray[0] * scale, ray[1] * scale, 1);
-    return {pixel[0], pixel[1]};
 }
 
 bool isFull(const CameraModel& camera, const RectifiedView& view) {
@@ -126,27 +105,15 @@ double widestFullView(const RigModel& model, Rectification rectification) {
     return low;
 }
 
-// What the left raw image shows along its middle row.
-double rawFieldOfView(const CameraModel& camera) {
-    const double reach = camera.imageSize.width / (2 * camera.cameraMatrix(0, 0));
-    double angle = 0;
-    constexpr double step = 0.001;
-    while (2 * toDegrees(angle) < widestByItself && radiusAt(camera.lens, angle) < reach)
-        angle += step;
-    return std::min(2 * toDegrees(angle), widestByItself);
-}
-
 double chooseFieldOfView(const RigModel& model, const Rectification& rectification,
                          const FisheyeView& view) {
     checkAlpha(view.alpha);
-    if (view.fieldOfView && !(*view.fieldOfView >= narrowest && *view.fieldOfView <= widest))
-        throw SettingError("field-of-view",
-                           fmt::format("is {}, must be from {} to {} degrees",
-                                       digits(*view.fieldOfView), narrowest, widest));
+    checkFieldOfView(view.fieldOfView);
     if (view.fieldOfView)
         return *view.fieldOfView;
     const double full = widestFullView(model, rectification);
-    return full + std::max(view.alpha, 0.) * (std::max(rawFieldOfView(model.left), full) - full);
+    const double raw = std::min(fieldOfViewOf(model.left).horizontal, widestByItself);
+    return full + std::max(view.alpha, 0.) * (std::max(raw, full) - full);
 }
 
 // Fits T (A + B t^2 + C t^4 + D t^6) / (1 + E t^2 + F t^4 + G t^6), with t the tangent of the angle
@@ -214,7 +181,7 @@ double largestResidual(const LensModel& lens, const TangentLens& fit, double ang
 }
 
 // Replaces the lens of `camera` by one that shows the same in `view`.
-void fitCamera(CameraModel& camera, const RectifiedView& view, PinholeRig& result) {
+void fitCamera(CameraModel& camera, const RectifiedView& view, PinholeFit& result) {
     constexpr double limit = 85;
     double angle = 0;
     for (const cv::Vec3d& ray : borderRays(view))
@@ -236,6 +203,13 @@ void fitCamera(CameraModel& camera, const RectifiedView& view, PinholeRig& resul
 
 }  // namespace
 
+void checkFieldOfView(const std::optional<double>& fieldOfView) {
+    const double degrees = fieldOfView.value_or(narrowest);
+    if (!(degrees >= narrowest && degrees <= widest))
+        throw SettingError("field-of-view", fmt::format("is {}, must be from {} to {} degrees",
+                                                        digits(degrees), narrowest, widest));
+}
+
 Rectification rectifyFisheye(const RigModel& model, const FisheyeView& view) {
     checkModel(model);
     Rectification rectification = turnCameras(model);
@@ -243,15 +217,27 @@ Rectification rectifyFisheye(const RigModel& model, const FisheyeView& view) {
     return rectification;
 }
 
-PinholeRig asPinholes(const RigModel& model, const Rectification& rectification) {
+std::string describe(const PinholeFit& fit) {
+    return fmt::format(
+        "pinholes with 8 coefficients stand for the wide-angle lenses; up to {} degrees off the "
+        "axis they are off by at most {} pixels",
+        digits(fit.angle), significant(fit.residual, 2));
+}
+
+PinholeRig asPinholes(const RigModel& model, const Rectification& rectification,
+                      double maxResidual) {
     checkModel(model);
-    PinholeRig result;
-    result.model = model;
+    PinholeRig result{model, {}};
     fitCamera(result.model.left,
-              viewOf(model.left, rectification.leftRotation, rectification.leftProjection), result);
+              viewOf(model.left, rectification.leftRotation, rectification.leftProjection),
+              result.fit);
     fitCamera(result.model.right,
               viewOf(model.right, rectification.rightRotation, rectification.rightProjection),
-              result);
+              result.fit);
+    if (!(result.fit.residual <= maxResidual))
+        throw std::invalid_argument(
+            fmt::format("{}, must be by at most {} (max-residual); choose a smaller field of view",
+                        describe(result.fit), digits(maxResidual)));
     return result;
 }
 

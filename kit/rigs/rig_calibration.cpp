@@ -1,19 +1,21 @@
 #include "rigs/rig_calibration.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <limits>
 #include <numeric>
 #include <opencv2/calib3d.hpp>
+#include <stdexcept>
 
 #include "base/errors.hpp"
 #include "base/text.hpp"
+#include "rigs/fisheye_rays.hpp"
+#include "rigs/lens_choice.hpp"
 #include "rigs/row_differences.hpp"
 
 namespace tiomipra {
 namespace {
-
-using PerView = std::vector<Sighting>;  // what one camera saw
 
 Sighting sightingOf(const std::vector<cv::Point3f>& boardPoints, const Detection& detection) {
     Sighting sighting;
@@ -33,85 +35,6 @@ Sightings sightingsOf(const std::vector<PairDetection>& views, const std::vector
         sightings[1].push_back(sightingOf(points, views[i].right));
     }
     return sightings;
-}
-
-// From afar a board looks much the same tilted the other way: of both poses the better one.
-Pose locateBoard(const CameraModel& camera, const Sighting& sighting) {
-    const cv::Mat matrix = cameraMatrixOf(camera);
-    const cv::Mat distortion = distortionOf(camera);
-    std::vector<cv::Vec3d> turns;
-    std::vector<cv::Vec3d> shifts;
-    cv::solvePnPGeneric(sighting.board, sighting.image, matrix, distortion, turns, shifts, false,
-                        cv::SOLVEPNP_IPPE);
-    Pose best;
-    double smallest = std::numeric_limits<double>::infinity();
-    for (std::size_t i = 0; i < turns.size(); ++i) {
-        cv::solvePnPRefineLM(sighting.board, sighting.image, matrix, distortion, turns[i],
-                             shifts[i]);
-        const Pose pose{turns[i], shifts[i]};
-        const double error = evaluate({{camera}, {}, {pose}}, {{sighting}}).error;
-        if (error < smallest) {
-            smallest = error;
-            best = pose;
-        }
-    }
-    return best;
-}
-
-std::vector<Pose> locateBoards(const CameraModel& camera, const PerView& sightings) {
-    std::vector<Pose> poses;
-    for (const Sighting& sighting : sightings)
-        poses.push_back(locateBoard(camera, sighting));
-    return poses;
-}
-
-// From the vanishing points of the boards, as if the lens did not distort.
-CameraModel guessCamera(const PerView& sightings, const cv::Size& imageSize) {
-    constexpr std::size_t coefficients = 5;
-    std::vector<std::vector<cv::Point3f>> boards;
-    std::vector<std::vector<cv::Point2f>> images;
-    for (const Sighting& sighting : sightings) {
-        boards.emplace_back(sighting.board.begin(), sighting.board.end());
-        images.emplace_back(sighting.image.begin(), sighting.image.end());
-    }
-    CameraModel camera;
-    camera.imageSize = imageSize;
-    camera.cameraMatrix = cv::Mat_<double>(cv::initCameraMatrix2D(boards, images, imageSize, 0));
-    camera.lens.coefficients.assign(coefficients, 0);
-    return camera;
-}
-
-// One camera alone, and where it saw the boards.
-struct CameraSolution {
-    CameraModel camera;
-    std::vector<Pose> boards;
-    CameraFit fit;
-};
-
-CameraSolution solutionOf(const Bundle& bundle, const BundleFit& fit) {
-    return {bundle.cameras.front(), bundle.boards, {fit.error, fit.viewErrors, 0}};
-}
-
-// With wide lenses the first guess is so far off that boards end up tilted the wrong way; once the
-// camera is known better, they are looked for anew.
-CameraSolution calibrateCamera(const PerView& sightings, const cv::Size& imageSize,
-                               const OnAdjustmentStep& onStep) {
-    constexpr double better = 0.99;
-    const CameraModel guess = guessCamera(sightings, imageSize);
-    Bundle bundle{{guess}, {}, locateBoards(guess, sightings)};
-    for (;;) {
-        const BundleFit fit = adjust(bundle, {sightings}, Adjusted::camerasAndPoses, onStep);
-        const CameraModel& camera = bundle.cameras.front();
-        Bundle anew{{camera}, {}, locateBoards(camera, sightings)};
-        if (!(evaluate(anew, {sightings}).error < better * fit.error))
-            return solutionOf(bundle, fit);
-        bundle = std::move(anew);
-    }
-}
-
-CameraSolution evaluateCamera(const PerView& sightings, const CameraModel& camera) {
-    const Bundle bundle{{camera}, {}, locateBoards(camera, sightings)};
-    return solutionOf(bundle, evaluate(bundle, {sightings}));
 }
 
 struct Placement {
@@ -169,6 +92,12 @@ void adjustPair(RigSolution& solution, Bundle& bundle, const Sightings& sighting
     }
 }
 
+CalibratedCameras evaluateCameras(const Sightings& sightings,
+                                  const std::pair<CameraModel, CameraModel>& known) {
+    return {evaluateCamera(sightings[0], known.first), evaluateCamera(sightings[1], known.second),
+            "as given"};
+}
+
 // Each camera alone comes first, and then the pair with these cameras: that tells views whose
 // images are of different moments, which would bend everything else. What is left is adjusted
 // together, as each camera knows what the other one can't tell.
@@ -176,12 +105,12 @@ void solveFrom(RigSolution& solution, const Sightings& sightings,
                const RigCalibrationOptions& options) {
     const auto& known = options.knownCameras;
     const cv::Size& imageSize = solution.model.left.imageSize;
-    const CameraSolution left = known ? evaluateCamera(sightings[0], known->first)
-                                      : calibrateCamera(sightings[0], imageSize, options.onStep);
-    const CameraSolution right = known ? evaluateCamera(sightings[1], known->second)
-                                       : calibrateCamera(sightings[1], imageSize, options.onStep);
+    const auto [left, right, reason] =
+        known ? evaluateCameras(sightings, *known)
+              : calibrateCameras(sightings, imageSize, options.lens, options.onStep);
     solution.left = left.fit;
     solution.right = right.fit;
+    solution.lensReason = reason;
     Bundle bundle{
         {left.camera, right.camera}, agreedRightFromLeft(left.boards, right.boards), left.boards};
     adjustPair(solution, bundle, sightings, Adjusted::posesOnly, options.onStep);
@@ -237,18 +166,70 @@ void requireViewsLeft(const RigSolution& solution, double limit) {
                         minimumPairs, limit));
 }
 
+// By the lens itself, as the pinhole in its place shows nothing that is true beyond.
+bool isShown(const cv::Point2d& pixel, const CameraModel& camera,
+             const vision::Calibration& rectified) {
+    const cv::Matx33d rotation = rectified.rectificationMatrix;
+    const cv::Matx34d projection = rectified.projectionMatrix;
+    const cv::Vec3d ray = rotation * rayOf(camera, pixel);
+    const cv::Vec3d place = projection.get_minor<3, 3>(0, 0) * ray;
+    return ray[2] > 0 && cv::Rect2d({0, 0}, cv::Size2d(camera.imageSize))
+                             .contains({place[0] / place[2], place[1] / place[2]});
+}
+
+SharedPoints rectifiablePoints(const RigSolution& solution, const PairDetection& view) {
+    const SharedPoints shared = sharedPoints(view.left, view.right);
+    if (!solution.pinholes)
+        return shared;
+    SharedPoints shown;
+    for (std::size_t i = 0; i < shared.ids.size(); ++i) {
+        if (isShown(shared.first[i], solution.model.left, solution.rectified.left) &&
+            isShown(shared.second[i], solution.model.right, solution.rectified.right)) {
+            shown.ids.push_back(shared.ids[i]);
+            shown.first.push_back(shared.first[i]);
+            shown.second.push_back(shared.second[i]);
+        }
+    }
+    return shown;
+}
+
+Spread spreadOfRows(const std::vector<double>& differences) {
+    return differences.empty() ? Spread{NAN, NAN, NAN, NAN} : spreadOf(differences);
+}
+
 // Measured with the calibrations as they are written, in 32-bit floats.
 void measureRowDifferences(RigSolution& solution, const std::vector<PairDetection>& views) {
     std::vector<double> all;
     for (const std::size_t i : solution.used) {
-        const SharedPoints shared = sharedPoints(views[i].left, views[i].right);
+        const SharedPoints shared = rectifiablePoints(solution, views[i]);
         const auto differences =
             rowDifferences(rectifyPoints(shared.first, solution.rectified.left),
                            rectifyPoints(shared.second, solution.rectified.right));
-        solution.viewRowDifferences.push_back(spreadOf(differences).mean);
+        solution.viewRowDifferences.push_back(spreadOfRows(differences).mean);
         all.insert(all.end(), differences.begin(), differences.end());
     }
-    solution.rowDifferences = spreadOf(std::move(all));
+    solution.rowDifferences = spreadOfRows(all);
+}
+
+void rectifyWideAngle(RigSolution& solution, const RigCalibrationOptions& options) {
+    const Rectification rectification =
+        rectifyFisheye(solution.model, {options.wideAngle.fieldOfView, options.alpha});
+    const PinholeRig pinholes =
+        asPinholes(solution.model, rectification, options.wideAngle.maxResidual);
+    solution.pinholes = pinholes.fit;
+    solution.rectified = rectify(pinholes.model, rectification);
+}
+
+void rectifySolution(RigSolution& solution, const RigCalibrationOptions& options) {
+    if (lensOf(solution.model.left) != Lens::fisheye) {
+        solution.rectified = rectify(solution.model, options.alpha);
+        return;
+    }
+    try {
+        rectifyWideAngle(solution, options);
+    } catch (const std::invalid_argument& wrong) {
+        throw InputError(fmt::format("the rig can't be rectified: {}", wrong.what()));
+    }
 }
 
 // Against the board's size, as the unit of the translation is the user's own.
@@ -286,7 +267,7 @@ RigSolution calibrateRig(const std::vector<PairDetection>& views, const Board& b
         solve(solution, sightingsOf(views, solution.used, board), options);
     }
     checkBaseline(solution, board);
-    solution.rectified = rectify(solution.model, options.alpha);
+    rectifySolution(solution, options);
     measureRowDifferences(solution, views);
     return solution;
 }

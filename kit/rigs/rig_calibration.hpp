@@ -12,6 +12,8 @@
 #include "base/statistics.hpp"
 #include "rigs/board_detection.hpp"
 #include "rigs/bundle_adjustment.hpp"
+#include "rigs/camera_calibration.hpp"
+#include "rigs/fisheye_lens.hpp"
 #include "rigs/rig_model.hpp"
 
 namespace tiomipra {
@@ -23,20 +25,12 @@ struct RigCalibrationOptions {
     double alpha = 0;  // see `rectify`
     // Views whose pair error is above this, in pixels, are left out; infinity keeps all.
     double rejectAbove = std::numeric_limits<double>::infinity();
+    std::optional<Lens> lens;  // none: see `calibrateCameras`
+    WideAngleSettings wideAngle;
     // Known left and right cameras, whose matrices and lenses are then not solved for.
     std::optional<std::pair<CameraModel, CameraModel>> knownCameras;
     // Called before each step of the calibration, if it is not empty; what it throws ends it.
     OnAdjustmentStep onStep;
-};
-
-struct CameraFit {
-    // Root mean square reprojection error in pixels of the camera calibrated alone, over all views
-    // and per view: how well one camera explains what it saw.
-    double error = 0;
-    std::vector<double> viewErrors;
-    // Standard deviation of the model's focal length relative to it; 0 for a known camera, infinite
-    // where the views do not determine it.
-    double focalUncertainty = 0;
 };
 
 // A view that was left out, by its index, and the pair error in pixels that decided.
@@ -48,6 +42,7 @@ struct RejectedView {
 // A calibrated rig. What is given per view follows the order of `used`.
 struct RigSolution {
     RigModel model;
+    std::string lensReason;  // for the lens that was taken, in words
     std::vector<std::size_t> used;
     std::vector<RejectedView> rejected;
     CameraFit left;
@@ -58,7 +53,9 @@ struct RigSolution {
     std::vector<double> pairViewErrors;
     std::vector<Pose> boards;  // from the board's frame to the left camera's
     RectifiedRig rectified;
-    // Rows of the same corner in the rectified left and right image, pixels.
+    std::optional<PinholeFit> pinholes;  // that `rectified` has in the place of wide-angle lenses
+    // Rows of the same corner in the rectified left and right image, pixels. Of wide-angle lenses
+    // only the corners that both images show; not a number without any.
     Spread rowDifferences;
     std::vector<double> viewRowDifferences;  // mean per view
 
@@ -74,7 +71,7 @@ struct RigSolution {
 // @param views  at least `minimumPairs`, each with a board in both images whose shared points
 //               determine its pose
 // @throws InputError when fewer than `minimumPairs` remain, the views do not determine the
-//         calibration, or the cameras are in the same place
+//         calibration, the cameras are in the same place, or no pinholes follow their lenses
 RigSolution calibrateRig(const std::vector<PairDetection>& views, const Board& board,
                          const cv::Size& imageSize, const RigCalibrationOptions& options);
 

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <functional>
+#include <iostream>
 #include <numeric>
 #include <opencv2/calib3d.hpp>
 #include <stdexcept>
@@ -124,6 +125,41 @@ TEST(CalibrateRig, ReachesWideLenses) {
         for (const double error : {solution.left.error, solution.right.error, solution.pairError})
             EXPECT_NEAR(error, 0.1 * M_SQRT2, 0.01) << bend << reach;
         EXPECT_NEAR(solution.rowDifferences.mean, 0.8 * 0.1 * M_SQRT2, 0.04) << bend << reach;
+    }
+}
+
+TEST(CalibrateRig, Experiment) {
+    for (const double degrees : {100., 120., 140., 150., 160.}) {
+        RigModel model = makeModel();
+        for (CameraModel* camera : {&model.left, &model.right}) {
+            camera->cameraMatrix(0, 0) = camera->cameraMatrix(1, 1) = 640 / (degrees * CV_PI / 180);
+            camera->lens = {LensKind::fisheye, {-0.012, 0.021, -0.013, 0.002}};
+        }
+        const auto views =
+            seeBoard(model, board, 24, 0.1, {0.3, 0.1, degrees / 2 * 0.8 * CV_PI / 180});
+        for (const auto lens : {std::optional(Lens::pinhole), std::optional(Lens::rational),
+                                std::optional(Lens::fisheye), std::optional<Lens>()}) {
+            const auto t = cv::getTickCount();
+            RigCalibrationOptions options;
+            options.lens = lens;
+            int steps = 0;
+            options.onStep = [&](double) { ++steps; };
+            try {
+                const RigSolution s = calibrate(views, options);
+                std::cout << degrees << " " << (lens ? nameOf(*lens) : "auto") << ": "
+                          << nameOf(lensOf(s.model.left)) << " rows " << s.rowDifferences.mean
+                          << " max " << s.rowDifferences.maximum << " " << s.left.error << " "
+                          << s.right.error << " pair " << s.pairError << " f "
+                          << s.model.left.cameraMatrix(0, 0) << " of "
+                          << model.left.cameraMatrix(0, 0) << " +-" << s.left.focalUncertainty
+                          << " k " << cv::Mat(s.model.left.lens.coefficients).t() << " "
+                          << s.lensReason;
+            } catch (const std::exception& e) {
+                std::cout << degrees << (lens ? nameOf(*lens) : "auto") << " " << e.what();
+            }
+            std::cout << " steps " << steps << " s "
+                      << (cv::getTickCount() - t) / cv::getTickFrequency() << std::endl;
+        }
     }
 }
 

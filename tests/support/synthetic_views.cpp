@@ -16,8 +16,12 @@ std::vector<cv::Point2f> project(const PointScene& scene, const CameraModel& cam
     cv::Vec3d turnVector;
     cv::Rodrigues(turn, turnVector);
     std::vector<cv::Point2d> seen;
-    cv::projectPoints(scene, turnVector, shift, camera.cameraMatrix, camera.lens.coefficients,
-                      seen);
+    if (camera.lens.kind == LensKind::fisheye)
+        cv::fisheye::projectPoints(scene, seen, turnVector, shift, camera.cameraMatrix,
+                                   camera.lens.coefficients);
+    else
+        cv::projectPoints(scene, turnVector, shift, camera.cameraMatrix, camera.lens.coefficients,
+                          seen);
     return {seen.begin(), seen.end()};
 }
 
@@ -26,9 +30,18 @@ Pose poseOf(int number, double width, const BoardPlaces& places) {
     const double angle = 2.4 * number;
     const double distance = width * (places.distance + 0.05 * number);
     const double reach = places.reach * distance;
-    return {
+    const Pose ahead{
         {places.tilt * std::sin(angle), places.tilt * std::cos(angle), 0.1 * std::sin(number)},
         {reach * std::cos(1.7 * number) + 0.03, 0.75 * reach * std::sin(1.7 * number), distance}};
+    if (places.swing == 0)
+        return ahead;
+    const double turn = places.swing * std::sqrt(std::fmod(0.618 * number, 1));
+    const cv::Matx33d aside =
+        turnBy({turn * std::sin(1.7 * number), turn * std::cos(1.7 * number), 0});
+    Pose swung;
+    cv::Rodrigues(aside * rotationOf(ahead), swung.turn);
+    swung.shift = aside * ahead.shift;
+    return swung;
 }
 
 PointScene place(const Board& board, const Pose& pose) {

@@ -39,6 +39,9 @@ struct BoardPlaces {
     double tilt = 0.45;   // radians, in different directions
     double reach = 0.28;  // of the centres off the left camera's axis, relative to their distances
     double distance = 2;  // of the nearest, relative to the board's width
+    // radians by which boards are turned about the left camera's centre at most, which is what
+    // takes them far off the axis of a wide-angle lens
+    double swing = 0;
 };
 
 // The board at `count` places and tilts, with noise of that deviation.

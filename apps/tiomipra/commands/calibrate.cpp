@@ -94,10 +94,32 @@ std::vector<KnownCamera> readKnownCameras(const CalibrateOptions& options) {
     return cameras;
 }
 
+// None leaves it to the residuals.
+std::optional<Lens> lensNamed(const std::string& name) {
+    for (const Lens lens : {Lens::pinhole, Lens::rational, Lens::fisheye}) {
+        if (name == nameOf(lens))
+            return lens;
+    }
+    return std::nullopt;
+}
+
+// Known before all the work.
+void checkLensOptions(const CalibrateOptions& options) {
+    const bool areKnown = !options.fixedIntrinsics.empty();
+    if (areKnown && options.lens == nameOf(Lens::fisheye))
+        throw SettingError("--lens fisheye is not for --fix-intrinsics, whose files hold pinholes");
+    const auto& fieldOfView = options.calibration.wideAngle.fieldOfView;
+    checkFieldOfView(fieldOfView);
+    if (fieldOfView &&
+        (areKnown || lensNamed(options.lens).value_or(Lens::fisheye) != Lens::fisheye))
+        throw SettingError("field-of-view", "is for wide-angle lenses (lens: fisheye or auto)");
+}
+
 RigCalibrationOptions calibrationOptions(const CalibrateOptions& options,
                                          const std::vector<KnownCamera>& known,
                                          const cv::Size& imageSize) {
     RigCalibrationOptions result = options.calibration;
+    result.lens = lensNamed(options.lens);
     if (!known.empty())
         result.knownCameras.emplace(modelFor(known[0], imageSize), modelFor(known[1], imageSize));
     return result;
@@ -168,7 +190,10 @@ Parameters parametersOf(const CalibrateOptions& options) {
         parameters.push_back({"fixIntrinsics", options.fixedIntrinsics});
     const Parameters reading = describeReading(options.frames);
     parameters.insert(parameters.end(), reading.begin(), reading.end());
+    parameters.push_back({"lens", options.lens});
     parameters.push_back({"alpha", options.calibration.alpha});
+    const Parameters wideAngle = describeWideAngle(options.calibration.wideAngle);
+    parameters.insert(parameters.end(), wideAngle.begin(), wideAngle.end());
     parameters.push_back({"maxPairs", static_cast<int>(options.maxPairs)});
     parameters.push_back({"rejectAbove", options.calibration.rejectAbove});
     return parameters;
@@ -221,6 +246,7 @@ Ending conclude(const CalibrateOptions& options, const std::string& folder, Grad
 Ending runCalibrate(const CalibrateOptions& options) {
     const Board board = boardOf(options.board);
     checkAlpha(options.calibration.alpha);
+    checkLensOptions(options);
     requireFrames(options.frames);
     const std::vector<KnownCamera> known = readKnownCameras(options);
     const auto source = openFrames(options.frames, sayBesideBar);
@@ -231,6 +257,8 @@ Ending runCalibrate(const CalibrateOptions& options) {
     const BoardSearch search = searchBoards(*source, step, board, options);
     const CalibrationReport report = makeReport(calibrate(options, known, search), search);
     const RigSolution& solution = report.solution;
+    if (options.calibration.wideAngle.fieldOfView && !solution.pinholes)
+        sayBesideBar("note: --field-of-view is left aside, as the lenses are not wide-angle ones");
     const StereoImages firstUsed =
         readPair(options.frames, step * search.frameOf(solution.used.front()));
     const std::string folder = chooseFolder(options, report.verdict.grade);

@@ -66,10 +66,8 @@ Parameters parametersOf(const ImportOptions& options) {
         parameters.push_back({"unit", settings.unit});
     if (settings.alpha)
         parameters.push_back({"alpha", *settings.alpha});
-    if (settings.fieldOfView)
-        parameters.push_back({"fieldOfView", *settings.fieldOfView});
-    if (settings.maxResidual != ImportSettings().maxResidual)
-        parameters.push_back({"maxResidual", settings.maxResidual});
+    const Parameters wideAngle = describeWideAngle(settings.wideAngle);
+    parameters.insert(parameters.end(), wideAngle.begin(), wideAngle.end());
     return parameters;
 }
 

@@ -19,6 +19,15 @@ void addSolverOptions(CLI::App& command, CalibrateOptions& options) {
         ->expected(2)
         ->group(group);
     command
+        .add_option("--lens", options.lens,
+                    "pinhole: 5 coefficients; rational: 8; fisheye: 4, for\n"
+                    "wide angles; auto: pinhole, unless what it leaves\n"
+                    "asks for another")
+        ->check(CLI::IsMember({"auto", "pinhole", "rational", "fisheye"}))
+        ->type_name("NAME")
+        ->capture_default_str()
+        ->group(group);
+    command
         .add_option("--alpha", options.calibration.alpha,
                     "0: rectified images without empty pixels; 1: with\n"
                     "all pixels of the raw ones; between: a blend; -1:\n"
@@ -26,6 +35,7 @@ void addSolverOptions(CLI::App& command, CalibrateOptions& options) {
         ->type_name("NUMBER")
         ->capture_default_str()
         ->group(group);
+    addWideAngleOptions(command, options.calibration.wideAngle, group);
     command
         .add_option("--max-pairs", options.maxPairs,
                     "Calibrate with at most so many pairs, those whose\n"

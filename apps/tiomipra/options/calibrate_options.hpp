@@ -15,6 +15,7 @@ struct CalibrateOptions {
     FrameArguments frames;
     BoardOptions board;
     std::vector<std::string> fixedIntrinsics;  // none, or the files of the left and right camera
+    std::string lens = "auto";
     RigCalibrationOptions calibration;
     std::size_t maxPairs = 40;
     unsigned jobs = 0;

@@ -90,6 +90,32 @@ void requireFrames(const FrameArguments& frames) {
         throw SettingError("--left and --right are required, or --side-by-side");
 }
 
+void addWideAngleOptions(CLI::App& command, WideAngleSettings& settings, const std::string& group) {
+    command
+        .add_option("--field-of-view", settings.fieldOfView,
+                    "Of rectified images of wide-angle lenses, across,\n"
+                    "degrees (default: by --alpha)")
+        ->type_name("DEGREES")
+        ->group(group);
+    command
+        .add_option("--max-residual", settings.maxResidual,
+                    "Refuse wide-angle lenses that the calibration's\n"
+                    "pinholes follow less well than that")
+        ->check(complaint<parsePositiveNumber>)
+        ->type_name("PIXELS")
+        ->capture_default_str()
+        ->group(group);
+}
+
+Parameters describeWideAngle(const WideAngleSettings& settings) {
+    Parameters parameters;
+    if (settings.fieldOfView)
+        parameters.push_back({"fieldOfView", *settings.fieldOfView});
+    if (settings.maxResidual != WideAngleSettings().maxResidual)
+        parameters.push_back({"maxResidual", settings.maxResidual});
+    return parameters;
+}
+
 CLI::Option* addJobsOption(CLI::App& command, unsigned& jobs) {
     return command
         .add_option(

@@ -8,6 +8,7 @@
 
 #include "base/provenance.hpp"
 #include "files/frame_source.hpp"
+#include "rigs/fisheye_lens.hpp"
 #include "runs/batch_options.hpp"
 
 namespace CLI {
@@ -42,6 +43,12 @@ void requireFrames(const FrameArguments& frames);
 
 // By how much the images are turned, as far as they are, and whether damaged ones are accepted.
 Parameters describeReading(const FrameArguments& frames);
+
+// Adds --field-of-view and --max-residual to a group of the help.
+void addWideAngleOptions(CLI::App& command, WideAngleSettings& settings, const std::string& group);
+
+// What the options above say, as far as it is no default.
+Parameters describeWideAngle(const WideAngleSettings& settings);
 
 // Adds --jobs.
 CLI::Option* addJobsOption(CLI::App& command, unsigned& jobs);

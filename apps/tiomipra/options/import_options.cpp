@@ -41,20 +41,7 @@ void addRigSettings(CLI::App& command, ImportOptions& options) {
                     "of the files; 0 where they have none)")
         ->type_name("NUMBER")
         ->group(group);
-    command
-        .add_option("--field-of-view", options.settings.fieldOfView,
-                    "Of rectified images of wide-angle lenses, across,\n"
-                    "degrees (default: by --alpha)")
-        ->type_name("DEGREES")
-        ->group(group);
-    command
-        .add_option("--max-residual", options.settings.maxResidual,
-                    "Refuse wide-angle lenses that the calibration's\n"
-                    "pinholes follow less well than that")
-        ->check(complaint<parsePositiveNumber>)
-        ->type_name("PIXELS")
-        ->capture_default_str()
-        ->group(group);
+    addWideAngleOptions(command, options.settings.wideAngle, group);
 }
 
 CLI::Option* addFormat(CLI::App& command, std::string& format, bool& isListed, const char* text) {
