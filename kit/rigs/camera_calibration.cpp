@@ -28,8 +28,7 @@ std::vector<Pose> posesOf(const std::vector<cv::Point3d>& board,
                           const cv::Mat& distortion) {
     std::vector<cv::Vec3d> turns;
     std::vector<cv::Vec3d> shifts;
-    cv::solvePnPGeneric(board, image, matrix, distortion, turns, shifts, false,
-                        cv::SOLVEPNP_IPPE);
+    cv::solvePnPGeneric(board, image, matrix, distortion, turns, shifts, false, cv::SOLVEPNP_IPPE);
     std::vector<Pose> poses;
     for (std::size_t i = 0; i < turns.size(); ++i) {
         cv::solvePnPRefineLM(board, image, matrix, distortion, turns[i], shifts[i]);
@@ -75,8 +74,7 @@ Pose locateByRays(const CameraModel& camera, const Sighting& sighting) {
     for (const cv::Point2d& pixel : sighting.image)
         rays.push_back(rayOf(camera, pixel));
     const cv::Matx33d turn = turnToAxis(rays);
-    auto poses =
-        posesOf(sighting.board, lookAt(rays, turn), cv::Mat::eye(3, 3, CV_64F), cv::Mat());
+    auto poses = posesOf(sighting.board, lookAt(rays, turn), cv::Mat::eye(3, 3, CV_64F), cv::Mat());
     for (Pose& pose : poses) {
         cv::Rodrigues(turn.t() * rotationOf(pose), pose.turn);
         pose.shift = turn.t() * pose.shift;
@@ -85,8 +83,7 @@ Pose locateByRays(const CameraModel& camera, const Sighting& sighting) {
 }
 
 std::vector<Pose> locateBoards(const CameraModel& camera, const PerView& sightings) {
-    const auto locate =
-        camera.lens.kind == LensKind::fisheye ? locateByRays : locateByPinhole;
+    const auto locate = camera.lens.kind == LensKind::fisheye ? locateByRays : locateByPinhole;
     std::vector<Pose> poses;
     for (const Sighting& sighting : sightings)
         poses.push_back(locate(camera, sighting));
@@ -121,8 +118,8 @@ CameraModel equidistantCamera(const cv::Size& imageSize, double fieldOfView) {
     const double focal = imageSize.width / toRadians(fieldOfView);
     CameraModel camera;
     camera.imageSize = imageSize;
-    camera.cameraMatrix = {focal, 0, (imageSize.width - 1) / 2., 0, focal,
-                           (imageSize.height - 1) / 2., 0, 0, 1};
+    camera.cameraMatrix = {
+        focal, 0, (imageSize.width - 1) / 2., 0, focal, (imageSize.height - 1) / 2., 0, 0, 1};
     camera.lens = {LensKind::fisheye, std::vector<double>(4, 0)};
     return camera;
 }

@@ -28,8 +28,8 @@ cv::Matx23d byRay(const LensModel& lens, const Refraction& at) {
     const double square = at.ray.dot(at.ray);
     const double bend =
         at.offAxis > 0 ? (slope * z / square - at.scale) / (at.offAxis * at.offAxis) : 0;
-    return {at.scale + x * x * bend, x * y * bend, -x * slope / square,
-            x * y * bend, at.scale + y * y * bend, -y * slope / square};
+    return {at.scale + x * x * bend, x * y * bend,       -x * slope / square, x * y * bend,
+            at.scale + y * y * bend, -y * slope / square};
 }
 
 // The ray of a point by the turn and the shift of its pose.

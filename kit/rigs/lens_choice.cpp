@@ -95,30 +95,43 @@ std::optional<CalibratedCameras> chooseOther(const Sightings& sightings, const c
     const auto rational = tryLens(Lens::rational, sightings, imageSize, onStep);
     if (!areSound(rational))
         return areSound(fisheye) ? fisheye : std::nullopt;
-    const bool isFisheye =
-        areSound(fisheye) && errorOf(*rational) > clearly * errorOf(*fisheye);
+    const bool isFisheye = areSound(fisheye) && errorOf(*rational) > clearly * errorOf(*fisheye);
     return isFisheye ? fisheye : rational;
+}
+
+// What pinholes leave asks for another lens if it depends on the distance from the centre, or is
+// more than good calibrations have.
+bool areGood(const CalibratedCameras& pinholes, const Sightings& sightings) {
+    constexpr double smallResidual = 0.05, goodError = 0.5;  // pixels
+    return radialResidual(pinholes, sightings) <= smallResidual && errorOf(pinholes) <= goodError;
+}
+
+std::string describePinholes(const std::optional<CalibratedCameras>& pinholes,
+                             const Sightings& sightings) {
+    if (!pinholes)
+        return "the views determine no pinholes with 5 coefficients";
+    return fmt::format(
+        "pinholes with 5 coefficients leave an error of {:.3f} pixels, along the radius {:.2f}",
+        errorOf(*pinholes), radialResidual(*pinholes, sightings));
 }
 
 CalibratedCameras chooseLens(const Sightings& sightings, const cv::Size& imageSize,
                              const OnAdjustmentStep& onStep) {
-    constexpr double small = 0.05;  // pixels
     constexpr double clearly = 0.9;
     auto pinholes = tryLens(Lens::pinhole, sightings, imageSize, onStep);
-    const double residual = pinholes ? radialResidual(*pinholes, sightings) : INFINITY;
-    const std::string found =
-        pinholes ? fmt::format("pinholes with 5 coefficients leave {:.2f} pixels along the radius",
-                               residual)
-                 : "the views determine no pinholes with 5 coefficients";
-    auto taken = residual > small ? chooseOther(sightings, imageSize, onStep) : std::nullopt;
-    if (taken && !(pinholes && errorOf(*taken) > clearly * errorOf(*pinholes))) {
-        taken->reason = fmt::format("{}; the error becomes {:.3f} pixels{}", found, errorOf(*taken),
-                                    pinholes ? fmt::format(" instead of {:.3f}", errorOf(*pinholes)) : "");
-        return *taken;
+    const std::string found = describePinholes(pinholes, sightings);
+    if (pinholes && areGood(*pinholes, sightings)) {
+        pinholes->reason = found;
+        return *pinholes;
+    }
+    auto other = chooseOther(sightings, imageSize, onStep);
+    if (other && !(pinholes && errorOf(*other) > clearly * errorOf(*pinholes))) {
+        other->reason = fmt::format("{}, these lenses one of {:.3f}", found, errorOf(*other));
+        return *other;
     }
     if (!pinholes)
         CV_Error(cv::Error::StsNoConv, "no lens fits");
-    pinholes->reason = residual > small ? found + ", which no other lens betters clearly" : found;
+    pinholes->reason = found + ", other lenses no better one";
     return *pinholes;
 }
 

@@ -1,6 +1,7 @@
 // tiomipra calibrate, on photographs of a chessboard.
 #include <gmock/gmock.h>
 
+#include <cmath>
 #include <filesystem>
 #include <opencv2/core.hpp>
 
@@ -65,6 +66,33 @@ TEST_F(Calibrate, ReachesSmallErrorsOnPhotographs) {
     EXPECT_EQ(model.unit, "m");
     EXPECT_TRUE(rectify(model, 1).left == read("rig/left.yml"));
     EXPECT_TRUE(rectify(model, 1).right == read("rig/right.yml"));
+}
+
+// The lenses of the photographs are no wide-angle ones, but are small enough for such a model.
+TEST_F(Calibrate, TakesTheLensThatIsAskedFor) {
+    const Arguments all = photographs(allPhotographs);
+    const json report =
+        runForJson(calibrate("rig", all, {"--lens", "fisheye", "--field-of-view", "55"}));
+    EXPECT_EQ(report["lens"]["model"], "fisheye");
+    EXPECT_EQ(report["lens"]["reason"], "as asked for");
+    EXPECT_LT(report["lens"]["pinholeResidual"], 0.01);
+    EXPECT_LE(report["pairError"], 0.25);
+    EXPECT_EQ(report["parameters"]["fieldOfView"], 55);
+    const RigModel model = readRigModel(_folder / "rig/rig.yml");
+    EXPECT_EQ(model.left.lens.kind, LensKind::fisheye);
+    const cv::Mat projection = read("rig/left.yml").projectionMatrix;
+    EXPECT_NEAR(projection.at<float>(0, 0), 320 / std::tan(27.5 * CV_PI / 180), 0.01);
+    EXPECT_EQ(read("rig/left.yml").distortion.total(), 8U);
+
+    expectRefusal(calibrate("none", all, {"--lens", "rational", "--field-of-view", "55"}), 2,
+                  "is for wide-angle lenses");
+    expectRefusal(calibrate("none", all,
+                            {"--lens", "fisheye", "--fix-intrinsics", _folder / "rig/left.yml",
+                             _folder / "rig/right.yml"}),
+                  2, "whose files hold pinholes");
+    expectRefusal(calibrate("none", all, {"--lens", "fisheye", "--max-residual", "1e-9"}), 3,
+                  "(max-residual); choose a smaller field of view");
+    EXPECT_FALSE(fs::exists(_folder / "none/left.yml"));
 }
 
 TEST_F(Calibrate, KeepsGivenIntrinsicsThatFit) {

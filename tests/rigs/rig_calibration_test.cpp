@@ -6,7 +6,6 @@
 
 #include <cmath>
 #include <functional>
-#include <iostream>
 #include <numeric>
 #include <opencv2/calib3d.hpp>
 #include <stdexcept>
@@ -15,6 +14,8 @@
 #include "rigs/board_search.hpp"
 #include "rigs/bundle_adjustment.hpp"
 #include "rigs/calibration_verdict.hpp"
+#include "rigs/fisheye_rays.hpp"
+#include "rigs/rig_model_files.hpp"
 #include "support/rigs.hpp"
 #include "support/synthetic_views.hpp"
 
@@ -128,38 +129,109 @@ TEST(CalibrateRig, ReachesWideLenses) {
     }
 }
 
-TEST(CalibrateRig, Experiment) {
-    for (const double degrees : {100., 120., 140., 150., 160.}) {
-        RigModel model = makeModel();
-        for (CameraModel* camera : {&model.left, &model.right}) {
-            camera->cameraMatrix(0, 0) = camera->cameraMatrix(1, 1) = 640 / (degrees * CV_PI / 180);
-            camera->lens = {LensKind::fisheye, {-0.012, 0.021, -0.013, 0.002}};
-        }
-        const auto views =
-            seeBoard(model, board, 24, 0.1, {0.3, 0.1, degrees / 2 * 0.8 * CV_PI / 180});
-        for (const auto lens : {std::optional(Lens::pinhole), std::optional(Lens::rational),
-                                std::optional(Lens::fisheye), std::optional<Lens>()}) {
-            const auto t = cv::getTickCount();
-            RigCalibrationOptions options;
-            options.lens = lens;
-            int steps = 0;
-            options.onStep = [&](double) { ++steps; };
-            try {
-                const RigSolution s = calibrate(views, options);
-                std::cout << degrees << " " << (lens ? nameOf(*lens) : "auto") << ": "
-                          << nameOf(lensOf(s.model.left)) << " rows " << s.rowDifferences.mean
-                          << " max " << s.rowDifferences.maximum << " " << s.left.error << " "
-                          << s.right.error << " pair " << s.pairError << " f "
-                          << s.model.left.cameraMatrix(0, 0) << " of "
-                          << model.left.cameraMatrix(0, 0) << " +-" << s.left.focalUncertainty
-                          << " k " << cv::Mat(s.model.left.lens.coefficients).t() << " "
-                          << s.lensReason;
-            } catch (const std::exception& e) {
-                std::cout << degrees << (lens ? nameOf(*lens) : "auto") << " " << e.what();
-            }
-            std::cout << " steps " << steps << " s "
-                      << (cv::getTickCount() - t) / cv::getTickFrequency() << std::endl;
-        }
+RigModel wideAngleModel(double degrees) {
+    RigModel model = makeModel();
+    for (CameraModel* camera : {&model.left, &model.right}) {
+        camera->cameraMatrix(0, 0) = camera->cameraMatrix(1, 1) = 640 / toRadians(degrees);
+        camera->lens = {LensKind::fisheye, {-0.012, 0.021, -0.013, 0.002}};
+    }
+    return model;
+}
+
+// Boards all over the image of such lenses.
+std::vector<PairDetection> seeBoardAround(const RigModel& model, double degrees) {
+    return seeBoard(model, board, 24, 0.1, {0.3, 0.1, toRadians(0.4 * degrees)});
+}
+
+// By how much the cameras image the same rays at other pixels, where the boards were.
+double pixelsApart(const CameraModel& found, const CameraModel& expected) {
+    std::vector<cv::Point2d> pixels, rays, again;
+    for (int i = 0; i < 100; ++i)
+        pixels.emplace_back(320 + 2.5 * i * std::cos(i), 240 + 2.5 * i * std::sin(i));
+    cv::fisheye::undistortPoints(pixels, rays, expected.cameraMatrix, expected.lens.coefficients);
+    PointScene scene;
+    for (const cv::Point2d& ray : rays)
+        scene.emplace_back(ray.x, ray.y, 1);
+    cv::fisheye::projectPoints(scene, again, cv::Vec3d(), cv::Vec3d(), found.cameraMatrix,
+                               found.lens.coefficients);
+    return cv::norm(pixels, again, cv::NORM_L2) / std::sqrt(100);
+}
+
+TEST(CalibrateRig, FindsWideAngleLensesByItself) {
+    for (const double degrees : {130., 145., 160.}) {
+        const RigModel model = wideAngleModel(degrees);
+        const RigSolution solution = calibrate(seeBoardAround(model, degrees));
+        SCOPED_TRACE(testing::Message() << degrees << ": " << solution.lensReason);
+        const RigModel& found = solution.model;
+        ASSERT_EQ(lensOf(found.left), Lens::fisheye);
+        EXPECT_LT(pixelsApart(found.left, model.left), 0.3);
+        EXPECT_LT(pixelsApart(found.right, model.right), 0.3);
+        EXPECT_NEAR(solution.pairError, 0.1 * M_SQRT2, 0.01);
+        EXPECT_LT(cv::norm(found.rightFromLeftTranslation - model.rightFromLeftTranslation), 2e-4);
+        EXPECT_NEAR(fieldOfViewOf(found.left).horizontal, fieldOfViewOf(model.left).horizontal, 1);
+        EXPECT_LT(solution.pinholes.value().residual, 0.1);
+        EXPECT_LT(solution.rowDifferences.p95, 0.5);
+        EXPECT_NE(judge(solution, seeBoardAround(model, degrees)).grade, Grade::redo);
+    }
+    RigCalibrationOptions options;
+    options.wideAngle = {150, 1e-6};
+    EXPECT_THAT([&] { calibrate(seeBoardAround(wideAngleModel(160), 160), options); },
+                testing::ThrowsMessage<InputError>(HasSubstr("at most 0.000001 (max-residual)")));
+}
+
+// The last lens bends as one of 140 degrees does, and is not mounted straight.
+TEST(CalibrateRig, TakesTheLensThatTheViewsAskFor) {
+    RigModel tilted = wideAngleModel(140);
+    for (CameraModel* camera : {&tilted.left, &tilted.right})
+        camera->lens = {LensKind::radialTangential,
+                        {0.6, 0.007, 0.004, -0.006, -0.0016, 0.94, 0.114, -0.0066}};
+    const std::pair<Lens, std::vector<PairDetection>> cases[] = {
+        {Lens::pinhole, seeBoard(makeModel(), board, 12, 0.2)},
+        {Lens::fisheye, seeBoardAround(wideAngleModel(140), 140)},
+        {Lens::rational, seeBoardAround(tilted, 140)}};
+    for (const auto& [lens, views] : cases) {
+        const RigSolution solution = calibrate(views);
+        RigCalibrationOptions options;
+        options.lens = lens;
+        EXPECT_EQ(encodeRigModel(solution.model), encodeRigModel(calibrate(views, options).model))
+            << nameOf(lens) << solution.lensReason;
+        EXPECT_THAT(solution.lensReason, HasSubstr("along the radius"));
+        EXPECT_EQ(lensOf(solution.model.right), lens);
+    }
+}
+
+// The last point lies behind the camera, where OpenCV's function sees none.
+TEST(Project, SeesWhatOpenCvSeesAndBeyond) {
+    const CameraModel camera = wideAngleModel(150).left;
+    const Pose pose{{0.3, -0.2, 0.1}, {0.05, -0.02, 0.1}};
+    const std::vector<cv::Point3d> points{
+        {0.1, 0.2, 0.3}, {-0.5, 0.1, 0}, {0, 0, 0.1}, {1, 0.5, -0.6}};
+    cv::Mat derivatives;
+    const auto found = project(camera, pose, points, &derivatives);
+    std::vector<cv::Point2d> expected;
+    cv::fisheye::projectPoints(points, expected, pose.turn, pose.shift, camera.cameraMatrix,
+                               camera.lens.coefficients);
+    for (std::size_t i = 0; i < 3; ++i)
+        EXPECT_LT(cv::norm(found[i] - expected[i]), 1e-9) << i;
+    const cv::Vec3d behind = rotationOf(pose) * cv::Vec3d(points[3]) + pose.shift;
+    ASSERT_LT(behind[2], 0);
+    EXPECT_LT(cv::norm(rayOf(camera, found[3]) - cv::normalize(behind)), 1e-9);
+
+    constexpr double step = 1e-6;
+    for (int column = 0; column < derivatives.cols; ++column) {
+        CameraModel moved = camera;
+        Pose turned = pose;
+        double* const numbers[] = {&turned.turn[0],           &turned.turn[1],
+                                   &turned.turn[2],           &turned.shift[0],
+                                   &turned.shift[1],          &turned.shift[2],
+                                   &moved.cameraMatrix(0, 0), &moved.cameraMatrix(1, 1),
+                                   &moved.cameraMatrix(0, 2), &moved.cameraMatrix(1, 2)};
+        (column < 10 ? *numbers[column] : moved.lens.coefficients.at(column - 10)) += step;
+        const cv::Mat difference = cv::Mat(project(moved, turned, points)) - cv::Mat(found);
+        EXPECT_LT(
+            cv::norm(difference.reshape(1, derivatives.rows) / step - derivatives.col(column)),
+            0.05)
+            << column;
     }
 }
 
