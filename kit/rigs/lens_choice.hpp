@@ -16,8 +16,9 @@ struct CalibratedCameras {
 };
 
 // Calibrates each camera alone. Without `wanted`, pinholes are taken unless what they leave of the
-// corners' positions depends on the distance from the centre and another lens leaves clearly less;
-// of the others the fisheye unless the rational one leaves less.
+// corners' positions depends on the distance from the centre or is more than good calibrations
+// have, and another lens leaves clearly less; of the others the fisheye unless the rational one
+// leaves less.
 //
 // @param sightings  of two cameras
 // @throws cv::Exception when the views do not determine the cameras
