@@ -140,7 +140,7 @@ RigModel wideAngleModel(double degrees) {
 
 // Boards all over the image of such lenses.
 std::vector<PairDetection> seeBoardAround(const RigModel& model, double degrees) {
-    return seeBoard(model, board, 24, 0.1, {0.3, 0.1, toRadians(0.4 * degrees)});
+    return seeBoard(model, board, 24, 0.1, {0.3, 0.1, 2, toRadians(0.4 * degrees)});
 }
 
 // By how much the cameras image the same rays at other pixels, where the boards were.
