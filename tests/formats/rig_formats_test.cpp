@@ -472,7 +472,7 @@ TEST(RigFormats, WideAngleLensesShowWhatIsAskedFor) {
     Case one = swappedCase(makeWideModel());
     const auto viewAcross = [&](double alpha, std::optional<double> fieldOfView) {
         one.settings.alpha = alpha;
-        one.settings.fieldOfView = fieldOfView;
+        one.settings.wideAngle.fieldOfView = fieldOfView;
         const ImportedRig rig = importCase(one, folder);
         EXPECT_THAT(rig.notes, testing::ElementsAre(HasSubstr("pinholes with 8 coefficients")));
         const double focal = rig.rectified.left.projectionMatrix.at<float>(0, 0);
@@ -497,11 +497,11 @@ TEST(RigFormats, WideAngleLensesShowWhatIsAskedFor) {
     EXPECT_FALSE(isFull());
     EXPECT_NEAR(viewAcross(0.5, {}), (full + viewAcross(1, {})) / 2, 0.01);
     EXPECT_GT(viewAcross(1, {}), full + 5);
-    one.settings.maxResidual = 1e-4;
-    one.settings.fieldOfView = 130;
+    one.settings.wideAngle.maxResidual = 1e-4;
+    one.settings.wideAngle.fieldOfView = 130;
     EXPECT_THAT([&] { importCase(one, folder); },
                 ThrowsMessage<InputError>(HasSubstr("must be by at most 0.0001 (max-residual)")));
-    one.settings.fieldOfView = 151;
+    one.settings.wideAngle.fieldOfView = 151;
     EXPECT_THAT([&] { importCase(one, folder); },
                 ThrowsMessage<SettingError>(HasSubstr("must be from 10 to 150")));
 }

@@ -49,6 +49,7 @@ RigSolution makeSolution() {
     solution.model.left.imageSize = solution.model.right.imageSize = {640, 480};
     solution.model.left.cameraMatrix(0, 0) = 520.25;
     solution.model.rightFromLeftTranslation = {-3, 0, 4};
+    solution.lensReason = "as asked for";
     solution.used = {2, 0};
     solution.rejected = {{1, 1.23456}};
     solution.left = {0.111, {0.1, 0.2}, 0.0125};
@@ -84,7 +85,8 @@ TEST(CalibrationReport, TellsAllNumbers) {
                               "   0.750   0.200   0.400   0.700  aL.png  aR.png\n"
                               "   0.500   0.100   0.300   0.600  dL.png  dR.png\n"),
                              "  cL.png  cR.png: pair error 1.235 pixels is above the limit\n",
-                             "left camera   0.111 pixels; focal length 520.0 pixels (+-1.25 %)",
+                             "left camera   0.111 pixels; focal length 520.2 pixels (+-1.25 %)",
+                             "Lenses: pinhole (as asked for)\n",
                              "mean 0.100, 95 % up to 0.350, largest 0.400 pixels\n", "Baseline: 5 ",
                              "left image: 19 % of 8x6 cells", "Verdict: redo\n"})
         EXPECT_THAT(toText(report), HasSubstr(part));
