@@ -189,8 +189,10 @@ struct Baseline : Portable {
     template <int bytes>
     static Costs shiftBytes(const Costs& numbers) {
         const auto vector = reinterpret_cast<__m128i>(numbers);
-        return reinterpret_cast<Costs>(bytes > 0 ? _mm_srli_si128(vector, std::max(bytes, 0))
-                                                 : _mm_slli_si128(vector, std::max(-bytes, 0)));
+        if constexpr (bytes > 0)
+            return reinterpret_cast<Costs>(_mm_srli_si128(vector, bytes));
+        else
+            return reinterpret_cast<Costs>(_mm_slli_si128(vector, -bytes));
     }
 
     static std::uint32_t findSmallOf16(const std::uint16_t* sums, std::uint16_t limit) {

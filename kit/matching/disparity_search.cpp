@@ -115,7 +115,7 @@ class Search {
             _ofRight = _matcher.fromRight(_left, _right);
         rejectMatches();
         if (_steps.refit != 0)
-            _found.disparity = refitSubpixels(_found.disparity, _found.reasons == 0, _left, _right);
+            refit();
         if (isFiltering)
             filter();
         refine();
@@ -170,12 +170,26 @@ class Search {
         reject(reasons, findMatchable(), Reason::outsideOfView);
         reject(reasons, findTexturedPixels(), Reason::noTexture);
         reject(reasons, matched, Reason::notUnique);
-        if (_steps.fullWidth != 0)
-            reject(reasons, findWithinRight(disparity), Reason::outsideOfView);
-        if (_steps.fullWidth != 0 && !_images.seenRight.empty())
-            reject(reasons, findWhereRight(disparity, _images.seenRight), Reason::notSeen);
+        rejectOutside();
         reject(reasons, agreeing, Reason::leftRight);
         reject(reasons, findLarge(matched & agreeing), Reason::speckle);
+    }
+
+    // What the right camera does not see.
+    void rejectOutside() {
+        if (_steps.fullWidth == 0)
+            return;
+        reject(_found.reasons, findWithinRight(_found.disparity), Reason::outsideOfView);
+        if (!_images.seenRight.empty())
+            reject(_found.reasons, findWhereRight(_found.disparity, _images.seenRight),
+                   Reason::notSeen);
+    }
+
+    // A fraction may lead below the smallest disparity, which stands for none.
+    void refit() {
+        const cv::Mat measured = _found.reasons == 0;
+        const cv::Mat refitted = refitSubpixels(_found.disparity, measured, _left, _right);
+        cv::Mat(cv::max(refitted, _adapted.minDisparity)).copyTo(_found.disparity, measured);
     }
 
     // Disparities whose match is outside of the right image have nothing to agree with there.
@@ -185,8 +199,11 @@ class Search {
         withMatch.setTo(smallest - 1, ~findWithinRight(withMatch));
         const auto filtered = filterAlongEdges(withMatch, _ofRight, smallest, _images.guide);
         _found.confidence = filtered.confidence;
+        // Far from all disparities that count, the filter gives any value.
+        const double end = smallest + _adapted.disparityNumber;
         if (_steps.edgeFilter != 0)
-            _found.disparity = filtered.disparity;
+            filtered.disparity.copyTo(
+                _found.disparity, (filtered.disparity >= smallest) & (filtered.disparity < end));
         reject(_found.reasons, _found.confidence >= _steps.minConfidence * 255 / 100.,
                Reason::unsure);
     }
@@ -199,6 +216,7 @@ class Search {
         if (_steps.median > 0)
             disparity = smoothByMedian(disparity, measured, _steps.median);
         _found.reasons.setTo(static_cast<int>(Reason::none), measured);
+        rejectOutside();
     }
 
     // What a gap that is closed may consist of: nothing that a camera has not seen.

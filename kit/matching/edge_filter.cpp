@@ -22,9 +22,10 @@ FilteredDisparity filterAlongEdges(const cv::Mat& left, const cv::Mat& right, do
                                    const cv::Mat& image) {
     static const auto filter =
         reinterpret_cast<EdgeFilter*>(findInModule("filters", "tiomipraFilterAlongEdges"));
-    // Of two pixels without disparities, one must not take the other for its match.
+    // Of two pixels without disparities, one must not take the other for its match, nor one that
+    // has the smallest disparity.
     constexpr int steps = 16, farOff = 32000;
-    const int none = static_cast<int>((smallest - 1) * steps);
+    const int none = static_cast<int>((smallest - 3) * steps);
     FilteredDisparity filtered;
     cv::Mat disparity;
     filter(toFixedPoint(left, steps, smallest, none), toFixedPoint(right, -steps, smallest, farOff),

@@ -7,7 +7,7 @@
 namespace tiomipra {
 
 struct FilteredDisparity {
-    cv::Mat disparity;   // `CV_32FC1`, a value everywhere
+    cv::Mat disparity;   // `CV_32FC1`; any value far from all disparities that count
     cv::Mat confidence;  // `CV_8UC1`, 0 to 255
 };
 

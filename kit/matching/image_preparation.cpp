@@ -14,7 +14,8 @@ cv::Mat equalise(const cv::Mat& image) {
 }
 
 Padding paddingFor(const MatchingSteps& steps, const vision::AdaptedParameters& adapted) {
-    if (steps.fullWidth == 0 && steps.threeWay == 0)
+    if (steps.fullWidth == 0 && steps.threeWay == 0 && steps.leftRightCheck == 0 &&
+        !filtersAlongEdges(steps))
         return {};
     const int last = adapted.minDisparity + adapted.disparityNumber - 1;
     // One more on the left, as semi-global matching does not give the first column it could match.

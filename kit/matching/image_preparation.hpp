@@ -21,8 +21,9 @@ struct Padding {
 };
 
 // So many that the matcher has all candidates for every column of the left image, if that is
-// wanted, and for the search over three directions in any case: OpenCV's reads beyond images with
-// fewer columns to match than half a block.
+// wanted; also where the right image is matched, which else has no matches for the columns that
+// match the last ones of the left; and for the search over three directions in any case: OpenCV's
+// reads beyond images with fewer columns to match than half a block.
 Padding paddingFor(const MatchingSteps& steps, const vision::AdaptedParameters& adapted);
 
 // `image` with its first and last columns repeated.

@@ -77,8 +77,10 @@ void look(Rectification& rectification, const RigModel& model, double fieldOfVie
     rectification.leftProjection = {
         focal, 0, (size.width - 1) / 2., 0, 0, focal, (size.height - 1) / 2., 0, 0, 0, 1, 0};
     rectification.rightProjection = rectification.leftProjection;
-    rectification.rightProjection(0, 3) =
-        focal * (rectification.rightRotation * model.rightFromLeftTranslation)[0];
+    // Cameras above each other are rectified by columns.
+    const cv::Vec3d shift = rectification.rightRotation * model.rightFromLeftTranslation;
+    const int axis = std::abs(shift[0]) >= std::abs(shift[1]) ? 0 : 1;
+    rectification.rightProjection(axis, 3) = focal * shift[axis];
 }
 
 bool isFull(const RigModel& model, const Rectification& both) {

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "base/text.hpp"
+#include "rigs/fisheye_rays.hpp"
 
 namespace tiomipra {
 namespace {
@@ -80,10 +81,22 @@ double radialResidual(const CalibratedCameras& cameras, const Sightings& sightin
                     radialResidual(cameras.right, sightings[1]));
 }
 
+// What fits the corners of a board may fold beyond them: the middles of the image's sides must be
+// seen before that.
+bool isUnfolded(const CameraModel& camera) {
+    const double right = camera.imageSize.width - 1, bottom = camera.imageSize.height - 1;
+    const cv::Point2d middles[] = {
+        {0, bottom / 2}, {right, bottom / 2}, {right / 2, 0}, {right / 2, bottom}};
+    return lensOf(camera) != Lens::fisheye ||
+           std::all_of(std::begin(middles), std::end(middles), [&](const cv::Point2d& pixel) {
+               return slopeAt(camera.lens, angleOf(rayOf(camera, pixel))) > 0;
+           });
+}
+
 bool areSound(const std::optional<CalibratedCameras>& cameras) {
     constexpr double largestError = 1, mostUncertain = 0.03;
-    return cameras && errorOf(*cameras) < largestError &&
-           cameras->left.fit.focalUncertainty < mostUncertain &&
+    return cameras && isUnfolded(cameras->left.camera) && isUnfolded(cameras->right.camera) &&
+           errorOf(*cameras) < largestError && cameras->left.fit.focalUncertainty < mostUncertain &&
            cameras->right.fit.focalUncertainty < mostUncertain;
 }
 

@@ -251,14 +251,8 @@ RigSolution unsolved(std::size_t views, const Board& board, const cv::Size& imag
     return solution;
 }
 
-}  // namespace
-
-double RigSolution::baseline() const {
-    return cv::norm(model.rightFromLeftTranslation);
-}
-
-RigSolution calibrateRig(const std::vector<PairDetection>& views, const Board& board,
-                         const cv::Size& imageSize, const RigCalibrationOptions& options) {
+RigSolution calibrateOnce(const std::vector<PairDetection>& views, const Board& board,
+                          const cv::Size& imageSize, const RigCalibrationOptions& options) {
     RigSolution solution = unsolved(views.size(), board, imageSize);
     solve(solution, sightingsOf(views, solution.used, board), options);
     while (hasViewAbove(solution, options.rejectAbove)) {
@@ -270,6 +264,49 @@ RigSolution calibrateRig(const std::vector<PairDetection>& views, const Board& b
     rectifySolution(solution, options);
     measureRowDifferences(solution, views);
     return solution;
+}
+
+// Empty where the views don't determine such a rig, or it can't be rectified.
+std::optional<RigSolution> tryOnce(const std::vector<PairDetection>& views, const Board& board,
+                                   const cv::Size& imageSize,
+                                   const RigCalibrationOptions& options) {
+    try {
+        return calibrateOnce(views, board, imageSize, options);
+    } catch (const InputError&) {
+        return std::nullopt;
+    } catch (const cv::Exception&) {
+        return std::nullopt;
+    }
+}
+
+}  // namespace
+
+double RigSolution::baseline() const {
+    return cv::norm(model.rightFromLeftTranslation);
+}
+
+// A lens that fits the board's corners better than pinholes need not fit what is between and beyond
+// them: it is only taken if it rectifies the rig better, too.
+RigSolution calibrateRig(const std::vector<PairDetection>& views, const Board& board,
+                         const cv::Size& imageSize, const RigCalibrationOptions& options) {
+    if (options.lens || options.knownCameras)
+        return calibrateOnce(views, board, imageSize, options);
+    const auto chosen = tryOnce(views, board, imageSize, options);
+    if (chosen && lensOf(chosen->model.left) == Lens::pinhole)
+        return *chosen;
+    RigCalibrationOptions ordinary = options;
+    ordinary.lens = Lens::pinhole;
+    if (!chosen || !std::isfinite(chosen->rowDifferences.mean)) {
+        RigSolution pinholes = calibrateOnce(views, board, imageSize, ordinary);
+        pinholes.lensReason = "other lenses fit the corners better, but can't be rectified";
+        return pinholes;
+    }
+    auto pinholes = tryOnce(views, board, imageSize, ordinary);
+    if (!pinholes || !(pinholes->rowDifferences.mean <= chosen->rowDifferences.mean))
+        return *chosen;
+    pinholes->lensReason = fmt::format("{} lenses fit the corners better, and rectify worse",
+                                       nameOf(lensOf(chosen->model.left)));
+    return *pinholes;
 }
 
 }  // namespace tiomipra

@@ -133,6 +133,30 @@ TEST(FindDisparities, FullWidthMeasuresAllThatBothCamerasSee) {
     }
 }
 
+// At the smallest disparity fractions lead below it, and beside a region without texture the filter
+// has nothing to go by.
+TEST(FindDisparities, NothingMeasuredIsOutsideOfTheRange) {
+    Scene scene = barBeforeWall();
+    scene.left.colRange(220, 320).setTo(128);
+    auto values = semiGlobal;
+    values["min-disparity"] = wall;
+    const auto stereo = makeStereo(settingsOf(values), sceneSize);
+    for (const bool isWhole : {false, true}) {
+        MatchingSteps steps;
+        steps.fullWidth = steps.refit = steps.leftRightCheck = isWhole ? 1 : 0;
+        steps.edgeFilter = 1;
+        steps.fillGaps = 2;
+        const FoundDisparities found =
+            findDisparities(*stereo, steps, {scene.left, scene.right, {}, {}, scene.left});
+        const cv::Mat measured = found.reasons == 0;
+        EXPECT_EQ(cv::countNonZero(measured & (found.disparity < wall)), 0);
+        EXPECT_EQ(cv::countNonZero(measured & (found.disparity > wall + 48)), 0);
+        EXPECT_GT(shareOf(near(found, wall, 0.2), 62, 120), 0.9);
+        // The filter needs both images' disparities up to their ends.
+        EXPECT_GT(shareOf(near(found, wall, 0.2), 165, 210), 0.9);
+    }
+}
+
 TEST(FindDisparities, LeftRightCheckDropsWhatOneCameraSees) {
     const Scene scene = barBeforeWall();
     MatchingSteps steps;

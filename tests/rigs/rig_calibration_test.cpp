@@ -175,6 +175,9 @@ TEST(CalibrateRig, FindsWideAngleLensesByItself) {
     }
     RigCalibrationOptions options;
     options.wideAngle = {150, 1e-6};
+    EXPECT_EQ(lensOf(calibrate(seeBoardAround(wideAngleModel(160), 160), options).model.left),
+              Lens::pinhole);
+    options.lens = Lens::fisheye;
     EXPECT_THAT([&] { calibrate(seeBoardAround(wideAngleModel(160), 160), options); },
                 testing::ThrowsMessage<InputError>(HasSubstr("at most 0.000001 (max-residual)")));
 }
