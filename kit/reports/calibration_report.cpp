@@ -1,6 +1,7 @@
 #include "reports/calibration_report.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <limits>
 #include <nlohmann/json.hpp>
@@ -167,20 +168,26 @@ std::string lensText(const RigSolution& solution) {
                           : "");
 }
 
+// Without a corner that both cameras see there are none.
+std::string rowsText(const Spread& rows) {
+    if (!std::isfinite(rows.mean))
+        return "no corner is seen by both cameras";
+    return fmt::format("mean {:.3f}, 95 % up to {:.3f}, largest {:.3f} pixels", rows.mean, rows.p95,
+                       rows.maximum);
+}
+
 std::string numbersText(const RigSolution& solution) {
-    const Spread& rows = solution.rowDifferences;
     const std::string& unit = solution.model.unit;
     return fmt::format(
         "Reprojection error (root mean square):\n"
         "  left camera   {}\n"
         "  right camera  {}\n"
         "  pair          {:.3f} pixels\n"
-        "Row difference after rectification: mean {:.3f}, 95 % up to {:.3f}, largest {:.3f} "
-        "pixels\n"
+        "Row difference after rectification: {}\n"
         "Baseline: {} {}\n",
         cameraText(solution.left, solution.model.left, solution.rectified.left),
         cameraText(solution.right, solution.model.right, solution.rectified.right),
-        solution.pairError, rows.mean, rows.p95, rows.maximum, significant(solution.baseline(), 4),
+        solution.pairError, rowsText(solution.rowDifferences), significant(solution.baseline(), 4),
         unit.empty() ? "(in the unit of the board's squares)" : unit);
 }
 
@@ -193,7 +200,10 @@ std::string coverageText(const std::string& camera, const Coverage& coverage) {
 }
 
 std::string criterionText(const Criterion& criterion, bool isAdviceWanted) {
-    const std::string value = fmt::format("{} {}", significant(criterion.value, 3), criterion.unit);
+    const std::string value =
+        std::isfinite(criterion.value)
+            ? fmt::format("{} {}", significant(criterion.value, 3), criterion.unit)
+            : "unknown";
     const std::string direction = criterion.smallIsGood() ? "up to" : "from";
     std::string text =
         fmt::format("  {:<8}{:<32}{:<13} (good {} {}, usable {} {})\n", nameOf(criterion.grade()),

@@ -106,13 +106,17 @@ std::optional<Lens> lensNamed(const std::string& name) {
 // Known before all the work.
 void checkLensOptions(const CalibrateOptions& options) {
     const bool areKnown = !options.fixedIntrinsics.empty();
-    if (areKnown && options.lens == nameOf(Lens::fisheye))
-        throw SettingError("--lens fisheye is not for --fix-intrinsics, whose files hold pinholes");
-    const auto& fieldOfView = options.calibration.wideAngle.fieldOfView;
-    checkFieldOfView(fieldOfView);
-    if (fieldOfView &&
-        (areKnown || lensNamed(options.lens).value_or(Lens::fisheye) != Lens::fisheye))
-        throw SettingError("field-of-view", "is for wide-angle lenses (lens: fisheye or auto)");
+    const std::optional<Lens> wanted = lensNamed(options.lens);
+    if (areKnown && wanted)
+        throw SettingError(fmt::format(
+            "--lens {} is not for --fix-intrinsics, whose files hold the lenses", options.lens));
+    const WideAngleSettings& wideAngle = options.calibration.wideAngle;
+    checkFieldOfView(wideAngle.fieldOfView);
+    const bool mayBeWide = !areKnown && wanted.value_or(Lens::fisheye) == Lens::fisheye;
+    if (!mayBeWide && !describeWideAngle(wideAngle).empty())
+        throw SettingError(
+            "field-of-view and max-residual are for wide-angle lenses (lens: fisheye "
+            "or auto)");
 }
 
 RigCalibrationOptions calibrationOptions(const CalibrateOptions& options,
