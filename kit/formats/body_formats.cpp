@@ -69,8 +69,8 @@ SourceRig read(const SourceDocuments& documents, const ImportSettings& settings)
         names.push_back(label ? label->text() : fmt::format("cam{}", names.size()));
     }
     const auto pair = chooseCameras(names, settings.cameras);
-    const SourceValue left = cameras[indexOf(names, pair[0])];
-    const SourceValue right = cameras[indexOf(names, pair[1])];
+    const SourceValue& left = cameras[indexOf(names, pair[0])];
+    const SourceValue& right = cameras[indexOf(names, pair[1])];
     SourceRig rig = rigOf(readCamera(left.at("camera")), readCamera(right.at("camera")), "m");
     placeOnBody(rig.model, motionFrom(left.at("T_B_C")), motionFrom(right.at("T_B_C")));
     return rig;

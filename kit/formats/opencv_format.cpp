@@ -29,7 +29,7 @@ const Names sizes = {"imageSize", "image_size", "size", "img_size"};
 std::optional<SourceValue> find(const SourceDocuments& documents, const Names& names) {
     for (const SourceDocument& document : documents) {
         for (const char* name : names) {
-            if (const auto value = document.root().find(name))
+            if (auto value = document.root().find(name))
                 return value;
         }
     }

@@ -23,10 +23,10 @@ struct SourceRig {
 // A format. `fits` looks at all files; `read` throws `std::invalid_argument` for what it can't use.
 struct SourceFormat {
     RigFormat format;
-    std::size_t files;  // how many a rig has; 0 for one or two
-    bool hasMoreCameras;
-    bool (*fits)(const SourceDocuments& documents);
-    SourceRig (*read)(const SourceDocuments& documents, const ImportSettings& settings);
+    std::size_t files = 0;  // how many a rig has; 0 for one or two
+    bool hasMoreCameras = false;
+    bool (*fits)(const SourceDocuments& documents) = nullptr;
+    SourceRig (*read)(const SourceDocuments& documents, const ImportSettings& settings) = nullptr;
 };
 
 SourceFormat modelFormat();

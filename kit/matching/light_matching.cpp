@@ -95,8 +95,9 @@ double medianOf(const std::vector<Sample>& samples) {
     std::vector<double> values;
     for (const Sample& sample : samples)
         values.push_back(sample.logRatio);
-    std::nth_element(values.begin(), values.begin() + values.size() / 2, values.end());
-    return values[values.size() / 2];
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
 }
 
 Terms fit(const std::vector<Sample>& samples) {

@@ -41,8 +41,9 @@ struct ParameterDescription {
 };
 
 struct MatcherParameter : ParameterDescription {
-    int (*get)(const vision::Stereo&);
-    void (*set)(vision::Stereo&, int);  // throws std::range_error for a value it does not take
+    int (*get)(const vision::Stereo&) = nullptr;
+    void (*set)(vision::Stereo&,
+                int) = nullptr;  // throws std::range_error for a value it does not take
 };
 
 // All of them in the order in which they are described.

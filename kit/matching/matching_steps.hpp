@@ -31,7 +31,7 @@ bool filtersAlongEdges(const MatchingSteps& steps);
 
 // All of them in the order of `MatchingSteps`, as they are named in settings.
 struct StepParameter : ParameterDescription {
-    int MatchingSteps::*step;
+    int MatchingSteps::*step = nullptr;
 };
 
 const std::vector<StepParameter>& stepParameters();

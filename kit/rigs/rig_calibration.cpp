@@ -178,7 +178,7 @@ bool isShown(const cv::Point2d& pixel, const CameraModel& camera,
 }
 
 SharedPoints rectifiablePoints(const RigSolution& solution, const PairDetection& view) {
-    const SharedPoints shared = sharedPoints(view.left, view.right);
+    SharedPoints shared = sharedPoints(view.left, view.right);
     if (!solution.pinholes)
         return shared;
     SharedPoints shown;
