@@ -5,7 +5,7 @@
 
 #include "block_matching_kernel.hpp"
 #include "pre_filter.hpp"
-#include "speckle_filter.hpp"
+#include "shared/speckle_filter.hpp"
 
 namespace vision {
 namespace {

@@ -10,7 +10,7 @@
 #include "semi_global_choice.hpp"
 #include "semi_global_costs.hpp"
 #include "semi_global_paths.hpp"
-#include "speckle_filter.hpp"
+#include "shared/speckle_filter.hpp"
 
 namespace vision {
 

@@ -1,7 +1,7 @@
 // Works on runs, neighbours in a row that belong together, instead of pixels. Runs of two rows that
 // touch are united; a run points to another one of its region, at the end to the first, which
 // counts the pixels. What belongs together is found for 64 pixels at a time, as bits.
-#include "speckle_filter.hpp"
+#include "shared/speckle_filter.hpp"
 
 #include <algorithm>
 #include <cstdint>

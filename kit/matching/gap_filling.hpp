@@ -14,8 +14,8 @@ namespace tiomipra {
 void fillGaps(cv::Mat& disparity, cv::Mat& measured, const cv::Mat& fillable, double largest);
 
 // The median of the `size` x `size` pixels around each measured one, where a pixel that is not
-// measured counts as the next measured one to its left; the others stay as they are. `size` is 3 or
-// 5.
+// measured counts as the next measured one to its left, or in a row without any as the one above;
+// the others stay as they are. `size` is 3 or 5.
 cv::Mat smoothByMedian(const cv::Mat& disparity, const cv::Mat& measured, int size);
 
 }  // namespace tiomipra

@@ -36,9 +36,10 @@ cv::Mat findMatched(const cv::Mat& disparity, int minDisparity) {
 }
 
 cv::Mat findTextured(const cv::Mat& image, int windowSize, int preFilterCap, int textureThreshold) {
-    cv::Mat gradient;
+    cv::Mat gradient, bounded;
     cv::Sobel(image, gradient, CV_16S, 1, 0);
-    const cv::Mat bounded = cv::min(cv::abs(gradient), preFilterCap);
+    cv::convertScaleAbs(gradient, bounded);  // up to 255, more than any cap
+    cv::min(bounded, preFilterCap, bounded);
     cv::Mat texture;
     cv::boxFilter(bounded, texture, CV_32S, {windowSize, windowSize}, {-1, -1}, false);
     return texture >= textureThreshold;

@@ -38,7 +38,14 @@ std::string describe(Reason reason) {
 }
 
 void reject(cv::Mat& reasons, const cv::Mat& kept, Reason reason) {
-    reasons.setTo(static_cast<int>(reason), (kept == 0) & (reasons == 0));
+    const auto code = static_cast<uchar>(reason);
+    const int columns = reasons.cols;
+    for (int y = 0; y < reasons.rows; ++y) {
+        auto* const row = reasons.ptr<uchar>(y);
+        const auto* const isKept = kept.ptr<uchar>(y);
+        for (int x = 0; x < columns; ++x)
+            row[x] = ((isKept[x] == 0) & (row[x] == 0)) != 0 ? code : row[x];
+    }
 }
 
 ReasonCounts countReasons(const cv::Mat& reasons) {

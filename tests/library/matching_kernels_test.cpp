@@ -6,7 +6,7 @@
 #include "block_matching.hpp"
 #include "row_pipeline.hpp"
 #include "semi_global_matching.hpp"
-#include "speckle_filter.hpp"
+#include "shared/speckle_filter.hpp"
 #include "support/matrices.hpp"
 
 namespace tiomipra::test {
