@@ -18,7 +18,7 @@ Values with(Values values, const Values& others) {
     return values;
 }
 
-// Images of one brightness, matched over three directions from both sides.
+// Images of one brightness, matched over three directions.
 const Values semiGlobal{{names::algorithm, Stereo::SGBM},
                         {names::windowSize, 5},
                         {names::preFilterCap, 31},
@@ -30,8 +30,7 @@ const Values semiGlobal{{names::algorithm, Stereo::SGBM},
                         {names::p2, 288},
                         {names::matchLight, 1},
                         {names::fullWidth, 1},
-                        {names::threeWay, 3},
-                        {names::leftRightCheck, 1}};
+                        {names::threeWay, 3}};
 
 const std::vector<MatcherPreset> presets{
     {"fast",
@@ -46,15 +45,18 @@ const std::vector<MatcherPreset> presets{
       {names::fullWidth, 1},
       {names::fillGaps, 1},
       {names::median, 3}}},
-    {"balanced", "semi-global matching, left and right agree",
-     with(semiGlobal, {{names::fillGaps, 1}})},
+    {"balanced", "semi-global matching, a good deal",
+     with(semiGlobal, {{names::uniquenessRatio, 20}, {names::fillGaps, 1}})},
     {"accurate", "smoothed along edges, sure pixels only: fewest errors",
-     with(semiGlobal, {{names::refit, 1}, {names::edgeFilter, 1}, {names::minConfidence, 85}})},
+     with(semiGlobal, {{names::leftRightCheck, 1},
+                       {names::refit, 1},
+                       {names::edgeFilter, 1},
+                       {names::minConfidence, 82}})},
     {"dense", "smoothed along edges, gaps closed: most pixels",
      with(semiGlobal, {{names::leftRightCheck, 2},
                        {names::refit, 1},
                        {names::edgeFilter, 1},
-                       {names::fillGaps, 2},
+                       {names::fillGaps, 3},
                        {names::median, 5}})},
 };
 
