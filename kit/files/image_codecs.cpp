@@ -3,8 +3,8 @@
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgcodecs.hpp>
 
-#include "files/codec_modules.hpp"
 #include "files/jpeg_decoder.hpp"
+#include "files/modules.hpp"
 #include "files/tiff_checks.hpp"
 
 namespace tiomipra {

@@ -9,8 +9,8 @@
 
 #include "base/errors.hpp"
 #include "base/text.hpp"
-#include "files/codec_modules.hpp"
 #include "files/input_files.hpp"
+#include "files/modules.hpp"
 #include "files/pfm_files.hpp"
 
 namespace tiomipra {

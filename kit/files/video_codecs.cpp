@@ -5,7 +5,7 @@
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/videoio.hpp>
 
-#include "files/codec_modules.hpp"
+#include "files/modules.hpp"
 
 namespace tiomipra {
 namespace {

@@ -8,8 +8,8 @@
 
 #include "base/errors.hpp"
 #include "base/text.hpp"
-#include "files/codec_modules.hpp"
 #include "files/input_files.hpp"
+#include "files/modules.hpp"
 
 namespace tiomipra {
 

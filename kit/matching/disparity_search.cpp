@@ -15,6 +15,7 @@
 #include "matching/measured_pixels.hpp"
 #include "matching/subpixel_refit.hpp"
 #include "matching/unmeasured.hpp"
+#include "shared/speckle_filter.hpp"
 
 namespace tiomipra {
 namespace {
@@ -59,10 +60,6 @@ cv::Mat mirrored(const cv::Mat& image) {
     return result;
 }
 
-bool isThreeWay(const Stereo& stereo, const MatchingSteps& steps) {
-    return steps.threeWay > 0 && stereo.getStereoAlgorithm() == Stereo::SGBM;
-}
-
 // What the matcher gives for a pair and, mirrored, for its right image; one less than the smallest
 // disparity where it finds none.
 class BareSearch {
@@ -71,7 +68,7 @@ class BareSearch {
         : _stereo(stereo),
           _steps(steps),
           _adapted(adaptToWidth(stereo, width)),
-          _padding(paddingFor(steps, _adapted)),
+          _padding(paddingFor(stereo, steps, _adapted)),
           _wider(widened(stereo, width, _padding.left + _padding.right)) {}
 
     cv::Mat fromLeft(const cv::Mat& left, const cv::Mat& right) const {
@@ -146,13 +143,13 @@ class Search {
     cv::Mat findLarge(const cv::Mat& matched) const {
         if (_adapted.speckleWindowSize == 0)
             return matched;
-        const int none = (_adapted.minDisparity - 1) * fixedPointSteps;
+        const auto none = static_cast<std::int16_t>((_adapted.minDisparity - 1) * fixedPointSteps);
         const bool isSemiGlobal = _stereo.getStereoAlgorithm() == Stereo::SGBM;
         cv::Mat fixed;
         _found.disparity.convertTo(fixed, CV_16S, fixedPointSteps);
         fixed.setTo(none, matched == 0);
-        cv::filterSpeckles(fixed, none, _adapted.speckleWindowSize,
-                           _adapted.speckleRange * (isSemiGlobal ? fixedPointSteps : 1));
+        vision::filterSpeckles(fixed, none, _adapted.speckleWindowSize,
+                               _adapted.speckleRange * (isSemiGlobal ? fixedPointSteps : 1));
         return fixed != none;
     }
 

@@ -2,7 +2,7 @@
 
 #include <opencv2/core.hpp>
 
-#include "files/codec_modules.hpp"
+#include "files/modules.hpp"
 #include "matching/edge_filter_module.hpp"
 
 namespace tiomipra {
@@ -16,20 +16,29 @@ cv::Mat toFixedPoint(const cv::Mat& disparity, double factor, double smallest, i
     return fixed;
 }
 
+EdgeFilter* edgeFilter() {
+    static const auto filter =
+        reinterpret_cast<EdgeFilter*>(findInModule("filters", "tiomipraFilterAlongEdges"));
+    return filter;
+}
+
 }  // namespace
+
+void loadEdgeFilter() {
+    edgeFilter();
+}
 
 FilteredDisparity filterAlongEdges(const cv::Mat& left, const cv::Mat& right, double smallest,
                                    const cv::Mat& image) {
-    static const auto filter =
-        reinterpret_cast<EdgeFilter*>(findInModule("filters", "tiomipraFilterAlongEdges"));
     // Of two pixels without disparities, one must not take the other for its match, nor one that
     // has the smallest disparity.
     constexpr int steps = 16, farOff = 32000;
     const int none = static_cast<int>((smallest - 3) * steps);
     FilteredDisparity filtered;
     cv::Mat disparity;
-    filter(toFixedPoint(left, steps, smallest, none), toFixedPoint(right, -steps, smallest, farOff),
-           image, disparity, filtered.confidence);
+    edgeFilter()(toFixedPoint(left, steps, smallest, none),
+                 toFixedPoint(right, -steps, smallest, farOff), image, disparity,
+                 filtered.confidence);
     disparity.convertTo(filtered.disparity, CV_32F, 1. / steps);
     return filtered;
 }

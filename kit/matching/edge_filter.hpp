@@ -6,6 +6,10 @@
 
 namespace tiomipra {
 
+// Loads the module of `filterAlongEdges`, which needs more libraries than all the rest, unless that
+// was done. Throws `InputError` when the installation lacks it.
+void loadEdgeFilter();
+
 struct FilteredDisparity {
     cv::Mat disparity;   // `CV_32FC1`; any value far from all disparities that count
     cv::Mat confidence;  // `CV_8UC1`, 0 to 255
@@ -16,8 +20,7 @@ struct FilteredDisparity {
 // Transactions on Image Processing, 2014). A disparity counts by its confidence, which is none
 // where left and right differ by more than 1.5 pixels, and little beside jumps.
 //
-// The code is in a module of its own that is loaded at the first call, as it needs more libraries
-// than all the rest. Throws `InputError` when the installation lacks it.
+// The code is in a module of its own, see `loadEdgeFilter`.
 //
 // @param left, right  disparities of both images, `CV_32FC1`; below `smallest` where there is none
 // @param image        the left image, `CV_8UC1` or `CV_8UC3`

@@ -2,7 +2,7 @@
 
 #include <opencv2/ximgproc/disparity_filter.hpp>
 
-#include "files/codec_modules.hpp"
+#include "files/modules.hpp"
 
 namespace tiomipra {
 namespace {

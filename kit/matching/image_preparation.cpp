@@ -13,8 +13,9 @@ cv::Mat equalise(const cv::Mat& image) {
     return equalised;
 }
 
-Padding paddingFor(const MatchingSteps& steps, const vision::AdaptedParameters& adapted) {
-    if (steps.fullWidth == 0 && steps.threeWay == 0 && steps.leftRightCheck == 0 &&
+Padding paddingFor(const vision::Stereo& stereo, const MatchingSteps& steps,
+                   const vision::AdaptedParameters& adapted) {
+    if (steps.fullWidth == 0 && !isThreeWay(stereo, steps) && steps.leftRightCheck == 0 &&
         !filtersAlongEdges(steps))
         return {};
     const int last = adapted.minDisparity + adapted.disparityNumber - 1;

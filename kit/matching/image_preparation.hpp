@@ -24,7 +24,8 @@ struct Padding {
 // wanted; also where the right image is matched, which else has no matches for the columns that
 // match the last ones of the left; and for the search over three directions in any case: OpenCV's
 // reads beyond images with fewer columns to match than half a block.
-Padding paddingFor(const MatchingSteps& steps, const vision::AdaptedParameters& adapted);
+Padding paddingFor(const vision::Stereo& stereo, const MatchingSteps& steps,
+                   const vision::AdaptedParameters& adapted);
 
 // `image` with its first and last columns repeated.
 cv::Mat pad(const cv::Mat& image, const Padding& padding);

@@ -69,22 +69,33 @@ std::string doubtColumns(const AdaptedParameters& adapted, int imageWidth) {
 }
 
 std::string doubtDirections(const Stereo& stereo, const MatchingSteps& steps) {
-    const bool isContradiction =
-        stereo.getStereoAlgorithm() == Stereo::SGBM && steps.threeWay > 0 && stereo.getFullDP();
-    return isContradiction ? "three-way is on, so that full-dp, eight directions, has no effect"
-                           : "";
+    return isThreeWay(stereo, steps) && stereo.getFullDP()
+               ? "three-way is on, so that full-dp, eight directions, has no effect"
+               : "";
 }
 
-// `block` is the side of that of the search over three directions, or 0.
-std::string doubtCosts(const Stereo& stereo, const AdaptedParameters& adapted, int block) {
+std::string doubtSpeckles(const Stereo& stereo) {
+    constexpr int smallest = 4;  // of bm, in sixteenths of a pixel
+    const int range = stereo.getSpeckleRange();
+    if (stereo.getStereoAlgorithm() != Stereo::BM || stereo.getSpeckleWindowSize() == 0 ||
+        range >= smallest)
+        return "";
+    return fmt::format(
+        "speckle-range, {}, is in sixteenths of a pixel with bm, so that slanted surfaces fall "
+        "apart into speckles, which are removed; 16 does what 1 does with sgbm",
+        range);
+}
+
+std::string doubtCosts(const Stereo& stereo, const AdaptedParameters& adapted,
+                       const MatchingSteps& steps) {
     if (stereo.getStereoAlgorithm() != Stereo::SGBM)
         return "";
     // The cost of a pixel is the difference of pre-filtered values, bounded by twice the cap, which
     // OpenCV makes odd and at least 15, plus a quarter of the difference of grey values. Costs of a
     // window are summed up, together with P2, in 16 bits that saturate.
     const std::int64_t pixelCost = 2 * (std::max(stereo.getPreFilterCap(), 15) | 1) + 255 / 4;
-    const bool isThreeWay = block > 0;
-    const std::int64_t side = isThreeWay ? block : adapted.windowSize;
+    const bool hasBlock = isThreeWay(stereo, steps);
+    const std::int64_t side = hasBlock ? steps.threeWay : adapted.windowSize;
     const std::int64_t cost = pixelCost * side * side + adapted.P2;
     constexpr int bound = std::numeric_limits<std::int16_t>::max();
     if (cost <= bound)
@@ -93,7 +104,7 @@ std::string doubtCosts(const Stereo& stereo, const AdaptedParameters& adapted, i
         "sgbm's 16-bit costs can overflow, which gives wrong disparities: {}^2 * (2 * "
         "pre-filter-cap + 63) + p2 = {}^2 * {} + {} = {}, must be at most {}; take a smaller "
         "window, or a preset",
-        isThreeWay ? names::threeWay : names::windowSize, side, pixelCost, adapted.P2, cost, bound);
+        hasBlock ? names::threeWay : names::windowSize, side, pixelCost, adapted.P2, cost, bound);
 }
 
 }  // namespace
@@ -155,8 +166,8 @@ std::vector<std::string> findDoubts(const Stereo& stereo, const MatchingSteps& s
                                     int imageWidth) {
     const AdaptedParameters adapted = adaptToWidth(stereo, imageWidth);
     std::vector<std::string> doubts{steps.fullWidth != 0 ? "" : doubtColumns(adapted, imageWidth),
-                                    doubtDirections(stereo, steps),
-                                    doubtCosts(stereo, adapted, steps.threeWay)};
+                                    doubtDirections(stereo, steps), doubtSpeckles(stereo),
+                                    doubtCosts(stereo, adapted, steps)};
     doubts.erase(std::remove(doubts.begin(), doubts.end(), ""), doubts.end());
     return doubts;
 }

@@ -190,15 +190,16 @@ bool mustTrustUnit(const MatcherSettings& settings, const Rig& rig) {
     return !rig.unit && !settingInMetres(settings).empty();
 }
 
-std::vector<std::string> fitToWidth(Stereo& stereo, int imageWidth) {
+std::vector<std::string> fitToWidth(Stereo& stereo, const MatchingSteps& steps, int imageWidth) {
     std::vector<std::string> changes;
     const int factor = reductionFactor(stereo, imageWidth);
     if (factor < 2)
         return changes;
-    for (const auto fit : {fitSpeckleRange, fitWindow}) {
-        if (const auto change = fit(stereo, factor))
-            changes.push_back(*change);
-    }
+    if (const auto change = fitSpeckleRange(stereo, factor))
+        changes.push_back(*change);
+    const auto change = fitWindow(stereo, factor);
+    if (change && !isThreeWay(stereo, steps))
+        changes.push_back(*change);
     return changes;
 }
 

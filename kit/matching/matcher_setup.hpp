@@ -10,6 +10,7 @@
 #include <vision/stereo.hpp>
 
 #include "matching/matcher_settings.hpp"
+#include "matching/matching_steps.hpp"
 #include "rigs/rig_files.hpp"
 
 namespace tiomipra {
@@ -37,8 +38,10 @@ bool mustTrustUnit(const MatcherSettings& settings, const Rig& rig);
 
 // Changes what the matcher would refuse, or be useless with, at 1/2 or 1/4 of the calibrated width:
 // windows and speckle ranges that get too small. Returns what was changed and why, one sentence
-// each.
-std::vector<std::string> fitToWidth(vision::Stereo& stereo, int imageWidth);
+// each; but not of the window where the search over three directions has a block of its own, for
+// which p1 and p2 stay what they were.
+std::vector<std::string> fitToWidth(vision::Stereo& stereo, const MatchingSteps& steps,
+                                    int imageWidth);
 
 }  // namespace tiomipra
 

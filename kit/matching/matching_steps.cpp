@@ -69,6 +69,10 @@ bool takes(const StepParameter& parameter, int value) {
 
 }  // namespace
 
+bool isThreeWay(const vision::Stereo& stereo, const MatchingSteps& steps) {
+    return steps.threeWay > 0 && stereo.getStereoAlgorithm() == vision::Stereo::SGBM;
+}
+
 bool filtersAlongEdges(const MatchingSteps& steps) {
     return steps.edgeFilter != 0 || steps.minConfidence > 0 || steps.givesConfidence;
 }

@@ -4,6 +4,7 @@
 
 #include <string>
 #include <vector>
+#include <vision/stereo.hpp>
 
 #include "matching/matcher_parameters.hpp"
 #include "matching/matcher_settings.hpp"
@@ -25,6 +26,9 @@ struct MatchingSteps {
 
     bool givesConfidence = false;  // of every disparity, also if no step needs it
 };
+
+// Whether `stereo` is searched over three directions: block matching has none.
+bool isThreeWay(const vision::Stereo& stereo, const MatchingSteps& steps);
 
 // Whether they take the disparities of both images and smooth them.
 bool filtersAlongEdges(const MatchingSteps& steps);

@@ -33,15 +33,20 @@ std::uint64_t pixelsOf(const cv::Size& size) {
     return unsignedOf(size.width) * unsignedOf(size.height);
 }
 
+// Directions, for which it keeps the costs of all rows.
+bool isInEight(const Stereo& stereo, const MatchingSteps& steps) {
+    return stereo.getStereoAlgorithm() == Stereo::SGBM && stereo.getFullDP() &&
+           !isThreeWay(stereo, steps);
+}
+
 std::uint64_t semiGlobalCosts(const Stereo& stereo, const MatchingSteps& steps,
                               const AdaptedParameters& adapted, const cv::Size& size) {
     constexpr std::uint64_t rowsBesideWindow = 12;
     constexpr std::uint64_t bytesOfCost = 2;
     const auto columns = unsignedOf(matchableColumns(adapted, size.width).size());
-    const int window = steps.threeWay > 0 ? steps.threeWay : adapted.windowSize;
-    const bool keepsAllRows = steps.threeWay == 0 && stereo.getFullDP();
-    const std::uint64_t rows =
-        unsignedOf(window) + rowsBesideWindow + (keepsAllRows ? 2 * unsignedOf(size.height) : 0);
+    const int window = isThreeWay(stereo, steps) ? steps.threeWay : adapted.windowSize;
+    const std::uint64_t rows = unsignedOf(window) + rowsBesideWindow +
+                               (isInEight(stereo, steps) ? 2 * unsignedOf(size.height) : 0);
     return bytesOfCost * rows * columns * unsignedOf(adapted.disparityNumber);
 }
 
@@ -56,7 +61,7 @@ std::uint64_t blockMatchingCosts(const AdaptedParameters& adapted, const cv::Siz
 std::uint64_t matcherMemory(const Stereo& stereo, const MatchingSteps& steps,
                             const cv::Size& size) {
     const AdaptedParameters adapted = adaptToWidth(stereo, size.width);
-    const Padding padding = paddingFor(steps, adapted);
+    const Padding padding = paddingFor(stereo, steps, adapted);
     const cv::Size padded(size.width + padding.left + padding.right, size.height);
     return perMatchedPixel * pixelsOf(padded) +
            (stereo.getStereoAlgorithm() == Stereo::SGBM
@@ -95,13 +100,15 @@ void requireMemory(const std::string& task, std::uint64_t need, const MemoryLimi
 }
 
 void requireMemoryToMatch(const std::string& file, const cv::Size& size, const Stereo& stereo,
-                          std::uint64_t need, const MemoryLimit& limit) {
-    const bool isInEight = stereo.getStereoAlgorithm() == Stereo::SGBM && stereo.getFullDP();
-    requireMemory(fmt::format("matching {}, {} with {} disparities,", quote(file), describe(size),
-                              stereo.getDisparityNumber()),
-                  need, limit,
-                  fmt::format("fewer disparities{} or a larger scale take less",
-                              isInEight ? ", five directions in place of eight (full-dp)" : ""));
+                          const MatchingSteps& steps, std::uint64_t need,
+                          const MemoryLimit& limit) {
+    requireMemory(
+        fmt::format("matching {}, {} with {} disparities,", quote(file), describe(size),
+                    stereo.getDisparityNumber()),
+        need, limit,
+        fmt::format(
+            "fewer disparities{} or a larger scale take less",
+            isInEight(stereo, steps) ? ", five directions in place of eight (full-dp)" : ""));
 }
 
 void requireAllocatable(std::uint64_t bytes) {

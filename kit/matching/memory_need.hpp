@@ -54,8 +54,8 @@ void requireMemory(const std::string& task, std::uint64_t need, const MemoryLimi
 
 // The same for matching `file`, whose images are of `size`; `need` is that of `pairMemory`.
 void requireMemoryToMatch(const std::string& file, const cv::Size& size,
-                          const vision::Stereo& stereo, std::uint64_t need,
-                          const MemoryLimit& limit);
+                          const vision::Stereo& stereo, const MatchingSteps& steps,
+                          std::uint64_t need, const MemoryLimit& limit);
 
 // Throws `InputError` unless so many bytes can be allocated now. OpenCV's matchers end the program
 // when their own allocation fails: see docs/opencv-traps.md.

@@ -8,6 +8,7 @@
 #include "base/text.hpp"
 #include "files/image_files.hpp"
 #include "matching/disparity_search.hpp"
+#include "matching/edge_filter.hpp"
 #include "matching/image_reduction.hpp"
 #include "matching/matcher_search.hpp"
 #include "matching/matcher_setup.hpp"
@@ -59,13 +60,16 @@ PairMatcher::PairMatcher(MatcherSettings settings, std::optional<Rig> rig, Notif
     : _settings(std::move(settings)),
       _steps(stepsOf(_settings)),
       _rig(std::move(rig)),
-      _notify(std::move(notify)) {}
+      _notify(std::move(notify)) {
+    if (filtersAlongEdges(_steps))
+        loadEdgeFilter();
+}
 
 Match PairMatcher::match(const Frame& frame, const TakeMemory& takeMemory) {
     StereoImages images = frame.read();
     if (images.left.size() != _size)
         fitTo(images.left.size(), frame.leftFile);
-    requireMemoryToMatch(frame.leftFile, _size, *_stereo, _need, takeMemory(_need));
+    requireMemoryToMatch(frame.leftFile, _size, *_stereo, _steps, _need, takeMemory(_need));
     if (isRectifying() && _rectifier == nullptr)
         prepareRectification();
     if (isRectifying())
@@ -82,7 +86,7 @@ std::uint64_t PairMatcher::memoryFor(const cv::Size& size, const std::string& fi
     requireUsableSize(size, file);
     const cv::Size kept = divisibleSize(size, scale());
     const auto stereo = makeStereo(_settings, rigFor(size), kept);
-    fitToWidth(*stereo, kept.width / scale());
+    fitToWidth(*stereo, _steps, kept.width / scale());
     return pairMemory(*stereo, _steps, size, kept / scale(), _rig.has_value());
 }
 
@@ -119,7 +123,7 @@ void PairMatcher::fitTo(const cv::Size& size, const std::string& file) {
 }
 
 void PairMatcher::fitParameters(int matchedWidth) {
-    for (const std::string& change : fitToWidth(*_stereo, matchedWidth))
+    for (const std::string& change : fitToWidth(*_stereo, _steps, matchedWidth))
         _notify("note: " + change);
     requireMatchable(*_stereo, matchedWidth);
     for (const std::string& doubt : findDoubts(*_stereo, _steps, matchedWidth))

@@ -46,7 +46,7 @@ class PairMatcher {
   public:
     // Without a rig, or with one of `RectifiedCameras`, the frames are rectified already. Notices
     // say what was fitted to the size of the images, which depths are searched, and what may be
-    // wrong with the results.
+    // wrong with the results. Throws `InputError` when the installation lacks what a step needs.
     PairMatcher(MatcherSettings settings, std::optional<Rig> rig, Notify notify);
 
     // Throws `InputError` that names the file when the pair does not fit, or takes more memory than

@@ -117,7 +117,7 @@ TEST(MatcherSetup, ASuffixIsNotTakenOnTrustWhereTheUnitIsKnown) {
 TEST(MatcherSetup, WhatGetsTooSmallIsEnlarged) {
     const auto fitted = [](int factor, const std::map<std::string, int>& values) {
         auto stereo = makeStereo(settingsOf(values), cv::Size(640, 480));
-        return std::pair(fitToWidth(*stereo, 640 / factor), std::move(stereo));
+        return std::pair(fitToWidth(*stereo, {}, 640 / factor), std::move(stereo));
     };
     const std::map<std::string, int> small{
         {"window-size", 5}, {"p1", 100}, {"p2", 400}, {"speckle-range", 1}};

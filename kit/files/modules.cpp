@@ -1,4 +1,4 @@
-#include "files/codec_modules.hpp"
+#include "files/modules.hpp"
 
 #include <dlfcn.h>
 #include <fmt/format.h>

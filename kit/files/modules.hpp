@@ -1,8 +1,8 @@
 // The modules with the codecs of images and videos and with the filter along edges: shared
 // libraries of our own that are loaded when they are needed, as they take longer to load than many
 // commands run.
-#ifndef TIOMIPRA_FILES_CODEC_MODULES_HPP
-#define TIOMIPRA_FILES_CODEC_MODULES_HPP
+#ifndef TIOMIPRA_FILES_MODULES_HPP
+#define TIOMIPRA_FILES_MODULES_HPP
 
 #include <string>
 
