@@ -106,6 +106,9 @@ TEST(SearchDoubts, WarnOfWhatGoesWellButMeasuresBadly) {
         EXPECT_THAT(doubts(preset.values), IsEmpty()) << preset.name;
     EXPECT_THAT(doubts({{"algorithm", Stereo::SGBM}, {"three-way", 5}, {"full-dp", 1}}),
                 ElementsAre(HasSubstr("full-dp")));
+    EXPECT_THAT(doubts({{"algorithm", Stereo::BM}, {"speckle-range", 3}}),
+                ElementsAre(HasSubstr("speckle-range, 3,")));
+    EXPECT_THAT(doubts({{"algorithm", Stereo::BM}, {"speckle-range", 4}}), IsEmpty());
     EXPECT_THAT(columns(1, 320), IsEmpty());
     EXPECT_THAT(columns(2, 320), ElementsAre(HasSubstr("321 of 640")));
     EXPECT_THAT(columns(-320, 16), IsEmpty());

@@ -30,6 +30,7 @@ TEST(MatcherMemory, IsThatOfTheCosts) {
     EXPECT_EQ(memory({{"algorithm", vision::Stereo::SGBM}, {"window-size", 21}, {"full-dp", 1}}),
               images + (33 + 2 * 480) * row);
     EXPECT_EQ(memory({{"window-size", 21}, {"full-dp", 1}}), images + 480 * 64 * (21 + 6));
+    EXPECT_EQ(memory({{"window-size", 21}, {"three-way", 3}}), memory({{"window-size", 21}}));
     // The same columns with 65 more, of which all 640 and one can be matched.
     EXPECT_EQ(memory({{"algorithm", vision::Stereo::SGBM}, {"three-way", 3}}),
               8 * (640 + 65) * 480 + (3 + 12) * 641 * 64 * 2U);
@@ -47,6 +48,8 @@ TEST(MemoryLimits, AreKeptByThePairMatcher) {
     const Frame frame{"1", "a.png", "b.png", {}, [&] { return StereoImages{image, image}; }};
     const MatcherSettings settings =
         settingsOf({{"algorithm", vision::Stereo::SGBM}, {"window-size", 5}, {"full-dp", 1}});
+    MatcherSettings withThreeWay = settings;
+    withThreeWay.values["three-way"] = 3;
     PairMatcher matcher(settings, std::nullopt, [](const std::string&) {});
     const std::uint64_t need = matcher.memoryFor(image.size(), "a.png");
     MemoryLimit limit{need - 1, "the patience of this test"};
@@ -61,6 +64,12 @@ TEST(MemoryLimits, AreKeptByThePairMatcher) {
                     AllOf(HasSubstr("'a.png', 640x480 with 80 disparities, takes about 0.0998 GB"),
                           HasSubstr("at most 0.0998 GB, the patience of this test; fewer "
                                     "disparities, five directions in place of eight"))));
+    EXPECT_THAT(
+        [&] {
+            requireMemoryToMatch("a", {640, 480}, *makeStereo(settings, image.size()),
+                                 stepsOf(withThreeWay), need, limit);
+        },
+        ThrowsMessage<InputError>(testing::Not(HasSubstr("full-dp"))));
     limit.bytes = need;
     EXPECT_NO_THROW(matcher.match(frame, take));
     EXPECT_EQ(taken, 2 * need) << "asked for each pair";
