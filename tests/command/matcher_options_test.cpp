@@ -37,7 +37,7 @@ TEST(MatcherOptions, LayPresetFileAndOptionsOverEachOther) {
     EXPECT_EQ(settings.values.at("algorithm"), Stereo::BM);
     EXPECT_EQ(settings.values.at("window-size"), 11);
     EXPECT_EQ(settings.values.at("p2"), 777);
-    EXPECT_EQ(settings.values.at("min-confidence"), 85) << "of the file's preset";
+    EXPECT_EQ(settings.values.at("min-confidence"), 82) << "of the file's preset";
     EXPECT_EQ(settings.values.at("full-dp"), 0);
     EXPECT_EQ(makeStereo(settings, sampleRig())->getMinDisparity(), 6) << "62.5 / 10";
     const MatcherSettings other = parse("--preset balanced " + file);
