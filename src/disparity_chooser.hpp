@@ -66,17 +66,8 @@ class DisparityChooser {
     // precision does it exactly: the quotient is at most 128 and at least 1 / 65535 from a whole
     // number if it is none.
     TIOMIPRA_INLINE void interpolate(int pixel, std::int16_t* results) {
-        Integers least;
-        Integers before;
-        Integers after;
-        Integers place;
-        Integers isAmbiguous;
+        auto [least, before, after, place, isAmbiguous] = FoundPixels<Integers>(_block, pixel);
         Integers texture;
-        loadWider(_block.least + pixel, least);
-        loadWider(_block.before + pixel, before);
-        loadWider(_block.after + pixel, after);
-        loadWider(_block.place + pixel, place);
-        loadWider(_block.isAmbiguous + pixel, isAmbiguous);
         load(_texture + pixel, texture);
 
         before = place == 0 ? after : before;

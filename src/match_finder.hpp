@@ -140,6 +140,24 @@ TIOMIPRA_INLINE void loadWider(const Element* source, Integers& integers) {
     integers = __builtin_convertvector(numbers, Integers);
 }
 
+// What is known of the pixels of a block from `first` on, as many as there are `Integers`.
+template <typename Integers>
+struct FoundPixels {
+    TIOMIPRA_INLINE FoundPixels(const PixelBlock& block, int first) {
+        loadWider(block.least + first, least);
+        loadWider(block.before + first, before);
+        loadWider(block.after + first, after);
+        loadWider(block.place + first, place);
+        loadWider(block.isAmbiguous + first, isAmbiguous);
+    }
+
+    Integers least;
+    Integers before;
+    Integers after;
+    Integers place;
+    Integers isAmbiguous;
+};
+
 }  // namespace vision
 
 #endif

@@ -129,8 +129,9 @@ class ChoiceKernel {
     }
 
     // The largest sum s for which s * (100 - uniquenessRatio) < least * 100, if that is more than
-    // the least. Single precision does it exactly: the quotient, where it is no larger than a sum
-    // can be, is at least 1/100 from a whole number if it is none.
+    // the least. Single precision does it exactly: the quotient, where a sum can be that large, is
+    // at least 1/100 from a whole number if it is none; elsewhere it is infinite, for a ratio of
+    // 100.
     TIOMIPRA_INLINE void findLimits(int first) {
         Integers least;
         loadWider(_block.least + first, least);
@@ -139,6 +140,7 @@ class ChoiceKernel {
         Floats quotient = __builtin_convertvector(least * 100 - 1, Floats) / divisor;
         const Floats largest = Floats{} + static_cast<float>(largestCost);
         quotient = quotient < largest ? quotient : largest;
+        quotient = quotient > -largest - 1 ? quotient : -largest - 1;
         Integers limit = __builtin_convertvector(quotient, Integers);
         limit = limit > least ? limit : least;
         store(__builtin_convertvector(limit + shift, Limits), _block.limit + first);
@@ -148,17 +150,8 @@ class ChoiceKernel {
     // Single precision does it exactly: the quotient is at most 9 and at least 1 / 2^18 from a
     // whole number if it is none.
     TIOMIPRA_INLINE void interpolate(int pixel, std::int16_t* results) {
-        Integers least;
-        Integers before;
-        Integers after;
-        Integers place;
-        Integers isAmbiguous;
-        loadWider(_block.least + pixel, least);
-        loadWider(_block.before + pixel, before);
-        loadWider(_block.after + pixel, after);
-        loadWider(_block.place + pixel, place);
-        loadWider(_block.isAmbiguous + pixel, isAmbiguous);
-
+        const auto [least, before, after, place, isAmbiguous] =
+            FoundPixels<Integers>(_block, pixel);
         Integers curve = before + after - 2 * least;
         curve = curve > 1 ? curve : 1;
         const auto dividend = __builtin_convertvector((before - after) * 16 + curve, Floats);
