@@ -1,31 +1,34 @@
-// Several steps for each row of an image, over several threads.
+// Steps for each row of an image, over several threads.
 #ifndef VISION_ROW_PIPELINE_HPP
 #define VISION_ROW_PIPELINE_HPP
 
-#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <vector>
 
 namespace vision {
 
-// Each step is done for one row after the other, and for each row the steps follow each other, so
-// that different steps run at the same time for different rows. The first step of a row waits until
-// the last one of that `places` before it is done, for the place where results are kept.
+// Each step is done for one row after the other, as soon as those that it needs are done.
 class RowPipeline {
   public:
-    struct Shape {
-        int steps;
-        int rows;
-        int places;
+    // That `step` is done for the row that comes `rowsBefore` rows before.
+    struct Need {
+        int step;
+        int rowsBefore;
+    };
+    struct Step {
+        int part;  // of the image
+        std::vector<Need> needs;
     };
     using Run = std::function<void(int step, int row)>;
 
-    explicit RowPipeline(const Shape& shape);
+    RowPipeline(std::vector<Step> steps, int rows);
 
-    // Does what there is to do until all is done; to be called by as many threads as there are. It
-    // waits for threads alone that have begun, so that they may also come one after the other.
-    void work(const Run& run);
+    // Does what there is to do until all is done, rather in `part`, as it may be in the caches, and
+    // there rather the last step. To be called by as many threads as there are; as it waits for
+    // threads alone that have begun, they may also come one after the other. `run` must not throw:
+    // the others would wait forever.
+    void work(int part, const Run& run);
 
   private:
     // Of a step.
@@ -35,13 +38,14 @@ class RowPipeline {
     };
 
     bool isReady(std::size_t step) const;
-    int findReadyStep() const;
-    bool isDone() const { return _progress.back().rows == _shape.rows; }
+    int findReadyStep(int part) const;
+    bool isDone() const { return _rowsToDo == 0; }
 
-    Shape _shape;
+    std::vector<Step> _steps;
+    int _rows;
+    int _rowsToDo;  // of all steps
     std::vector<Progress> _progress;
     std::mutex _mutex;
-    std::condition_variable _changed;
 };
 
 }  // namespace vision

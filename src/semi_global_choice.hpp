@@ -19,40 +19,46 @@
 
 namespace vision {
 
+// What passes from one part of a row to that on its left.
+struct ChoiceRow {
+    explicit ChoiceRow(const SemiGlobalTask& task);
+
+    AlongRow along;
+    AlignedNumbers<std::int16_t> rightDisparities;
+    AlignedNumbers<std::int16_t> rightSums;
+};
+
 struct ChoiceTables {
     explicit ChoiceTables(const SemiGlobalTask& task);
 
     std::ptrdiff_t stride;               // from the sums of a pixel to those of the next
     AlignedNumbers<std::uint16_t> sums;  // of a block of pixels, shifted to unsigned numbers
-    AlignedNumbers<std::int16_t> along;
-    AlignedNumbers<std::int16_t> rightDisparities;
-    AlignedNumbers<std::int16_t> rightSums;
 };
 
 template <typename Isa>
 class ChoiceKernel {
   public:
-    TIOMIPRA_INLINE ChoiceKernel(const SemiGlobalTask& task, ChoiceTables& tables)
+    TIOMIPRA_INLINE ChoiceKernel(const SemiGlobalTask& task, ChoiceTables& tables, ChoiceRow& row)
         : _task(task),
           _settings(task.settings),
           _disparities(task.disparities),
           _tables(tables),
+          _row(row),
           _size(task.disparityNumber()),
           _missing((_settings.minDisparity - 1) * 16),
           _finder(_size) {}
 
-    TIOMIPRA_INLINE void run(int y, const std::int16_t* costs, const std::int16_t* sums) {
+    // `costs` and `sums` are those of the part's first pixel. Parts follow from right to left.
+    TIOMIPRA_INLINE void run(int y, const Columns& part, const std::int16_t* costs,
+                             const std::int16_t* sums) {
         auto* disparities = _disparities.ptr<std::int16_t>(y);
-        const auto missing = static_cast<std::int16_t>(_missing);
-        std::fill_n(disparities, _disparities.cols, missing);
-        std::fill_n(_tables.rightDisparities.data(), _disparities.cols, missing);
-        std::fill_n(_tables.rightSums.data(), _disparities.cols, largestCost);
-        std::fill_n(_tables.along.data(), _size, std::int16_t{0});
-        _limit = _task.largeChange;
-        const int blocks = (_task.columns + PixelBlock::size - 1) / PixelBlock::size;
+        if (part.end == _task.columns)
+            begin(disparities);
+        const int blocks = (part.size() + PixelBlock::size - 1) / PixelBlock::size;
         for (int block = blocks - 1; block >= 0; --block)
-            chooseBlock(block * PixelBlock::size, costs, sums, disparities);
-        check(disparities);
+            chooseBlock(part, block * PixelBlock::size, costs, sums, disparities);
+        if (part.begin == 0)
+            check(disparities);
     }
 
   private:
@@ -65,13 +71,21 @@ class ChoiceKernel {
     // From the unsigned numbers to signed ones.
     static constexpr int shift = 0x8000;
 
-    TIOMIPRA_INLINE void chooseBlock(int begin, const std::int16_t* costs, const std::int16_t* sums,
-                                     std::int16_t* disparities) {
-        const int size = std::min(PixelBlock::size, _task.columns - begin);
+    TIOMIPRA_INLINE void begin(std::int16_t* disparities) {
+        const auto missing = static_cast<std::int16_t>(_missing);
+        std::fill_n(disparities, _disparities.cols, missing);
+        std::fill_n(_row.rightDisparities.data(), _disparities.cols, missing);
+        std::fill_n(_row.rightSums.data(), _disparities.cols, largestCost);
+        _row.along.begin(_task);
+    }
+
+    TIOMIPRA_INLINE void chooseBlock(const Columns& part, int begin, const std::int16_t* costs,
+                                     const std::int16_t* sums, std::int16_t* disparities) {
+        const int size = std::min(PixelBlock::size, part.size() - begin);
         // One sum may be read before those of the first pixel.
         std::uint16_t* unsignedSums = _tables.sums.data() + _tables.stride;
         for (int pixel = size - 1; pixel >= 0; --pixel) {
-            const std::ptrdiff_t here = static_cast<std::ptrdiff_t>(begin + pixel) * _size;
+            const std::ptrdiff_t here = _task.costsOf(begin + pixel);
             std::uint16_t* to = unsignedSums + pixel * _tables.stride;
             const std::int16_t least = _settings.fullDP ? takeSums(sums + here, to)
                                                         : followPath(costs + here, sums + here, to);
@@ -83,9 +97,10 @@ class ChoiceKernel {
         std::int16_t chosen[PixelBlock::size];
         for (int pixel = 0; pixel < size; pixel += Isa::integers)
             interpolate(pixel, chosen + pixel);
-        std::copy_n(chosen, size, disparities + _task.firstLeft + begin);
+        const int first = _task.firstLeft + part.begin + begin;
+        std::copy_n(chosen, size, disparities + first);
         for (int pixel = size - 1; pixel >= 0; --pixel)
-            claim(begin + pixel, pixel, chosen[pixel]);
+            claim(first + pixel, pixel, chosen[pixel]);
     }
 
     // Sets the sums `to` and returns the least.
@@ -104,8 +119,8 @@ class ChoiceKernel {
     // The same with the costs along the path from the right.
     TIOMIPRA_INLINE std::int16_t followPath(const std::int16_t* costs, const std::int16_t* sums,
                                             std::uint16_t* to) {
-        std::int16_t* along = _tables.along.data();
-        PathStep<Isa> path(along, _limit, _task.smallChange);
+        std::int16_t* along = _row.along.costs.data();
+        PathStep<Isa> path(along, _row.along.limit, _task.smallChange);
         Costs least;
         Isa::fill(largestCost, least);
         const int last = _size - Isa::costLanes;
@@ -124,7 +139,7 @@ class ChoiceKernel {
             least = sum < least ? sum : least;
             store(sum ^ -shift, to + i);
         }
-        _limit = wrappingSum(path.least(), _task.largeChange);
+        _row.along.limit = wrappingSum(path.least(), _task.largeChange);
         return Isa::findLeastCost(least);
     }
 
@@ -174,11 +189,11 @@ class ChoiceKernel {
         if (result == _missing)
             return;
         const int disparity = _block.place[pixel] + _settings.minDisparity;
-        const int right = x + _task.firstLeft - disparity;
+        const int right = x - disparity;
         const auto sum = static_cast<std::int16_t>(_block.least[pixel] - shift);
-        if (_tables.rightSums.data()[right] > sum) {
-            _tables.rightSums.data()[right] = sum;
-            _tables.rightDisparities.data()[right] = static_cast<std::int16_t>(disparity);
+        if (_row.rightSums.data()[right] > sum) {
+            _row.rightSums.data()[right] = sum;
+            _row.rightDisparities.data()[right] = static_cast<std::int16_t>(disparity);
         }
     }
 
@@ -198,7 +213,7 @@ class ChoiceKernel {
         const int right = x - disparity;
         if (right < 0 || right >= _disparities.cols)
             return false;
-        const int found = _tables.rightDisparities.data()[right];
+        const int found = _row.rightDisparities.data()[right];
         return found >= _settings.minDisparity &&
                std::abs(found - disparity) > std::max(_settings.disp12MaxDiff, 1);
     }
@@ -207,11 +222,11 @@ class ChoiceKernel {
     SemiGlobalMatching _settings;
     cv::Mat _disparities;  // those of the task
     ChoiceTables& _tables;
+    ChoiceRow& _row;
     int _size;  // sums of a pixel
     int _missing;
     MatchFinder<Isa> _finder;
     PixelBlock _block{};
-    std::int16_t _limit = 0;  // of the path along the row
 };
 
 }  // namespace vision

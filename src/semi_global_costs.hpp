@@ -50,19 +50,20 @@ class PixelRanges {
     std::vector<std::uint8_t> _numbers;
 };
 
-// What the costs of a row are made of.
+// What the costs of a part of a row are made of.
 class CostTables {
   public:
-    explicit CostTables(const SemiGlobalTask& task);
+    CostTables(const SemiGlobalTask& task, const Columns& part);
 
     // Sets the ranges to those of row `y`.
     void takeRow(const SemiGlobalTask& task, int y);
 
-    // Of the row, as many as are needed at the same time.
+    // Of the row, as many as are needed at the same time, for `compared`.
     std::uint8_t* pixelCosts(int y) {
         return _pixelCosts.data() + static_cast<std::ptrdiff_t>(y % _keptRows) * _stride;
     }
 
+    Columns compared;  // The part and half a window on both sides.
     PixelRanges leftSlopes;
     PixelRanges leftGreys;
     PixelRanges rightSlopes;  // From right to left, so that their disparities grow.
@@ -81,8 +82,8 @@ class CostTables {
 template <typename Isa>
 class CostKernel {
   public:
-    TIOMIPRA_INLINE CostKernel(const SemiGlobalTask& task, CostTables& tables)
-        : _task(task), _tables(tables), _size(task.disparityNumber()) {}
+    TIOMIPRA_INLINE CostKernel(const SemiGlobalTask& task, const Columns& part, CostTables& tables)
+        : _task(task), _part(part), _tables(tables), _size(task.disparityNumber()) {}
 
     // `before` are the costs of the row before, if there is one, and may be where `costs` go.
     TIOMIPRA_INLINE void run(int y, const std::int16_t* before, std::int16_t* costs) {
@@ -103,7 +104,7 @@ class CostKernel {
     };
 
     TIOMIPRA_INLINE void addFirstRows(std::int16_t* costs) {
-        std::fill_n(costs, _task.rowSize(), _task.largeChange);
+        std::fill_n(costs, _task.costsOf(_part.size()), _task.largeChange);
         for (int y = 0; y <= _task.half; ++y) {
             if (y < _task.rows())
                 comparePixels(y);
@@ -115,8 +116,8 @@ class CostKernel {
     TIOMIPRA_INLINE void addFirstRow(int y, std::int16_t* costs) {
         const std::int32_t times = y == 0 ? _task.half + 1 : 1;
         const RowSum sum = startSum(std::min(y, _task.rows() - 1), _tables.entering.data());
-        for (int x = 0; x < _task.columns; ++x, costs += _size) {
-            if (x > 0)
+        for (int x = _part.begin; x < _part.end; ++x, costs += _size) {
+            if (x > _part.begin)
                 moveRight(sum, x);
             for (int i = 0; i < _size; ++i) {
                 const std::int32_t added = std::min<std::int32_t>(sum.sums[i] * times, largestCost);
@@ -133,12 +134,12 @@ class CostKernel {
         const RowSum entering =
             startSum(std::min(enteringRow, _task.rows() - 1), _tables.entering.data());
         const RowSum leaving = startSum(std::max(y - _task.half - 1, 0), _tables.leaving.data());
-        // Which comes first counts only where the sum does not fit.
-        const bool addsFirst = enteringRow < _task.rows();
+        // Which comes first counts only where the sum does not fit: in the first column it depends.
+        const bool addsFirst = _part.begin == 0 && enteringRow < _task.rows();
         for (int i = 0; i < _size; i += Isa::costLanes)
             changeFirst(entering.sums + i, leaving.sums + i, addsFirst, before + i, costs + i);
-        for (int x = 1; x < _task.columns; ++x) {
-            const std::ptrdiff_t here = static_cast<std::ptrdiff_t>(x) * _size;
+        for (int x = _part.begin + 1; x < _part.end; ++x) {
+            const std::ptrdiff_t here = _task.costsOf(x - _part.begin);
             moveRight(entering, leaving, x, before + here, costs + here);
         }
     }
@@ -160,12 +161,11 @@ class CostKernel {
         store(cost, costs);
     }
 
-    // The sum for the first pixel, for whose left half the first pixel stands.
+    // The sum for the first pixel.
     TIOMIPRA_INLINE RowSum startSum(int y, std::int16_t* sums) {
         const RowSum sum{_tables.pixelCosts(y), sums};
-        for (int i = 0; i < _size; ++i)
-            sums[i] = static_cast<std::int16_t>(sum.pixelCosts[i] * (_task.half + 1));
-        for (int x = 1; x <= _task.half; ++x) {
+        std::fill_n(sums, _size, std::int16_t{0});
+        for (int x = _part.begin - _task.half; x <= _part.begin + _task.half; ++x) {
             const std::uint8_t* pixelCosts = at(sum, x);
             for (int i = 0; i < _size; ++i)
                 sums[i] = static_cast<std::int16_t>(sums[i] + pixelCosts[i]);
@@ -213,15 +213,15 @@ class CostKernel {
     }
 
     TIOMIPRA_INLINE const std::uint8_t* at(const RowSum& sum, int x) const {
-        const std::ptrdiff_t column = std::clamp(x, 0, _task.columns - 1);
-        return sum.pixelCosts + column * _size;
+        const int column = std::clamp(x, 0, _task.columns - 1);
+        return sum.pixelCosts + _task.costsOf(column - _tables.compared.begin);
     }
 
     TIOMIPRA_INLINE void comparePixels(int y) {
         _tables.takeRow(_task, y);
         std::uint8_t* pixelCosts = _tables.pixelCosts(y);
         // The last vector may reach into the next pixel, which comes after it.
-        for (int x = 0; x < _task.columns; ++x, pixelCosts += _size) {
+        for (int x = _tables.compared.begin; x < _tables.compared.end; ++x, pixelCosts += _size) {
             const int left = _task.firstLeft + x;
             const int right = _task.right.cols - 1 - left + _task.settings.minDisparity;
             for (int i = 0; i < _size; i += 2 * Isa::costLanes) {
@@ -267,6 +267,7 @@ class CostKernel {
     }
 
     const SemiGlobalTask& _task;
+    Columns _part;
     CostTables& _tables;
     int _size;  // costs of a pixel
 };

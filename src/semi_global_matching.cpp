@@ -14,15 +14,16 @@
 
 namespace vision {
 
-CostTables::CostTables(const SemiGlobalTask& task)
-    : leftSlopes(task.left.cols),
+CostTables::CostTables(const SemiGlobalTask& task, const Columns& part)
+    : compared{std::max(part.begin - task.half, 0), std::min(part.end + task.half, task.columns)},
+      leftSlopes(task.left.cols),
       leftGreys(task.left.cols),
       rightSlopes(task.left.cols),
       rightGreys(task.left.cols),
       entering(static_cast<std::size_t>(task.disparityNumber())),
       leaving(static_cast<std::size_t>(task.disparityNumber())),
       _keptRows(std::min(2 * task.half + 2, task.rows())),
-      _stride(task.rowSize() + PixelRanges::overread),
+      _stride(task.costsOf(compared.size()) + PixelRanges::overread),
       _pixelCosts(static_cast<std::size_t>(_stride) * static_cast<std::size_t>(_keptRows)),
       _slopes(static_cast<std::size_t>(task.left.cols)),
       _greys(static_cast<std::size_t>(task.left.cols)) {}
@@ -81,23 +82,43 @@ void CostTables::takeRow(const SemiGlobalTask& task, int y) {
         ranges->findRanges(width);
 }
 
-ChoiceTables::ChoiceTables(const SemiGlobalTask& task)
-    : stride(std::ptrdiff_t{(task.disparityNumber() + 31) / 32} * 32),
-      sums(static_cast<std::size_t>(stride) * (PixelBlock::size + 2)),
-      along(static_cast<std::size_t>(task.disparityNumber())),
+ChoiceRow::ChoiceRow(const SemiGlobalTask& task)
+    : along(task),
       rightDisparities(static_cast<std::size_t>(task.left.cols)),
       rightSums(static_cast<std::size_t>(task.left.cols)) {}
 
+ChoiceTables::ChoiceTables(const SemiGlobalTask& task)
+    : stride(std::ptrdiff_t{(task.disparityNumber() + 31) / 32} * 32),
+      sums(static_cast<std::size_t>(stride) * (PixelBlock::size + 2)) {}
+
 namespace {
 
-struct Tables {
-    explicit Tables(const SemiGlobalTask& task) : costs(task), paths(task), choice(task) {}
-    CostTables costs;
-    PathTables paths;
-    ChoiceTables choice;
+// What the steps of a part of the columns work on.
+struct PartTables {
+    PartTables(const SemiGlobalTask& task, const Columns& part, int rows)
+        : columns(part),
+          costTables(task, part),
+          handed(task),
+          along(task),
+          choiceTables(task),
+          keptRows(rows),
+          costs(rows, static_cast<int>(task.costsOf(part.size())), CV_16SC1),
+          sums(costs.size(), CV_16SC1) {}
+
+    Columns columns;
+    CostTables costTables;
+    AlongRow handed;  // by the part before
+    AlongRow along;
+    ChoiceTables choiceTables;
+    int keptRows;  // whose costs are kept
+    cv::Mat costs;
+    cv::Mat sums;
 };
 
-enum class Step { costs, paths, choice };
+// The paths into the last pixel of a part are a step of their own: it alone needs the part behind
+// it, which so may be worked on at the same time.
+enum class Step { costs, paths, lastPaths, choice };
+constexpr int stepNumber = 4;
 
 // A step for a row: the `count`-th row on the way down or up.
 struct Job {
@@ -105,39 +126,49 @@ struct Job {
     int count;
     bool isDown;
     int y;
+    Columns pixels;  // whose paths are followed
     const std::int16_t* costsBefore;
     std::int16_t* costs;
     std::int16_t* sums;
 };
 
 template <typename Isa>
-TIOMIPRA_INLINE void runJob(const SemiGlobalTask& task, Tables& tables, const Job& job) {
+TIOMIPRA_INLINE void runJob(const SemiGlobalTask& task, PartTables& part, PathTables& paths,
+                            ChoiceRow& choice, const Job& job) {
     switch (job.step) {
         case Step::costs:
-            CostKernel<Isa>(task, tables.costs).run(job.y, job.costsBefore, job.costs);
+            CostKernel<Isa>(task, part.columns, part.costTables)
+                .run(job.y, job.costsBefore, job.costs);
             break;
         case Step::paths:
-            PathKernel<Isa>(task, tables.paths).run(job.count, job.isDown, job.costs, job.sums);
+        case Step::lastPaths:
+            PathKernel<Isa>(task, paths, part.along)
+                .run(job.count, job.isDown, part.columns, job.pixels, job.costs, job.sums);
             break;
         case Step::choice:
-            ChoiceKernel<Isa>(task, tables.choice).run(job.y, job.costs, job.sums);
+            ChoiceKernel<Isa>(task, part.choiceTables, choice)
+                .run(job.y, part.columns, job.costs, job.sums);
             break;
     }
 }
 
-using JobFunction = void(const SemiGlobalTask& task, Tables& tables, const Job& job);
+using JobFunction = void(const SemiGlobalTask& task, PartTables& part, PathTables& paths,
+                         ChoiceRow& choice, const Job& job);
 
-void runBaseline(const SemiGlobalTask& task, Tables& tables, const Job& job) {
-    runJob<Baseline>(task, tables, job);
+void runBaseline(const SemiGlobalTask& task, PartTables& part, PathTables& paths, ChoiceRow& choice,
+                 const Job& job) {
+    runJob<Baseline>(task, part, paths, choice, job);
 }
 
 #if defined(__x86_64__)
-TIOMIPRA_FOR_AVX2 void runAvx2(const SemiGlobalTask& task, Tables& tables, const Job& job) {
-    runJob<Avx2>(task, tables, job);
+TIOMIPRA_FOR_AVX2 void runAvx2(const SemiGlobalTask& task, PartTables& part, PathTables& paths,
+                               ChoiceRow& choice, const Job& job) {
+    runJob<Avx2>(task, part, paths, choice, job);
 }
 
-TIOMIPRA_FOR_AVX512 void runAvx512(const SemiGlobalTask& task, Tables& tables, const Job& job) {
-    runJob<Avx512>(task, tables, job);
+TIOMIPRA_FOR_AVX512 void runAvx512(const SemiGlobalTask& task, PartTables& part, PathTables& paths,
+                                   ChoiceRow& choice, const Job& job) {
+    runJob<Avx512>(task, part, paths, choice, job);
 }
 
 JobFunction* chooseJobFunction(InstructionSet instructionSet) {
@@ -190,54 +221,119 @@ SemiGlobalTask makeTask(const cv::Mat& left, const cv::Mat& right,
             static_cast<std::int16_t>(largeChange)};
 }
 
+// At most four, as memory grows with them; each at least two windows wide, as pixels are compared
+// by both parts around the seam.
+int countParts(const SemiGlobalTask& task) {
+    const int most = task.columns / (4 * task.half + 2);
+    return std::clamp(cv::getNumThreads(), 1, std::clamp(most, 1, 4));
+}
+
 // All steps of an image, over threads.
 class Matcher {
   public:
     Matcher(const SemiGlobalTask& task, InstructionSet instructionSet)
         : _task(task),
           _run(chooseJobFunction(instructionSet)),
-          _tables(task),
-          _threads(std::clamp(cv::getNumThreads(), 1, 3)),
-          _keptRows(task.settings.fullDP ? task.rows() : (_threads == 1 ? 1 : 4)),
-          _costs(_keptRows, static_cast<int>(task.rowSize()), CV_16SC1),
-          _sums(_costs.size(), CV_16SC1) {}
+          _partNumber(countParts(task)),
+          _paths(task, _partNumber) {
+        for (int part = 0; part < _partNumber; ++part)
+            _parts.emplace_back(task, columnsOf(part), countKeptRows(part));
+        for (int row = 0; row < countRowsAhead(0); ++row)
+            _choiceRows.emplace_back(task);
+    }
 
     void run() {
         if (!_task.settings.fullDP) {
-            runWay({Step::costs, Step::paths, Step::choice}, true);
+            runWay({Step::costs, Step::paths, Step::lastPaths, Step::choice}, true);
             return;
         }
-        runWay({Step::costs, Step::paths}, true);
-        _tables.paths = PathTables(_task);
-        runWay({Step::paths, Step::choice}, false);
+        runWay({Step::costs, Step::paths, Step::lastPaths}, true);
+        _paths = PathTables(_task, _partNumber);
+        runWay({Step::paths, Step::lastPaths, Step::choice}, false);
     }
 
   private:
+    Columns columnsOf(int part) const {
+        return {_task.columns * part / _partNumber, _task.columns * (part + 1) / _partNumber};
+    }
+
+    // A part follows paths up to two rows ahead of the part behind it, and chooses after it; two
+    // rows more, so that parts seldom wait for each other.
+    int countRowsAhead(int part) const {
+        return _partNumber == 1 ? 1 : 2 * (_partNumber - part) + 1;
+    }
+    int countKeptRows(int part) const {
+        return _task.settings.fullDP ? _task.rows() : countRowsAhead(part);
+    }
+
+    // Other steps than `steps` have nothing to do.
     void runWay(const std::vector<Step>& steps, bool isDown) {
-        RowPipeline pipeline({static_cast<int>(steps.size()), _task.rows(), _keptRows});
-        cv::parallel_for_(cv::Range(0, _threads), [&](const cv::Range&) {
-            pipeline.work([&](int step, int row) {
-                runJob(steps[static_cast<std::size_t>(step)], row, isDown);
+        for (PartTables& part : _parts)
+            part.handed.begin(_task);
+        RowPipeline pipeline(findNeeds(isDown), _task.rows());
+        cv::parallel_for_(cv::Range(0, _partNumber), [&](const cv::Range& range) {
+            pipeline.work(range.start, [&](int index, int row) {
+                const auto step = static_cast<Step>(index % stepNumber);
+                if (std::find(steps.begin(), steps.end(), step) != steps.end())
+                    runJob(index / stepNumber, step, row, isDown);
             });
         });
     }
 
-    void runJob(Step step, int count, bool isDown) {
+    bool isPart(int part) const { return part >= 0 && part < _partNumber; }
+
+    std::vector<RowPipeline::Step> findNeeds(bool isDown) const {
+        using Needs = std::vector<RowPipeline::Need>;
+        const auto need = [](int part, Step step, int rowsBefore) {
+            return RowPipeline::Need{part * stepNumber + static_cast<int>(step), rowsBefore};
+        };
+        std::vector<RowPipeline::Step> steps;
+        for (int part = 0; part < _partNumber; ++part) {
+            Needs costs{need(part, Step::choice, countKeptRows(part))};
+            Needs paths{need(part, Step::costs, 0), need(part, Step::lastPaths, 1)};
+            Needs lastPaths{need(part, Step::paths, 0)};
+            Needs choice{need(part, Step::lastPaths, 0)};
+            if (const int before = isDown ? part - 1 : part + 1; isPart(before))
+                paths.push_back(need(before, Step::lastPaths, 0));
+            if (const int behind = isDown ? part + 1 : part - 1; isPart(behind))
+                lastPaths.push_back(need(behind, Step::paths, 1));
+            choice.push_back(isPart(part + 1) ? need(part + 1, Step::choice, 0)
+                                              : need(0, Step::choice, countRowsAhead(0)));
+            for (const Needs& needs : {costs, paths, lastPaths, choice})
+                steps.push_back({part, needs});
+        }
+        return steps;
+    }
+
+    void runJob(int partIndex, Step step, int count, bool isDown) {
+        PartTables& part = _parts[static_cast<std::size_t>(partIndex)];
+        if (step == Step::paths)
+            part.along = part.handed;
         const int y = isDown ? count : _task.rows() - 1 - count;
-        const int place = y % _keptRows;
-        const int placeBefore = std::max(y - 1, 0) % _keptRows;
-        _run(_task, _tables,
-             {step, count, isDown, y, _costs.ptr<std::int16_t>(placeBefore),
-              _costs.ptr<std::int16_t>(place), _sums.ptr<std::int16_t>(place)});
+        const int place = y % part.keptRows;
+        const int placeBefore = std::max(y - 1, 0) % part.keptRows;
+        ChoiceRow& choice = _choiceRows[static_cast<std::size_t>(y) % _choiceRows.size()];
+        _run(_task, part, _paths, choice,
+             {step, count, isDown, y, pixelsOf(part.columns, step, isDown),
+              part.costs.ptr<std::int16_t>(placeBefore), part.costs.ptr<std::int16_t>(place),
+              part.sums.ptr<std::int16_t>(place)});
+        const int behind = isDown ? partIndex + 1 : partIndex - 1;
+        if (step == Step::lastPaths && isPart(behind))
+            _parts[static_cast<std::size_t>(behind)].handed = part.along;
+    }
+
+    static Columns pixelsOf(const Columns& part, Step step, bool isDown) {
+        if (step == Step::lastPaths)
+            return isDown ? Columns{part.end - 1, part.end} : Columns{part.begin, part.begin + 1};
+        return isDown ? Columns{part.begin, part.end - 1} : Columns{part.begin + 1, part.end};
     }
 
     SemiGlobalTask _task;
     JobFunction* _run;
-    Tables _tables;
-    int _threads;
-    int _keptRows;  // whose costs are kept
-    cv::Mat _costs;
-    cv::Mat _sums;
+    int _partNumber;
+    PathTables _paths;
+    std::vector<PartTables> _parts;
+    std::vector<ChoiceRow> _choiceRows;
 };
 
 int missingDisparity(const SemiGlobalMatching& settings) {

@@ -10,7 +10,8 @@
 //
 // One path runs along the row; three come from the row before: diagonally from both sides, and
 // straight. Their costs replace those of the pixel before where these stand. So the places move by
-// one pixel with each row where the path is diagonal, and go round at the end of the row.
+// one pixel with each row where the path is diagonal, and go round at the end of the row. There are
+// a few places more than pixels, as parts of a row may be some rows behind those before them.
 #ifndef VISION_SEMI_GLOBAL_PATHS_HPP
 #define VISION_SEMI_GLOBAL_PATHS_HPP
 
@@ -83,54 +84,68 @@ class PathStep {
 
 // The costs along one path to the pixels of a row, and the least of each with a large change.
 struct PathRow {
-    explicit PathRow(const SemiGlobalTask& task)
-        : costs(static_cast<std::size_t>(task.rowSize())),
-          limits(static_cast<std::size_t>(task.columns)) {
-        std::fill_n(limits.data(), task.columns, task.largeChange);
+    PathRow(const SemiGlobalTask& task, int places)
+        : costs(static_cast<std::size_t>(task.costsOf(places))),
+          limits(static_cast<std::size_t>(places)) {
+        std::fill_n(limits.data(), places, task.largeChange);
     }
 
     AlignedNumbers<std::int16_t> costs;
     AlignedNumbers<std::int16_t> limits;
 };
 
+// The same of the path along the row.
+struct AlongRow {
+    explicit AlongRow(const SemiGlobalTask& task)
+        : costs(static_cast<std::size_t>(task.disparityNumber())) {
+        begin(task);
+    }
+
+    void begin(const SemiGlobalTask& task) {
+        std::fill_n(costs.data(), task.disparityNumber(), std::int16_t{0});
+        limit = task.largeChange;
+    }
+
+    AlignedNumbers<std::int16_t> costs;
+    std::int16_t limit;
+};
+
 struct PathTables {
-    explicit PathTables(const SemiGlobalTask& task)
-        : fromLeft(task),
-          straight(task),
-          fromRight(task),
-          along(static_cast<std::size_t>(task.disparityNumber())),
+    PathTables(const SemiGlobalTask& task, int parts)
+        : places(task.columns + 2 * parts),
+          fromLeft(task, places),
+          straight(task, places),
+          fromRight(task, places),
           none(static_cast<std::size_t>(task.disparityNumber())) {}
 
+    int places;
     PathRow fromLeft;
     PathRow straight;
     PathRow fromRight;
-    AlignedNumbers<std::int16_t> along;
     AlignedNumbers<std::int16_t> none;  // The costs before the first pixel of a path: zeros.
 };
 
 template <typename Isa>
 class PathKernel {
   public:
-    TIOMIPRA_INLINE PathKernel(const SemiGlobalTask& task, PathTables& tables)
-        : _task(task), _tables(tables), _size(task.disparityNumber()) {}
+    TIOMIPRA_INLINE PathKernel(const SemiGlobalTask& task, PathTables& tables, AlongRow& along)
+        : _task(task), _tables(tables), _along(along), _size(task.disparityNumber()) {}
 
-    // Follows the paths into the next row, the `count`-th of a pass, and adds their costs to
-    // `sums`, which begin as zeros on the way down. On the way up, everything is turned round.
-    TIOMIPRA_INLINE void run(int count, bool isDown, const std::int16_t* costs,
-                             std::int16_t* sums) {
-        const int columns = _task.columns;
-        std::fill_n(_tables.along.data(), _size, std::int16_t{0});
-        std::int16_t limitAlong = _task.largeChange;
-        for (int n = 0; n < columns; ++n) {
-            const int x = isDown ? n : columns - 1 - n;
-            const std::ptrdiff_t here = static_cast<std::ptrdiff_t>(x) * _size;
-            const int moved = count % columns;
-            const int left = x < moved ? x - moved + columns : x - moved;
-            const int right = x + moved < columns ? x + moved : x + moved - columns;
-            const Place places[] = {{_tables.along.data(), limitAlong, true},
+    // Follows the paths into some `pixels` of the next row, the `count`-th of a pass, and adds
+    // their costs to `sums`, which begin as zeros on the way down. On the way up, everything is
+    // turned round. `costs` and `sums` are those of the part's first pixel.
+    TIOMIPRA_INLINE void run(int count, bool isDown, const Columns& part, const Columns& pixels,
+                             const std::int16_t* costs, std::int16_t* sums) {
+        const int moved = count % _tables.places;
+        for (int n = 0; n < pixels.size(); ++n) {
+            const int x = isDown ? pixels.begin + n : pixels.end - 1 - n;
+            const int left = x < moved ? x - moved + _tables.places : x - moved;
+            const int right = x + moved < _tables.places ? x + moved : x + moved - _tables.places;
+            const Place places[] = {{_along.costs.data(), _along.limit, true},
                                     find(_tables.fromLeft, left, x > 0),
                                     find(_tables.straight, x, true),
-                                    find(_tables.fromRight, right, x < columns - 1)};
+                                    find(_tables.fromRight, right, x < _task.columns - 1)};
+            const std::ptrdiff_t here = _task.costsOf(x - part.begin);
             follow(places, costs + here, isDown, sums + here);
         }
     }
@@ -145,8 +160,7 @@ class PathKernel {
     };
 
     TIOMIPRA_INLINE Place find(PathRow& row, int x, bool hasBefore) {
-        return {row.costs.data() + static_cast<std::ptrdiff_t>(x) * _size, row.limits.data()[x],
-                hasBefore};
+        return {row.costs.data() + _task.costsOf(x), row.limits.data()[x], hasBefore};
     }
 
     TIOMIPRA_INLINE PathStep<Isa> step(const Place& place) {
@@ -183,6 +197,7 @@ class PathKernel {
 
     const SemiGlobalTask& _task;
     PathTables& _tables;
+    AlongRow& _along;
     int _size;  // costs of a pixel
 };
 

@@ -15,6 +15,15 @@
 
 namespace vision {
 
+// Columns that are matched, from 0 on. A thread does all steps for a part of them as far as it can,
+// so that what it works on stays in its cache; little passes from part to part.
+struct Columns {
+    int begin;
+    int end;
+
+    int size() const { return end - begin; }
+};
+
 struct SemiGlobalTask {
     cv::Mat left;
     cv::Mat right;
@@ -31,8 +40,8 @@ struct SemiGlobalTask {
 
     int rows() const { return left.rows; }
     int disparityNumber() const { return settings.disparityNumber; }
-    std::ptrdiff_t rowSize() const {
-        return static_cast<std::ptrdiff_t>(columns) * disparityNumber();
+    std::ptrdiff_t costsOf(int pixels) const {
+        return static_cast<std::ptrdiff_t>(pixels) * disparityNumber();
     }
 };
 

@@ -228,20 +228,24 @@ TEST(SemiGlobalMatching, LeavesToOpenCvWhatItDoesOtherwise) {
     }
 }
 
-TEST(RowPipeline, KeepsTheOrderOfStepsAndPlaces) {
+TEST(RowPipeline, DoesStepsWhenWhatTheyNeedIsDone) {
+    using Steps = std::vector<vision::RowPipeline::Step>;
+    const Steps steps{{0, {{2, 3}}}, {0, {{0, 0}, {2, 1}}}, {1, {{1, 0}}}};
     std::atomic<int> done[3]{};
     std::atomic<int> faults = 0;
-    vision::RowPipeline pipeline({3, 300, 2});
-    const auto work = [&] {
-        pipeline.work([&](int step, int row) {
-            const bool isReady = step == 0 ? row < done[2] + 2 : row < done[step - 1];
-            faults += isReady && row == done[step] ? 0 : 1;
+    vision::RowPipeline pipeline(steps, 300);
+    const auto work = [&](int part) {
+        pipeline.work(part, [&](int step, int row) {
+            bool isReady = row == done[step];
+            for (const auto& [needed, rowsBefore] : steps[static_cast<std::size_t>(step)].needs)
+                isReady = isReady && done[needed] > row - rowsBefore;
+            faults += isReady ? 0 : 1;
             std::this_thread::yield();
             ++done[step];
         });
     };
-    std::thread threads[] = {std::thread(work), std::thread(work)};
-    work();
+    std::thread threads[] = {std::thread(work, 1), std::thread(work, 0)};
+    work(0);
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(faults, 0);
