@@ -236,6 +236,7 @@ class Matcher {
           _run(chooseJobFunction(instructionSet)),
           _partNumber(countParts(task)),
           _paths(task, _partNumber) {
+        _parts.reserve(static_cast<std::size_t>(_partNumber));  // As moving them would copy.
         for (int part = 0; part < _partNumber; ++part)
             _parts.emplace_back(task, columnsOf(part), countKeptRows(part));
         for (int row = 0; row < countRowsAhead(0); ++row)
