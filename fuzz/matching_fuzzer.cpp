@@ -241,7 +241,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t leng
 
     const Pair pair = takePair(bytes, size);
     const cv::Mat expected = matchByOpenCv(pair, matcher);
-    cv::setNumThreads(bytes.ConsumeIntegralInRange(0, 15) == 0 ? 2 : 1);
+    cv::setNumThreads(1 + bytes.ConsumeIntegralInRange(0, 15) % 4);
     if (matcher.canMatch)
         compareKernels(pair, matcher, expected);
     cv::setNumThreads(1);
