@@ -18,6 +18,15 @@ std::string sha256(const std::string& bytes) {
     return digest.data();
 }
 
+std::string sha256Digest(std::string_view bytes) {
+    SHA2_CTX context;
+    SHA256Init(&context);
+    SHA256Update(&context, reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+    std::array<std::uint8_t, SHA256_DIGEST_LENGTH> digest{};
+    SHA256Final(digest.data(), &context);
+    return {digest.begin(), digest.end()};
+}
+
 nlohmann::ordered_json toJson(const Parameters& parameters) {
     auto json = nlohmann::ordered_json::object();
     for (const auto& [name, value] : parameters)

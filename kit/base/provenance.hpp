@@ -5,6 +5,7 @@
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -15,6 +16,9 @@ std::string programVersion();
 
 // The SHA-256 digest of `bytes` in hexadecimal digits.
 std::string sha256(const std::string& bytes);
+
+// The same as its 32 bytes.
+std::string sha256Digest(std::string_view bytes);
 
 // A parameter of a run by its name, as in "window-size" and 21.
 struct Parameter {

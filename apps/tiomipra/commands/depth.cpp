@@ -8,7 +8,10 @@
 #include "files/cloud_files.hpp"
 #include "files/image_files.hpp"
 #include "matching/depth_map.hpp"
+#include "matching/measured_pixels.hpp"
+#include "pages/cloud_page.hpp"
 #include "reports/cloud_view.hpp"
+#include "reports/pictures.hpp"
 
 namespace tiomipra {
 namespace {
@@ -53,6 +56,20 @@ ValueImage imageOf(const Match& match, const DepthMap& map, const vision::Stereo
             depthPngStep(madeWith.unit, farthestOf(map, stereo))};
 }
 
+// What the colours span is what they span in the picture.
+std::string composePage(const std::string& name, const Match& match, const DepthMap& map,
+                        const vision::Stereo& stereo, const MatchingOptions& options,
+                        const Provenance& madeWith) {
+    const ColourScale scale = chooseScale("", summarise(map.depth, map.measured), options.colours);
+    return composeCloudPage({name,
+                             match.left,
+                             match.disparity,
+                             map.measured,
+                             depthCamera(stereo, map.depth.size()),
+                             {scale.low, scale.high},
+                             madeWith});
+}
+
 }  // namespace
 
 Ending runDepth(const MatchingOptions& options) {
@@ -65,6 +82,8 @@ Ending runDepth(const MatchingOptions& options) {
                    const Provenance& madeWith, PairFiles& files) {
             const DepthMap map = computeDepthMap(match, stereo);
             writeClouds(map, match.left, options, madeWith, files);
+            if (wants(options, "html"))
+                files.add(".html", composePage(name, match, map, stereo, options, madeWith));
             if (wants(options, "view"))
                 files.addImage("_view.png", drawCloudView(map.points, map.measured, match.left));
             return writeValues(name, imageOf(match, map, stereo, madeWith), options, files);

@@ -109,8 +109,8 @@ void addDisparityOptions(CLI::App& command, MatchingOptions& options) {
 void addDepthOptions(CLI::App& command, MatchingOptions& options) {
     options.formats = {"ply", "png", "picture"};
     addCommonOptions(command, options,
-                     {"ply", "ply-text", "pcd", "tiff", "pfm", "npy", "png", "picture", "view",
-                      "confidence", "reasons"});
+                     {"ply", "ply-text", "pcd", "html", "tiff", "pfm", "npy", "png", "picture",
+                      "view", "confidence", "reasons"});
     addRectified(command, options, "The images are rectified already; needs what follows");
     addCameras(command, options.cameras);
 }

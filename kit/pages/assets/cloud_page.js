@@ -1,0 +1,226 @@
+// The page of a cloud: what it shows, and what one does with it.
+"use strict";
+
+// More are hardly told apart on a screen, and would not turn fluently.
+const mostPoints = 1e6;
+
+function readCloud() {
+    const bytes = blockBytes("disparities");
+    return new Cloud(pageData, new Uint16Array(bytes.buffer));
+}
+
+class CloudPage {
+    constructor(cloud, photograph) {
+        this.cloud = cloud;
+        this.unit = pageData.unit;
+        this.depths = Float64Array.from(cloud.pixels, pixel => cloud.depthAt(pixel)).sort();
+        this.colours = {picture: photographColours(photograph, cloud.width, cloud.height),
+                        depth: depthColours(cloud, pageData.colours)};
+        this.picture = new DepthPicture(byId("picture"), cloud.width, cloud.height);
+        this.distances = new Distances(cloud, this.unit, () => this.showDistances());
+        this.labels = [];
+        this.showTexts();
+        this.addPicture();
+        this.addCloud();
+        this.showPointer(null);
+        this.showDistances();
+    }
+
+    showTexts() {
+        const {cloud, depths, unit} = this;
+        const share = 100 * depths.length / cloud.steps.length;
+        byId("summary").textContent = depths.length === 0 ? "Nothing was measured." :
+            `${depths.length} of ${cloud.steps.length} pixels measured (${significant(share, 3)} %), ` +
+            `depths ${significant(depths[0])} to ${withUnit(depths[depths.length - 1], unit)}, ` +
+            `median ${withUnit(quantile(depths, 0.5), unit)}.`;
+        const {program, parameters, ...other} = pageData.madeWith;
+        byId("program").textContent = program;
+        const rows = Object.entries({program, ...other, ...parameters}).map(([name, value]) =>
+            [name, typeof value === "string" ? value : JSON.stringify(value)]);
+        byId("made-with").append(makeTable("Versions and parameters", ["name", "value"], rows));
+    }
+
+    addPicture() {
+        const canvas = byId("picture");
+        canvas.setAttribute("aria-label", "Left image; depths in colour, near is light");
+        const [low, high] = pageData.colours;
+        if (high > low)
+            byId("legend").append(makeLegend(`depth (${describeUnit(this.unit)})`, low, high, true));
+        const choose = () => this.picture.setColours(this.colours[byId("picture-colour").value]);
+        byId("picture-colour").addEventListener("change", choose);
+        choose();
+        canvas.addEventListener("pointermove", event =>
+            this.showPointer(this.picture.pixelAt(event)));
+        canvas.addEventListener("click", event => this.take(this.picture.pixelAt(event)));
+        canvas.addEventListener("keydown", event => this.moveMark(event));
+    }
+
+    addCloud() {
+        const {cloud, depths} = this;
+        const middle = depths.length > 0 ? quantile(depths, 0.5) : 1;
+        try {
+            this.scene = new Scene(byId("cloud"), middle);
+        } catch (error) {
+            showProblem("This browser does not draw in space (WebGL); the image shows the depths.");
+            return;
+        }
+        this.points = new CloudPoints(this.scene, cloud, mostPoints);
+        this.showThinning();
+        this.addViews(middle);
+        this.addCloudControls();
+        this.addCloudPointer();
+        this.scene.afterDrawing.push(() => this.placeMarks());
+    }
+
+    showThinning() {
+        const [shown, all] = [this.points.pixels.length, this.cloud.pixels.length];
+        byId("thinned").hidden = shown === all;
+        byId("thinned").textContent =
+            `Of ${all} points, ${shown} are drawn, evenly spread; the image has all of them.`;
+    }
+
+    addViews(middle) {
+        const {width, height, camera} = this.cloud;
+        const {focalLength: f, centre: [cx, cy]} = camera;
+        // As much to all sides of the axis.
+        this.scene.showAtLeast(2 * Math.max(cx, width - cx), 2 * Math.max(cy, height - cy), f);
+        const target = [(width / 2 - cx) * middle / f, (height / 2 - cy) * middle / f, middle];
+        const lookAlong = (right, up) => () => {
+            const [x, y] = [Math.sin(right) * Math.cos(up), -Math.sin(up)];
+            const z = Math.cos(right) * Math.cos(up);
+            this.scene.lookFrom([target[0] + x * middle, target[1] + y * middle,
+                                 target[2] - z * middle], target);
+        };
+        const views = {"view-aside": lookAlong(0.25, 0.17), "view-above": lookAlong(0, 1.2),
+                       "view-camera": () => this.scene.lookFrom([0, 0, 0], [0, 0, middle])};
+        for (const [id, look] of Object.entries(views))
+            byId(id).addEventListener("click", look);
+        views["view-aside"]();
+    }
+
+    addCloudControls() {
+        const {points} = this;
+        const colour = byId("cloud-colour"), size = byId("point-size");
+        const setColours = () => points.setColours(this.colours[colour.value]);
+        const setSize = () => points.setSize(Number(size.value));
+        colour.addEventListener("change", setColours);
+        size.addEventListener("input", setSize);
+        setColours();
+        setSize();
+        byId("fullscreen").addEventListener("click", () =>
+            byId("cloud").parentElement.requestFullscreen());
+    }
+
+    addCloudPointer() {
+        const canvas = byId("cloud");
+        let pressedAt = null;
+        const pick = event => this.points.pick(event.offsetX, event.offsetY);
+        canvas.addEventListener("pointermove", event => {
+            if (event.buttons === 0)
+                this.showPointer(pick(event));
+        });
+        canvas.addEventListener("pointerdown", event => {
+            pressedAt = event.button === 0 ? [event.clientX, event.clientY] : null;
+        });
+        canvas.addEventListener("pointerup", event => {
+            const isClick = pressedAt !== null &&
+                Math.hypot(event.clientX - pressedAt[0], event.clientY - pressedAt[1]) < 4;
+            pressedAt = null;
+            if (isClick)
+                this.take(pick(event));
+        });
+    }
+
+    // Of what is under the pointer, in either view; null for nothing.
+    showPointer(pixel) {
+        const {cloud, unit} = this;
+        this.marked = pixel;
+        this.picture.mark(pixel);
+        this.scene?.draw();
+        const isMeasured = pixel !== null && cloud.isMeasured(pixel);
+        const rows = [["pixel", pixel === null ? "none" : this.distances.describePixel(pixel)]];
+        const missing = pixel === null ? "" : "not measured";
+        rows.push(["disparity", isMeasured ? `${significant(cloud.disparityAt(pixel), 6)} pixels`
+                                           : missing]);
+        rows.push(["depth", isMeasured ? withUnit(cloud.depthAt(pixel), unit, 5) : missing]);
+        const point = isMeasured ? cloud.pointAt(pixel).map(value => significant(value, 5)) : null;
+        rows.push(["X, Y, Z", point === null ? missing
+                                             : `${point.join(", ")} ${describeUnit(unit)}`]);
+        byId("pointer").replaceChildren(makeTable("Left image, from its upper left pixel 0, 0",
+                                                  ["", "value"], rows));
+    }
+
+    take(pixel) {
+        if (pixel === null || !this.cloud.isMeasured(pixel))
+            return;
+        this.showPointer(pixel);
+        this.distances.take(pixel);
+    }
+
+    // By the keyboard, from the middle on.
+    moveMark(event) {
+        const steps = {ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1]};
+        const {width, height} = this.cloud;
+        if (event.key === "Enter" && this.marked !== null)
+            this.take(this.marked);
+        if (!(event.key in steps))
+            return;
+        event.preventDefault();
+        const from = this.marked ?? Math.floor(height / 2) * width + Math.floor(width / 2);
+        const [dx, dy] = steps[event.key].map(step => step * (event.shiftKey ? 10 : 1));
+        const x = Math.min(width - 1, Math.max(0, this.cloud.columnOf(from) + dx));
+        const y = Math.min(height - 1, Math.max(0, this.cloud.rowOf(from) + dy));
+        this.showPointer(y * width + x);
+    }
+
+    showDistances() {
+        const {pairs} = this.distances;
+        byId("distance-status").textContent = this.distances.status();
+        byId("distances").replaceChildren(...(pairs.length > 0 ? [this.distances.makeTable()] : []));
+        byId("clear-distances").disabled = pairs.length === 0;
+        this.picture.setLines(pairs);
+        if (this.scene)
+            this.drawDistances(pairs);
+    }
+
+    drawDistances(pairs) {
+        for (const {line, label} of this.labels) {
+            this.scene.rig.remove(line);
+            label.remove();
+        }
+        this.labels = pairs.map(pair => this.addLabel(pair));
+        this.scene.draw();
+    }
+
+    addLabel(pair) {
+        const [from, to] = pair.map(pixel => this.cloud.pointAt(pixel));
+        const line = this.scene.addLine([from, to], 0xd81b60);
+        line.material.depthTest = false;
+        const label = element("span", {class: "label"}, this.distances.describe(pair));
+        byId("cloud").parentElement.append(label);
+        return {line, label, middle: from.map((value, axis) => (value + to[axis]) / 2)};
+    }
+
+    placeMarks() {
+        const mark = byId("cloud-mark");
+        mark.hidden = this.marked === null || !this.cloud.isMeasured(this.marked);
+        if (!mark.hidden)
+            this.place(mark, this.cloud.pointAt(this.marked));
+        for (const {label, middle} of this.labels)
+            this.place(label, middle);
+    }
+
+    // Moves an element to a point of the cloud.
+    place(target, point) {
+        const {x, y, depth} = this.scene.project(point);
+        target.style.visibility = depth > 0 ? "visible" : "hidden";
+        target.style.left = `${x}px`;
+        target.style.top = `${y}px`;
+    }
+}
+
+loadPicture("left").then(photograph => {
+    const cloudPage = new CloudPage(readCloud(), photograph);
+    byId("clear-distances").addEventListener("click", () => cloudPage.distances.clear());
+    document.documentElement.dataset.ready = "true";
+});

@@ -1,0 +1,149 @@
+// A view into space that one turns around and flies through. Positions are those of the rig: X
+// right, Y down, Z forward from the left camera, as arrays of three numbers.
+"use strict";
+
+// By the place of a key, whatever is written on it: to the right, up and forward.
+const flights = {
+    KeyW: [0, 0, 1], ArrowUp: [0, 0, 1], KeyS: [0, 0, -1], ArrowDown: [0, 0, -1],
+    KeyD: [1, 0, 0], ArrowRight: [1, 0, 0], KeyA: [-1, 0, 0], ArrowLeft: [-1, 0, 0],
+    KeyE: [0, 1, 0], PageUp: [0, 1, 0], KeyQ: [0, -1, 0], PageDown: [0, -1, 0]};
+
+class Scene {
+    // Draws on `canvas`, whose size follows its style. `reach` is how far away from the camera things
+    // are that matter: it scales the speed of flights and what is near and far. Throws where the
+    // browser can't draw in space.
+    constructor(canvas, reach) {
+        this.canvas = canvas;
+        this.renderer = new THREE.WebGLRenderer(
+            {canvas, antialias: true, alpha: true, preserveDrawingBuffer: true});
+        this.renderer.setPixelRatio(Math.min(2, window.devicePixelRatio));
+        this.camera = new THREE.PerspectiveCamera(50, 1, reach / 200, reach * 100);
+        this.space = new THREE.Scene();
+        // three.js has Y up and looks to where Z is less.
+        this.rig = new THREE.Group();
+        this.rig.scale.set(1, -1, -1);
+        this.space.add(this.rig);
+        this.reach = reach;
+        this.afterDrawing = [];
+        this.isDrawing = false;
+        this.pressed = new Set();
+        this.view = {width: 4, height: 3, focalLength: 4};
+        this.addControls();
+        new ResizeObserver(() => this.resize()).observe(canvas);
+        window.addEventListener("beforeprint", () => this.drawNow());
+    }
+
+    addControls() {
+        this.controls = new THREE.OrbitControls(this.camera, this.canvas);
+        this.controls.enableKeys = false;
+        this.controls.screenSpacePanning = true;
+        this.controls.addEventListener("change", () => this.draw());
+        this.canvas.addEventListener("keydown", event => this.startFlight(event));
+        this.canvas.addEventListener("keyup", event => this.pressed.delete(event.code));
+        this.canvas.addEventListener("blur", () => this.pressed.clear());
+    }
+
+    // An object of three.js, in the frame of the rig.
+    add(object) {
+        this.rig.add(object);
+        this.draw();
+        return object;
+    }
+
+    // A line through `points`, or marks at them with `THREE.Points`.
+    addLine(points, colour) {
+        const geometry = new THREE.BufferGeometry().setFromPoints(
+            points.map(point => new THREE.Vector3(...point)));
+        return this.add(new THREE.Line(geometry, new THREE.LineBasicMaterial({color: colour})));
+    }
+
+    // Where to look from, and the point to turn around; `reset` comes back there.
+    lookFrom(position, target) {
+        const toSpace = ([x, y, z]) => new THREE.Vector3(x, -y, -z);
+        this.camera.position.copy(toSpace(position));
+        this.controls.target.copy(toSpace(target));
+        this.controls.update();
+        this.controls.saveState();
+        this.draw();
+    }
+
+    reset() {
+        this.controls.reset();
+    }
+
+    // Shows at least what a camera of this image size and focal length sees.
+    showAtLeast(width, height, focalLength) {
+        this.view = {width, height, focalLength};
+        this.resize();
+    }
+
+    resize() {
+        const {clientWidth: width, clientHeight: height} = this.canvas;
+        if (width === 0 || height === 0)
+            return;
+        this.renderer.setSize(width, height, false);
+        this.camera.aspect = width / height;
+        const {view} = this;
+        const shown = Math.max(view.height, view.width * height / width);
+        this.camera.fov = THREE.Math.radToDeg(2 * Math.atan(shown / 2 / view.focalLength));
+        this.camera.updateProjectionMatrix();
+        this.drawNow();
+    }
+
+    // Once more, soon.
+    draw() {
+        if (this.isDrawing)
+            return;
+        this.isDrawing = true;
+        requestAnimationFrame(time => this.drawFrame(time));
+    }
+
+    drawFrame(time) {
+        this.isDrawing = false;
+        if (this.pressed.size > 0) {
+            this.fly(Math.min(0.1, (time - (this.lastFrame ?? time)) / 1000));
+            this.draw();
+        }
+        this.lastFrame = this.pressed.size > 0 ? time : undefined;
+        this.drawNow();
+    }
+
+    drawNow() {
+        this.renderer.render(this.space, this.camera);
+        for (const act of this.afterDrawing)
+            act();
+    }
+
+    startFlight(event) {
+        if (!(event.code in flights) || event.ctrlKey || event.altKey || event.metaKey)
+            return;
+        event.preventDefault();
+        this.pressed.add(event.code);
+        this.isFast = event.shiftKey;
+        this.draw();
+    }
+
+    // For as long as `seconds`, to where the pressed keys say.
+    fly(seconds) {
+        const way = new THREE.Vector3();
+        for (const code of this.pressed) {
+            const [right, up, forward] = flights[code];
+            way.add(new THREE.Vector3(right, up, -forward));
+        }
+        const speed = this.reach * (this.isFast ? 1 : 0.25);
+        way.applyQuaternion(this.camera.quaternion).multiplyScalar(speed * seconds);
+        this.camera.position.add(way);
+        this.controls.target.add(way);
+        this.controls.update();
+    }
+
+    // From a point in the frame of the rig to `{x, y, depth}`: pixels of the style from the canvas's
+    // upper left corner, and how far it is in front of the viewer, negative behind.
+    project([x, y, z]) {
+        const point = new THREE.Vector3(x, -y, -z).applyMatrix4(this.camera.matrixWorldInverse);
+        const depth = -point.z;
+        point.applyMatrix4(this.camera.projectionMatrix);
+        return {x: (point.x + 1) / 2 * this.canvas.clientWidth,
+                y: (1 - point.y) / 2 * this.canvas.clientHeight, depth};
+    }
+}
