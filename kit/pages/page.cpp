@@ -29,8 +29,8 @@ std::string hashSource(const std::string& asset) {
 
 // Nothing is loaded, nothing is sent, no text becomes markup, and no scripts run but these.
 std::string policyFor(const std::vector<std::string>& scripts) {
-    std::string policy = "default-src 'none'; img-src data:; style-src" + hashSource("page.css") +
-                         "; script-src";
+    std::string policy =
+        "default-src 'none'; img-src data:; style-src" + hashSource("page.css") + "; script-src";
     for (const std::string& script : scripts)
         policy += hashSource(script);
     return policy +

@@ -112,11 +112,16 @@ class Browser:
         return self.run("return document.documentElement.scrollWidth - window.innerWidth")
 
     def requests(self):
-        """The addresses that were asked for since the last call, but for data within the page."""
+        """The addresses that were asked for since the last call, but for data within the page and
+        what its policy refused."""
         events = [json.loads(entry["message"])["message"]
                   for entry in self.driver.get_log("performance")]
+        refused = {event["params"]["requestId"] for event in events
+                   if event["method"] == "Network.loadingFailed"
+                   and event["params"].get("blockedReason") == "csp"}
         addresses = [event["params"]["request"]["url"] for event in events
-                     if event["method"] == "Network.requestWillBeSent"]
+                     if event["method"] == "Network.requestWillBeSent"
+                     and event["params"]["requestId"] not in refused]
         return [address for address in addresses if not address.startswith("data:")]
 
     def complaints(self):

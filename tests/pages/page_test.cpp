@@ -13,9 +13,14 @@ using testing::Not;
 
 // The examples of RFC 4648, and bytes beyond ASCII.
 TEST(Base64, IsThatOfTheStandard) {
-    for (const auto& [bytes, text] :
-         {std::pair{"", ""}, {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"}, {"foob", "Zm9vYg=="},
-          {"fooba", "Zm9vYmE="}, {"foobar", "Zm9vYmFy"}, {"\xff\xfe\xfb", "//77"}})
+    for (const auto& [bytes, text] : {std::pair{"", ""},
+                                      {"f", "Zg=="},
+                                      {"fo", "Zm8="},
+                                      {"foo", "Zm9v"},
+                                      {"foob", "Zm9vYg=="},
+                                      {"fooba", "Zm9vYmE="},
+                                      {"foobar", "Zm9vYmFy"},
+                                      {"\xff\xfe\xfb", "//77"}})
         EXPECT_EQ(toBase64(bytes), text);
 }
 

@@ -42,7 +42,6 @@ class CloudPage {
 
     addPicture() {
         const canvas = byId("picture");
-        canvas.setAttribute("aria-label", "Left image; depths in colour, near is light");
         const [low, high] = pageData.colours;
         if (high > low)
             byId("legend").append(makeLegend(`depth (${describeUnit(this.unit)})`, low, high, true));
@@ -59,7 +58,7 @@ class CloudPage {
         const {cloud, depths} = this;
         const middle = depths.length > 0 ? quantile(depths, 0.5) : 1;
         try {
-            this.scene = new Scene(byId("cloud"), middle);
+            this.scene = new Scene(byId("cloud"), middle, false);
         } catch (error) {
             showProblem("This browser does not draw in space (WebGL); the image shows the depths.");
             return;
@@ -84,18 +83,14 @@ class CloudPage {
         const {focalLength: f, centre: [cx, cy]} = camera;
         // As much to all sides of the axis.
         this.scene.showAtLeast(2 * Math.max(cx, width - cx), 2 * Math.max(cy, height - cy), f);
-        const target = [(width / 2 - cx) * middle / f, (height / 2 - cy) * middle / f, middle];
-        const lookAlong = (right, up) => () => {
-            const [x, y] = [Math.sin(right) * Math.cos(up), -Math.sin(up)];
-            const z = Math.cos(right) * Math.cos(up);
-            this.scene.lookFrom([target[0] + x * middle, target[1] + y * middle,
-                                 target[2] - z * middle], target);
-        };
+        const sample = this.points.sample();
+        const lookAlong = (right, up) => () => this.scene.lookAtAll(sample, right, up);
         const views = {"view-aside": lookAlong(0.25, 0.17), "view-above": lookAlong(0, 1.2),
                        "view-camera": () => this.scene.lookFrom([0, 0, 0], [0, 0, middle])};
         for (const [id, look] of Object.entries(views))
             byId(id).addEventListener("click", look);
-        views["view-aside"]();
+        if (sample.length > 0)
+            views["view-aside"]();
     }
 
     addCloudControls() {
@@ -114,7 +109,10 @@ class CloudPage {
     addCloudPointer() {
         const canvas = byId("cloud");
         let pressedAt = null;
-        const pick = event => this.points.pick(event.offsetX, event.offsetY);
+        const pick = event => {
+            const box = canvas.getBoundingClientRect();
+            return this.points.pick(event.clientX - box.left, event.clientY - box.top);
+        };
         canvas.addEventListener("pointermove", event => {
             if (event.buttons === 0)
                 this.showPointer(pick(event));
@@ -133,21 +131,26 @@ class CloudPage {
 
     // Of what is under the pointer, in either view; null for nothing.
     showPointer(pixel) {
-        const {cloud, unit} = this;
         this.marked = pixel;
         this.picture.mark(pixel);
-        this.scene?.draw();
-        const isMeasured = pixel !== null && cloud.isMeasured(pixel);
-        const rows = [["pixel", pixel === null ? "none" : this.distances.describePixel(pixel)]];
-        const missing = pixel === null ? "" : "not measured";
-        rows.push(["disparity", isMeasured ? `${significant(cloud.disparityAt(pixel), 6)} pixels`
-                                           : missing]);
-        rows.push(["depth", isMeasured ? withUnit(cloud.depthAt(pixel), unit, 5) : missing]);
-        const point = isMeasured ? cloud.pointAt(pixel).map(value => significant(value, 5)) : null;
-        rows.push(["X, Y, Z", point === null ? missing
-                                             : `${point.join(", ")} ${describeUnit(unit)}`]);
-        byId("pointer").replaceChildren(makeTable("Left image, from its upper left pixel 0, 0",
-                                                  ["", "value"], rows));
+        if (this.scene)
+            this.placeMarks();
+        const unit = describeUnit(this.unit);
+        const columns = ["pixel", "disparity (pixels)", ...["depth", "X", "Y"].map(name => `${name} (${unit})`)];
+        byId("pointer").replaceChildren(makeTable(
+            "Under the pointer; the upper left pixel is 0, 0",
+            columns.map((title, i) => ({title, isNumber: i > 0})), [this.describePoint(pixel)]));
+    }
+
+    describePoint(pixel) {
+        if (pixel === null)
+            return ["none", "", "", "", ""];
+        const name = this.distances.describePixel(pixel);
+        if (!this.cloud.isMeasured(pixel))
+            return [name, "not measured", "", "", ""];
+        const [x, y, depth] = this.cloud.pointAt(pixel);
+        return [name, significant(this.cloud.disparityAt(pixel), 6),
+                ...[depth, x, y].map(value => significant(value, 5))];
     }
 
     take(pixel) {

@@ -54,6 +54,11 @@ class CloudPoints {
         return points;
     }
 
+    // A few points, evenly spread.
+    sample() {
+        return Array.from(thinOut(this.pixels, 4000), pixel => this.cloud.pointAt(pixel));
+    }
+
     // 1 is the size of a pixel.
     setSize(size) {
         const thinning = Math.sqrt(this.cloud.pixels.length / Math.max(1, this.pixels.length));

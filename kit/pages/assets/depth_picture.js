@@ -24,7 +24,7 @@ function depthColours(cloud, [low, high]) {
 // The same of a photograph, which must have the size of the cloud's image.
 function photographColours(photograph, width, height) {
     const context = Object.assign(document.createElement("canvas"), {width, height})
-        .getContext("2d");
+        .getContext("2d", {willReadFrequently: true});
     context.drawImage(photograph, 0, 0);
     return context.getImageData(0, 0, width, height).data;
 }

@@ -13,9 +13,9 @@ function describeUnit(unit) {
     return unit || "units of the calibration";
 }
 
-// "1.25 m".
+// "1.25 m", which no line breaks.
 function withUnit(value, unit, digits = 4) {
-    return `${significant(value, digits)} ${describeUnit(unit)}`;
+    return `${significant(value, digits)}\u00a0${describeUnit(unit)}`;
 }
 
 // The value below which a share of `share` of the sorted `values` lies, as the reports have it.

@@ -10,12 +10,12 @@ const flights = {
 
 class Scene {
     // Draws on `canvas`, whose size follows its style. `reach` is how far away from the camera things
-    // are that matter: it scales the speed of flights and what is near and far. Throws where the
-    // browser can't draw in space.
-    constructor(canvas, reach) {
+    // are that matter: it scales the speed of flights and what is near and far. `antialias` makes lines
+    // smooth, and software draw half as fast. Throws where the browser can't draw in space.
+    constructor(canvas, reach, antialias = true) {
         this.canvas = canvas;
         this.renderer = new THREE.WebGLRenderer(
-            {canvas, antialias: true, alpha: true, preserveDrawingBuffer: true});
+            {canvas, antialias, alpha: true, preserveDrawingBuffer: true});
         this.renderer.setPixelRatio(Math.min(2, window.devicePixelRatio));
         this.camera = new THREE.PerspectiveCamera(50, 1, reach / 200, reach * 100);
         this.space = new THREE.Scene();
@@ -29,7 +29,11 @@ class Scene {
         this.pressed = new Set();
         this.view = {width: 4, height: 3, focalLength: 4};
         this.addControls();
-        new ResizeObserver(() => this.resize()).observe(canvas);
+        // Before the canvas is shown, which a new size has emptied.
+        new ResizeObserver(() => {
+            this.resize();
+            this.drawNow();
+        }).observe(canvas);
         window.addEventListener("beforeprint", () => this.drawNow());
     }
 
@@ -67,6 +71,31 @@ class Scene {
         this.draw();
     }
 
+    // Looks at nearly all of `points` from so many radians further right and further up than the left
+    // camera.
+    lookAtAll(points, right, up) {
+        const middle = [0, 1, 2].map(axis =>
+            quantile(points.map(point => point[axis]).sort((a, b) => a - b), 0.5));
+        const toViewer = [Math.sin(right) * Math.cos(up), -Math.sin(up),
+                          -Math.cos(right) * Math.cos(up)];
+        const distance = this.distanceToSeeAll(points, middle, toViewer);
+        this.lookFrom(middle.map((value, axis) => value + distance * toViewer[axis]), middle);
+    }
+
+    distanceToSeeAll(points, middle, [x, y, z]) {
+        const forward = new THREE.Vector3(-x, -y, -z);
+        const right = new THREE.Vector3(-z, 0, x).normalize();
+        const down = new THREE.Vector3().crossVectors(forward, right);
+        const tangent = 0.95 * Math.tan(THREE.Math.degToRad(this.camera.fov) / 2);
+        const distances = points.map(point => {
+            const seen = new THREE.Vector3(...point).sub(new THREE.Vector3(...middle));
+            const aside = Math.max(Math.abs(seen.dot(right)) / this.camera.aspect,
+                                   Math.abs(seen.dot(down)));
+            return aside / tangent - seen.dot(forward);
+        });
+        return Math.max(this.reach / 20, quantile(distances.sort((a, b) => a - b), 0.98));
+    }
+
     reset() {
         this.controls.reset();
     }
@@ -87,7 +116,6 @@ class Scene {
         const shown = Math.max(view.height, view.width * height / width);
         this.camera.fov = THREE.Math.radToDeg(2 * Math.atan(shown / 2 / view.focalLength));
         this.camera.updateProjectionMatrix();
-        this.drawNow();
     }
 
     // Once more, soon.
