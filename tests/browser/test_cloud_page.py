@@ -63,8 +63,8 @@ def place_in_cloud(browser, x, y):
     """Where the point of a pixel is in the cloud, which the mark there shows."""
     browser.point_at("#picture", *place_in_picture(browser, x, y))
     return browser.run("""
-        const [mark, cloud] = ["cloud-mark", "cloud"].map(
-            id => document.getElementById(id).getBoundingClientRect());
+        const [mark, cloud] = ["#overlay .mark", "#cloud"].map(
+            selector => document.querySelector(selector).getBoundingClientRect());
         return [mark.x + mark.width / 2 - cloud.x, mark.y + mark.height / 2 - cloud.y];""")
 
 
@@ -91,11 +91,11 @@ def test_shows_the_points_of_the_cloud_file(browser, scene):
     for pixel in [(200, 100), (333, 250), (500, 400)]:
         browser.point_at("#picture", *place_in_picture(browser, *pixel))
         [[name, disparity, depth, x, y]] = browser.cells("#pointer")
-        assert name == "%d, %d" % pixel
+        assert name == "%d,\u00a0%d" % pixel
         assert float(disparity) == pytest.approx(NEAR if pixel[0] < EDGE else FAR, abs=0.1)
         assert list(map(float, [x, y, depth])) == pytest.approx(points[pixel], rel=1e-4, abs=1e-6)
     browser.point_at("#picture", *place_in_picture(browser, 3, 3))
-    assert browser.cells("#pointer")[0][:2] == ["3, 3", "not measured"]
+    assert browser.cells("#pointer")[0][:2] == ["3,\u00a03", "not measured"]
 
 
 def pixel_of(name):
@@ -126,9 +126,9 @@ def test_measures_known_distances(browser, scene):
         assert [float(value) for value in row[4:]] == pytest.approx(
             [to - since for since, to in zip(start, end)], abs=2e-3)
     assert rows[2][3] in browser.text("#distance-status")
-    assert browser.text(".label") == f"{rows[0][3]}\u00a0m"
+    assert browser.text("#overlay text") == f"{rows[0][3]}\u00a0m"
     browser.find("#clear-distances").click()
-    assert browser.cells("#distances") == [] and browser.text(".scene").strip() == ""
+    assert browser.cells("#distances") == [] and browser.text("#overlay") == ""
 
 
 def test_turns_flies_and_colours(browser, scene):
@@ -164,7 +164,7 @@ def test_works_by_the_keyboard_on_narrow_screens(browser, scene):
         picture = browser.find("#picture")
         picture.send_keys(Keys.ARROW_RIGHT, Keys.ENTER, Keys.SHIFT + Keys.ARROW_RIGHT, Keys.ENTER)
         [[_, start, end, distance, *_]] = browser.cells("#distances")
-        assert (start, end) == ("321, 240", "331, 240")
+        assert (start, end) == ("321,\u00a0240", "331,\u00a0240")
         assert float(distance) == pytest.approx(10 * 1.25 / FOCAL, rel=0.01)
 
 

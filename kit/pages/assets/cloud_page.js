@@ -18,7 +18,6 @@ class CloudPage {
                         depth: depthColours(cloud, pageData.colours)};
         this.picture = new DepthPicture(byId("picture"), cloud.width, cloud.height);
         this.distances = new Distances(cloud, this.unit, () => this.showDistances());
-        this.labels = [];
         this.showTexts();
         this.addPicture();
         this.addCloud();
@@ -68,7 +67,7 @@ class CloudPage {
         this.addViews(middle);
         this.addCloudControls();
         this.addCloudPointer();
-        this.scene.afterDrawing.push(() => this.placeMarks());
+        this.overlay = new SceneOverlay(this.scene, byId("overlay"));
     }
 
     showThinning() {
@@ -133,8 +132,8 @@ class CloudPage {
     showPointer(pixel) {
         this.marked = pixel;
         this.picture.mark(pixel);
-        if (this.scene)
-            this.placeMarks();
+        this.overlay?.setMark(
+            pixel !== null && this.cloud.isMeasured(pixel) ? this.cloud.pointAt(pixel) : null);
         const unit = describeUnit(this.unit);
         const columns = ["pixel", "disparity (pixels)", ...["depth", "X", "Y"].map(name => `${name} (${unit})`)];
         byId("pointer").replaceChildren(makeTable(
@@ -182,43 +181,10 @@ class CloudPage {
         byId("distances").replaceChildren(...(pairs.length > 0 ? [this.distances.makeTable()] : []));
         byId("clear-distances").disabled = pairs.length === 0;
         this.picture.setLines(pairs);
-        if (this.scene)
-            this.drawDistances(pairs);
-    }
-
-    drawDistances(pairs) {
-        for (const {line, label} of this.labels) {
-            this.scene.rig.remove(line);
-            label.remove();
-        }
-        this.labels = pairs.map(pair => this.addLabel(pair));
-        this.scene.draw();
-    }
-
-    addLabel(pair) {
-        const [from, to] = pair.map(pixel => this.cloud.pointAt(pixel));
-        const line = this.scene.addLine([from, to], 0xd81b60);
-        line.material.depthTest = false;
-        const label = element("span", {class: "label"}, this.distances.describe(pair));
-        byId("cloud").parentElement.append(label);
-        return {line, label, middle: from.map((value, axis) => (value + to[axis]) / 2)};
-    }
-
-    placeMarks() {
-        const mark = byId("cloud-mark");
-        mark.hidden = this.marked === null || !this.cloud.isMeasured(this.marked);
-        if (!mark.hidden)
-            this.place(mark, this.cloud.pointAt(this.marked));
-        for (const {label, middle} of this.labels)
-            this.place(label, middle);
-    }
-
-    // Moves an element to a point of the cloud.
-    place(target, point) {
-        const {x, y, depth} = this.scene.project(point);
-        target.style.visibility = depth > 0 ? "visible" : "hidden";
-        target.style.left = `${x}px`;
-        target.style.top = `${y}px`;
+        this.overlay?.setLines(pairs.map(pair => {
+            const [from, to] = pair.map(pixel => this.cloud.pointAt(pixel));
+            return {from, to, text: this.distances.describe(pair)};
+        }));
     }
 }
 

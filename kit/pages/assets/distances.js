@@ -30,7 +30,7 @@ class Distances {
     }
 
     describePixel(pixel) {
-        return `${this.cloud.columnOf(pixel)}, ${this.cloud.rowOf(pixel)}`;
+        return `${this.cloud.columnOf(pixel)},\u00a0${this.cloud.rowOf(pixel)}`;
     }
 
     // What to do, or what came out.

@@ -74,8 +74,10 @@ class Scene {
     // Looks at nearly all of `points` from so many radians further right and further up than the left
     // camera.
     lookAtAll(points, right, up) {
-        const middle = [0, 1, 2].map(axis =>
-            quantile(points.map(point => point[axis]).sort((a, b) => a - b), 0.5));
+        const middle = [0, 1, 2].map(axis => {
+            const values = points.map(point => point[axis]).sort((a, b) => a - b);
+            return (quantile(values, 0.02) + quantile(values, 0.98)) / 2;
+        });
         const toViewer = [Math.sin(right) * Math.cos(up), -Math.sin(up),
                           -Math.cos(right) * Math.cos(up)];
         const distance = this.distanceToSeeAll(points, middle, toViewer);
