@@ -32,11 +32,7 @@ class CloudPage {
             `${depths.length} of ${cloud.steps.length} pixels measured (${significant(share, 3)} %), ` +
             `depths ${significant(depths[0])} to ${withUnit(depths[depths.length - 1], unit)}, ` +
             `median ${withUnit(quantile(depths, 0.5), unit)}.`;
-        const {program, parameters, ...other} = pageData.madeWith;
-        byId("program").textContent = program;
-        const rows = Object.entries({program, ...other, ...parameters}).map(([name, value]) =>
-            [name, typeof value === "string" ? value : JSON.stringify(value)]);
-        byId("made-with").append(makeTable("Versions and parameters", ["name", "value"], rows));
+        showProvenance(pageData.madeWith);
     }
 
     addPicture() {
@@ -101,6 +97,7 @@ class CloudPage {
         size.addEventListener("input", setSize);
         setColours();
         setSize();
+        byId("fullscreen").hidden = !document.fullscreenEnabled;
         byId("fullscreen").addEventListener("click", () =>
             byId("cloud").parentElement.requestFullscreen());
     }
@@ -153,9 +150,11 @@ class CloudPage {
     }
 
     take(pixel) {
-        if (pixel === null || !this.cloud.isMeasured(pixel))
-            return;
         this.showPointer(pixel);
+        if (pixel === null || !this.cloud.isMeasured(pixel)) {
+            byId("distance-status").textContent = "Nothing was measured there.";
+            return;
+        }
         this.distances.take(pixel);
     }
 
