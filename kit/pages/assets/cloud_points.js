@@ -106,9 +106,10 @@ class CloudPoints {
                 continue;
             const atX = matrix[0] * px + matrix[4] * py + matrix[8] * pz + matrix[12];
             const atY = matrix[1] * px + matrix[5] * py + matrix[9] * pz + matrix[13];
-            const distance = Math.hypot((1 + atX / depth) / 2 * clientWidth - x,
-                                        (1 - atY / depth) / 2 * clientHeight - y);
+            const dx = (1 + atX / depth) / 2 * clientWidth - x;
+            const dy = (1 - atY / depth) / 2 * clientHeight - y;
             const radius = Math.min(32, this.size * pz * pixelsAtUnit / depth / 2);
+            const distance = Math.sqrt(dx * dx + dy * dy);
             if (distance <= Math.max(reach, radius))
                 found.push({pixel: this.pixels[i / 3], distance, depth, radius});
         }
