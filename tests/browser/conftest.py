@@ -84,16 +84,23 @@ class Browser:
             "return [...document.querySelectorAll(arguments[0] + ' tbody tr')]"
             ".map(row => [...row.cells].map(cell => cell.textContent))", selector)
 
-    def point_at(self, selector, x, y, click=False):
-        """Moves the mouse to a place in an element, pixels of the style, and may click."""
+    def point_at(self, selector, x, y, click=False, drag_by=None):
+        """Moves the mouse to a place in an element, pixels of the style, and may click, or drag from
+        there to the right by some pixels."""
         self.run("document.querySelector(arguments[0]).scrollIntoView({block: 'center'})", selector)
         left, top = self.run("const box = document.querySelector(arguments[0])"
                              ".getBoundingClientRect(); return [box.left, box.top]", selector)
-        place = {"x": left + x, "y": top + y}
-        self.command("Input.dispatchMouseEvent", type="mouseMoved", **place)
-        for kind in ["mousePressed", "mouseReleased"] if click else []:
-            self.command("Input.dispatchMouseEvent", type=kind, button="left", clickCount=1, **place)
+        self.send_mouse("mouseMoved", left + x, top + y)
+        if click or drag_by:
+            self.send_mouse("mousePressed", left + x, top + y, button="left", clickCount=1)
+            if drag_by:
+                x += drag_by
+                self.send_mouse("mouseMoved", left + x, top + y, button="left", buttons=1)
+            self.send_mouse("mouseReleased", left + x, top + y, button="left", clickCount=1)
         self.settle()
+
+    def send_mouse(self, kind, x, y, **more):
+        self.command("Input.dispatchMouseEvent", type=kind, x=x, y=y, **more)
 
     def colours(self, selector):
         """How many different colours a canvas shows, what is transparent left out."""

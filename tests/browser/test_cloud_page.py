@@ -131,6 +131,15 @@ def test_measures_known_distances(browser, scene):
     assert browser.cells("#distances") == [] and browser.text("#overlay") == ""
 
 
+def test_takes_what_is_in_front(browser, scene):
+    browser.open(scene / f"{NAME}.html")
+    browser.point_at("#cloud", 200, 200, drag_by=50)
+    assert "Click two points" in browser.text("#distance-status"), "dragging is no click"
+    # From the left, the nearer wall hides this part of the other.
+    browser.point_at("#cloud", *place_in_cloud(browser, 420, 240), click=True)
+    assert pixel_of(browser.cells("#pointer")[0][0])[0] < EDGE
+
+
 def test_turns_flies_and_colours(browser, scene):
     browser.open(scene / f"{NAME}.html")
     from_aside = place_in_cloud(browser, 300, 240)
