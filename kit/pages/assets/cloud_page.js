@@ -132,7 +132,8 @@ class CloudPage {
         this.overlay?.setMark(
             pixel !== null && this.cloud.isMeasured(pixel) ? this.cloud.pointAt(pixel) : null);
         const unit = describeUnit(this.unit);
-        const columns = ["pixel", "disparity (pixels)", ...["depth", "X", "Y"].map(name => `${name} (${unit})`)];
+        const columns = ["pixel", "disparity (pixels)",
+                         ...["depth", "X", "Y"].map(name => `${name} (${unit})`)];
         byId("pointer").replaceChildren(makeTable(
             "Under the pointer; the upper left pixel is 0, 0",
             columns.map((title, i) => ({title, isNumber: i > 0})), [this.describePoint(pixel)]));

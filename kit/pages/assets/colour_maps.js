@@ -37,8 +37,8 @@ function makeLegend(title, low, high, isLightLow = false) {
         svgElement("g", {},
             svgElement("line", {class: "axis", x1: x(value), x2: x(value), y1: 32, y2: 38}),
             svgElement("text", {x: x(value), y: 50, "text-anchor": "middle"}, significant(value))));
-    return svgElement("svg", {viewBox: `0 0 ${width} 54`, width, role: "img",
-                              "aria-label": `${title}, colours from ${significant(low)} to ${significant(high)}`},
+    const label = `${title}, colours from ${significant(low)} to ${significant(high)}`;
+    return svgElement("svg", {viewBox: `0 0 ${width} 54`, width, role: "img", "aria-label": label},
         svgElement("defs", {}, svgElement("linearGradient", {id: gradient}, ...stops)),
         svgElement("text", {x: left, y: 12}, title),
         svgElement("rect", {x: left, y: 18, width: width - left - right, height: 14,

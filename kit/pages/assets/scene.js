@@ -14,6 +14,7 @@ class Scene {
     // smooth, and software draw half as fast. Throws where the browser can't draw in space.
     constructor(canvas, reach, antialias = true) {
         this.canvas = canvas;
+        // What was drawn is kept for the printer.
         this.renderer = new THREE.WebGLRenderer(
             {canvas, antialias, alpha: true, preserveDrawingBuffer: true});
         this.renderer.setPixelRatio(Math.min(2, window.devicePixelRatio));
@@ -34,7 +35,6 @@ class Scene {
             this.resize();
             this.drawNow();
         }).observe(canvas);
-        window.addEventListener("beforeprint", () => this.drawNow());
     }
 
     addControls() {
@@ -54,20 +54,19 @@ class Scene {
         return object;
     }
 
-    // A line through `points`, or marks at them with `THREE.Points`.
+    // A line through `points`.
     addLine(points, colour) {
         const geometry = new THREE.BufferGeometry().setFromPoints(
             points.map(point => new THREE.Vector3(...point)));
         return this.add(new THREE.Line(geometry, new THREE.LineBasicMaterial({color: colour})));
     }
 
-    // Where to look from, and the point to turn around; `reset` comes back there.
+    // Where to look from, and the point to turn around.
     lookFrom(position, target) {
         const toSpace = ([x, y, z]) => new THREE.Vector3(x, -y, -z);
         this.camera.position.copy(toSpace(position));
         this.controls.target.copy(toSpace(target));
         this.controls.update();
-        this.controls.saveState();
         this.draw();
     }
 
@@ -96,10 +95,6 @@ class Scene {
             return aside / tangent - seen.dot(forward);
         });
         return Math.max(this.reach / 20, quantile(distances.sort((a, b) => a - b), 0.98));
-    }
-
-    reset() {
-        this.controls.reset();
     }
 
     // Shows at least what a camera of this image size and focal length sees.
