@@ -20,6 +20,21 @@ class InputError : public Error {
     using Error::Error;
 };
 
+// A file that the system does not let us read or write.
+class FileError : public InputError {
+  public:
+    // `code` as in `errno`.
+    FileError(const std::string& what, std::string path, int code)
+        : InputError(what), _path(std::move(path)), _code(code) {}
+
+    const std::string& path() const noexcept { return _path; }
+    int code() const noexcept { return _code; }
+
+  private:
+    std::string _path;
+    int _code;
+};
+
 // A setting whose value is not allowed, or does not go with other settings.
 class SettingError : public Error {
   public:

@@ -10,8 +10,9 @@ namespace tiomipra {
 namespace {
 
 [[noreturn]] void refuse(const char* action, const std::string& path) {
-    const std::string reason = std::generic_category().message(errno);
-    throw InputError(fmt::format("can't {} {}: {}", action, quote(path), reason));
+    const int code = errno;
+    const std::string reason = std::generic_category().message(code);
+    throw FileError(fmt::format("can't {} {}: {}", action, quote(path), reason), path, code);
 }
 
 }  // namespace

@@ -6,10 +6,10 @@
 
 namespace tiomipra {
 
-// "can't read 'a.png': Permission denied".
+// Throws `FileError` for `errno`: "can't read 'a.png': Permission denied".
 [[noreturn]] void throwUnreadable(const std::string& path);
 
-// "can't write 'a.png': No space left on device".
+// The same: "can't write 'a.png': No space left on device".
 [[noreturn]] void throwUnwritable(const std::string& path);
 
 }  // namespace tiomipra

@@ -130,18 +130,6 @@ const std::vector<MatcherParameter> parameters{
      setFullDp},
 };
 
-// As in "odd, 5 to 255".
-std::string describe(const ParameterValues& values) {
-    if (!values.rule.empty())
-        return std::string(values.rule);
-    if (values.maximum == highest)
-        return values.step == 1 ? fmt::format("{} or more", values.minimum)
-                                : fmt::format("a positive multiple of {}", values.step);
-    return fmt::format("{}{}{} to {}", values.step == 2 ? "odd, " : "", values.minimum,
-                       values.minimumMeans.empty() ? "" : fmt::format(" ({})", values.minimumMeans),
-                       values.maximum);
-}
-
 std::string describe(UsedBy usedBy) {
     if (usedBy == UsedBy::both)
         return "";
@@ -155,10 +143,21 @@ const std::vector<MatcherParameter>& matcherParameters() {
     return parameters;
 }
 
+std::string describeValues(const ParameterValues& values) {
+    if (!values.rule.empty())
+        return std::string(values.rule);
+    if (values.maximum == highest)
+        return values.step == 1 ? fmt::format("{} or more", values.minimum)
+                                : fmt::format("a positive multiple of {}", values.step);
+    return fmt::format("{}{}{} to {}", values.step == 2 ? "odd, " : "", values.minimum,
+                       values.minimumMeans.empty() ? "" : fmt::format(" ({})", values.minimumMeans),
+                       values.maximum);
+}
+
 std::string describe(const ParameterDescription& parameter) {
     const std::string start = fmt::format("{}{}", parameter.meaning, describe(parameter.usedBy));
     return parameter.kind == Kind::flag ? start
-                                        : fmt::format("{}: {}", start, describe(parameter.values));
+                                        : fmt::format("{}: {}", start, describeValues(parameter.values));
 }
 
 Parameter::Value valueIn(const Stereo& stereo, const MatcherParameter& parameter) {

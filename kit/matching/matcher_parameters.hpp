@@ -53,6 +53,9 @@ const std::vector<MatcherParameter>& matcherParameters();
 // only: 0 or more".
 std::string describe(const ParameterDescription& parameter);
 
+// The values alone: "0 or more".
+std::string describeValues(const ParameterValues& values);
+
 // Its value in `stereo`: the name of the algorithm, true or false, or the number.
 Parameter::Value valueIn(const vision::Stereo& stereo, const MatcherParameter& parameter);
 

@@ -1,0 +1,44 @@
+// Which exception of Python an exception becomes.
+#ifndef TIOMIPRA_PYTHON_ERRORS_HPP
+#define TIOMIPRA_PYTHON_ERRORS_HPP
+
+#include <pybind11/pybind11.h>
+
+#include <string>
+#include <utility>
+
+namespace tiomipra::python {
+
+namespace py = pybind11;
+
+// Adds `OpenCVError` and `InputError` to the module. From then on
+//
+//   FileError                                       OSError, with errno and the file's name
+//   InputError                                      tiomipra.InputError, a ValueError
+//   SettingError                                    ValueError
+//   cv::Exception                                   tiomipra.OpenCVError
+//   cv::Exception for want of memory                MemoryError
+//   std::range_error, invalid_argument and others   ValueError, as pybind11 has it
+void bindErrors(py::module_& module);
+
+// Throws an `OSError` with these.
+[[noreturn]] void throwOsError(int code, const std::string& reason, const std::string& path);
+
+// A whole number, or one as numpy has it. Throws `TypeError` and `ValueError` that name it.
+int wholeNumber(py::handle object, const std::string& name);
+
+// A number. Throws `TypeError` that names it.
+double number(py::handle object, const std::string& name);
+
+// A text. Throws `TypeError` that names it.
+std::string textOf(py::handle object, const std::string& name);
+
+// Both numbers of a pair. Throws `TypeError` that names it and the rule, as in "(width, height)".
+std::pair<double, double> pairOf(py::handle object, const std::string& name, const char* rule);
+
+// The name of a file. Throws `TypeError` that names the argument for what is none.
+std::string pathOf(py::handle object, const std::string& name);
+
+}  // namespace tiomipra::python
+
+#endif

@@ -1,0 +1,136 @@
+// Files of images, disparities and clouds.
+#include <pybind11/stl.h>
+
+#include <opencv2/core.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "arrays.hpp"
+#include "base/errors.hpp"
+#include "base/text.hpp"
+#include "bindings.hpp"
+#include "calls.hpp"
+#include "errors.hpp"
+#include "files/cloud_files.hpp"
+#include "files/disparity_files.hpp"
+#include "files/image_files.hpp"
+#include "files/input_files.hpp"
+
+namespace tiomipra::python {
+namespace {
+
+py::array readPixels(py::handle path, bool isAsStored, std::size_t maxPixels) {
+    const std::string file = pathOf(path, "path");
+    return arrayOf(callLibrary([&] {
+        return readImage(file, isAsStored ? Pixels::asStored : Pixels::eightBit, {maxPixels},
+                         keepNotice);
+    }));
+}
+
+py::array readDisparities(py::handle path, std::optional<double> scale) {
+    const std::string file = pathOf(path, "path");
+    return arrayOf(callLibrary([&] { return readDisparity(file, scale, {}, keepNotice); }));
+}
+
+void writePixels(py::handle path, py::handle image) {
+    const std::string file = pathOf(path, "path");
+    const BorrowedImage pixels = borrowImage(image, "image", pairImage);
+    callLibrary([&] { writeImage(file, pixels.matrix); });
+}
+
+CloudFormat formatOf(const std::string& file) {
+    const std::string extension = extensionOf(file);
+    if (extension == ".ply")
+        return CloudFormat::plyBinary;
+    if (extension == ".pcd")
+        return CloudFormat::pcd;
+    throw SettingError("path", fmt::format("is {}, must end in .ply or .pcd", quote(file)));
+}
+
+// Points and their colours, of as many rows and columns.
+std::vector<CloudPoint> cloudOf(const cv::Mat& points, const cv::Mat& measured,
+                                const cv::Mat& image) {
+    if (points.size() != image.size() || points.size() != measured.size())
+        throw SettingError("points, measured and image",
+                           "must have as many rows and columns as each other");
+    return collectCloud(points, measured, image);
+}
+
+py::tuple collect(py::handle points, py::handle measured, py::handle image) {
+    const BorrowedImage positions = borrowImage(points, "points", pointsImage);
+    const BorrowedImage mask = borrowImage(measured, "measured", maskImage);
+    const BorrowedImage colours = borrowImage(image, "image", eightBitImage);
+    const auto cloud =
+        callLibrary([&] { return cloudOf(positions.matrix, mask.matrix, colours.matrix); });
+    const auto count = static_cast<py::ssize_t>(cloud.size());
+    py::array_t<float> xyz({count, py::ssize_t{3}});
+    py::array_t<unsigned char> rgb({count, py::ssize_t{3}});
+    auto place = xyz.mutable_unchecked<2>();
+    auto colour = rgb.mutable_unchecked<2>();
+    for (py::ssize_t i = 0; i < count; ++i) {
+        const CloudPoint& point = cloud[static_cast<std::size_t>(i)];
+        for (int axis = 0; axis < 3; ++axis) {
+            place(i, axis) = point.position[axis];
+            colour(i, axis) = point.colour[2 - axis];
+        }
+    }
+    return py::make_tuple(xyz, rgb);
+}
+
+void saveCloud(py::handle path, const py::array_t<float, py::array::c_style>& points,
+               const py::array_t<unsigned char, py::array::c_style>& colours) {
+    const std::string file = pathOf(path, "path");
+    const CloudFormat format = formatOf(file);
+    const auto isCloud = [](const py::array& array) {
+        return array.ndim() == 2 && array.shape(1) == 3;
+    };
+    if (!isCloud(points) || !isCloud(colours) || points.shape(0) != colours.shape(0))
+        throw SettingError("points and colours", "must both have the shape (n, 3)");
+    const auto place = points.unchecked<2>();
+    const auto colour = colours.unchecked<2>();
+    std::vector<CloudPoint> cloud;
+    for (py::ssize_t i = 0; i < place.shape(0); ++i)
+        cloud.push_back(
+            {{place(i, 0), place(i, 1), place(i, 2)}, {colour(i, 2), colour(i, 1), colour(i, 0)}});
+    callLibrary([&] { writeFile(file, encodeCloud(cloud, format, {})); });
+}
+
+}  // namespace
+
+void bindImages(py::module_& module) {
+    module.def("read_image", readPixels, py::arg("path"), py::kw_only(),
+               py::arg("as_stored") = false, py::arg("max_pixels") = ImageLimits().maxPixels,
+               R"(read_image(path, *, as_stored=False, max_pixels=100000000)
+--
+
+The image in a file: JPEG, PNG, TIFF, BMP, WebP, PBM, PGM, PPM or PFM.
+
+Returns (rows, columns), or (rows, columns, 3) with blue, green, red: uint8, or with ``as_stored``
+what the file has, uint8, uint16 or float32. Tags that turn the image are ignored.
+
+Raises ``OSError`` for a file that can't be read, ``InputError`` for one that is no image, is
+damaged, or has more than ``max_pixels`` pixels.)");
+    module.def("write_image", writePixels, py::arg("path"), py::arg("image"),
+               R"(write_image(path, image)
+--
+
+Write an image: ``.png`` (uint8, uint16), ``.jpg`` (uint8) or ``.tiff`` (uint8, uint16, float32).
+
+Raises ``OSError`` when that is not possible.)");
+    module.def("read_disparity", readDisparities, py::arg("path"), py::arg("scale") = py::none(),
+               R"(read_disparity(path, scale=None)
+--
+
+The disparities in a file, in pixels: float32, (rows, columns), NaN or infinite where unknown.
+
+Floating-point TIFF and PFM are taken as they are, whole numbers divided by ``scale`` with 0 for
+unknown; ``scale`` is 256 for 16 bits unless given, and must be given for 8 bits.
+
+Raises ``OSError`` for a file that can't be read, ``InputError`` for one that holds no
+disparities.)");
+    module.def("collect_cloud", collect, py::arg("points"), py::arg("measured"), py::arg("image"));
+    module.def("save_cloud", saveCloud, py::arg("path"), py::arg("points"), py::arg("colours"));
+}
+
+}  // namespace tiomipra::python

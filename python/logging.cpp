@@ -1,0 +1,130 @@
+#include "logging.hpp"
+
+#include <pybind11/pybind11.h>
+
+#include <atomic>
+#include <chrono>
+#include <string>
+#include <tevo/log.hpp>
+#include <utility>
+#include <vector>
+
+#include "base/text.hpp"
+
+namespace tiomipra::python {
+namespace {
+
+namespace py = pybind11;
+using tevo::LogLevel;
+using tevo::log::Record;
+
+thread_local std::vector<Record> records;
+
+constexpr const char* categories[] = {"vision.stereo", "vision.stereo.calibration"};
+
+struct Levels {
+    const char* name;  // in Python's `logging`
+    LogLevel most;     // of the library that it admits
+};
+
+// The least grave one first.
+constexpr Levels levels[] = {{"DEBUG", LogLevel::debug},
+                             {"INFO", LogLevel::info},
+                             {"WARNING", LogLevel::warning},
+                             {"ERROR", LogLevel::error},
+                             {"CRITICAL", LogLevel::fatal}};
+
+int levelNumber(LogLevel level) {
+    constexpr int step = 10, gravest = 50;
+    switch (level) {
+        case LogLevel::debug:
+        case LogLevel::verbose:
+            return step;
+        case LogLevel::info:
+            return 2 * step;
+        case LogLevel::warning:
+            return 3 * step;
+        case LogLevel::error:
+            return 4 * step;
+        default:
+            return gravest;
+    }
+}
+
+// A logger of Python, and what the category of that name admits now. Never destroyed, as the
+// interpreter may be gone by then.
+struct Listener {
+    const char* category;
+    py::object isEnabledFor;
+    LogLevel admitted = LogLevel::warning;
+
+    LogLevel wanted() const {
+        for (const auto& [name, most] : levels) {
+            if (isEnabledFor(levelNumber(most)).cast<bool>())
+                return most;
+        }
+        return LogLevel::none;
+    }
+
+    void update() {
+        const LogLevel now = wanted();
+        if (now == admitted)
+            return;
+        admitted = now;
+        tevo::log::setLevel(category, now);
+    }
+};
+
+std::vector<Listener>& listeners() {
+    static auto* const all = new std::vector<Listener>;
+    return *all;
+}
+
+void deliver(const Record& record) {
+    const auto time = record.time.time_since_epoch();
+    py::module_::import("tiomipra._logging")
+        .attr("deliver")(record.category, levelNumber(record.level),
+                         py::str(printable(record.message)), record.function,
+                         std::chrono::duration<double>(time).count());
+}
+
+}  // namespace
+
+void keepRecords() {
+    const auto getLogger = py::module_::import("logging").attr("getLogger");
+    for (const char* category : categories) {
+        tevo::log::setLevel(category, LogLevel::warning);
+        listeners().push_back({category, getLogger(category).attr("isEnabledFor")});
+    }
+    tevo::log::setSink([](const Record& record) { records.push_back(record); });
+}
+
+DeliveredRecords::DeliveredRecords() {
+    for (Listener& listener : listeners())
+        listener.update();
+}
+
+DeliveredRecords::~DeliveredRecords() {
+    for (const Record& record : std::exchange(records, {})) {
+        try {
+            deliver(record);
+        } catch (py::error_already_set& error) {
+            error.discard_as_unraisable("tiomipra._logging.deliver");
+        }
+    }
+}
+
+void keepNotice(const std::string& notice) {
+    constexpr std::pair<const char*, LogLevel> kinds[] = {{"warning: ", LogLevel::warning},
+                                                          {"note: ", LogLevel::info}};
+    Record record{"tiomipra", LogLevel::info, notice, "", "", 0, std::chrono::system_clock::now()};
+    for (const auto& [prefix, level] : kinds) {
+        if (startsWith(notice, prefix)) {
+            record.level = level;
+            record.message.erase(0, std::string(prefix).size());
+        }
+    }
+    records.push_back(std::move(record));
+}
+
+}  // namespace tiomipra::python

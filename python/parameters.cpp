@@ -1,0 +1,57 @@
+#include "parameters.hpp"
+
+#include <fmt/format.h>
+#include <pybind11/stl.h>
+
+#include <algorithm>
+#include <vision/stereo.hpp>
+
+#include "arrays.hpp"
+#include "base/text.hpp"
+#include "errors.hpp"
+
+namespace tiomipra::python {
+namespace {
+
+using vision::Stereo;
+
+int algorithmOf(const std::string& name, py::handle value) {
+    const std::string rule = "must be 'bm' or 'sgbm'";
+    if (!py::isinstance<py::str>(value))
+        throw py::type_error(fmt::format("{} is {}, {}", name, typeName(value), rule));
+    const auto text = value.cast<std::string>();
+    for (const auto algorithm : {Stereo::BM, Stereo::SGBM}) {
+        if (text == nameOf(algorithm))
+            return algorithm;
+    }
+    throw py::value_error(fmt::format("{} is {}, {}", name, quote(text), rule));
+}
+
+int flagOf(const std::string& name, py::handle value) {
+    if (!py::isinstance<py::bool_>(value))
+        throw py::type_error(fmt::format("{} is {}, must be True or False", name, typeName(value)));
+    return value.cast<bool>() ? 1 : 0;
+}
+
+}  // namespace
+
+std::string pythonName(std::string_view name) {
+    std::string result(name);
+    std::replace(result.begin(), result.end(), '-', '_');
+    return result;
+}
+
+int settingOf(const ParameterDescription& parameter, py::handle value) {
+    const std::string name = pythonName(parameter.name);
+    if (parameter.kind == ParameterDescription::Kind::algorithm)
+        return algorithmOf(name, value);
+    if (parameter.kind == ParameterDescription::Kind::flag)
+        return flagOf(name, value);
+    return wholeNumber(value, name);
+}
+
+py::object asObject(const Parameter::Value& value) {
+    return std::visit([](const auto& held) -> py::object { return py::cast(held); }, value);
+}
+
+}  // namespace tiomipra::python

@@ -1,0 +1,29 @@
+// Rigs between the rooms and the classes of the package: `tiomipra.Rig` and `tiomipra.RigModel`.
+#ifndef TIOMIPRA_PYTHON_RIG_VALUES_HPP
+#define TIOMIPRA_PYTHON_RIG_VALUES_HPP
+
+#include <pybind11/pybind11.h>
+
+#include <optional>
+#include <string>
+
+#include "rigs/rig_files.hpp"
+#include "rigs/rig_model.hpp"
+
+namespace tiomipra::python {
+
+namespace py = pybind11;
+
+// What a `tiomipra.Rig` holds, or a `tiomipra.RectifiedCameras`, whose images have any size.
+// Throws `TypeError` for what is neither, and as `rectifiedRig`.
+Rig rigOf(py::handle object);
+
+// The model of a `tiomipra.Rig`, if it has one. Throws `ValueError` that names what is wrong.
+std::optional<RigModel> givenModelOf(py::handle rig);
+
+// What makes a `tiomipra.Rig`: left, right, unit, verdict and model, by name.
+py::dict describeRig(const Rig& rig, const std::optional<RigModel>& model);
+
+}  // namespace tiomipra::python
+
+#endif

@@ -1,0 +1,248 @@
+// Rigs: their files, what they mean, whether they still hold, and those of other programs.
+#include <fmt/format.h>
+#include <pybind11/stl.h>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <utility>
+
+#include "arrays.hpp"
+#include "base/errors.hpp"
+#include "base/json_text.hpp"
+#include "base/provenance.hpp"
+#include "base/text.hpp"
+#include "bindings.hpp"
+#include "calls.hpp"
+#include "errors.hpp"
+#include "files/image_files.hpp"
+#include "files/output_files.hpp"
+#include "formats/rig_exporter.hpp"
+#include "formats/rig_importer.hpp"
+#include "image_pairs.hpp"
+#include "reports/check_report.hpp"
+#include "reports/import_report.hpp"
+#include "reports/rig_report.hpp"
+#include "rig_values.hpp"
+#include "rigs/calibration_faults.hpp"
+#include "rigs/feature_matches.hpp"
+#include "rigs/rig_check.hpp"
+#include "rigs/rig_files.hpp"
+#include "rigs/rig_geometry.hpp"
+#include "rigs/rig_model_files.hpp"
+#include "workers.hpp"
+
+namespace tiomipra::python {
+namespace {
+
+// The model beside the calibrations, if there is one.
+std::optional<RigModel> readModelBeside(const std::string& leftFile) {
+    const auto path = std::filesystem::path(leftFile).replace_filename("rig.yml");
+    std::error_code error;
+    if (!std::filesystem::exists(path, error))
+        return std::nullopt;
+    return readRigModel(path.string());
+}
+
+py::dict loadRig(py::handle left, py::handle right) {
+    const std::string leftFile = pathOf(left, "left");
+    const std::string rightFile = pathOf(right, "right");
+    const auto [rig, model] = callLibrary([&] {
+        const Rig found = readRig(leftFile, rightFile);
+        noteDoubts(found, {{}, {}, {}, found.rotateLeft, found.rotateRight}, keepNotice);
+        return std::make_pair(found, readModelBeside(leftFile));
+    });
+    return describeRig(rig, model);
+}
+
+// What tells the unit and the verdict to whoever reads the folder.
+std::string reportOn(const Rig& rig, const std::string& hash) {
+    auto report = toJson(Provenance{"python", std::nullopt, hash, rig.unit});
+    if (!rig.verdict.empty())
+        report["verdict"] = rig.verdict;
+    return dumpJson(report);
+}
+
+// The calibrations last: where they are, all the rest is.
+void saveRig(py::handle folder, py::handle object, const std::string& report,
+             const std::vector<std::pair<std::string, py::object>>& pictures) {
+    const std::string path = pathOf(folder, "folder");
+    const Rig rig = rigOf(object);
+    const auto model = givenModelOf(object);
+    std::vector<std::pair<std::string, BorrowedImage>> images;
+    for (const auto& [name, image] : pictures)
+        images.emplace_back(name, borrowImage(image, name.c_str(), eightBitImage));
+    callLibrary([&] {
+        const OutputFolder output(path, FolderUse{"python", ""});
+        const auto in = [&](const std::string& name) { return pathIn(path, name); };
+        const std::string left = encodeCalibration(in("left.yml"), rig.left);
+        const std::string right = encodeCalibration(in("right.yml"), rig.right);
+        std::vector<NewFile> files;
+        for (const auto& [name, image] : images)
+            files.push_back(newImage(in(name), image.matrix));
+        files.push_back(
+            {in("report.json"), report.empty() ? reportOn(rig, hashRig(left, right)) : report});
+        if (model)
+            files.push_back({in("rig.yml"), encodeRigModel(*model)});
+        else
+            removeFile(in("rig.yml"));
+        files.push_back({in("right.yml"), right});
+        files.push_back({in("left.yml"), left});
+        writeTogether(files);
+    });
+}
+
+std::vector<std::pair<std::string, std::string>> faultsOf(py::handle object) {
+    const Rig rig = rigOf(object);
+    const auto faults = callLibrary([&] { return findFaults(rig.left, rig.right); });
+    std::vector<std::pair<std::string, std::string>> result;
+    for (const Fault& fault : faults)
+        result.emplace_back(fault.problem, fault.remedy);
+    return result;
+}
+
+std::string geometryOf(py::handle object) {
+    const Rig rig = rigOf(object);
+    return callLibrary([&] {
+        requireUsable(rig);
+        return dumpJson(toJson(describeGeometry(rig.left, rig.right)));
+    });
+}
+
+MatchCollection matchPairs(const ImagePairs& pairs, const Rig& rig, Notices& notices) {
+    std::mutex mutex;
+    std::map<std::size_t, std::function<void(MatchCollection&)>> found;
+    const auto source = pairs.open(notices.notify());
+    workOnFrames(*source, 1, [&](std::size_t number, const Frame& frame) {
+        std::function<void(MatchCollection&)> add;
+        try {
+            add = [frame, pair = matchPair(frame, rig)](MatchCollection& all) {
+                all.add(frame, pair);
+            };
+        } catch (const InputError& error) {
+            add = [why = std::string(error.what())](MatchCollection& all) { all.addFailure(why); };
+        }
+        const std::lock_guard lock(mutex);
+        found[number] = add;
+    });
+    MatchCollection collection;
+    for (const auto& [number, add] : found)
+        add(collection);
+    collection.requirePairs();
+    return collection;
+}
+
+struct CheckOutcome {
+    bool isCalibrated = false;
+    nlohmann::ordered_json report;
+    std::string text;
+};
+
+CheckOutcome checkPairs(const ImagePairs& pairs, const Rig& rig, double maxRowDifference) {
+    const auto faults = findFaults(rig.left, rig.right);
+    if (faults.size() == 1 && faults.front().isSwap)
+        return {false, swapToJson(faults.front()), swapToText(faults.front())};
+    requireUsable(rig);
+    Notices notices;
+    const MatchCollection collection = matchPairs(pairs, rig, notices);
+    notices.keep();
+    for (const std::string& failure : collection.failures())
+        keepNotice("warning: " + failure);
+    const cv::Size size = collection.firstImage().size();
+    const RigCheck check = checkRig(collection.matches(), rig.left.scaleTo(size.width, size.height),
+                                    rig.right.scaleTo(size.width, size.height), maxRowDifference);
+    return {check.state == RigState::calibrated, toJson(check),
+            toText(check, rig.unit.value_or(""))};
+}
+
+py::tuple check(py::handle object, py::handle left, py::handle right, py::handle limit,
+                py::handle rotateLeft, py::handle rotateRight) {
+    const Rig rig = rigOf(object);
+    const double maxRowDifference = number(limit, "max_row_difference");
+    const ImagePairs pairs(left, right, wholeNumber(rotateLeft, "rotate_left"),
+                           wholeNumber(rotateRight, "rotate_right"));
+    const auto outcome = callLibrary([&] { return checkPairs(pairs, rig, maxRowDifference); });
+    return py::make_tuple(outcome.isCalibrated, dumpJson(outcome.report), outcome.text);
+}
+
+std::vector<std::string> pathsOf(const std::vector<py::object>& items, const char* name) {
+    std::vector<std::string> paths;
+    for (const py::object& item : items)
+        paths.push_back(pathOf(item, name));
+    return paths;
+}
+
+py::dict importFiles(const std::vector<py::object>& files, const std::string& format,
+                     const std::string& unit, py::handle size,
+                     const std::vector<std::string>& cameras, bool isSwapped,
+                     std::optional<double> alpha, std::optional<double> fieldOfView) {
+    ImportSettings settings{format, unit, std::nullopt, cameras, isSwapped, alpha, {}};
+    if (!size.is_none()) {
+        const auto [width, height] = pairOf(size, "size", "(width, height)");
+        settings.imageSize = cv::Size2d(width, height);
+    }
+    settings.wideAngle.fieldOfView = fieldOfView;
+    const auto paths = pathsOf(files, "files");
+    const auto imported = callLibrary([&] {
+        auto rig = importRig(paths, settings);
+        for (const std::string& note : rig.notes)
+            keepNotice("note: " + note);
+        return rig;
+    });
+    Rig rig;
+    rig.left = imported.rectified.left;
+    rig.right = imported.rectified.right;
+    rig.unit = imported.model.unit;
+    return describeRig(rig, imported.model);
+}
+
+void exportFiles(py::handle object, const std::string& name, const std::vector<py::object>& paths) {
+    const Rig rig = rigOf(object);
+    const auto given = givenModelOf(object);
+    const auto files = pathsOf(paths, "files");
+    callLibrary([&] {
+        const ExportFormat& format = exportFormat(name);
+        if (files.size() != format.files)
+            throw SettingError("files", fmt::format("has {} names, must have {} for {}",
+                                                    files.size(), format.files, name));
+        requireUsable(rig);
+        RigModel model = given ? *given : modelOf(RectifiedRig{rig.left, rig.right});
+        if (!given)
+            model.unit = rig.unit.value_or("");
+        std::vector<NewFile> written;
+        for (const std::string& bytes : format.write(model, {rig.left, rig.right}))
+            written.push_back({files[written.size()], bytes});
+        writeTogether(written);
+    });
+}
+
+py::dict formatsOf(bool areExported) {
+    py::dict result;
+    if (areExported) {
+        for (const ExportFormat& format : exportFormats())
+            result[py::str(format.name)] = format.summary;
+        return result;
+    }
+    for (const auto& [name, summary] : importFormats())
+        result[py::str(name)] = summary;
+    return result;
+}
+
+}  // namespace
+
+void bindRigs(py::module_& module) {
+    module.def("load_rig", loadRig, py::arg("left"), py::arg("right"));
+    module.def("save_rig", saveRig, py::arg("folder"), py::arg("rig"), py::arg("report"),
+               py::arg("pictures"));
+    module.def("find_faults", faultsOf, py::arg("rig"));
+    module.def("describe_geometry", geometryOf, py::arg("rig"));
+    module.def("check", check, py::arg("rig"), py::arg("left"), py::arg("right"),
+               py::arg("max_row_difference"), py::arg("rotate_left"), py::arg("rotate_right"));
+    module.def("import_rig", importFiles, py::arg("files"), py::arg("format"), py::arg("unit"),
+               py::arg("size"), py::arg("cameras"), py::arg("swap"), py::arg("alpha"),
+               py::arg("field_of_view"));
+    module.def("export_rig", exportFiles, py::arg("rig"), py::arg("format"), py::arg("files"));
+    module.def("formats", formatsOf, py::arg("exported"));
+}
+
+}  // namespace tiomipra::python

@@ -1,0 +1,179 @@
+"""Calibrating, checking, importing, matching and evaluating, as the command does it."""
+
+import logging
+import signal
+import threading
+import time
+
+import numpy as np
+import pytest
+import tiomipra
+from conftest import PHOTOGRAPHS, photographs, run_command, same_bits
+
+
+@pytest.fixture(scope="module")
+def result():
+    return tiomipra.calibrate(photographs("left"), photographs("right"), corners=(9, 6),
+                              square=0.025)
+
+
+def test_calibrates_as_the_command(result, rig, command_rig, tmp_path):
+    assert result.verdict == "good" and result.pair_error == pytest.approx(0.197, abs=0.001)
+    result.save(tmp_path)
+    for name in ("left.yml", "right.yml", "rig.yml", "coverage.png", "rectified.png"):
+        assert (tmp_path / name).read_bytes() == (command_rig / name).read_bytes(), name
+    again = tiomipra.Rig.load(tmp_path)
+    assert (again.unit, again.verdict, again.left) == ("m", "good", rig.left)
+    assert again.model.unit == "m" and np.array_equal(again.model.translation,
+                                                      result.rig.model.translation)
+    arrays = [[tiomipra.read_image(file) for file in photographs(side)]
+              for side in ("left", "right")]
+    other = tiomipra.calibrate(*arrays, corners=(9, 6), square=0.025, unit="")
+    assert other.rig.unit == "" and (other.rig.left, other.rig.right) == (rig.left, rig.right)
+    assert "Verdict: good" in str(result) and "0.197" in repr(result)
+
+
+def test_calibrating_what_it_can_not(rig, pair):
+    arguments = {"corners": (9, 6), "square": 0.025}
+    for change, error, words in [({"corners": 9}, TypeError, "corners is of type int"),
+                                 ({"corners": (1, 6)}, ValueError, "corners"),
+                                 ({"square": -1.0}, ValueError, "square is -1"),
+                                 ({"lens": "zoom"}, ValueError, "lens is 'zoom', must be auto"),
+                                 ({"unit": "km"}, ValueError, "unit is 'km', must be 'm'"),
+                                 ({"pattern": "dots"}, ValueError, "pattern is 'dots'"),
+                                 ({"rotate_left": 45}, ValueError, "rotate_left is 45, must be 0"),
+                                 ({"max_pairs": 1}, ValueError, "max_pairs is 1, must be 3")]:
+        with pytest.raises(error, match=words):
+            tiomipra.calibrate([pair[0]], [pair[1]], **{**arguments, **change})
+    with pytest.raises(tiomipra.InputError, match="left"):
+        tiomipra.calibrate([pair[0]] * 4, [np.zeros_like(pair[0])] * 4, **arguments)
+    with pytest.raises(ValueError, match="left has 2 images, right has 1"):
+        tiomipra.calibrate([pair[0]] * 2, [pair[1]], **arguments)
+    with pytest.raises(TypeError, match=r"left\[1\] is of type str"):
+        tiomipra.calibrate([pair[0], "a.png"], list(pair), **arguments)
+
+
+def test_a_signal_ends_calibrating(pair):
+    threading.Timer(0.3, signal.raise_signal, [signal.SIGINT]).start()
+    start = time.monotonic()
+    with pytest.raises(KeyboardInterrupt):
+        tiomipra.calibrate([pair[0]] * 3000, [pair[1]] * 3000, corners=(9, 6), square=0.025)
+    assert time.monotonic() - start < 5
+
+
+def test_checks(rig, result):
+    good = tiomipra.check(rig, photographs("left"), photographs("right"))
+    assert good and good.report["verdict"] == "calibrated" and "still" not in repr(good)
+    swapped = tiomipra.check(rig, photographs("right"), photographs("left"))
+    assert not swapped and swapped.report["verdict"] == "swapped"
+    with pytest.raises(tiomipra.InputError):
+        tiomipra.check(rig, np.zeros((480, 640), np.uint8), np.zeros((480, 640), np.uint8))
+
+
+def test_rigs_mean_something(rig):
+    assert rig.faults == [] and rig.geometry["baseline"] == pytest.approx(rig.baseline, rel=1e-6)
+    assert repr(rig) == "<Rig 640x480, focal length 516.7 pixels, baseline 0.08317 m, good>"
+    exchanged = tiomipra.Rig(rig.right, rig.left)
+    assert len(exchanged.faults) == 1
+    with pytest.raises(tiomipra.InputError, match="what to do"):
+        exchanged.geometry
+    with pytest.raises(ValueError, match="unit is 'km'"):
+        tiomipra.Rig(rig.left, rig.right, "km").faults
+
+
+@pytest.mark.parametrize("name", ["opencv", "ros"])
+def test_exported_rigs_come_back(rig, tmp_path, name):
+    files = [tmp_path / "left.yaml", tmp_path / "right.yaml"][: 2 if name == "ros" else 1]
+    tiomipra.export_rig(rig, name, *files)
+    assert name in tiomipra.export_formats() and name in tiomipra.import_formats()
+    again = tiomipra.import_rig(*files, unit="m")
+    assert np.allclose(again.left.projection_matrix, rig.left.projection_matrix, atol=1e-3)
+    with pytest.raises(ValueError, match="format"):
+        tiomipra.export_rig(rig, "none", *files)
+    with pytest.raises(ValueError, match="a lens has 5 coefficients"):
+        tiomipra.export_rig(rig, "kalibr", files[0])
+    with pytest.raises(FileNotFoundError) as caught:
+        tiomipra.import_rig(tmp_path / "none.yml")
+    assert caught.value.filename == str(tmp_path / "none.yml")
+
+
+def test_matches_as_the_command(rig, command_rig, pair, tmp_path):
+    run_command("depth", "--calibration", command_rig, "--left", PHOTOGRAPHS / "left13.jpg",
+                "--right", PHOTOGRAPHS / "right13.jpg", "--output", tmp_path, "--preset",
+                "accurate", "--range", "0.3..2", "--formats", "npy,ply,confidence")
+    matcher = tiomipra.Matcher(rig, preset="accurate", range=(0.3, 2.0), confidence=True)
+    match = matcher.match(*pair)
+    assert same_bits(match.depth, np.load(tmp_path / "left13_depth.npy"))
+    assert same_bits(match.confidence, tiomipra.read_image(tmp_path / "left13_depth_confidence.png"))
+    cloud = match.cloud()
+    cloud.save(tmp_path / "cloud.ply")
+    body = (tmp_path / "cloud.ply").read_bytes().split(b"end_header\n")[1]
+    assert (tmp_path / "left13.ply").read_bytes().endswith(b"end_header\n" + body)
+    assert len(cloud) == match.measured.sum() == (match.reasons == 0).sum()
+    from_files = matcher.match(PHOTOGRAPHS / "left13.jpg", PHOTOGRAPHS / "right13.jpg")
+    assert same_bits(from_files.depth, match.depth)
+
+
+def test_settings_of_matchers(rig, pair, caplog):
+    for arguments, error, words in [
+            ({"windowsize": 5}, TypeError, "'windowsize' is no parameter"),
+            ({"window_size": 4}, ValueError, "window_size 4"),
+            ({"preset": "best"}, ValueError, "preset is 'best', must be one of fast"),
+            ({"range": (3.0, 1.0)}, ValueError, r"range is \(3, 1\)"),
+            ({"range": 3.0}, TypeError, "range is of type float"),
+            ({"scale": 3}, ValueError, "scale is 3, must be 1, 2 or 4"),
+            ({"median": 7}, ValueError, "median"),
+            ({"equalise": "yes"}, TypeError, "equalise is of type str, must be True")]:
+        with pytest.raises(error, match=words):
+            tiomipra.Matcher(rig, **arguments)
+    with caplog.at_level(logging.INFO, "tiomipra"):
+        automatic = tiomipra.Matcher(rig, preset="fast", range="auto", scale=2).match(*pair)
+    assert automatic.depth.shape == (240, 320) and "the range found is" in caplog.text
+    preset = tiomipra.presets()["fast"].parameters
+    assert set(preset) <= set(tiomipra.parameters()) and preset["algorithm"] == "bm"
+    by_hand = tiomipra.Matcher(rig, range=(0.3, 2.0), **preset).match(*pair)
+    by_name = tiomipra.Matcher(rig, range=(0.3, 2.0), preset="fast").match(*pair)
+    assert same_bits(by_hand.disparity, by_name.disparity)
+
+
+def test_rectified_images(stereo, pair, rig):
+    rectified = stereo.rectify(*pair)
+    cameras = tiomipra.RectifiedCameras(rig.focal_length, rig.baseline)
+    deep = tiomipra.Matcher(cameras, preset="fast", range=(0.3, 2.0)).match(*rectified)
+    flat = tiomipra.Matcher(None, preset="fast", disparity_number=144).match(*rectified)
+    assert flat.depth is None and deep.depth is not None
+    both = deep.measured & flat.measured
+    product = (deep.depth * deep.disparity)[both]
+    assert np.allclose(product, rig.focal_length * rig.baseline, rtol=1e-4)
+    with pytest.raises(ValueError, match="without a rig"):
+        flat.cloud()
+
+
+def test_evaluates():
+    truth = np.full((10, 10), 20, np.float32)
+    truth[0] = np.nan
+    found = truth + 0.25
+    found[1] += 3
+    found[2] = np.nan
+    evaluation = tiomipra.evaluate(found, truth)
+    assert (evaluation.known, evaluation.measured) == (90, 80)
+    assert evaluation.bad[2.0] == pytest.approx(12.5)
+    assert evaluation.bad_of_known[2.0] == pytest.approx(100 * 20 / 90)
+    assert tiomipra.evaluate(found, truth, np.arange(10)[:, None].repeat(10, 1) > 2).bad[0.5] == 0
+    assert np.isnan(tiomipra.evaluate(found, truth, np.zeros((10, 10), bool)).average_error)
+    with pytest.raises(ValueError, match="same shape"):
+        tiomipra.evaluate(found, truth[1:])
+
+
+def test_images(tmp_path, pair):
+    tiomipra.write_image(tmp_path / "a.png", pair[0])
+    assert same_bits(tiomipra.read_image(tmp_path / "a.png"), pair[0])
+    with pytest.raises(FileNotFoundError) as caught:
+        tiomipra.read_image(tmp_path / "b.png")
+    assert caught.value.filename == str(tmp_path / "b.png")
+    with pytest.raises(tiomipra.InputError, match="at most 1000 are accepted"):
+        tiomipra.read_image(tmp_path / "a.png", max_pixels=1000)
+    cloud = tiomipra.make_cloud(np.dstack([pair[0]] * 3).astype(np.float32), pair[1])
+    assert len(cloud) == (pair[0] > 0).sum()
+    with pytest.raises(ValueError, match="must end in .ply or .pcd"):
+        cloud.save(tmp_path / "cloud.obj")
