@@ -1,4 +1,4 @@
-# The CMake package for consumers and, in a build for /usr, the three Debian packages.
+# The CMake package for consumers and, in a build for /usr, the Debian packages.
 
 include(CMakePackageConfigHelpers)
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/tiomipraConfig.cmake.in
@@ -71,6 +71,29 @@ disparities, depth images and coloured point clouds.
 .
 This package contains the command, its manual pages and documentation.")
 
+if(TARGET tiomipra_python)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-tiomipra)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  math(EXPR next_minor "${Python_VERSION_MINOR} + 1")
+  string(CONCAT CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+    "python3 (>= ${Python_VERSION_MAJOR}.${Python_VERSION_MINOR}~), "
+    "python3 (<< ${Python_VERSION_MAJOR}.${next_minor}), python3-numpy")
+  set(CPACK_COMPONENT_PYTHON_DEPENDS libraries command)
+  set(CPACK_COMPONENT_PYTHON_DESCRIPTION "depth from two cameras - Python module
+Calibrates a stereo rig with photographs of a chessboard, rectifies and matches
+its images, and gives depths and coloured point clouds, all as numpy arrays.
+.
+This package contains the Python package tiomipra, its types and a notebook.")
+  # Byte code is made where the package is installed, as Debian has it.
+  foreach(script postinst prerm)
+    configure_file(${CMAKE_CURRENT_LIST_DIR}/python.${script} ${debian}/python/${script} COPYONLY
+      FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ
+      WORLD_EXECUTE)
+    list(APPEND CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${debian}/python/${script})
+  endforeach()
+endif()
+
 # What Debian wants in each package's own folder, and what its users want to read there. The files
 # have no place in a plain installation.
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/CHANGELOG.md)
@@ -81,8 +104,8 @@ foreach(file changelog changelog.Debian)
   execute_process(COMMAND gzip -9nc ${debian}/${file}
     OUTPUT_FILE ${debian}/${file}.gz COMMAND_ERROR_IS_FATAL ANY)
 endforeach()
-foreach(component LIBRARIES DEVELOPMENT COMMAND)
-  string(TOLOWER ${component} lower)
+foreach(lower ${CPACK_COMPONENTS_ALL})
+  string(TOUPPER ${lower} component)
   set(folder_${lower} ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${component}_PACKAGE_NAME})
   install(FILES ${PROJECT_SOURCE_DIR}/cmake/copyright
     ${debian}/changelog.gz ${debian}/changelog.Debian.gz
@@ -96,6 +119,13 @@ foreach(component development command)
     PATTERN Doxyfile EXCLUDE)
 endforeach()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples
-  DESTINATION ${folder_development} COMPONENT development EXCLUDE_FROM_ALL)
+  DESTINATION ${folder_development} COMPONENT development EXCLUDE_FROM_ALL
+  PATTERN *.ipynb EXCLUDE)
+if(TARGET tiomipra_python)
+  install(FILES ${PROJECT_SOURCE_DIR}/docs/python.md
+    DESTINATION ${folder_python} COMPONENT python EXCLUDE_FROM_ALL)
+  install(FILES ${PROJECT_SOURCE_DIR}/examples/notebook.ipynb
+    DESTINATION ${folder_python}/examples COMPONENT python EXCLUDE_FROM_ALL)
+endif()
 
 include(CPack)

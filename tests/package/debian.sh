@@ -28,6 +28,7 @@ expectDependencies() {
 
 expectDependencies libtiomipra1 'libopencv-core[0-9]+ \(>= ' 'libspdlog[0-9]' 'libstdc\+\+6 '
 expectDependencies libtiomipra-dev "libtiomipra1 \(= $version-" libopencv-dev
+expectDependencies python3-tiomipra "tiomipra \\(= $version-" python3-numpy 'python3 \(<< 3'
 expectDependencies tiomipra "libtiomipra1 \(= $version-" libopencv-imgcodecs libopencv-videoio
 
 for package in "$packages"/*.deb; do
@@ -48,17 +49,21 @@ mapfile -d "" -t shipped < <(find "$scratch/unpacked" -type f \( -name '*.so*' -
 LD_LIBRARY_PATH=$libraries:$libraries/tiomipra "$source/tests/package/command.sh" \
     "$scratch/unpacked/usr/bin/tiomipra" "$version" "$photographs" "$scratch/results"
 
+LD_LIBRARY_PATH=$libraries:$libraries/tiomipra PYTHONPATH=$scratch/unpacked/usr/lib/python3/dist-packages \
+    /usr/bin/python3 -B "$source/tests/package/python_module.py" "$version" "$photographs" "$scratch/python"
+
 if [ "$(id -u)" -eq 0 ]; then
     # In a fresh Debian, where nothing but the packages' own dependencies can help them.
     root=$scratch/root
     debootstrap --variant=minbase bookworm "$root"
     mkdir "$root/test"
-    cp "$packages"/*.deb "$source"/tests/package/{command.sh,consumer/main.cpp} \
+    cp "$packages"/*.deb "$source"/tests/package/{command.sh,python_module.py,consumer/main.cpp} \
         "$photographs"/{left,right}[01]*.jpg "$photographs/tree.avi" "$root/test"
     chroot "$root" apt-get update -qq
     chroot "$root" sh -c 'DEBIAN_FRONTEND=noninteractive \
         apt-get install -y -qq --no-install-recommends /test/*.deb g++ pkg-config' >/dev/null
     chroot "$root" /test/command.sh tiomipra "$version" /test /test/results
+    chroot "$root" python3 /test/python_module.py "$version" /test /test/python
     # shellcheck disable=SC2016 # expanded within the root
     chroot "$root" sh -c 'g++ -std=c++17 /test/main.cpp -o /test/consumer \
         $(pkg-config --cflags --libs tiomipra tevo) && /test/consumer &&
