@@ -75,10 +75,7 @@ if(TARGET tiomipra_python)
   list(APPEND CPACK_COMPONENTS_ALL python)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-tiomipra)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
-  math(EXPR next_minor "${Python_VERSION_MINOR} + 1")
-  string(CONCAT CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
-    "python3 (>= ${Python_VERSION_MAJOR}.${Python_VERSION_MINOR}~), "
-    "python3 (<< ${Python_VERSION_MAJOR}.${next_minor}), python3-numpy")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS ${TIOMIPRA_PYTHON_DEPENDS})
   set(CPACK_COMPONENT_PYTHON_DEPENDS libraries command)
   set(CPACK_COMPONENT_PYTHON_DESCRIPTION "depth from two cameras - Python module
 Calibrates a stereo rig with photographs of a chessboard, rectifies and matches
