@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <climits>
 #include <optional>
 #include <string>
 
@@ -11,12 +12,16 @@ namespace {
 
 constexpr std::size_t fewestAxes = 2;
 
-std::optional<int> depthOf(const py::dtype& type) {
+// Of numpy.
+constexpr int aligned = py::detail::npy_api::NPY_ARRAY_ALIGNED_;
+constexpr int layout = py::array::c_style | aligned;
+
+std::optional<int> depthOf(const py::dtype& type, bool takesBool) {
     if (!type.attr("isnative").cast<bool>())
         return std::nullopt;
     switch (type.kind()) {
         case 'b':
-            return CV_8U;
+            return takesBool ? std::optional(CV_8U) : std::nullopt;
         case 'u':
             return type.itemsize() == 1   ? std::optional(CV_8U)
                    : type.itemsize() == 2 ? std::optional(CV_16U)
@@ -56,19 +61,20 @@ py::array requireArray(py::handle object, const char* name, const char* rule) {
     return py::reinterpret_borrow<py::array>(object);
 }
 
-int requireDepth(const py::array& array, const char* name, const std::vector<int>& depths,
-                 const char* rule) {
-    const auto depth = depthOf(array.dtype());
-    if (!depth || !contains(depths, *depth))
+int requireDepth(const py::array& array, const char* name, const ImageRule& rule) {
+    const auto depth = depthOf(array.dtype(), rule.takesBool);
+    if (!depth || !contains(rule.depths, *depth))
         throw py::type_error(fmt::format("{} has dtype {}, must be {}", name,
-                                         std::string(py::str(array.dtype())), rule));
+                                         std::string(py::str(array.dtype())), rule.text));
     return *depth;
 }
 
 int requireChannels(const py::array& array, const char* name, const ImageRule& rule) {
     const auto axes = static_cast<std::size_t>(array.ndim());
-    const bool isImage = axes == fewestAxes || axes == fewestAxes + 1;
-    const int channels = axes == fewestAxes + 1 ? static_cast<int>(array.shape(2)) : 1;
+    const bool isImage =
+        (axes == fewestAxes || axes == fewestAxes + 1) &&
+        std::all_of(array.shape(), array.shape() + axes, [](auto side) { return side <= INT_MAX; });
+    const int channels = isImage && axes > fewestAxes ? static_cast<int>(array.shape(2)) : 1;
     if (!isImage || !contains(rule.channels, channels))
         throw py::value_error(
             fmt::format("{} has shape {}, must be {}", name, shapeOf(array), rule.text));
@@ -76,11 +82,13 @@ int requireChannels(const py::array& array, const char* name, const ImageRule& r
 }
 
 bool isPacked(const py::array& array) {
-    return (array.flags() & py::array::c_style) != 0;
+    return (array.flags() & layout) == layout;
 }
 
 // Whether the rows are packed, and follow each other at a distance that a matrix can have.
 bool hasPackedRows(const py::array& array) {
+    if ((array.flags() & aligned) == 0)
+        return false;
     py::ssize_t packed = array.itemsize();
     for (py::ssize_t axis = array.ndim() - 1; axis > 0; --axis) {
         if (array.strides(axis) != packed)
@@ -109,7 +117,7 @@ const ImageRule eightBitImage{
     {CV_8U},
     {1, 3},
     "a uint8 array of shape (rows, columns), or (rows, columns, 3) with blue, green, red"};
-const ImageRule maskImage{{CV_8U}, {1}, "an array of bool or uint8 of shape (rows, columns)"};
+const ImageRule maskImage{{CV_8U}, {1}, "an array of bool or uint8 of shape (rows, columns)", true};
 
 std::string typeName(py::handle object) {
     const std::string name = py::str(py::type::handle_of(object).attr("__name__"));
@@ -118,10 +126,10 @@ std::string typeName(py::handle object) {
 
 BorrowedImage borrowImage(py::handle object, const char* name, const ImageRule& rule) {
     py::array array = requireArray(object, name, rule.text);
-    const int depth = requireDepth(array, name, rule.depths, rule.text);
+    const int depth = requireDepth(array, name, rule);
     const int type = CV_MAKETYPE(depth, requireChannels(array, name, rule));
     if (!isPacked(array) && !hasPackedRows(array))
-        array = py::array::ensure(array, py::array::c_style);
+        array = py::array::ensure(array, layout);
     const auto rows = static_cast<int>(array.shape(0));
     const auto columns = static_cast<int>(array.shape(1));
     if (rows == 0 || columns == 0)
@@ -167,11 +175,11 @@ py::array arrayLike(const BorrowedImage& image, const cv::Mat& matrix) {
 
 cv::Mat copyFloats(py::handle object, const char* name, const char* rule) {
     const py::array array = requireArray(object, name, rule);
-    const int depth = requireDepth(array, name, {CV_32F, CV_64F}, rule);
+    const int depth = requireDepth(array, name, {{CV_32F, CV_64F}, {}, rule});
     if (array.ndim() < 1 || array.ndim() > 2)
         throw py::value_error(
             fmt::format("{} has shape {}, must be {}", name, shapeOf(array), rule));
-    const py::array packed = py::array::ensure(array, py::array::c_style);
+    const py::array packed = py::array::ensure(array, layout);
     const bool isRow = array.ndim() == 1;
     const int rows = isRow ? 1 : static_cast<int>(array.shape(0));
     const int columns = static_cast<int>(array.shape(isRow ? 0 : 1));

@@ -16,6 +16,7 @@ struct ImageRule {
     std::vector<int> depths;  // as in `CV_8U`
     std::vector<int> channels;
     const char* text;  // as in "a uint8 array of shape (rows, columns)"
+    bool takesBool = false;
 };
 
 extern const ImageRule anyImage;       // what `cv::remap` takes
@@ -33,8 +34,9 @@ struct BorrowedImage {
 };
 
 // Without a copy if elements of a row follow each other, however far apart the rows are; other
-// layouts are copied. Throws `TypeError` for what is no array or has another dtype, and
-// `ValueError` for another shape, each with `name`, what it is, and the rule.
+// layouts, and elements that are not aligned, are copied. Throws `TypeError` for what is no array
+// or has another dtype, and `ValueError` for another shape, each with `name`, what it is, and the
+// rule.
 BorrowedImage borrowImage(py::handle object, const char* name, const ImageRule& rule);
 
 // Throws `ValueError` or `TypeError` unless both have the same rows, columns, channels and type.

@@ -121,6 +121,8 @@ BoardSearch searchBoards(const ImagePairs& pairs, const CalibrationTask& task, N
             add = [frame, pair = searchPair(frame, task.board)](BoardSearch& search) {
                 search.add(frame, pair);
             };
+        } catch (const FileError&) {
+            throw;
         } catch (const InputError& error) {
             add = [frame, why = std::string(error.what())](BoardSearch& search) {
                 search.addFailure(frame, why);

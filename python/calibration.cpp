@@ -2,7 +2,9 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <system_error>
 #include <vision/calibration.hpp>
 
@@ -74,14 +76,12 @@ Calibration make(py::handle width, py::handle height, const py::args& matrices) 
 
 // The library compares matrices of one shape and type only.
 bool haveSameShapes(const Calibration& one, const Calibration& other) {
-    for (const MatrixField& field : fields) {
+    return std::all_of(std::begin(fields), std::end(fields), [&](const MatrixField& field) {
         const cv::Mat& matrix = one.*field.matrix;
         const cv::Mat& counterpart = other.*field.matrix;
-        if (matrix.size() != counterpart.size() ||
-            (!matrix.empty() && matrix.type() != counterpart.type()))
-            return false;
-    }
-    return true;
+        return matrix.size() == counterpart.size() &&
+               (matrix.empty() || matrix.type() == counterpart.type());
+    });
 }
 
 bool areEqual(const Calibration& one, const Calibration& other) {
@@ -125,7 +125,7 @@ Calibration scaleTo(const Calibration& calibration, py::handle width, py::handle
     const int newWidth = wholeNumber(width, "width");
     const int newHeight = wholeNumber(height, "height");
     try {
-        return callLibrary([&] { return calibration.scaleTo(newWidth, newHeight); });
+        return callLibrary([&, copy = calibration] { return copy.scaleTo(newWidth, newHeight); });
     } catch (const std::invalid_argument& error) {
         throw py::value_error(
             fmt::format("width and height are {}x{}, the calibration is for "

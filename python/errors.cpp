@@ -60,6 +60,7 @@ std::string inPython(const SettingError& error) {
     return text;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): as pybind11 has it.
 void translate(std::exception_ptr exception) {
     try {
         if (exception)

@@ -36,6 +36,10 @@ py::array readDisparities(py::handle path, std::optional<double> scale) {
 void writePixels(py::handle path, py::handle image) {
     const std::string file = pathOf(path, "path");
     const BorrowedImage pixels = borrowImage(image, "image", pairImage);
+    const std::string extension = extensionOf(file);
+    if (extension != ".png" && extension != ".jpg" && extension != ".tiff")
+        throw SettingError("path",
+                           fmt::format("is {}, must end in .png, .jpg or .tiff", quote(file)));
     callLibrary([&] { writeImage(file, pixels.matrix); });
 }
 

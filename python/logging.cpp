@@ -110,6 +110,8 @@ DeliveredRecords::~DeliveredRecords() {
             deliver(record);
         } catch (py::error_already_set& error) {
             error.discard_as_unraisable("tiomipra._logging.deliver");
+        } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch)
+            // No memory for the record: it is lost, the call is not.
         }
     }
 }

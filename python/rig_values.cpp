@@ -70,28 +70,26 @@ LensKind lensNamed(const std::string& name) {
 
 CameraModel cameraOf(py::handle camera) {
     CameraModel result;
-    const auto [width, height] = camera.attr("image_size").cast<std::pair<int, int>>();
-    result.imageSize = {width, height};
+    const auto [width, height] = pairOf(camera.attr("image_size"), "image_size", "(width, height)");
+    result.imageSize = cv::Size2d(width, height);
     const auto matrix = numbersOf(camera.attr("camera_matrix"), "camera_matrix", 9);
     std::copy(matrix.begin(), matrix.end(), result.cameraMatrix.val);
-    result.lens.kind = lensNamed(camera.attr("lens").cast<std::string>());
+    result.lens.kind = lensNamed(textOf(camera.attr("lens"), "lens"));
     result.lens.coefficients = numbersOf(camera.attr("coefficients"), "coefficients", 0);
     return result;
-}
-
-template <typename Value>
-std::optional<Value> optionalOf(py::handle object) {
-    return object.is_none() ? std::nullopt : std::optional(object.cast<Value>());
 }
 
 Rig rigOfRectified(py::handle cameras) {
     RectifiedCameras values;
     values.focal = number(cameras.attr("focal_length"), "focal_length");
     values.baseline = {number(cameras.attr("baseline"), "baseline"),
-                       cameras.attr("unit").cast<std::string>()};
+                       textOf(cameras.attr("unit"), "unit")};
     values.centreOffset = number(cameras.attr("centre_offset"), "centre_offset");
-    if (const auto centre = optionalOf<std::pair<double, double>>(cameras.attr("centre")))
-        values.centre = {centre->first, centre->second};
+    const py::object centre = cameras.attr("centre");
+    if (!centre.is_none()) {
+        const auto [x, y] = pairOf(centre, "centre", "(x, y)");
+        values.centre = cv::Point2d(x, y);
+    }
     return rectifiedRig(values, anySize);
 }
 
@@ -103,19 +101,27 @@ void checkUnit(const std::optional<std::string>& unit) {
 
 }  // namespace
 
+const Calibration& calibrationOf(py::handle object, const char* name) {
+    if (!py::isinstance<Calibration>(object))
+        throw py::type_error(
+            fmt::format("{} is {}, must be a Calibration", name, typeName(object)));
+    return object.cast<const Calibration&>();
+}
+
 Rig rigOf(py::handle object) {
     if (py::isinstance(object, classOf("RectifiedCameras")))
         return rigOfRectified(object);
     if (!py::isinstance(object, classOf("Rig")))
         throw py::type_error(fmt::format("rig is {}, must be a tiomipra.Rig", typeName(object)));
     Rig rig;
-    rig.left = object.attr("left").cast<const Calibration&>();
-    rig.right = object.attr("right").cast<const Calibration&>();
+    rig.left = calibrationOf(object.attr("left"), "left");
+    rig.right = calibrationOf(object.attr("right"), "right");
     rig.leftFile = "left";
     rig.rightFile = "right";
-    rig.unit = optionalOf<std::string>(object.attr("unit"));
+    if (!object.attr("unit").is_none())
+        rig.unit = textOf(object.attr("unit"), "unit");
     checkUnit(rig.unit);
-    rig.verdict = object.attr("verdict").cast<std::string>();
+    rig.verdict = textOf(object.attr("verdict"), "verdict");
     return rig;
 }
 
@@ -130,7 +136,7 @@ std::optional<RigModel> givenModelOf(py::handle rig) {
     std::copy(rotation.begin(), rotation.end(), result.rightFromLeftRotation.val);
     const auto translation = numbersOf(model.attr("translation"), "translation", 3);
     std::copy(translation.begin(), translation.end(), result.rightFromLeftTranslation.val);
-    result.unit = model.attr("unit").cast<std::string>();
+    result.unit = textOf(model.attr("unit"), "unit");
     checkModel(result);
     return result;
 }

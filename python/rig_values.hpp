@@ -14,6 +14,9 @@ namespace tiomipra::python {
 
 namespace py = pybind11;
 
+// Throws `TypeError` that names the argument for what is no `tiomipra.Calibration`.
+const vision::Calibration& calibrationOf(py::handle object, const char* name);
+
 // What a `tiomipra.Rig` holds, or a `tiomipra.RectifiedCameras`, whose images have any size.
 // Throws `TypeError` for what is neither, and as `rectifiedRig`.
 Rig rigOf(py::handle object);

@@ -119,6 +119,8 @@ MatchCollection matchPairs(const ImagePairs& pairs, const Rig& rig, Notices& not
             add = [frame, pair = matchPair(frame, rig)](MatchCollection& all) {
                 all.add(frame, pair);
             };
+        } catch (const FileError&) {
+            throw;
         } catch (const InputError& error) {
             add = [why = std::string(error.what())](MatchCollection& all) { all.addFailure(why); };
         }

@@ -16,6 +16,7 @@
 #include "errors.hpp"
 #include "matching/matcher_parameters.hpp"
 #include "parameters.hpp"
+#include "rig_values.hpp"
 
 namespace tiomipra::python {
 namespace {
@@ -77,28 +78,21 @@ class SharedStereo {
     mutable std::mutex _transforms;
 };
 
-const Calibration& calibrationOf(py::handle object, const char* name) {
-    if (!py::isinstance<Calibration>(object))
-        throw py::type_error(
-            fmt::format("{} is {}, must be a Calibration", name, typeName(object)));
-    return object.cast<const Calibration&>();
-}
-
 // The library's own complaint says nothing of the sizes.
-void requireAspectRatio(const cv::Mat& image, const char* name, const cv::Size& calibrated) {
-    const std::int64_t across = std::int64_t{image.cols} * calibrated.height;
-    if (!calibrated.empty() && across != std::int64_t{image.rows} * calibrated.width)
+void requireAspectRatio(const cv::Size& size, const char* name, const cv::Size& calibrated) {
+    const std::int64_t across = std::int64_t{size.width} * calibrated.height;
+    if (!calibrated.empty() && across != std::int64_t{size.height} * calibrated.width)
         throw py::value_error(fmt::format(
             "{} has {} rows and {} columns, must have the aspect ratio of the calibrations, which "
             "are for {} and {}",
-            name, image.rows, image.cols, calibrated.height, calibrated.width));
+            name, size.height, size.width, calibrated.height, calibrated.width));
 }
 
 py::tuple rectify(const SharedStereo& self, py::handle left, py::handle right) {
     const BorrowedImage leftImage = borrowImage(left, "left", anyImage);
     const BorrowedImage rightImage = borrowImage(right, "right", anyImage);
     requireAlike(leftImage, rightImage);
-    requireAspectRatio(leftImage.matrix, "left", self.size());
+    requireAspectRatio(leftImage.matrix.size(), "left", self.size());
     const auto images = self.readAndFill([&](const Stereo& stereo) {
         return stereo.rectifyImages(leftImage.matrix, rightImage.matrix);
     });
@@ -108,7 +102,7 @@ py::tuple rectify(const SharedStereo& self, py::handle left, py::handle right) {
 template <cv::Mat (Stereo::*rectifyImage)(const cv::Mat&) const>
 py::array rectifyOne(const SharedStereo& self, py::handle image) {
     const BorrowedImage borrowed = borrowImage(image, "image", anyImage);
-    requireAspectRatio(borrowed.matrix, "image", self.size());
+    requireAspectRatio(borrowed.matrix.size(), "image", self.size());
     return arrayLike(borrowed, self.readAndFill([&](const Stereo& stereo) {
         return (stereo.*rectifyImage)(borrowed.matrix);
     }));
@@ -125,14 +119,14 @@ py::array computeDisparity(const SharedStereo& self, py::handle left, py::handle
 
 py::array computeDepth(const SharedStereo& self, py::handle disparity) {
     const BorrowedImage borrowed = borrowImage(disparity, "disparity", floatImage);
-    requireAspectRatio(borrowed.matrix, "disparity", self.size());
+    requireAspectRatio(borrowed.matrix.size(), "disparity", self.size());
     return arrayOf(self.readAndFill(
         [&](const Stereo& stereo) { return stereo.computeDepth(borrowed.matrix); }));
 }
 
 py::dict computeTransforms(const SharedStereo& self, py::handle width, py::handle height) {
     const cv::Size size(wholeNumber(width, "width"), wholeNumber(height, "height"));
-    requireAspectRatio(cv::Mat(size, CV_8UC1), "an image of these sides", self.size());
+    requireAspectRatio(size, "an image of width and height", self.size());
     const auto transform =
         self.read([&](const Stereo& stereo) { return stereo.computeImageTransforms(size); });
     py::dict result;

@@ -57,8 +57,9 @@ Paths filesIn(const fs::path& folder, const std::function<bool(const std::string
             paths.push_back((folder / name).string());
     }
     if (error)
-        throw InputError(
-            fmt::format("can't read the folder {}: {}", quote(start.string()), error.message()));
+        throw FileError(
+            fmt::format("can't read the folder {}: {}", quote(start.string()), error.message()),
+            start.string(), error.value());
     sortNaturally(paths);
     return paths;
 }

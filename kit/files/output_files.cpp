@@ -44,8 +44,8 @@ CreatedFolders::CreatedFolders(const std::string& path) : CreatedFolders() {
     if (!error && !fs::is_directory(path, error))
         error = std::make_error_code(std::errc::not_a_directory);
     if (error)
-        throw InputError(
-            fmt::format("can't create the folder {}: {}", quote(path), error.message()));
+        throw FileError(fmt::format("can't create the folder {}: {}", quote(path), error.message()),
+                        path, error.value());
 }
 
 CreatedFolders::~CreatedFolders() {

@@ -156,8 +156,9 @@ std::string describeValues(const ParameterValues& values) {
 
 std::string describe(const ParameterDescription& parameter) {
     const std::string start = fmt::format("{}{}", parameter.meaning, describe(parameter.usedBy));
-    return parameter.kind == Kind::flag ? start
-                                        : fmt::format("{}: {}", start, describeValues(parameter.values));
+    return parameter.kind == Kind::flag
+               ? start
+               : fmt::format("{}: {}", start, describeValues(parameter.values));
 }
 
 Parameter::Value valueIn(const Stereo& stereo, const MatcherParameter& parameter) {

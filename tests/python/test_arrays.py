@@ -38,6 +38,14 @@ def test_types_and_channels_pass_through(stereo, pair, dtype, channels):
     assert all(same_bits(rectified[:, :, i], grey) for i in range(channels))
 
 
+def test_elements_that_are_not_aligned(stereo, pair):
+    disparity = stereo.compute_disparity(*stereo.rectify(*pair))
+    moved = np.zeros(disparity.nbytes + 1, np.uint8)[1:].view(np.float32).reshape(disparity.shape)
+    moved[:] = disparity
+    assert not moved.flags.aligned
+    assert same_bits(stereo.compute_depth(moved), stereo.compute_depth(disparity))
+
+
 def test_results_own_their_memory(stereo, pair):
     disparity = stereo.compute_disparity(*stereo.rectify(*pair))
     copy = disparity.copy()
@@ -51,7 +59,10 @@ def test_results_own_their_memory(stereo, pair):
 @pytest.mark.parametrize(("left", "right", "error", "words"), [
     ([[1, 2]], None, TypeError, "left is of type list, must be an array of uint8"),
     (None, None, TypeError, "left is None"),
-    (np.zeros((480, 640), bool), 0, TypeError, "right is of type int"),
+    (np.zeros((480, 640), np.uint8), 0, TypeError, "right is of type int"),
+    (np.zeros((480, 640), bool), 0, TypeError, "left has dtype bool"),
+    (np.lib.stride_tricks.as_strided(np.zeros(1, np.uint8), (1 << 32, 1), (0, 0)), 0, ValueError,
+     r"left has shape \(4294967296, 1\)"),
     (np.zeros((480, 640), ">u2"), 0, TypeError, "left has dtype >u2"),
     (np.zeros((480, 640), complex), 0, TypeError, "left has dtype complex128"),
     (np.zeros(640, np.uint8), 0, ValueError, r"left has shape \(640,\)"),

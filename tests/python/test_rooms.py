@@ -165,6 +165,28 @@ def test_evaluates():
         tiomipra.evaluate(found, truth[1:])
 
 
+@pytest.mark.parametrize(("call", "path"), [
+    (tiomipra.Rig.load, "none/left.yml"),
+    (lambda path: tiomipra.calibrate([path] * 3, [path] * 3, corners=(9, 6), square=1.0), "none"),
+    (lambda path: tiomipra.Matcher(None).match(path, path), "none"),
+    (lambda path: tiomipra.write_image(path, np.zeros((4, 4), np.uint8)), "none/a.png"),
+])
+def test_files_that_are_not_there(tmp_path, call, path):
+    with pytest.raises(FileNotFoundError) as caught:
+        call(tmp_path / (path if path.endswith(".png") else "none"))
+    assert caught.value.filename == str(tmp_path / path) and caught.value.errno == 2
+
+
+def test_folders_that_can_not_be(rig):
+    with pytest.raises(OSError) as caught:
+        rig.save("/dev/null/rig")
+    assert caught.value.filename == "/dev/null/rig"
+    with pytest.raises(tiomipra.InputError, match="swapped"):
+        tiomipra.Matcher(tiomipra.Rig(rig.right, rig.left))
+    with pytest.raises(TypeError, match="left is of type int, must be a Calibration"):
+        tiomipra.Matcher(tiomipra.Rig(1, rig.right))
+
+
 def test_images(tmp_path, pair):
     tiomipra.write_image(tmp_path / "a.png", pair[0])
     assert same_bits(tiomipra.read_image(tmp_path / "a.png"), pair[0])
