@@ -105,6 +105,9 @@ const ImageRule anyImage{
     {1, 2, 3, 4},
     "an array of uint8, uint16, int16, float32 or float64 of shape (rows, columns) or (rows, "
     "columns, channels) with up to 4 channels"};
+const ImageRule anyMatrix{{CV_8U, CV_8S, CV_16U, CV_16S, CV_32S, CV_32F, CV_64F},
+                          {1, 2, 3, 4},
+                          "an array of shape (rows, columns) or (rows, columns, channels)"};
 const ImageRule greyImage{{CV_8U}, {1}, "a uint8 array of shape (rows, columns)"};
 const ImageRule pairImage{
     {CV_8U, CV_16U, CV_32F},

@@ -20,6 +20,7 @@ struct ImageRule {
 };
 
 extern const ImageRule anyImage;       // what `cv::remap` takes
+extern const ImageRule anyMatrix;      // any type that both have
 extern const ImageRule greyImage;      // uint8
 extern const ImageRule pairImage;      // grey or BGR; uint8, uint16 or float32
 extern const ImageRule floatImage;     // float32

@@ -144,16 +144,25 @@ std::string represent(const Calibration& calibration) {
                        calibration.projectionMatrix.empty() ? ", not rectified" : "");
 }
 
-// Size and matrices as `make` takes them.
+// Files may hold matrices of any type, which a copy keeps.
 py::tuple stateOf(const Calibration& calibration) {
     const Calibration copy(calibration);
-    return py::make_tuple(copy.width, copy.height, arrayOf(copy.cameraMatrix),
-                          arrayOf(copy.distortion), arrayOf(copy.rectificationMatrix),
-                          arrayOf(copy.projectionMatrix));
+    py::list state;
+    state.append(copy.width);
+    state.append(copy.height);
+    for (const MatrixField& field : fields)
+        state.append(arrayOf(copy.*field.matrix));
+    return state;
 }
 
-py::tuple reduce(const py::object& self) {
-    return py::make_tuple(py::type::of(self), stateOf(self.cast<const Calibration&>()));
+Calibration fromState(const py::tuple& state) {
+    Calibration calibration;
+    calibration.width = wholeNumber(state[0], "width");
+    calibration.height = wholeNumber(state[1], "height");
+    for (std::size_t i = 0; i < std::size(fields); ++i)
+        calibration.*fields[i].matrix =
+            borrowImage(state[i + 2], fields[i].name, anyMatrix).matrix.clone();
+    return calibration;
 }
 
 void bindSize(py::class_<Calibration>& type, const char* name, int Calibration::*side) {
@@ -231,7 +240,8 @@ Raises ``ValueError`` unless the aspect ratio is the same.)");
     type.def("__copy__", [](const Calibration& self) { return Calibration(self); });
     type.def("__deepcopy__",
              [](const Calibration& self, const py::dict&) { return Calibration(self); });
-    type.def("__reduce__", reduce);
+    type.def(py::pickle([](const Calibration& self) { return stateOf(self); },
+                        [](const py::tuple& state) { return fromState(state); }));
 }
 
 }  // namespace tiomipra::python

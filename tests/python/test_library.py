@@ -37,7 +37,7 @@ def test_the_same_file_as_the_library_writes(rig, command_rig, tmp_path):
     assert (tmp_path / "a.yml").read_bytes() == (command_rig / "left.yml").read_bytes()
 
 
-def test_calibrations_are_values(rig):
+def test_calibrations_are_values(rig, command_rig, tmp_path):
     half = rig.left.scale_to(320, 240)
     assert np.array_equal(half.camera_matrix[:2, 2], rig.left.camera_matrix[:2, 2] / 2)
     for other in (pickle.loads(pickle.dumps(rig.left)), copy.copy(rig.left),
@@ -46,6 +46,11 @@ def test_calibrations_are_values(rig):
         assert all(same_bits(getattr(other, field), getattr(rig.left, field)) for field in FIELDS)
         other.camera_matrix[0, 0] += 1
         assert other != rig.left
+    text = (command_rig / "left.yml").read_text().replace("dt: f", "dt: d")
+    (tmp_path / "doubles.yml").write_text(text)
+    doubles = tiomipra.Calibration.load(tmp_path / "doubles.yml")
+    assert doubles != rig.left and doubles.camera_matrix.dtype == np.float64
+    assert pickle.loads(pickle.dumps(doubles)) == doubles
     assert rig.left != rig.right and rig.left != 1 and rig.left != tiomipra.Calibration()
     assert tiomipra.Calibration() == tiomipra.Calibration()
     with pytest.raises(TypeError, match="unhashable"):
