@@ -25,6 +25,7 @@
 #include "options/inspect_options.hpp"
 #include "options/matching_options.hpp"
 #include "options/rectify_options.hpp"
+#include "options/report_options.hpp"
 #include "options/suggestions.hpp"
 #include "runs/interruption.hpp"
 #include "runs/process_start.hpp"
@@ -57,6 +58,8 @@ const std::vector<Subcommand> subcommands = {
      "tiomipra calibrate --corners 9x6 --square 25mm --left 'left*.jpg' --right 'right*.jpg' "
      "--output rig",
      configure<CalibrateOptions, addCalibrateOptions, runCalibrate>},
+    {"report", "Make the page of a calibration again", "tiomipra report --calibration rig",
+     configure<ReportOptions, addReportOptions, runReport>},
     {"import", "Take over the calibration of another program",
      "tiomipra import camchain.yaml --output rig",
      configure<ImportOptions, addImportOptions, runImport>},

@@ -46,6 +46,13 @@ struct Frame {
     std::function<StereoImages()> read;
 };
 
+// The files of a pair, as in `Frame`.
+struct PairNames {
+    std::string left;
+    std::string right;
+    FileIdentities inputs = {};  // what both were read from, if it is wanted
+};
+
 class FrameSource {
   public:
     FrameSource() = default;

@@ -43,9 +43,10 @@ DecodedImage decode(const std::string& file, ImageFormat format, Pixels pixels) 
     return {decodeByOpenCv(file, pixels), ""};
 }
 
-std::vector<unsigned char> encode(const std::string& extension, const cv::Mat& image) {
+std::vector<unsigned char> encode(const std::string& extension, const cv::Mat& image,
+                                  int jpegQuality) {
     std::vector<unsigned char> bytes;
-    cv::imencode(extension, image, bytes);
+    cv::imencode(extension, image, bytes, {cv::IMWRITE_JPEG_QUALITY, jpegQuality});
     return bytes;
 }
 

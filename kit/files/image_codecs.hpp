@@ -26,8 +26,9 @@ struct ImageCodecs {
     cv::Size2l (*sizeOf)(const std::string& file, ImageFormat format);
     // All formats but PFM. Throws `std::bad_alloc` or `cv::Exception` where memory ran out.
     DecodedImage (*decode)(const std::string& file, ImageFormat format, Pixels pixels);
-    // `extension` chooses the format, as in ".png".
-    std::vector<unsigned char> (*encode)(const std::string& extension, const cv::Mat& image);
+    // `extension` chooses the format, as in ".png"; `jpegQuality` is 0 to 100.
+    std::vector<unsigned char> (*encode)(const std::string& extension, const cv::Mat& image,
+                                         int jpegQuality);
 };
 
 // The symbol in the module: a constant `ImageCodecs`.

@@ -127,8 +127,8 @@ cv::Mat readImage(const std::string& path, Pixels pixels, const ImageLimits& lim
     return image.pixels;
 }
 
-std::string encodeImage(const std::string& name, const cv::Mat& image) {
-    const auto bytes = codecs().encode(extensionOf(name), image);
+std::string encodeImage(const std::string& name, const cv::Mat& image, int jpegQuality) {
+    const auto bytes = codecs().encode(extensionOf(name), image, jpegQuality);
     return {bytes.begin(), bytes.end()};
 }
 

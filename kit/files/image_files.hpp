@@ -29,8 +29,8 @@ cv::Mat readImage(const std::string& path, Pixels pixels = Pixels::eightBit,
                   const ImageLimits& limits = {}, const Notify& notify = ignoreNotice);
 
 // The bytes of a file with an image; the extension of its `name` chooses the format: 8 or 16 bits
-// as PNG, 8 bits as JPEG, 8, 16 or 32 bits as TIFF.
-std::string encodeImage(const std::string& name, const cv::Mat& image);
+// as PNG, 8 bits as JPEG of a quality from 0 to 100, 8, 16 or 32 bits as TIFF.
+std::string encodeImage(const std::string& name, const cv::Mat& image, int jpegQuality = 95);
 
 // Such a file.
 NewFile newImage(const std::string& path, const cv::Mat& image);

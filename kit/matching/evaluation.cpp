@@ -10,10 +10,6 @@
 namespace tiomipra {
 namespace {
 
-bool isDisparity(float value) {
-    return std::isfinite(value) && value > 0.F;
-}
-
 // What is counted pixel by pixel.
 struct Sums {
     std::size_t known = 0;
@@ -73,6 +69,10 @@ cv::Mat readMask(const std::string& path, const ImageLimits& limits, const Notif
 
 }  // namespace
 
+bool isDisparity(float value) {
+    return std::isfinite(value) && value > 0.F;
+}
+
 Evaluation evaluate(const cv::Mat& disparity, const cv::Mat& truth, const cv::Mat& mask) {
     Sums sums;
     for (int y = 0; y < truth.rows; ++y) {
@@ -105,17 +105,24 @@ std::string whyNotGoodEnough(const Evaluation& evaluation, double percent) {
                        percent);
 }
 
-FileEvaluation evaluateFiles(const EvaluatedFiles& files, std::optional<double> truthScale,
-                             const ImageLimits& limits, const Notify& notify) {
-    const cv::Mat disparity = readDisparity(files.disparity, {}, limits, notify);
-    const cv::Mat truth = readDisparity(files.truth, truthScale, limits, notify);
-    requireSameSize(disparity, files.disparity, truth, files.truth);
-    FileEvaluation evaluation{files, evaluate(disparity, truth), {}};
+EvaluatedImages readEvaluated(const EvaluatedFiles& files, std::optional<double> truthScale,
+                              const ImageLimits& limits, const Notify& notify) {
+    EvaluatedImages images{readDisparity(files.disparity, {}, limits, notify),
+                           readDisparity(files.truth, truthScale, limits, notify),
+                           {}};
+    requireSameSize(images.disparity, files.disparity, images.truth, files.truth);
     if (!files.mask.empty()) {
-        const cv::Mat mask = readMask(files.mask, limits, notify);
-        requireSameSize(disparity, files.disparity, mask, files.mask);
-        evaluation.nonOccluded = evaluate(disparity, truth, mask);
+        images.mask = readMask(files.mask, limits, notify);
+        requireSameSize(images.disparity, files.disparity, images.mask, files.mask);
     }
+    return images;
+}
+
+FileEvaluation evaluateFiles(const EvaluatedFiles& files, const EvaluatedImages& images) {
+    const auto& [disparity, truth, mask] = images;
+    FileEvaluation evaluation{files, evaluate(disparity, truth), {}};
+    if (!mask.empty())
+        evaluation.nonOccluded = evaluate(disparity, truth, mask);
     return evaluation;
 }
 

@@ -34,6 +34,9 @@ struct Evaluation {
     double rootMeanSquareError = 0;
 };
 
+// What counts as known, and as measured.
+bool isDisparity(float value);
+
 // Both images `CV_32FC1` of the same size. A true disparity is known, and a disparity measured, if
 // it is finite and above 0. With a `mask` (`CV_8UC1`, same size) only pixels where it is not 0
 // count.
@@ -55,11 +58,20 @@ struct FileEvaluation {
     std::optional<Evaluation> nonOccluded;  // with a mask
 };
 
+// As `evaluate` takes them.
+struct EvaluatedImages {
+    cv::Mat disparity;
+    cv::Mat truth;
+    cv::Mat mask;  // empty for none
+};
+
 // Reads the files, as `readDisparity` does: `truthScale` is for the ground truth. In the mask,
 // which must be grey, what has its lightest shade is not occluded. Throws `InputError` that names
 // the files when one can't be read or they don't fit each other.
-FileEvaluation evaluateFiles(const EvaluatedFiles& files, std::optional<double> truthScale = {},
-                             const ImageLimits& limits = {}, const Notify& notify = ignoreNotice);
+EvaluatedImages readEvaluated(const EvaluatedFiles& files, std::optional<double> truthScale = {},
+                              const ImageLimits& limits = {}, const Notify& notify = ignoreNotice);
+
+FileEvaluation evaluateFiles(const EvaluatedFiles& files, const EvaluatedImages& images);
 
 }  // namespace tiomipra
 

@@ -10,26 +10,19 @@
 #include <vision/stereo.hpp>
 
 #include "base/text.hpp"
+#include "reports/input_report.hpp"
 #include "reports/pictures.hpp"
 #include "reports/rig_report.hpp"
+#include "reports/view_report.hpp"
 #include "rigs/fisheye_rays.hpp"
 #include "rigs/rectifier.hpp"
 #include "rigs/rig_geometry.hpp"
+#include "rigs/rig_model_files.hpp"
 
 namespace tiomipra {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-// Positions within `solution.used`, largest pair error first.
-std::vector<std::size_t> rankedViews(const RigSolution& solution) {
-    std::vector<std::size_t> ranked(solution.used.size());
-    std::iota(ranked.begin(), ranked.end(), std::size_t{0});
-    std::stable_sort(ranked.begin(), ranked.end(), [&](std::size_t a, std::size_t b) {
-        return solution.pairViewErrors[a] > solution.pairViewErrors[b];
-    });
-    return ranked;
-}
 
 // The pinholes that stand for wide-angle lenses have none of their own.
 FieldOfView fieldOfView(const CameraModel& model, const vision::Calibration& calibration) {
@@ -50,7 +43,10 @@ Json toJson(const CameraFit& fit, const CameraModel& model,
     return {{"reprojectionError", fit.error},
             {"focalLength", model.cameraMatrix(0, 0)},
             {"focalLengthUncertainty", fit.focalUncertainty},
-            {"fieldOfViewDegrees", toJson(fieldOfView(model, calibration))}};
+            {"fieldOfViewDegrees", toJson(fieldOfView(model, calibration))},
+            {"cameraMatrix", matrixToJson(model.cameraMatrix)},
+            {"lensKind", nameOf(model.lens.kind)},
+            {"coefficients", model.lens.coefficients}};
 }
 
 Json toJson(const Spread& spread) {
@@ -75,7 +71,8 @@ Json toJson(const std::vector<Criterion>& criteria) {
                           {"value", criterion.value},
                           {"goodLimit", criterion.goodLimit},
                           {"usableLimit", criterion.usableLimit},
-                          {"grade", nameOf(criterion.grade())}});
+                          {"grade", nameOf(criterion.grade())},
+                          {"advice", criterion.advice}});
     return result;
 }
 
@@ -84,14 +81,25 @@ Json viewsToJson(const CalibrationReport& report) {
     Json views = Json::array();
     for (const std::size_t i : rankedViews(solution)) {
         const PairNames& names = report.views[solution.used[i]];
-        views.push_back({{"left", names.left},
-                         {"right", names.right},
-                         {"pairError", solution.pairViewErrors[i]},
-                         {"leftError", solution.left.viewErrors[i]},
-                         {"rightError", solution.right.viewErrors[i]},
-                         {"meanRowDifference", solution.viewRowDifferences[i]}});
+        Json view{{"left", names.left},
+                  {"right", names.right},
+                  {"pairError", solution.pairViewErrors[i]},
+                  {"leftError", solution.left.viewErrors[i]},
+                  {"rightError", solution.right.viewErrors[i]},
+                  {"meanRowDifference", solution.viewRowDifferences[i]},
+                  {"inputs", toJson(names.inputs)},
+                  {"board", toJson(solution.boards[i])}};
+        view.update(toJson(report.reprojected[i]));
+        views.push_back(std::move(view));
     }
     return views;
+}
+
+// Where the first view that was used stands among those of the report: its pair is shown rectified.
+std::size_t placeOfFirstUsed(const RigSolution& solution) {
+    const auto ranked = rankedViews(solution);
+    return static_cast<std::size_t>(std::find(ranked.begin(), ranked.end(), std::size_t{0}) -
+                                    ranked.begin());
 }
 
 Json toJson(const PairNames& names) {
@@ -241,12 +249,23 @@ cv::Mat drawCoverage(const Coverage& coverage, const cv::Size& size, double larg
 
 }  // namespace
 
+std::vector<std::size_t> rankedViews(const RigSolution& solution) {
+    std::vector<std::size_t> ranked(solution.used.size());
+    std::iota(ranked.begin(), ranked.end(), std::size_t{0});
+    std::stable_sort(ranked.begin(), ranked.end(), [&](std::size_t a, std::size_t b) {
+        return solution.pairViewErrors[a] > solution.pairViewErrors[b];
+    });
+    return ranked;
+}
+
 CalibrationReport makeReport(RigSolution solution, const BoardSearch& search) {
     CalibrationReport report;
     report.verdict = judge(solution, search.detections());
     report.views = search.names();
     report.skipped = search.skipped();
     report.alike = search.alike();
+    report.board = search.board();
+    report.reprojected = reproject(solution, search.detections(), report.board);
     for (const auto& [index, error] : solution.rejected)
         report.skipped.push_back(
             {report.views[index],
@@ -272,7 +291,12 @@ Json toJson(const CalibrationReport& report) {
             {"baseline", solution.baseline()},
             {"unit", model.unit},
             {"coverage", {{"left", toJson(verdict.left)}, {"right", toJson(verdict.right)}}},
+            {"board", toJson(report.board)},
+            {"rightFromLeft",
+             {{"rotation", matrixToJson(model.rightFromLeftRotation)},
+              {"translation", vectorToJson(model.rightFromLeftTranslation)}}},
             {"views", viewsToJson(report)},
+            {"rectifiedView", placeOfFirstUsed(solution)},
             {"leftOut", listOf(report.skipped)},
             {"leftOutAlike", listOf(report.alike)}};
 }
@@ -299,10 +323,9 @@ cv::Mat drawCoverage(const CalibrationReport& report) {
     return picture;
 }
 
-cv::Mat drawRectifiedPair(const RectifiedRig& rig, const StereoImages& images) {
+StereoImages rectifyPair(const RectifiedRig& rig, const StereoImages& images) {
     const auto rectifier = makeRectifier(rig.left, rig.right);
-    return drawRowLines(rectifier->rectifyImageLeft(images.left),
-                        rectifier->rectifyImageRight(images.right));
+    return {rectifier->rectifyImageLeft(images.left), rectifier->rectifyImageRight(images.right)};
 }
 
 }  // namespace tiomipra

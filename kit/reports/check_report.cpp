@@ -21,6 +21,18 @@ Json gridToJson(const cv::Mat& values) {
     return rows;
 }
 
+Json pairToJson(const PairNames& pair, const std::vector<double>& differences) {
+    Json json{{"left", pair.left}, {"right", pair.right}, {"consistentMatches", differences.size()},
+              {"median", nullptr}, {"p95", nullptr},      {"signedMedian", nullptr}};
+    if (!differences.empty()) {
+        const Spread spread = spreadOf(differences);
+        json.update({{"median", spread.median},
+                     {"p95", spread.p95},
+                     {"signedMedian", quantile(differences, 0.5)}});
+    }
+    return json;
+}
+
 std::string regionRows(const cv::Mat& medians) {
     std::string text;
     for (int row = 0; row < medians.rows; ++row) {
@@ -87,6 +99,16 @@ Json toJson(const RigCheck& check) {
               {"regionsJudged", check.regionsJudged}}},
             {"shareBehindCameras", check.behindShare},
             {"turn", turnToJson(check)}};
+}
+
+Json pairRowsToJson(const RigCheck& check, const std::vector<PairNames>& pairs) {
+    std::vector<std::vector<double>> differences(pairs.size());
+    for (const PlacedRow& row : check.rows)
+        differences[row.pair].push_back(row.difference);
+    Json list = Json::array();
+    for (std::size_t i = 0; i < pairs.size(); ++i)
+        list.push_back(pairToJson(pairs[i], differences[i]));
+    return list;
 }
 
 std::string toText(const RigCheck& check, const std::string& unit) {

@@ -5,13 +5,18 @@
 #include <nlohmann/json_fwd.hpp>
 #include <opencv2/core/mat.hpp>
 #include <string>
+#include <vector>
 
+#include "files/frame_source.hpp"
 #include "rigs/calibration_faults.hpp"
 #include "rigs/rig_check.hpp"
 
 namespace tiomipra {
 
 nlohmann::ordered_json toJson(const RigCheck& check);
+
+// The row differences of each of the pairs that were checked.
+nlohmann::ordered_json pairRowsToJson(const RigCheck& check, const std::vector<PairNames>& pairs);
 
 // With lengths in `unit`; "" for one without a name.
 std::string toText(const RigCheck& check, const std::string& unit);

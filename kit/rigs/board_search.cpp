@@ -51,8 +51,7 @@ bool areSquaresCounted(FrameSource& frames, Board board) {
 
 }  // namespace
 
-SearchedPair searchPair(const Frame& frame, const Board& board) {
-    const StereoImages images = frame.read();
+SearchedPair searchPair(const Frame& frame, const StereoImages& images, const Board& board) {
     SearchedPair pair;
     pair.imageSize = images.left.size();
     const cv::Mat left = toGrey(images.left);
@@ -67,7 +66,7 @@ SearchedPair searchPair(const Frame& frame, const Board& board) {
 }
 
 void BoardSearch::add(const Frame& frame, const SearchedPair& pair) {
-    _added.push_back({{frame.leftFile, frame.rightFile}, pair, ""});
+    _added.push_back({{frame.leftFile, frame.rightFile, pair.inputs}, pair, ""});
 }
 
 void BoardSearch::addFailure(const Frame& frame, const std::string& why) {

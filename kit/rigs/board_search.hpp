@@ -13,12 +13,6 @@
 
 namespace tiomipra {
 
-// The files of a pair of images.
-struct PairNames {
-    std::string left;
-    std::string right;
-};
-
 struct SkippedPair {
     PairNames names;
     std::string reason;
@@ -28,12 +22,12 @@ struct SkippedPair {
 struct SearchedPair {
     cv::Size imageSize;
     PairDetection detection;
-    std::string largerBoard;  // the image whose board has more corners than it should, if any
+    std::string largerBoard;     // the image whose board has more corners than it should, if any
+    FileIdentities inputs = {};  // left to the caller, who reads the pair
 };
 
-// Reads the pair and looks for the board in both images. Throws `InputError` that names the file
-// when one can't be read. From any thread.
-SearchedPair searchPair(const Frame& frame, const Board& board);
+// Looks for the board in both images, those of `frame`. From any thread.
+SearchedPair searchPair(const Frame& frame, const StereoImages& images, const Board& board);
 
 // Gathers what the pairs show, in the order in which they are added, then sorts them.
 class BoardSearch {

@@ -86,26 +86,26 @@ MatchedPair matchPair(const Frame& frame, const Rig& rig) {
 }
 
 void MatchCollection::add(const Frame& frame, const MatchedPair& pair) {
-    if (_pairs == 0) {
-        _firstFile = frame.leftFile;
+    if (_pairs.empty())
         _firstImage = pair.left;
-    }
     if (pair.left.size() != _firstImage.size()) {
-        addFailure(sizesDiffer(frame.leftFile, pair.left.size(), _firstFile, _firstImage.size()));
+        addFailure(
+            sizesDiffer(frame.leftFile, pair.left.size(), _pairs.front().left, _firstImage.size()));
         return;
     }
-    ++_pairs;
     append(_matches.left, pair.matches.left);
     append(_matches.right, pair.matches.right);
+    _matches.pairs.resize(_matches.left.size(), _pairs.size());
+    _pairs.push_back({frame.leftFile, frame.rightFile});
 }
 
 void MatchCollection::requirePairs() const {
-    if (_pairs == 0)
+    if (_pairs.empty())
         throw InputError(_failures.empty() ? "there is no pair to check" : describeFailures());
 }
 
 std::string MatchCollection::describeFailures() const {
-    const std::size_t count = _pairs + _failures.size();
+    const std::size_t count = _pairs.size() + _failures.size();
     if (count == 1)
         return _failures.front();
     return fmt::format("{} of {} pairs can't be used:\n  {}", _failures.size(), count,

@@ -16,6 +16,7 @@ namespace tiomipra {
 struct Matches {
     std::vector<cv::Point2f> left;
     std::vector<cv::Point2f> right;
+    std::vector<std::size_t> pairs = {};  // which of a collection they are of; empty: of one
 };
 
 // Features (SIFT) of two 8-bit grey images that are each other's best match and clearly better than
@@ -49,8 +50,8 @@ class MatchCollection {
     const Matches& matches() const { return _matches; }
     const cv::Mat& firstImage() const { return _firstImage; }  // the left one of the first pair
 
-    // How many pairs can be used, and why the others can't.
-    std::size_t pairs() const { return _pairs; }
+    // The pairs that can be used, and why the others can't.
+    const std::vector<PairNames>& pairs() const { return _pairs; }
     const std::vector<std::string>& failures() const { return _failures; }
 
     // All failures, of which there must be some, as one text.
@@ -58,8 +59,7 @@ class MatchCollection {
 
   private:
     Matches _matches;
-    std::size_t _pairs = 0;
-    std::string _firstFile;
+    std::vector<PairNames> _pairs;
     cv::Mat _firstImage;
     std::vector<std::string> _failures;
 };

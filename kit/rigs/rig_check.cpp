@@ -39,6 +39,8 @@ Matches pick(const Matches& matches, const std::function<bool(std::size_t)>& isW
             continue;
         picked.left.push_back(matches.left[i]);
         picked.right.push_back(matches.right[i]);
+        if (!matches.pairs.empty())
+            picked.pairs.push_back(matches.pairs[i]);
     }
     return picked;
 }
@@ -205,6 +207,14 @@ std::string advise(const RigCheck& check) {
     return "give several pairs that together show texture in all parts of the image: " + gaps;
 }
 
+std::vector<PlacedRow> placeRows(const Matches& matches, const std::vector<double>& differences) {
+    std::vector<PlacedRow> rows;
+    for (std::size_t i = 0; i < differences.size(); ++i)
+        rows.push_back(
+            {matches.left[i], differences[i], matches.pairs.empty() ? 0 : matches.pairs[i]});
+    return rows;
+}
+
 void measure(RigCheck& check, const Matches& consistent, const vision::Calibration& left,
              const vision::Calibration& right) {
     const Residuals residuals = findResiduals(consistent, left, right);
@@ -219,6 +229,7 @@ void measure(RigCheck& check, const Matches& consistent, const vision::Calibrati
     check.regionMedians = medians({3, 3}, minimumPerRegion);
     check.regionsJudged = countNumbers(check.regionMedians);
     check.fineMedians = medians({8, 6}, minimumPerFineRegion);
+    check.rows = placeRows(consistent, residuals.rowDifferences);
 }
 
 }  // namespace

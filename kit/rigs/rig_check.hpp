@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <opencv2/core.hpp>
 #include <string>
+#include <vector>
 #include <vision/calibration.hpp>
 
 #include "base/statistics.hpp"
@@ -28,6 +29,13 @@ struct DepthError {
     double share = 0;      // by which that depth is too large; where it is too small, below 0
 };
 
+// A consistent match.
+struct PlacedRow {
+    cv::Point2f place;      // in the left raw image, pixels
+    double difference = 0;  // left row minus right row, pixels
+    std::size_t pair = 0;   // as in `Matches`
+};
+
 struct RigCheck {
     RigState state = RigState::notCalibrated;
     std::string reason;          // the numbers that decide, in words
@@ -37,13 +45,14 @@ struct RigCheck {
     // Of the consistent matches, after rectification, left row minus right row, pixels.
     Spread rowDifferences;
     double signedMedian = 0;
-    double behindShare = 0;  // of the consistent matches that lie behind the cameras
-    CameraTurn turn;         // says nothing if left and right are swapped
-    double turnLimit = 0;    // about y, degrees, that calibrated rigs may show
-    DepthError depthError;   // that follows from it
-    cv::Mat regionMedians;   // CV_32FC1 3x3 over the left image; NaN where too few matches are
-    int regionsJudged = 0;   // of these nine, those with enough matches
-    cv::Mat fineMedians;     // the same for 8x6 cells, for a picture
+    double behindShare = 0;       // of the consistent matches that lie behind the cameras
+    CameraTurn turn;              // says nothing if left and right are swapped
+    double turnLimit = 0;         // about y, degrees, that calibrated rigs may show
+    DepthError depthError;        // that follows from it
+    cv::Mat regionMedians;        // CV_32FC1 3x3 over the left image; NaN where too few matches are
+    int regionsJudged = 0;        // of these nine, those with enough matches
+    cv::Mat fineMedians;          // the same for 8x6 cells, for a picture
+    std::vector<PlacedRow> rows;  // of all consistent matches
 };
 
 // Whether the turn about y is known well enough to judge it, and whether it is then beyond the

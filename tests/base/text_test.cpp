@@ -44,5 +44,14 @@ TEST(DumpJson, EscapesAllControlsAndReadsBackTheSame) {
               "{\n  \"file\": \"a\xef\xbf\xbd.png\",\n  \"number\": null\n}\n");
 }
 
+TEST(DumpJson, PutsNumbersOnOneLine) {
+    using Json = nlohmann::ordered_json;
+    EXPECT_EQ(dumpJson({{"points", {{1, 2.5}, {-3, std::nan("")}}}, {"\"[ 1,2 ]", {"[ 1 ]"}}}),
+              "{\n  \"points\": [[1, 2.5], [-3, null]],\n"
+              "  \"\\\"[ 1,2 ]\": [\n    \"[ 1 ]\"\n  ]\n}\n");
+    EXPECT_EQ(dumpJson(Json::array({Json::object(), Json::array({1, 2})})),
+              "[\n  {},\n  [1, 2]\n]\n");
+}
+
 }  // namespace
 }  // namespace tiomipra::test

@@ -3,10 +3,12 @@
 
 #include <cmath>
 #include <filesystem>
+#include <opencv2/calib3d.hpp>
 #include <opencv2/core.hpp>
 
 #include "files/image_files.hpp"
 #include "reports/calibration_report.hpp"
+#include "reports/pictures.hpp"
 #include "rigs/rig_files.hpp"
 #include "rigs/rig_model_files.hpp"
 #include "support/matrices.hpp"
@@ -21,6 +23,45 @@ using testing::AllOf;
 using testing::HasSubstr;
 
 const std::string allPhotographs = "[01]?";
+
+cv::Mat_<double> numbers(const json& rows) {
+    const auto columns = static_cast<int>(rows[0].is_array() ? rows[0].size() : 1);
+    cv::Mat_<double> matrix(static_cast<int>(rows.size()), columns);
+    for (int y = 0; y < matrix.rows; ++y) {
+        for (int x = 0; x < columns; ++x)
+            matrix(y, x) = rows[0].is_array() ? rows[y][x].get<double>() : rows[y].get<double>();
+    }
+    return matrix;
+}
+
+// That the report's own numbers lead from the board's corners to the pixels that it tells.
+void expectReprojected(const json& report) {
+    const cv::Mat board = numbers(report["board"]["points"]);
+    cv::Mat corners;
+    cv::hconcat(board, cv::Mat::zeros(board.rows, 1, CV_64F), corners);
+    for (const json& view : report["views"]) {
+        cv::Mat rotation;
+        cv::Rodrigues(numbers(view["board"]["turn"]), rotation);
+        cv::Mat shift = numbers(view["board"]["shift"]);
+        for (const std::string camera : {"left", "right"}) {
+            if (camera == "right") {
+                const cv::Mat rightFromLeft = numbers(report["rightFromLeft"]["rotation"]);
+                rotation = rightFromLeft * rotation;
+                shift = rightFromLeft * shift + numbers(report["rightFromLeft"]["translation"]);
+            }
+            cv::Mat projected;
+            cv::projectPoints(corners, rotation, shift, numbers(report[camera]["cameraMatrix"]),
+                              numbers(report[camera]["coefficients"]), projected);
+            const json& points = view[camera + "Points"];
+            const cv::Mat reprojected = numbers(points["reprojected"]);
+            EXPECT_LE(cv::norm(projected.reshape(1), reprojected, cv::NORM_INF), 0.0006);
+            EXPECT_NEAR(cv::norm(reprojected, numbers(points["found"])) / std::sqrt(board.rows),
+                        points["error"].get<double>(), 0.0005);
+        }
+        const double left = view["leftPoints"]["error"], right = view["rightPoints"]["error"];
+        EXPECT_NEAR(std::hypot(left, right) / std::sqrt(2), view["pairError"].get<double>(), 1e-6);
+    }
+}
 
 class Calibrate : public testing::Test {
   protected:
@@ -58,14 +99,58 @@ TEST_F(Calibrate, ReachesSmallErrorsOnPhotographs) {
     EXPECT_NEAR(-projection.at<float>(0, 3) / projection.at<float>(0, 0), report["baseline"], 1e-6);
     const StereoImages first{readImage(photograph("left01.jpg")),
                              readImage(photograph("right01.jpg"))};
-    EXPECT_THAT(
-        readImage(_folder / "rig/rectified.png"),
-        IsSameMatrix(drawRectifiedPair({read("rig/left.yml"), read("rig/right.yml")}, first)));
+    const auto [left, right] = rectifyPair({read("rig/left.yml"), read("rig/right.yml")}, first);
+    EXPECT_THAT(readImage(_folder / "rig/rectified.png"), IsSameMatrix(drawRowLines(left, right)));
     EXPECT_FALSE(readImage(_folder / "rig/coverage.png").empty());
     const RigModel model = readRigModel(_folder / "rig/rig.yml");
     EXPECT_EQ(model.unit, "m");
     EXPECT_TRUE(rectify(model, 1).left == read("rig/left.yml"));
     EXPECT_TRUE(rectify(model, 1).right == read("rig/right.yml"));
+    expectReprojected(report);
+}
+
+// From report.json alone, as long as the photographs are what they were.
+TEST_F(Calibrate, WritesAPageThatCanBeMadeAgain) {
+    for (const std::string name : {"left01", "left02", "left03", "right01", "right02", "right03"})
+        fs::copy_file(photograph(name + ".jpg"), _folder / (name + ".jpg"));
+    const Arguments images{"--left", _folder / "left*.jpg", "--right", _folder / "right*.jpg"};
+    const Arguments remake{"report", "--calibration", _folder / "rig"};
+    const auto page = [&] { return readFile(_folder / "rig/report.html"); };
+    runTiomipra(calibrate("rig", images), 1);  // three pairs are too few for more
+    const std::string first = page();
+    EXPECT_THAT(first, HasSubstr("block-view-2-right"));
+    fs::remove(_folder / "rig/report.html");
+    runTiomipra(remake);
+    EXPECT_TRUE(page() == first);
+
+    fs::remove(_folder / "left02.jpg");
+    fs::copy_file(photograph("right05.jpg"), _folder / "right03.jpg",
+                  fs::copy_options::overwrite_existing);
+    runTiomipra(remake);
+    EXPECT_THAT(page(), AllOf(HasSubstr("left02.jpg is missing"), HasSubstr("right03.jpg is mis"),
+                              HasSubstr("block-rectified-left")));
+    expectRefusal(joined(remake, {"--output", "page.txt"}), 2, "must end in .html");
+    fs::create_hard_link(_folder / "right03.jpg", _folder / "photograph.html");
+    expectRefusal(joined(remake, {"--output", _folder / "photograph.html"}), 3,
+                  "would replace the input");
+
+    fs::copy_file(photograph("left02.jpg"), _folder / "left02.jpg");
+    runTiomipra(calibrate("rig", images, {"--no-report"}), 1);
+    EXPECT_FALSE(fs::exists(_folder / "rig/report.html")) << "one of other calibrations";
+    const auto expectNoPage = [&](const json& report, const char* why) {
+        _folder.write("rig/report.json", report.dump());
+        expectRefusal(remake, 3, why);
+    };
+    json report = json::parse(readFile(_folder / "rig/report.json"));
+    json former = report;
+    former.erase("rectifiedView");
+    expectNoPage(former, "did not keep the corners yet: calibrate again");
+    report["views"][1]["inputs"] = "none";
+    expectNoPage(report, "report.json' is not the report of a calibration");
+    report["calibrationSha256"] = "0";
+    expectNoPage(report, "is about other calibrations");
+    report["command"] = "import";
+    expectNoPage(report, "comes from 'import'");
 }
 
 // The lenses of the photographs are no wide-angle ones, but are small enough for such a model.

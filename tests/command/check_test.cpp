@@ -34,6 +34,8 @@ TEST_F(Check, AnswersByStatusAndReport) {
     EXPECT_EQ(report["unit"], "");
     EXPECT_EQ(readFile(output + "/report.json"), result.out);
     EXPECT_EQ(readImage(output + "/row_differences.png").cols, 640);
+    runTiomipra(check(photographs("01"), {"--report", _folder / "alone.html"}));
+    EXPECT_THAT(readFile(_folder / "alone.html"), HasSubstr("pairRowDifferences"));
     const auto strict = runForJson(check(photographs("01"), {"--max-row-difference", "0.01"}), 1);
     EXPECT_EQ(strict["verdict"], "not calibrated");
     EXPECT_EQ(strict["parameters"]["maxRowDifference"], 0.01);
@@ -52,6 +54,9 @@ TEST_F(Check, NamesInputsThatGiveNoAnswer) {
     const Arguments images{"--left", photograph("left01.jpg"), "--right", picture};
     expectRefusal(check(images, {"--output", _folder / ""}), 3,
                   "row_differences.png' would replace the input");
+    std::filesystem::create_hard_link(picture, _folder / "picture.html");
+    expectRefusal(check(images, {"--report", _folder / "picture.html"}), 3,
+                  "picture.html' would replace the input");
     expectNothingOnFullDisk(check(images, {"--output", _folder / "full"}), _folder / "full");
 }
 

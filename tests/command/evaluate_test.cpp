@@ -1,6 +1,7 @@
 // `tiomipra evaluate`, run as a user would.
 #include <gmock/gmock.h>
 
+#include <filesystem>
 #include <opencv2/core.hpp>
 
 #include "files/image_files.hpp"
@@ -46,6 +47,11 @@ TEST_F(Evaluate, IsAGateWhenAskedTo) {
     const json printed = runForJson(joined(scaled, {"--ground-truth-scale", "2"}));
     EXPECT_NEAR(printed["evaluations"][0]["all"]["averageError"], 1.5, 1e-6);
     expectRefusal(scaled, 3, "bytes.png' holds 8-bit");
+    std::filesystem::create_hard_link(_folder / "bytes.png", _folder / "bytes.html");
+    const Arguments page{"--ground-truth-scale", "2", "--report"};
+    expectRefusal(joined(scaled, page, {_folder / "bytes.html"}), 3, "would replace the input");
+    runTiomipra(joined(scaled, page, {_folder / "page.html"}));
+    EXPECT_THAT(readFile(_folder / "page.html"), HasSubstr("block-errors-0"));
     writeImage(_folder / "found.tiff", cv::Mat::zeros(1, 5, CV_32FC1));
     EXPECT_THAT(runTiomipra(joined(gate, {"100"}), 1).err,
                 HasSubstr("found.tiff: none of the known pixels is measured"));

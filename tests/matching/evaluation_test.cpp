@@ -9,6 +9,7 @@
 
 #include "base/errors.hpp"
 #include "files/image_files.hpp"
+#include "matching/error_map.hpp"
 #include "support/matrices.hpp"
 #include "support/scratch_folder.hpp"
 
@@ -47,14 +48,41 @@ TEST(Evaluation, AgreesWithAComputationByHand) {
                 "none of the known pixels is measured");
 }
 
+TEST(ErrorMap, TellsSizesAndTheirHistogram) {
+    const cv::Mat errors = errorSizes(foundDisparity, trueDisparity);
+    const cv::Mat expected =
+        (cv::Mat_<float>(2, 6) << 0, 0.5F, 0.75F, 1.5F, 3.5F, 4, 8, nan, nan, nan, nan, nan);
+    EXPECT_EQ(cv::norm(errors.reshape(1, 1).colRange(0, 7), expected.reshape(1, 1).colRange(0, 7)),
+              0);
+    EXPECT_EQ(cv::countNonZero(errors != errors), 5);
+    EXPECT_THAT(countErrors(errors), testing::ElementsAre(1, 1, 1, 1, 2, 1, 0));
+}
+
+// A stray does not outweigh a region, nor does what is hardly measured.
+TEST(ErrorMap, FindsTheWorstPlaces) {
+    cv::Mat errors(100, 200, CV_32FC1, cv::Scalar(0));
+    errors(cv::Rect(40, 60, 20, 20)) = 3;
+    errors.at<float>(5, 5) = 500;
+    errors(cv::Rect(120, 0, 20, 20)) = nan;
+    errors(cv::Rect(120, 0, 20, 4)) = 7;
+    const std::vector<ErrorPlace> places = findWorstPlaces(errors, 2);
+    ASSERT_EQ(places.size(), 2U);
+    EXPECT_EQ(places[0].area, cv::Rect(40, 60, 20, 20));
+    EXPECT_EQ(places[0].meanError, 3);
+    EXPECT_EQ(places[0].measuredShare, 1);
+    EXPECT_EQ((places[1].area & places[0].area).area(), 0);
+    EXPECT_TRUE(findWorstPlaces(errors * 0, 2).empty());
+}
+
 TEST(Evaluation, OfFilesIsMaskedByTheLightestShade) {
     const ScratchFolder folder;
     const auto evaluateWith = [&](const cv::Mat& found, const cv::Mat& itsMask) {
         writeImage(folder.path("found.tiff"), found);
         writeImage(folder.path("truth.tiff"), trueDisparity);
         writeImage(folder.path("mask.png"), itsMask);
-        return evaluateFiles(
-            {folder.path("found.tiff"), folder.path("truth.tiff"), folder.path("mask.png")});
+        const EvaluatedFiles files{folder.path("found.tiff"), folder.path("truth.tiff"),
+                                   folder.path("mask.png")};
+        return evaluateFiles(files, readEvaluated(files));
     };
     for (const int divisor : {1, 4}) {
         const FileEvaluation result = evaluateWith(foundDisparity, mask / divisor);

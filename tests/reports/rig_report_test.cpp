@@ -56,6 +56,7 @@ RigSolution makeSolution() {
     solution.right = {0.333, {0.3, 0.4}, 0.0025};
     solution.pairError = 0.5;
     solution.pairViewErrors = {0.5, 0.75};
+    solution.boards.assign(2, {{}, {0, 0, 1}});
     solution.viewRowDifferences = {0.6, 0.7};
     solution.rowDifferences = {0.1, 0.2, 0.35, 0.4};
     solution.rectified = {rig.left, rig.right};
@@ -128,9 +129,9 @@ TEST(CalibrationReport, PicturesShowBothCameras) {
     const CalibrationPair rig = makeRig();
     const cv::Mat left = makeNoise({640, 480}, CV_8UC1, 3), right = ~left;
     OpenStereo stereo(rig);
-    EXPECT_THAT(
-        drawRectifiedPair({rig.left, rig.right}, {left, right}),
-        IsSameMatrix(drawRowLines(stereo.rectifyImageLeft(left), stereo.rectifyImageRight(right))));
+    const StereoImages rectified = rectifyPair({rig.left, rig.right}, {left, right});
+    EXPECT_THAT(rectified.left, IsSameMatrix(stereo.rectifyImageLeft(left)));
+    EXPECT_THAT(rectified.right, IsSameMatrix(stereo.rectifyImageRight(right)));
 }
 
 TEST(RigReport, TellsTheGeometry) {
@@ -203,6 +204,17 @@ TEST(CheckReport, TellsTheAnswerAndTheNumbers) {
                  "aboutYLimit": 0.25, "isAboutYKnown": true, "disparityError": -3.6,
                  "medianDepth": 0.815, "depthErrorShare": 0.068},
         "shareBehindCameras": 0.02})"));
+}
+
+TEST(CheckReport, TellsTheRowsOfEachPair) {
+    RigCheck check = makeCheck();
+    check.rows = {{{1, 1}, -3, 0}, {{2, 2}, 1, 0}, {{3, 3}, 2, 0}, {{4, 4}, -4, 2}};
+    const Json pairs = pairRowsToJson(check, {{"aL", "aR"}, {"bL", "bR"}, {"cL", "cR"}});
+    EXPECT_THAT(pairs[0], HoldsValues(R"({"left": "aL", "right": "aR", "consistentMatches": 3,
+        "median": 2, "signedMedian": 1})"));
+    EXPECT_THAT(pairs[1], HoldsValues(R"({"left": "bL", "consistentMatches": 0})"));
+    EXPECT_TRUE(pairs[1]["p95"].is_null());
+    EXPECT_EQ(pairs[2]["p95"], 4);
 }
 
 TEST(CheckReport, PictureTintsWhatWasMeasured) {

@@ -142,7 +142,8 @@ TEST(BoardSearch, CountsTheSameViewOnce) {
 // OpenCV finds 8x6 corners on this board of 9x6 as well.
 TEST(SearchPair, KnowsAPartOfALargerBoard) {
     const Frame pair = *reopenFrames(photographs)->next();
-    EXPECT_EQ(searchPair(pair, {Pattern::chessboard, {8, 6}}).largerBoard, pair.leftFile);
+    EXPECT_EQ(searchPair(pair, pair.read(), {Pattern::chessboard, {8, 6}}).largerBoard,
+              pair.leftFile);
 }
 
 }  // namespace

@@ -301,9 +301,7 @@ TEST(CalibrateRig, FindsRenderedRigsWithBoardsOfAllPatterns) {
         SCOPED_TRACE(testing::Message() << nameOf(pattern.pattern) << pattern.corners);
         std::vector<PairDetection> views;
         for (const StereoImages& pair : renderBoard(rig, pattern, 12, {0.45, reach, 2.5})) {
-            Frame frame;
-            frame.read = [&pair] { return pair; };
-            const SearchedPair found = searchPair(frame, pattern);
+            const SearchedPair found = searchPair({}, pair, pattern);
             EXPECT_EQ(found.largerBoard, "");
             const auto& [left, right] = found.detection;
             if (determinePose(sharedPoints(left, right).ids, pattern))

@@ -259,6 +259,21 @@ TEST(MatchPair, RefusesAnImageWithItself) {
                 ThrowsMessage<InputError>(HasSubstr("'aL' and 'aR' show the same image")));
 }
 
+// Matches of every third point are of another pair, whose rows are off.
+TEST_F(CheckRig, TellsTheRowsOfEachPair) {
+    Matches matches = moveRows(-0.5, 3);
+    for (std::size_t i = 0; i < matches.left.size(); ++i)
+        matches.pairs.push_back(i % 3 == 0 ? 1 : 0);
+    const RigCheck result = check(matches);
+    ASSERT_EQ(result.rows.size(), result.consistent);
+    for (const auto& [place, difference, pair] : result.rows) {
+        const auto found = std::find(matches.left.begin(), matches.left.end(), place);
+        ASSERT_NE(found, matches.left.end());
+        EXPECT_EQ(pair, (found - matches.left.begin()) % 3 == 0 ? 1U : 0U);
+        EXPECT_NEAR(difference, pair == 1 ? 0.5 : 0, 0.1);
+    }
+}
+
 TEST(MatchCollection, AddsUpMatchesAndFailures) {
     const auto frame = [](const std::string& left) { return Frame{"", left, "", {}, {}}; };
     const cv::Mat first(480, 640, CV_8UC1);
@@ -270,6 +285,8 @@ TEST(MatchCollection, AddsUpMatchesAndFailures) {
     EXPECT_EQ(collection.firstImage().data, first.data);
     EXPECT_THAT(collection.matches().left, ElementsAre(cv::Point2f(1, 1), cv::Point2f(3, 3)));
     EXPECT_THAT(collection.matches().right, ElementsAre(cv::Point2f(2, 2), cv::Point2f(4, 4)));
+    EXPECT_THAT(collection.matches().pairs, ElementsAre(0, 1));
+    EXPECT_EQ(collection.pairs().at(1).left, "bL");
     EXPECT_THAT(collection.failures(), ElementsAre(HasSubstr("'cL' is 320x240, 'aL' is 640x480")));
 }
 

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 #include <variant>
 
 #include "base/errors.hpp"
@@ -14,7 +15,9 @@
 #include "files/image_files.hpp"
 #include "files/protected_files.hpp"
 #include "options/calibrate_options.hpp"
+#include "pages/calibration_page.hpp"
 #include "reports/calibration_report.hpp"
+#include "reports/pictures.hpp"
 #include "rigs/board_search.hpp"
 #include "rigs/rig_files.hpp"
 #include "rigs/rig_geometry.hpp"
@@ -24,6 +27,8 @@
 
 namespace tiomipra {
 namespace {
+
+constexpr auto pageName = "report.html";
 
 // Looking for a board takes most of the time, and frames that follow each other closely show nearly
 // the same: of a long video only one in so many is looked at.
@@ -44,26 +49,52 @@ std::optional<Frame> nextOf(FrameSource& source, std::size_t step) {
     return frame;
 }
 
-BoardSearch searchBoards(FrameSource& source, std::size_t step, const Board& board,
-                         const CalibrateOptions& options) {
-    BoardSearch search(board);
-    const auto accept = [&](const Frame& frame, const Outcome<SearchedPair>& outcome,
+// What a pair shows, and its pictures while they are at hand.
+struct SeenPair {
+    SearchedPair searched;
+    PairPictures pictures;
+};
+
+// From any thread.
+SeenPair lookAt(const Frame& frame, const Board& board, bool arePicturesWanted) {
+    FileIdentities inputs = frame.identify();
+    const StereoImages images = frame.read();
+    SeenPair seen{searchPair(frame, images, board), {}};
+    seen.searched.inputs = std::move(inputs);
+    const auto& [left, right] = seen.searched.detection;
+    if (arePicturesWanted && !left.empty() && !right.empty())
+        seen.pictures = makePictures(images);
+    return seen;
+}
+
+struct SeenPairs {
+    BoardSearch search;
+    std::vector<PairPictures> pictures;  // of all pairs, in the order of the search
+};
+
+SeenPairs searchBoards(FrameSource& source, std::size_t step, const Board& board,
+                       const CalibrateOptions& options) {
+    SeenPairs seen{BoardSearch(board), {}};
+    BoardSearch& search = seen.search;
+    const auto accept = [&](const Frame& frame, const Outcome<SeenPair>& outcome,
                             Progress& progress) {
-        if (const auto* const failure = std::get_if<Ending>(&outcome))
-            search.addFailure(frame, failure->message);
+        const auto* const pair = std::get_if<SeenPair>(&outcome);
+        if (pair == nullptr)
+            search.addFailure(frame, std::get<Ending>(outcome).message);
         else
-            search.add(frame, std::get<SearchedPair>(outcome));
+            search.add(frame, pair->searched);
+        seen.pictures.push_back(pair == nullptr ? PairPictures() : pair->pictures);
         progress.advance(frame.name);
     };
+    const auto look = [&](const Frame& frame) { return lookAt(frame, board, !options.noReport); };
     const std::size_t count = (source.count() + step - 1) / step;
-    workOnAll<Frame, SearchedPair>(
+    workOnAll<Frame, SeenPair>(
         {count, options.jobs, chooseProgressOutput(true, count)},
-        [&] { return nextOf(source, step); },
-        [&] { return [&](const Frame& frame) { return searchPair(frame, board); }; }, accept);
+        [&] { return nextOf(source, step); }, [&] { return look; }, accept);
     search.sort();
     search.requireEnoughPairs(*reopenFrames(options.frames));
     search.keepDistinct(options.maxPairs);
-    return search;
+    return seen;
 }
 
 // A camera that is known beforehand.
@@ -160,8 +191,8 @@ std::string folderBeside(const CalibrateOptions& options) {
 void requireOtherInputs(const CalibrateOptions& options, const FrameSource& source) {
     ProtectedFiles inputs(source.files());
     inputs.add(options.fixedIntrinsics);
-    for (const char* name :
-         {"coverage.png", "rectified.png", "report.json", "rig.yml", "right.yml", "left.yml"}) {
+    for (const char* name : {pageName, "coverage.png", "rectified.png", "report.json", "rig.yml",
+                             "right.yml", "left.yml"}) {
         inputs.requireOther(pathIn(options.output, name));
         inputs.requireOther(pathIn(folderBeside(options), name));
     }
@@ -203,10 +234,21 @@ Parameters parametersOf(const CalibrateOptions& options) {
     return parameters;
 }
 
+// Those that the page shows.
+CalibrationPictures choosePictures(const SeenPairs& seen, const RigSolution& solution,
+                                   const StereoImages& rectifiedPair) {
+    CalibrationPictures pictures;
+    for (const std::size_t i : rankedViews(solution))
+        pictures.views.push_back(seen.pictures[seen.search.frameOf(solution.used[i])]);
+    pictures.rectified = makeRectifiedPictures(rectifiedPair);
+    return pictures;
+}
+
 // The calibrations last: where they are, all the rest is. Returns the report, which tells by its
 // hash to which calibrations it belongs.
 nlohmann::ordered_json writeResults(const CalibrateOptions& options, const std::string& folder,
-                                    const CalibrationReport& report, const cv::Mat& rectifiedPair) {
+                                    const CalibrationReport& report, const SeenPairs& seen,
+                                    const StereoImages& rectifiedPair) {
     const auto path = [&](const std::string& name) { return pathIn(folder, name); };
     const RigSolution& solution = report.solution;
     const std::string left = encodeCalibration(path("left.yml"), solution.rectified.left);
@@ -214,12 +256,20 @@ nlohmann::ordered_json writeResults(const CalibrateOptions& options, const std::
     auto json =
         toJson(Provenance{"calibrate", parametersOf(options), hashRig(left, right), std::nullopt});
     json.update(toJson(report));
-    publishTogether({newImage(path("coverage.png"), drawCoverage(report)),
-                     newImage(path("rectified.png"), rectifiedPair),
-                     {path("report.json"), dumpJson(json)},
-                     {path("rig.yml"), encodeRigModel(solution.model)},
-                     {path("right.yml"), right},
-                     {path("left.yml"), left}});
+    std::vector<NewFile> files{
+        newImage(path("coverage.png"), drawCoverage(report)),
+        newImage(path("rectified.png"), drawRowLines(rectifiedPair.left, rectifiedPair.right)),
+        {path("report.json"), dumpJson(json)},
+        {path("rig.yml"), encodeRigModel(solution.model)},
+        {path("right.yml"), right},
+        {path("left.yml"), left}};
+    if (options.noReport)
+        removeFile(path(pageName));  // of other calibrations
+    else
+        files.insert(files.begin(),
+                     {path(pageName),
+                      makeCalibrationPage(json, choosePictures(seen, solution, rectifiedPair))});
+    publishTogether(files);
     return json;
 }
 
@@ -258,7 +308,8 @@ Ending runCalibrate(const CalibrateOptions& options) {
     const FolderUse use{"calibrate", ""};
     const OutputFolder output(options.output, use);
     const std::size_t step = chooseStep(source->count(), options.maxPairs);
-    const BoardSearch search = searchBoards(*source, step, board, options);
+    const SeenPairs seen = searchBoards(*source, step, board, options);
+    const BoardSearch& search = seen.search;
     const CalibrationReport report = makeReport(calibrate(options, known, search), search);
     const RigSolution& solution = report.solution;
     if (options.calibration.wideAngle.fieldOfView && !solution.pinholes)
@@ -270,7 +321,7 @@ Ending runCalibrate(const CalibrateOptions& options) {
     if (folder != options.output)
         other.emplace(folder, use);
     nlohmann::ordered_json json =
-        writeResults(options, folder, report, drawRectifiedPair(solution.rectified, firstUsed));
+        writeResults(options, folder, report, seen, rectifyPair(solution.rectified, firstUsed));
     json["folder"] = folder;  // the one that was wanted, or that beside it
     std::cout << (options.json ? dumpJson(json) : toText(report));
     return conclude(options, folder, report.verdict.grade, search);

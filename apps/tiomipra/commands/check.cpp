@@ -2,6 +2,7 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <utility>
 #include <variant>
 
 #include "base/json_text.hpp"
@@ -10,6 +11,7 @@
 #include "files/image_files.hpp"
 #include "files/protected_files.hpp"
 #include "options/check_options.hpp"
+#include "pages/check_page.hpp"
 #include "reports/check_report.hpp"
 #include "rigs/calibration_faults.hpp"
 #include "rigs/feature_matches.hpp"
@@ -47,17 +49,25 @@ RigCheck checkRig(const MatchCollection& collection, const Rig& rig, double maxR
                     rig.right.scaleTo(size.width, size.height), maxRowDifference);
 }
 
-// An empty picture is none.
-void publish(const CheckOptions& options, const nlohmann::ordered_json& report,
-             const std::string& text, const cv::Mat& picture) {
-    if (!options.output.empty()) {
-        std::vector<NewFile> files;
-        if (!picture.empty())
-            files.push_back(newImage(pathIn(options.output, pictureName), picture));
-        files.push_back({pathIn(options.output, reportName), dumpJson(report)});
-        publishTogether(files);
-    }
-    std::cout << (options.json ? dumpJson(report) : text);
+struct CheckOutputs {
+    nlohmann::ordered_json report;
+    std::string text;
+    cv::Mat picture;              // an empty one is none
+    std::vector<PlacedRow> rows;  // for a page, over `image`
+    cv::Mat image;
+};
+
+void publish(const CheckOptions& options, const CheckOutputs& outputs) {
+    const std::string json = dumpJson(outputs.report);
+    std::vector<NewFile> files;
+    if (!options.page.empty())
+        files.push_back({options.page, makeCheckPage(outputs.report, outputs.rows, outputs.image)});
+    if (!options.output.empty() && !outputs.picture.empty())
+        files.push_back(newImage(pathIn(options.output, pictureName), outputs.picture));
+    if (!options.output.empty())
+        files.push_back({pathIn(options.output, reportName), json});
+    publishTogether(files);
+    std::cout << (options.json ? json : outputs.text);
 }
 
 Ending conclude(const RigCheck& check, const MatchCollection& collection) {
@@ -69,24 +79,30 @@ Ending conclude(const RigCheck& check, const MatchCollection& collection) {
 
 Ending report(const CheckOptions& options, nlohmann::ordered_json report, const RigCheck& check,
               const MatchCollection& collection, const std::string& unit) {
-    report["pairs"] = collection.pairs();
+    report["pairs"] = collection.pairs().size();
     report["failed"] = collection.failures();
     report.update(toJson(check));
-    publish(options, report, toText(check, unit),
-            drawRowDifferences(check, collection.firstImage()));
+    report["pairRowDifferences"] = pairRowsToJson(check, collection.pairs());
+    const cv::Mat& image = collection.firstImage();
+    publish(options, {std::move(report), toText(check, unit), drawRowDifferences(check, image),
+                      check.rows, image});
     return conclude(check, collection);
 }
 
 // Files that are exchanged are an answer without a look at the images.
 Ending reportSwap(const CheckOptions& options, nlohmann::ordered_json report, const Fault& swap) {
     report.update(swapToJson(swap));
-    publish(options, report, swapToText(swap), {});
+    publish(options, {std::move(report), swapToText(swap), {}, {}, {}});
     return {Status::no, ""};
 }
 
 void requireOtherInputs(const CheckOptions& options, const Rig& rig, const FrameSource& source) {
     ProtectedFiles inputs(source.files());
     inputs.add(filesOf(rig));
+    if (!options.page.empty())
+        inputs.requireOther(options.page);
+    if (options.output.empty())
+        return;
     for (const char* name : {pictureName, reportName})
         inputs.requireOther(pathIn(options.output, name));
 }
@@ -103,11 +119,10 @@ Ending runCheck(const CheckOptions& options) {
     requireFrames(options.frames);
     noteDoubts(rig, options.frames, sayBesideBar);
     const auto source = openFrames(options.frames, sayBesideBar);
+    requireOtherInputs(options, rig, *source);
     std::optional<OutputFolder> folder;
-    if (!options.output.empty()) {
-        requireOtherInputs(options, rig, *source);
+    if (!options.output.empty())
         folder.emplace(options.output, FolderUse{"check", ""});
-    }
     Parameters parameters = describeReading(options.frames);
     parameters.push_back({"maxRowDifference", options.maxRowDifference});
     auto json = toJson(Provenance{"check", parameters, rig.hash, rig.unit});

@@ -16,9 +16,11 @@ struct ImportOptions;
 struct InspectOptions;
 struct MatchingOptions;
 struct RectifyOptions;
+struct ReportOptions;
 
 Ending runBoard(const DrawBoardOptions& options);
 Ending runCalibrate(const CalibrateOptions& options);
+Ending runReport(const ReportOptions& options);
 Ending runImport(const ImportOptions& options);
 Ending runExport(const ExportOptions& options);
 Ending runInspect(const InspectOptions& options);

@@ -11,8 +11,11 @@
 #include "base/text.hpp"
 #include "commands/commands.hpp"
 #include "files/image_lists.hpp"
+#include "files/output_files.hpp"
+#include "files/protected_files.hpp"
 #include "matching/evaluation.hpp"
 #include "options/evaluate_options.hpp"
+#include "pages/evaluation_page.hpp"
 #include "reports/evaluation_report.hpp"
 #include "runs/work_on_all.hpp"
 
@@ -23,9 +26,15 @@ using Json = nlohmann::ordered_json;
 
 constexpr auto things = "disparity images";
 
+struct EvaluatedPair {
+    FileEvaluation evaluation;
+    ErrorPictures pictures;  // where a page is wanted
+};
+
 // What became of all files.
 struct Outcomes {
     std::vector<FileEvaluation> evaluations;
+    std::vector<ErrorPictures> pictures;
     std::vector<Failure> failures;
     std::vector<std::string> refused;  // disparity images that are not good enough, and why
 };
@@ -51,19 +60,27 @@ std::vector<EvaluatedFiles> resolveFiles(const EvaluateOptions& options) {
     return files;
 }
 
-void keep(const EvaluatedFiles& files, const Outcome<FileEvaluation>& outcome,
+void keep(const EvaluatedFiles& files, const Outcome<EvaluatedPair>& outcome,
           const EvaluateOptions& options, Outcomes& outcomes) {
     if (const auto* failed = std::get_if<Ending>(&outcome)) {
         outcomes.failures.push_back({files.disparity, *failed});
         return;
     }
-    const auto& evaluation = std::get<FileEvaluation>(outcome);
+    const auto& [evaluation, pictures] = std::get<EvaluatedPair>(outcome);
     outcomes.evaluations.push_back(evaluation);
+    outcomes.pictures.push_back(pictures);
     if (!options.maxBad2)
         return;
     const std::string complaint = whyNotGoodEnough(evaluation.all, *options.maxBad2);
     if (!complaint.empty())
         outcomes.refused.push_back(files.disparity + ": " + complaint);
+}
+
+EvaluatedPair evaluateOne(const EvaluatedFiles& files, const EvaluateOptions& options) {
+    const EvaluatedImages images =
+        readEvaluated(files, options.truthScale, options.limits, sayBesideBar);
+    return {evaluateFiles(files, images),
+            options.page.empty() ? ErrorPictures() : makeErrorPictures(images)};
 }
 
 // Carries on past what fails.
@@ -73,16 +90,14 @@ Outcomes evaluateAll(const std::vector<EvaluatedFiles>& all, const EvaluateOptio
         return file == all.end() ? std::nullopt : std::optional(*file++);
     };
     const auto makeWorker = [&options] {
-        return [&options](const EvaluatedFiles& files) {
-            return evaluateFiles(files, options.truthScale, options.limits, sayBesideBar);
-        };
+        return [&options](const EvaluatedFiles& files) { return evaluateOne(files, options); };
     };
-    const auto accept = [&](const EvaluatedFiles& files, const Outcome<FileEvaluation>& outcome,
+    const auto accept = [&](const EvaluatedFiles& files, const Outcome<EvaluatedPair>& outcome,
                             Progress& progress) {
         keep(files, outcome, options, outcomes);
         progress.advance(files.disparity);
     };
-    workOnAll<EvaluatedFiles, FileEvaluation>(
+    workOnAll<EvaluatedFiles, EvaluatedPair>(
         {all.size(), options.jobs, chooseBar(all.size()), things}, next, makeWorker, accept);
     return outcomes;
 }
@@ -98,7 +113,7 @@ Parameters parametersOf(const EvaluateOptions& options) {
     return parameters;
 }
 
-void printJson(const EvaluateOptions& options, const Outcomes& outcomes) {
+Json makeReport(const EvaluateOptions& options, const Outcomes& outcomes) {
     Json json = toJson(Provenance{"evaluate", parametersOf(options), "", std::nullopt});
     json["evaluations"] = Json::array();
     for (const FileEvaluation& evaluation : outcomes.evaluations)
@@ -108,16 +123,30 @@ void printJson(const EvaluateOptions& options, const Outcomes& outcomes) {
         json["failed"].push_back(toJson(failure));
     if (options.maxBad2)
         json["passed"] = outcomes.refused.empty() && outcomes.failures.empty();
-    std::cout << dumpJson(json);
+    return json;
+}
+
+// Known before all the work.
+void requireOtherInputs(const EvaluateOptions& options, const std::vector<EvaluatedFiles>& all) {
+    if (options.page.empty())
+        return;
+    std::vector<std::string> paths;
+    for (const auto& [disparity, truth, mask] : all)
+        paths.insert(paths.end(), {disparity, truth, mask});
+    ProtectedFiles(paths).requireOther(options.page);
 }
 
 }  // namespace
 
 Ending runEvaluate(const EvaluateOptions& options) {
     const auto files = resolveFiles(options);
+    requireOtherInputs(options, files);
     const Outcomes outcomes = evaluateAll(files, options);
+    const Json report = makeReport(options, outcomes);
+    if (!options.page.empty() && !outcomes.evaluations.empty())
+        writeFile(options.page, makeEvaluationPage(report, outcomes.pictures));
     if (options.json)
-        printJson(options, outcomes);
+        std::cout << dumpJson(report);
     else if (!outcomes.evaluations.empty())
         std::cout << printTable(outcomes.evaluations);
     for (const std::string& refusal : outcomes.refused)

@@ -62,12 +62,14 @@ void addCalibrateOptions(CLI::App& command, CalibrateOptions& options) {
     command
         .add_option("--output", options.output,
                     "Folder for left.yml, right.yml, rig.yml,\n"
-                    "report.json, coverage.png and rectified.png")
+                    "report.html, report.json, coverage.png and\n"
+                    "rectified.png")
         ->type_name("DIR")
         ->required();
     command.add_flag("--force", options.isForced,
                      "Let a calibration that comes out as \"redo\" replace\n"
                      "a better one; else it goes to the folder redo in DIR");
+    command.add_flag("--no-report", options.noReport, "Leave out report.html, the page to look at");
     addJobsOption(command, options.jobs);
     command.add_flag("--json", options.json, "Print the report as JSON");
 }

@@ -21,6 +21,7 @@ struct CalibrateOptions {
     unsigned jobs = 0;
     std::string output;
     bool isForced = false;  // a calibration to be redone may replace a better one
+    bool noReport = false;  // no page to look at
     bool json = false;
 };
 

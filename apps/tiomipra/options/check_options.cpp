@@ -22,6 +22,7 @@ void addCheckOptions(CLI::App& command, CheckOptions& options) {
                     "Folder for row_differences.png and report.json;\n"
                     "without it nothing is written")
         ->type_name("DIR");
+    addPageOption(command, options.page);
     addJobsOption(command, options.jobs);
     command.add_flag("--json", options.json, "Print the report as JSON");
 }

@@ -14,6 +14,7 @@ struct CheckOptions {
     double maxRowDifference = 0.75;
     unsigned jobs = 0;
     std::string output;
+    std::string page;  // to be written; "" for none
     bool json = false;
 };
 

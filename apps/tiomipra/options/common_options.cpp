@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "base/errors.hpp"
+#include "base/text.hpp"
+#include "files/input_files.hpp"
 #include "files/output_files.hpp"
 
 namespace tiomipra {
@@ -46,6 +48,19 @@ void addImageLimits(CLI::App& command, ImageLimits& limits, const std::string& g
         .add_flag("--accept-damaged", limits.acceptsDamaged,
                   "Take damaged JPEG and TIFF images with what their decoder\nfills in, and warn")
         ->group(group);
+}
+
+void checkPagePath(const std::string& path) {
+    if (extensionOf(path) != ".html")
+        throw std::invalid_argument(quote(path) + " must end in .html");
+}
+
+void addPageOption(CLI::App& command, std::string& path) {
+    command
+        .add_option("--report", path,
+                    "Write a page to look at in a browser, one file that\nloads nothing")
+        ->check(complaint<checkPagePath>)
+        ->type_name("FILE.html");
 }
 
 void addFrameOptions(CLI::App& command, FrameArguments& frames) {

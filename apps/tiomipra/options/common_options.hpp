@@ -50,6 +50,12 @@ void addWideAngleOptions(CLI::App& command, WideAngleSettings& settings, const s
 // What the options above say, as far as it is no default.
 Parameters describeWideAngle(const WideAngleSettings& settings);
 
+// Adds --report FILE.html.
+void addPageOption(CLI::App& command, std::string& path);
+
+// Throws `std::invalid_argument` unless `path` ends as the name of a page does.
+void checkPagePath(const std::string& path);
+
 // Adds --jobs.
 CLI::Option* addJobsOption(CLI::App& command, unsigned& jobs);
 

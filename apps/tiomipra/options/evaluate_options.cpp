@@ -45,6 +45,7 @@ void addEvaluateOptions(CLI::App& command, EvaluateOptions& options) {
                     "more than 2 pixels, or none is measured")
         ->type_name("P")
         ->check(CLI::Range(0., 100.));
+    addPageOption(command, options.page);
     addJobsOption(command, options.jobs);
     command.add_flag("--json", options.json,
                      "Print the results as JSON on standard output and nothing else there");

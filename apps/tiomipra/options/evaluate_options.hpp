@@ -22,6 +22,7 @@ struct EvaluateOptions {
     std::optional<double> truthScale;
     std::optional<double> maxBad2;
     unsigned jobs = 0;
+    std::string page;  // to be written; "" for none
     bool json = false;
 };
 

@@ -11,6 +11,7 @@
 #include "base/text.hpp"
 #include "files/input_files.hpp"
 #include "files/output_files.hpp"
+#include "reports/input_report.hpp"
 #include "runs/work_on_all.hpp"
 
 namespace tiomipra {
@@ -29,23 +30,10 @@ std::string reportPath(const BatchOptions& options, const Provenance& madeWith,
     return pathIn(options.output, name + reportSuffix(madeWith));
 }
 
-Json toJson(const FileIdentity& file) {
-    Json json{{"path", file.path}};
-    if (!file.modified.empty()) {
-        json["bytes"] = file.size;
-        json["modified"] = file.modified;
-    }
-    if (!file.sha256.empty())
-        json["sha256"] = file.sha256;
-    return json;
-}
-
 // What a report says about how the pair was made; what follows in it is the result.
 Json describeOrigin(const Frame& frame, const FileIdentities& inputs, const Provenance& madeWith) {
     Json origin{{"name", frame.name}, {"left", frame.leftFile}, {"right", frame.rightFile}};
-    origin["inputs"] = Json::array();
-    for (const FileIdentity& file : inputs)
-        origin["inputs"].push_back(toJson(file));
+    origin["inputs"] = toJson(inputs);
     origin["madeWith"] = tiomipra::toJson(madeWith);
     return origin;
 }

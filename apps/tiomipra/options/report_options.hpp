@@ -1,0 +1,22 @@
+// The options of `tiomipra report`.
+#ifndef TIOMIPRA_OPTIONS_REPORT_OPTIONS_HPP
+#define TIOMIPRA_OPTIONS_REPORT_OPTIONS_HPP
+
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace tiomipra {
+
+struct ReportOptions {
+    std::string folder;
+    std::string output;  // "" for report.html in the folder
+};
+
+void addReportOptions(CLI::App& command, ReportOptions& options);
+
+}  // namespace tiomipra
+
+#endif
