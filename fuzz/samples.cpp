@@ -191,7 +191,7 @@ std::vector<Sample> allSamples() {
                     "--fix-intrinsics rig/right.yml FILE"});
     // What calibrating left beside the calibrations.
     addSamples(samples, {"calibrated/report.json"},
-               {"inspect --calibration calibrated",
+               {"inspect --calibration calibrated", "report --calibration calibrated",
                 "depth --calibration calibrated --max-depth 20 --formats ply-text,html "
                 "--left board/l0.png --right board/r0.png --output out",
                 "calibrate --corners 5x4 --square 1 --output calibrated " + boards});
