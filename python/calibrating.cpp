@@ -17,6 +17,7 @@
 #include "errors.hpp"
 #include "image_pairs.hpp"
 #include "reports/calibration_report.hpp"
+#include "reports/pictures.hpp"
 #include "rig_values.hpp"
 #include "rigs/board_search.hpp"
 #include "rigs/rig_calibration.hpp"
@@ -118,9 +119,10 @@ BoardSearch searchBoards(const ImagePairs& pairs, const CalibrationTask& task, N
     workOnFrames(*source, step, [&](std::size_t number, const Frame& frame) {
         std::function<void(BoardSearch&)> add;
         try {
-            add = [frame, pair = searchPair(frame, task.board)](BoardSearch& search) {
-                search.add(frame, pair);
-            };
+            const FileIdentities inputs = frame.identify();
+            SearchedPair pair = searchPair(frame, frame.read(), task.board);
+            pair.inputs = inputs;
+            add = [frame, pair](BoardSearch& search) { search.add(frame, pair); };
         } catch (const FileError&) {
             throw;
         } catch (const InputError& error) {
@@ -207,8 +209,9 @@ CalibrationOutcome calibratePairs(const ImagePairs& pairs, const CalibrationTask
     outcome.text = toText(outcome.report);
     outcome.json = encodeReport(task, pairs.arguments(), outcome.report);
     outcome.coverage = drawCoverage(outcome.report);
-    outcome.rectified = drawRectifiedPair(
+    const StereoImages rectified = rectifyPair(
         solution.rectified, readPair(pairs, search, task.maxPairs, solution.used.front()));
+    outcome.rectified = drawRowLines(rectified.left, rectified.right);
     return outcome;
 }
 
