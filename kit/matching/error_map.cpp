@@ -74,7 +74,10 @@ std::vector<ErrorPlace> findWorstPlaces(const cv::Mat& errors, std::size_t most)
     std::vector<ErrorPlace> worst;
     for (const ErrorPlace& place : places) {
         const bool isApart = std::none_of(worst.begin(), worst.end(), [&](const ErrorPlace& other) {
-            return (place.area & other.area).area() > 0;
+            const cv::Size around = other.area.size() * 2;
+            const cv::Rect near(other.area.tl() - cv::Point(around / 2),
+                                other.area.size() + around);
+            return (place.area & near).area() > 0;
         });
         if (worst.size() < most && isApart && place.meanError > 0 &&
             place.measuredShare >= fewestMeasured)

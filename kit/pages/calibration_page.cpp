@@ -38,6 +38,17 @@ std::vector<std::string> imagesIn(const Json& report) {
     return files;
 }
 
+// Throws `Json::exception` unless all that the page's scripts rely on is there.
+void requireViews(const Json& report) {
+    report.at("board");
+    report.at("rightFromLeft");
+    report.at("views").at(report.at("rectifiedView").get<std::size_t>());
+    for (const Json& view : report.at("views")) {
+        for (const char* name : {"board", "leftPoints", "rightPoints"})
+            view.at(name);
+    }
+}
+
 }  // namespace
 
 // Where the files are is nobody's business who gets the page.
@@ -64,6 +75,7 @@ std::string makeCalibrationPage(Json report, const CalibrationPictures& pictures
 RemadePage remakeCalibrationPage(const std::string& reportFile, const Rig& rig) {
     try {
         const Json report = readReport(reportFile, rig);
+        requireViews(report);
         const CalibrationPictures pictures = readPictures(report, {rig.left, rig.right});
         return {makeCalibrationPage(report, pictures), imagesIn(report)};
     } catch (const Json::exception&) {

@@ -16,13 +16,13 @@ double rounded(double pixels) {
     return std::round(pixels * 100) / 100;
 }
 
-// More than can be told apart would only take time: every so manieth then.
+// More than can be told apart would only take time: then evenly chosen ones.
 Json placesToJson(const std::vector<PlacedRow>& rows) {
     constexpr std::size_t most = 3000;
-    const std::size_t step = std::max<std::size_t>(1, (rows.size() + most - 1) / most);
+    const std::size_t count = std::min(rows.size(), most);
     Json places = Json::array();
-    for (std::size_t i = 0; i < rows.size(); i += step) {
-        const auto& [place, difference, pair] = rows[i];
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto& [place, difference, pair] = rows[i * rows.size() / count];
         places.push_back({rounded(place.x), rounded(place.y), rounded(difference), pair});
     }
     return places;

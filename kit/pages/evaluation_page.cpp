@@ -55,9 +55,10 @@ ErrorPictures makeErrorPictures(const EvaluatedImages& images) {
     const cv::Mat known = knownOf(images.truth);
     const cv::Mat measured = knownOf(images.disparity);
     const cv::Mat errors = errorSizes(images.disparity, images.truth);
-    const Statistics truth = summarise(images.truth, known);
-    const double low = truth.percentile1;
-    const double high = std::max(truth.percentile99, low + 1);
+    const Statistics shown = cv::countNonZero(known) > 0 ? summarise(images.truth, known)
+                                                         : summarise(images.disparity, measured);
+    const double low = shown.percentile1;
+    const double high = std::max(shown.percentile99, low + 1);
     return {{{"imageSize", {errors.cols, errors.rows}},
              {"disparityRange", {low, high}},
              {"largestShownError", largestShownError},

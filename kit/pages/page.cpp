@@ -1,15 +1,19 @@
 #include "pages/page.hpp"
 
+#include <fstream>
 #include <string_view>
 
 #include "base/base64.hpp"
 #include "base/provenance.hpp"
 #include "base/text.hpp"
 #include "files/image_files.hpp"
+#include "files/output_files.hpp"
 #include "pages/assets.hpp"
 
 namespace tiomipra {
 namespace {
+
+constexpr auto generator = "<meta name=\"generator\" content=\"tiomipra ";
 
 std::vector<std::string> scriptsOf(const Page& page) {
     std::vector<std::string> scripts{"page.js",   "elements.js",    "numbers.js",
@@ -69,9 +73,10 @@ void addHead(std::string& html, const Page& page, const std::vector<std::string>
         "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
         "<meta http-equiv=\"Content-Security-Policy\" content=\"{}\">\n"
         "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-        "<meta name=\"generator\" content=\"tiomipra {}\">\n"
+        "{}{}\">\n"
         "<link rel=\"icon\" href=\"data:,\">\n<title>{}</title>\n<style>{}</style>\n</head>\n",
-        policyFor(scripts), programVersion(), escapeMarkup(page.title), readAsset("page.css"));
+        policyFor(scripts), generator, programVersion(), escapeMarkup(page.title),
+        readAsset("page.css"));
 }
 
 void addBlock(std::string& html, const PageBlock& block) {
@@ -105,6 +110,15 @@ std::string composePage(const Page& page) {
     for (const std::string& script : scripts)
         addScript(html, script);
     return html + "</body>\n</html>\n";
+}
+
+void removePage(const std::string& path) {
+    constexpr std::streamsize longestHead = 16384;
+    std::string start(longestHead, '\0');
+    std::ifstream file(path, std::ios::binary);
+    file.read(start.data(), longestHead);
+    if (start.find(generator) != std::string::npos)
+        removeFile(path);
 }
 
 }  // namespace tiomipra

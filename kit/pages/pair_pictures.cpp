@@ -34,6 +34,8 @@ PairPictures missing(const std::string& why) {
 
 // Empty if they are still what they were.
 std::string whyNotReadable(const Json& inputs) {
+    if (inputs.empty())
+        return "the images were in no files";
     for (const Json& input : inputs) {
         const auto path = input.at("path").get<std::string>();
         const std::string name = std::filesystem::path(path).filename().string();
@@ -64,10 +66,12 @@ StereoImages readPair(const Json& inputs, const Json& parameters) {
     const std::string why = whyNotReadable(inputs);
     if (!why.empty())
         throw InputError(why);
-    const auto frame = reopenFrames(framesOf(inputs, parameters))->next();
-    if (!frame)
-        throw InputError("there is no such pair");
-    return frame->read();
+    try {
+        return reopenFrames(framesOf(inputs, parameters))->next().value().read();
+    } catch (const InputError&) {
+        // What it says names the folder.
+        throw InputError("the images can't be read");
+    }
 }
 
 }  // namespace

@@ -263,13 +263,13 @@ nlohmann::ordered_json writeResults(const CalibrateOptions& options, const std::
         {path("rig.yml"), encodeRigModel(solution.model)},
         {path("right.yml"), right},
         {path("left.yml"), left}};
-    if (options.noReport)
-        removeFile(path(pageName));  // of other calibrations
-    else
+    if (!options.noReport)
         files.insert(files.begin(),
                      {path(pageName),
                       makeCalibrationPage(json, choosePictures(seen, solution, rectifiedPair))});
     publishTogether(files);
+    if (options.noReport)
+        removePage(path(pageName));  // of other calibrations
     return json;
 }
 

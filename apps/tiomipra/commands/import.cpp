@@ -11,6 +11,7 @@
 #include "files/protected_files.hpp"
 #include "options/check_options.hpp"
 #include "options/import_options.hpp"
+#include "pages/page.hpp"
 #include "reports/import_report.hpp"
 #include "rigs/rig_files.hpp"
 #include "rigs/rig_model_files.hpp"
@@ -84,6 +85,7 @@ nlohmann::ordered_json writeResults(const ImportOptions& options, const Imported
                      {path("rig.yml"), encodeRigModel(rig.model)},
                      {path("right.yml"), right},
                      {path("left.yml"), left}});
+    removePage(path("report.html"));  // of other calibrations
     return report;
 }
 

@@ -98,9 +98,16 @@ class PlacePicture {
         this.lines.down.setAttribute("d", pathOf(difference => difference > 0));
         this.lines.up.setAttribute("d", pathOf(difference => difference <= 0));
         this.svg.dataset.shown = shown.length;
-        byId("shown-pair").textContent =
-            this.pair === null ? `${shown.length} features of all pairs`
-                               : `${shown.length} features of pair ${this.pair + 1}`;
+        byId("shown-pair").textContent = this.describe(shown.length);
+    }
+
+    // Of very many features only some are drawn.
+    describe(shown) {
+        const {consistentMatches, pairRowDifferences} = this.report;
+        const all = this.pair === null ? consistentMatches
+                                       : pairRowDifferences[this.pair].consistentMatches;
+        return `${shown === all ? all : `${shown} of the ${all}`} features of ` +
+               (this.pair === null ? "all pairs" : `pair ${this.pair + 1}`);
     }
 }
 

@@ -54,7 +54,7 @@ function showMaps(canvases) {
         described(canvases[name], mapTitles[name]), element("figcaption", {class: "faint"}, mapTitles[name]))));
 }
 
-function showWorst({worstPlaces, imageSize}, canvases) {
+function showWorst({worstPlaces, imageSize, histogram}, canvases) {
     const captionOf = ({area, meanError, measuredShare}, i) =>
         `${i + 1}: ${area[2]} x ${area[3]} pixels from ${area[0]}, ${area[1]}; error ${pixels(meanError, 2)}, ` +
         `${Math.round(100 * measuredShare)} % measured and known`;
@@ -63,7 +63,8 @@ function showWorst({worstPlaces, imageSize}, canvases) {
             cropCanvas(canvases[name], place.area, imageSize[0]), `${mapTitles[name]} there`)),
         element("figcaption", {}, captionOf(place, i)))));
     if (worstPlaces.length === 0)
-        byId("worst").append(element("p", {}, "There is no place with errors."));
+        byId("worst").append(element("p", {}, histogram.counts.every(count => count === 0)
+            ? "Nothing could be compared." : "There is no place with errors."));
 }
 
 async function showEvaluation(index) {
@@ -76,6 +77,8 @@ async function showEvaluation(index) {
     byId("disparity-legend").replaceChildren(makeLegend("disparity (pixels)", low, high));
     const names = Object.keys(mapTitles);
     const painted = await Promise.all(names.map(name => paintShades(`${name}-${index}`)));
+    if (index !== Number(byId("chosen").value))
+        return;  // Another one was chosen meanwhile.
     const canvases = Object.fromEntries(names.map((name, i) => [name, painted[i]]));
     showMaps(canvases);
     showWorst(evaluation, canvases);
