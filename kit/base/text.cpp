@@ -38,9 +38,11 @@ Character firstCharacter(std::string_view text) {
     return {length, code};
 }
 
-// The second range, two bytes each, controls some terminals as the first one does.
+// The second range, two bytes each, controls some terminals as the first one does. The last two
+// turn the direction of writing, so that "gpj.exe" is shown as "exe.jpg".
 bool isControl(std::uint32_t code) {
-    return code < 0x20 || (code >= 0x7f && code < 0xa0);
+    return code < 0x20 || (code >= 0x7f && code < 0xa0) || (code >= 0x202a && code <= 0x202e) ||
+           (code >= 0x2066 && code <= 0x2069);
 }
 
 std::string escaped(const Character& character) {

@@ -21,6 +21,8 @@ TEST(Printable, EscapesWhatControlsTerminalsAndWhatIsNoText) {
                  {"a\nb", R"(a\nb)"},
                  {std::string(1, '\0') + "\x1f\x7f", R"(\x00\x1f\u007f)"},
                  {"\u0080\u009b[2J\u009f", R"(\u0080\u009b[2J\u009f)"},
+                 {"\u2029\u202a\u202e\u202f|\u2065\u2066\u2069\u206a",
+                  "\u2029\\u202a\\u202e\u202f|\u2065\\u2066\\u2069\u206a"},
                  {"\x80\xbf\xff\xf8\x88", R"(\x80\xbf\xff\xf8\x88)"},
                  {"\xc2", R"(\xc2)"},
                  {"\xe5\xb7|\xc3(", R"(\xe5\xb7|\xc3()"},
