@@ -68,8 +68,8 @@ std::string composeCloudPage(const CloudContent& content) {
     Page page;
     page.title = "Cloud of " + content.name;
     page.body = "cloud_page.html";
-    page.scripts = {"provenance.js",    "cloud.js",     "scene_overlay.js", "cloud_points.js",
-                    "depth_picture.js", "distances.js", "cloud_page.js"};
+    page.scripts = {"provenance.js",   "pointers.js",      "overlay.js",   "cloud.js",
+                    "cloud_points.js", "depth_picture.js", "distances.js", "cloud_page.js"};
     page.hasScene = true;
     page.data = describe(content, steps);
     page.blocks = {jpegBlock("left", content.image),

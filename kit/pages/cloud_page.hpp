@@ -23,7 +23,8 @@ struct CloudContent {
 };
 
 // The page holds disparities in 16 bits, in the finest steps of a power of two in which all of them
-// fit: whole ones for those of the matchers, which are multiples of 1/16 pixel.
+// fit. That is exact where all are multiples of 1/16 pixel, as those of the matchers, and within
+// 4095 pixels; others are rounded to a step.
 std::string composeCloudPage(const CloudContent& content);
 
 }  // namespace tiomipra

@@ -116,8 +116,9 @@ class Browser:
             return new Set(data.filter(pixel => pixel >>> 24 !== 0)).size;""", selector)
 
     def overflow(self):
-        """By how many pixels the page is wider than the window."""
-        return self.run("return document.documentElement.scrollWidth - window.innerWidth")
+        """By how many pixels the page is wider than what the window shows of it."""
+        return self.run("const page = document.documentElement;"
+                        "return page.scrollWidth - page.clientWidth")
 
     def requests(self):
         """The addresses that were asked for since the last call, but for data within the page and

@@ -9,6 +9,11 @@ function readCloud() {
     return new Cloud(pageData, new Uint16Array(bytes.buffer));
 }
 
+// A power of two.
+function describeStep(step) {
+    return step < 1 ? `1/${1 / step} pixel` : withUnit(step, "pixels");
+}
+
 class CloudPage {
     constructor(cloud, photograph) {
         this.cloud = cloud;
@@ -16,11 +21,15 @@ class CloudPage {
         this.depths = Float64Array.from(cloud.pixels, pixel => cloud.depthAt(pixel)).sort();
         this.colours = {picture: photographColours(photograph, cloud.width, cloud.height),
                         depth: depthColours(cloud, pageData.colours)};
-        this.picture = new DepthPicture(byId("picture"), cloud.width, cloud.height);
+        this.picture = new DepthPicture(
+            byId("picture"), byId("picture-overlay"), cloud.width, cloud.height);
         this.distances = new Distances(cloud, this.unit, () => this.showDistances());
         this.showTexts();
+        this.addPointerTable();
         this.addPicture();
-        this.addCloud();
+        if (this.depths.length > 0)
+            this.addCloud();
+        this.hideUseless();
         this.showPointer(null);
         this.showDistances();
     }
@@ -33,6 +42,17 @@ class CloudPage {
             `depths ${significant(depths[0])} to ${withUnit(depths[depths.length - 1], unit)}, ` +
             `median ${withUnit(quantile(depths, 0.5), unit)}.`;
         showProvenance(pageData.madeWith);
+        byId("made-with").append(element("p", {},
+            `This page holds disparities in steps of ${describeStep(cloud.disparityStep)}.`));
+    }
+
+    // Whose cells change.
+    addPointerTable() {
+        const columns = ["disparity (pixels)", "depth", "X", "Y"].map(title => ({title, isNumber: true}));
+        byId("pointer").append(makeTable(
+            `Under the pointer, lengths in ${describeUnit(this.unit)}; the upper left pixel is 0, 0`,
+            ["pixel", ...columns], [["", "", "", "", ""]]));
+        this.pointerCells = byId("pointer").querySelectorAll("tbody th, tbody td");
     }
 
     addPicture() {
@@ -41,29 +61,40 @@ class CloudPage {
         if (high > low)
             byId("legend").append(makeLegend(`depth (${describeUnit(this.unit)})`, low, high, true));
         const choose = () => this.picture.setColours(this.colours[byId("picture-colour").value]);
+        byId("picture-colour").value = this.depths.length > 0 ? "depth" : "picture";
         byId("picture-colour").addEventListener("change", choose);
         choose();
-        canvas.addEventListener("pointermove", event =>
-            this.showPointer(this.picture.pixelAt(event)));
-        canvas.addEventListener("click", event => this.take(this.picture.pixelAt(event)));
+        canvas.addEventListener("pointermove", oncePerFrame(event =>
+            this.showPointer(this.picture.pixelAt(event))));
+        onClick(canvas, event => this.take(this.picture.pixelAt(event)));
         canvas.addEventListener("keydown", event => this.moveMark(event));
     }
 
     addCloud() {
         const {cloud, depths} = this;
-        const middle = depths.length > 0 ? quantile(depths, 0.5) : 1;
+        const middle = quantile(depths, 0.5);
         try {
             this.scene = new Scene(byId("cloud"), middle, false);
         } catch (error) {
             showProblem("This browser does not draw in space (WebGL); the image shows the depths.");
             return;
         }
+        this.scene.showUpTo(depths[depths.length - 1]);
         this.points = new CloudPoints(this.scene, cloud, mostPoints);
         this.showThinning();
         this.addViews(middle);
         this.addCloudControls();
         this.addCloudPointer();
-        this.overlay = new SceneOverlay(this.scene, byId("overlay"));
+        this.overlay = new Overlay(byId("overlay"), byId("cloud"), pixel =>
+            this.scene.project(cloud.pointAt(pixel)));
+        this.scene.afterDrawing.push(() => this.overlay.place());
+    }
+
+    hideUseless() {
+        const isNothingMeasured = this.depths.length === 0;
+        byId("cloud-panel").hidden = this.scene === undefined;
+        byId("picture-controls").hidden = isNothingMeasured;
+        byId("distances-panel").hidden = isNothingMeasured;
     }
 
     showThinning() {
@@ -84,8 +115,7 @@ class CloudPage {
                        "view-camera": () => this.scene.lookFrom([0, 0, 0], [0, 0, middle])};
         for (const [id, look] of Object.entries(views))
             byId(id).addEventListener("click", look);
-        if (sample.length > 0)
-            views["view-aside"]();
+        views["view-aside"]();
     }
 
     addCloudControls() {
@@ -104,39 +134,27 @@ class CloudPage {
 
     addCloudPointer() {
         const canvas = byId("cloud");
-        let pressedAt = null;
         const pick = event => {
             const box = canvas.getBoundingClientRect();
             return this.points.pick(event.clientX - box.left, event.clientY - box.top);
         };
+        const showPicked = oncePerFrame(event => this.showPointer(pick(event)));
         canvas.addEventListener("pointermove", event => {
             if (event.buttons === 0)
-                this.showPointer(pick(event));
+                showPicked(event);
         });
-        canvas.addEventListener("pointerdown", event => {
-            pressedAt = event.button === 0 ? [event.clientX, event.clientY] : null;
-        });
-        canvas.addEventListener("pointerup", event => {
-            const isClick = pressedAt !== null &&
-                Math.hypot(event.clientX - pressedAt[0], event.clientY - pressedAt[1]) < 4;
-            pressedAt = null;
-            if (isClick)
-                this.take(pick(event));
-        });
+        onClick(canvas, event => this.take(pick(event)));
     }
 
     // Of what is under the pointer, in either view; null for nothing.
     showPointer(pixel) {
         this.marked = pixel;
-        this.picture.mark(pixel);
-        this.overlay?.setMark(
-            pixel !== null && this.cloud.isMeasured(pixel) ? this.cloud.pointAt(pixel) : null);
-        const unit = describeUnit(this.unit);
-        const columns = ["pixel", "disparity (pixels)",
-                         ...["depth", "X", "Y"].map(name => `${name} (${unit})`)];
-        byId("pointer").replaceChildren(makeTable(
-            "Under the pointer; the upper left pixel is 0, 0",
-            columns.map((title, i) => ({title, isNumber: i > 0})), [this.describePoint(pixel)]));
+        this.picture.overlay.setMark(pixel);
+        this.overlay?.setMark(pixel !== null && this.cloud.isMeasured(pixel) ? pixel : null);
+        const texts = this.describePoint(pixel);
+        this.pointerCells.forEach((cell, i) => {
+            cell.textContent = texts[i];
+        });
     }
 
     describePoint(pixel) {
@@ -153,7 +171,8 @@ class CloudPage {
     take(pixel) {
         this.showPointer(pixel);
         if (pixel === null || !this.cloud.isMeasured(pixel)) {
-            byId("distance-status").textContent = "Nothing was measured there.";
+            byId("distance-status").textContent =
+                `Nothing was measured there. ${this.distances.status()}`;
             return;
         }
         this.distances.take(pixel);
@@ -173,23 +192,34 @@ class CloudPage {
         const x = Math.min(width - 1, Math.max(0, this.cloud.columnOf(from) + dx));
         const y = Math.min(height - 1, Math.max(0, this.cloud.rowOf(from) + dy));
         this.showPointer(y * width + x);
+        this.speakPointer();
+    }
+
+    speakPointer() {
+        const {cloud, marked} = this;
+        byId("pointer-status").textContent = `pixel ${this.distances.describePixel(marked)}: ` +
+            (cloud.isMeasured(marked) ? `depth ${withUnit(cloud.depthAt(marked), this.unit)}`
+                                      : "not measured");
     }
 
     showDistances() {
-        const {pairs} = this.distances;
+        const {pairs, first} = this.distances;
         byId("distance-status").textContent = this.distances.status();
         byId("distances").replaceChildren(...(pairs.length > 0 ? [this.distances.makeTable()] : []));
-        byId("clear-distances").disabled = pairs.length === 0;
-        this.picture.setLines(pairs);
-        this.overlay?.setLines(pairs.map(pair => {
-            const [from, to] = pair.map(pixel => this.cloud.pointAt(pixel));
-            return {from, to, text: this.distances.describe(pair)};
-        }));
+        byId("clear-distances").disabled = pairs.length === 0 && first === null;
+        const lines = pairs.map(([from, to]) =>
+            ({from, to, text: this.distances.describe([from, to])}));
+        this.picture.overlay.setLines(lines, first);
+        this.overlay?.setLines(lines, first);
     }
 }
 
 loadPicture("left").then(photograph => {
     const cloudPage = new CloudPage(readCloud(), photograph);
     byId("clear-distances").addEventListener("click", () => cloudPage.distances.clear());
+    document.addEventListener("keydown", event => {
+        if (event.key === "Escape")
+            cloudPage.distances.forgetFirst();
+    });
     document.documentElement.dataset.ready = "true";
 });

@@ -20,11 +20,19 @@ const pointShaders = {
             gl_FragColor = vec4(shown, 1.0);
         }`};
 
-// All of `pixels`, or `most` of them that are spread evenly.
+// A number below 2^32 that has no pattern which one sees.
+function scatter(number) {
+    const mixed = Math.imul(number ^ number >>> 16, 0x85ebca6b);
+    const mixedAgain = Math.imul(mixed ^ mixed >>> 13, 0xc2b2ae35);
+    return (mixedAgain ^ mixedAgain >>> 16) >>> 0;
+}
+
+// All of `pixels`, or about as many as `most` of them that are spread evenly over the image.
 function thinOut(pixels, most) {
     if (pixels.length <= most)
         return pixels;
-    return Uint32Array.from({length: most}, (_, i) => pixels[Math.floor(i * pixels.length / most)]);
+    const limit = most / pixels.length * 2 ** 32;
+    return pixels.filter(pixel => scatter(pixel) < limit);
 }
 
 class CloudPoints {
@@ -81,16 +89,23 @@ class CloudPoints {
     // those drawn there the nearest ones, of these the one in the middle of which one points most
     // exactly. Where nothing is drawn, that closest to it, but for what is `reach` away; else null.
     pick(x, y, reach = 8) {
-        const seen = this.findAround(x, y, reach);
-        const covering = seen.filter(point => point.distance <= Math.max(0.75, point.radius));
-        if (covering.length === 0)
-            return closestOf(seen);
-        const nearest = Math.min(...covering.map(point => point.depth));
-        return closestOf(covering.filter(point => point.depth < nearest * 1.02));
+        let nearest = Infinity;
+        this.forEachAround(x, y, reach, (pixel, distance, depth, isCovering) => {
+            if (isCovering)
+                nearest = Math.min(nearest, depth);
+        });
+        let picked = null, least = Infinity;
+        this.forEachAround(x, y, reach, (pixel, distance, depth, isCovering) => {
+            const isInFront = nearest === Infinity || (isCovering && depth < nearest * 1.02);
+            if (isInFront && distance < least)
+                [picked, least] = [pixel, distance];
+        });
+        return picked;
     }
 
-    // The points that are seen within `reach` of (`x`, `y`), or drawn so large that they cover it.
-    findAround(x, y, reach) {
+    // Calls `act` for the points that are seen within `reach` of (`x`, `y`), or drawn so large that
+    // they cover it.
+    forEachAround(x, y, reach, act) {
         const {camera, canvas} = this.scene;
         const matrix = new THREE.Matrix4()
             .multiplyMatrices(camera.projectionMatrix, camera.matrixWorldInverse)
@@ -98,11 +113,10 @@ class CloudPoints {
         const {clientWidth, clientHeight} = canvas;
         const {positions} = this;
         const pixelsAtUnit = clientHeight / 2 * camera.projectionMatrix.elements[5];
-        const found = [];
         for (let i = 0; i < positions.length; i += 3) {
-            const [px, py, pz] = [positions[i], positions[i + 1], positions[i + 2]];
+            const px = positions[i], py = positions[i + 1], pz = positions[i + 2];
             const depth = matrix[3] * px + matrix[7] * py + matrix[11] * pz + matrix[15];
-            if (depth <= camera.near)
+            if (depth <= camera.near || depth >= camera.far)
                 continue;
             const atX = matrix[0] * px + matrix[4] * py + matrix[8] * pz + matrix[12];
             const atY = matrix[1] * px + matrix[5] * py + matrix[9] * pz + matrix[13];
@@ -110,17 +124,9 @@ class CloudPoints {
             const dy = (1 - atY / depth) / 2 * clientHeight - y;
             const radius = Math.min(32, this.size * pz * pixelsAtUnit / depth / 2);
             const distance = Math.sqrt(dx * dx + dy * dy);
-            if (distance <= Math.max(reach, radius))
-                found.push({pixel: this.pixels[i / 3], distance, depth, radius});
+            const isCovering = distance <= Math.max(0.75, radius);
+            if (isCovering || distance <= reach)
+                act(this.pixels[i / 3], distance, depth, isCovering);
         }
-        return found;
     }
-}
-
-function closestOf(points) {
-    let closest = null;
-    for (const point of points)
-        if (closest === null || point.distance < closest.distance)
-            closest = point;
-    return closest === null ? null : closest.pixel;
 }

@@ -30,17 +30,17 @@ function photographColours(photograph, width, height) {
 }
 
 class DepthPicture {
-    constructor(canvas, width, height) {
+    // `svg` lies over `canvas`, for marks.
+    constructor(canvas, svg, width, height) {
         Object.assign(canvas, {width, height});
         this.canvas = canvas;
-        this.context = canvas.getContext("2d");
-        this.marked = null;
-        this.lines = [];
+        this.overlay = new Overlay(svg, canvas, pixel => this.project(pixel));
+        new ResizeObserver(() => this.overlay.place()).observe(canvas);
     }
 
     setColours(colours) {
-        this.image = new ImageData(colours, this.canvas.width, this.canvas.height);
-        this.draw();
+        const {width, height} = this.canvas;
+        this.canvas.getContext("2d").putImageData(new ImageData(colours, width, height), 0, 0);
     }
 
     // The index of the pixel under the pointer, or null.
@@ -52,51 +52,10 @@ class DepthPicture {
         return isWithin ? y * this.canvas.width + x : null;
     }
 
-    mark(pixel) {
-        this.marked = pixel;
-        this.draw();
-    }
-
-    // Each line is a pair of pixels.
-    setLines(lines) {
-        this.lines = lines;
-        this.draw();
-    }
-
-    centreOf(pixel) {
-        return [pixel % this.canvas.width + 0.5, Math.floor(pixel / this.canvas.width) + 0.5];
-    }
-
-    draw() {
-        const {context, canvas} = this;
-        context.putImageData(this.image, 0, 0);
-        // As wide on the screen whatever the size of the image.
-        const scale = canvas.width / (canvas.clientWidth || canvas.width);
-        for (const [width, colour] of [[4, "#000000"], [2, "#ffffff"]]) {
-            context.lineWidth = width * scale;
-            context.strokeStyle = colour;
-            context.beginPath();
-            this.traceLines();
-            this.traceMark(10 * scale);
-            context.stroke();
-        }
-    }
-
-    traceLines() {
-        for (const [from, to] of this.lines) {
-            this.context.moveTo(...this.centreOf(from));
-            this.context.lineTo(...this.centreOf(to));
-        }
-    }
-
-    // A cross that leaves its middle free.
-    traceMark(size) {
-        if (this.marked === null)
-            return;
-        const [x, y] = this.centreOf(this.marked);
-        for (const [dx, dy] of [[1, 0], [-1, 0], [0, 1], [0, -1]]) {
-            this.context.moveTo(x + dx * size / 3, y + dy * size / 3);
-            this.context.lineTo(x + dx * size, y + dy * size);
-        }
+    // Where the middle of a pixel is shown.
+    project(pixel) {
+        const {width, height, clientWidth, clientHeight} = this.canvas;
+        return {x: (pixel % width + 0.5) / width * clientWidth,
+                y: (Math.floor(pixel / width) + 0.5) / height * clientHeight, depth: 1};
     }
 }

@@ -21,6 +21,10 @@ class Distances {
 
     clear() {
         this.pairs = [];
+        this.forgetFirst();
+    }
+
+    forgetFirst() {
         this.first = null;
         this.changed();
     }
@@ -36,10 +40,11 @@ class Distances {
     // What to do, or what came out.
     status() {
         if (this.first !== null)
-            return `From pixel ${this.describePixel(this.first)} to where? Click the second point.`;
+            return `From pixel ${this.describePixel(this.first)} to where? Click the second point, or ` +
+                "press Esc for another first one.";
         const last = this.pairs[this.pairs.length - 1];
         return last ? `Distance ${this.pairs.length}: ${this.describe(last)}`
-                    : "Click two points, in the cloud or in the image.";
+                    : "Click two points.";
     }
 
     makeTable() {

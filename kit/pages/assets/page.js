@@ -33,6 +33,20 @@ function showProblem(message) {
     place.hidden = false;
 }
 
+// Paper shows what one would open.
+const openedForPaper = new Set();
+window.addEventListener("beforeprint", () => {
+    for (const details of document.querySelectorAll("details:not([open])")) {
+        openedForPaper.add(details);
+        details.open = true;
+    }
+});
+window.addEventListener("afterprint", () => {
+    for (const details of openedForPaper)
+        details.open = false;
+    openedForPaper.clear();
+});
+
 window.addEventListener("error", event => showProblem(`A part of this page failed: ${event.message}`));
 window.addEventListener("unhandledrejection", event =>
     showProblem(`A part of this page failed: ${event.reason}`));
