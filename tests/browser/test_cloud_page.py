@@ -231,6 +231,7 @@ def test_turns_flies_and_colours(browser, scene):
         cloud.addEventListener("webglcontextrestored", () => setTimeout(done, 100));
         loss.loseContext();""")
     assert browser.colours("#cloud") > 1, "drawn again"
+    assert all("THREE.WebGLRenderer: Context" in line for line in browser.complaints())
     browser.find("#view-aside").click()
     assert place_in_cloud(browser, 300, 240) == pytest.approx(from_aside, abs=1)
 

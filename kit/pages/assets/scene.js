@@ -48,8 +48,10 @@ class Scene {
         new ResizeObserver(() => this.fit()).observe(canvas);
     }
 
-    // To the size of the canvas on the screen.
+    // To the size of the canvas on the screen. Paper shows what was drawn for that.
     fit() {
+        if (window.matchMedia("print").matches)
+            return;
         this.resize();
         this.drawNow();
     }
