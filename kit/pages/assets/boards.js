@@ -68,6 +68,7 @@ class BoardScene {
         this.addCameras();
         this.marks = this.outlines.map(outline => this.scene.addLine(outline, styleColour("--faint")));
         this.points = this.boards.map(points => this.addPoints(points));
+        this.face = this.addFace();
         byId("boards-aside").addEventListener("click", () => this.lookFromAside());
         byId("boards-above").addEventListener("click", () => this.lookFromAbove());
         byId("boards-camera").addEventListener("click", () => this.lookFromCamera());
@@ -94,8 +95,22 @@ class BoardScene {
             geometry, new THREE.PointsMaterial({color: styleColour("--faint"), size: 3, sizeAttenuation: false})));
     }
 
+    // Of the chosen board, as lines alone would hardly show among others.
+    addFace() {
+        const face = this.scene.add(new THREE.Mesh(
+            new THREE.BufferGeometry(), new THREE.MeshBasicMaterial({
+                color: styleColour("--redo"), transparent: true, opacity: 0.4, side: THREE.DoubleSide,
+                depthTest: false})));
+        face.frustumCulled = false;
+        return face;
+    }
+
     // Has one stand out.
     choose(index) {
+        const corners = this.outlines[index].map(corner => new THREE.Vector3(...corner));
+        this.face.geometry.dispose();
+        this.face.geometry = new THREE.BufferGeometry().setFromPoints(
+            [0, 1, 2, 0, 2, 3].map(i => corners[i]));
         for (const marks of [this.marks, this.points])
             marks.forEach((mark, i) => mark.material.color.set(
                 styleColour(i === index ? "--redo" : "--faint")));
