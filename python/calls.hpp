@@ -4,30 +4,50 @@
 
 #include <pybind11/pybind11.h>
 
+#include <type_traits>
+
+#include "interpreter.hpp"
 #include "logging.hpp"
 
 namespace tiomipra::python {
 
-// Lets other threads have the interpreter. When the process ends meanwhile, getting it back ends
-// the thread, by unwinding its stack; the destructor must let that pass.
+// Lets other threads have the interpreter.
 class ReleasedInterpreter {
   public:
     ReleasedInterpreter() : _state(PyEval_SaveThread()) {}
     ReleasedInterpreter(const ReleasedInterpreter&) = delete;
     ReleasedInterpreter& operator=(const ReleasedInterpreter&) = delete;
-    ~ReleasedInterpreter() noexcept(false) { PyEval_RestoreThread(_state); }
+    ~ReleasedInterpreter() {
+        stayAtExit([this] { PyEval_RestoreThread(_state); });
+    }
 
   private:
     PyThreadState* _state;
 };
 
 // Runs `work` without the interpreter, of which it may touch nothing. A mutex that it takes it
-// gives back before it ends, so that nobody waits for the interpreter with a mutex in hand.
+// gives back before it ends, so that nobody waits for the interpreter with a mutex in hand. Then
+// the records are delivered, which may throw what interrupts the program.
 template <typename Work>
 auto callLibrary(const Work& work) {
-    const DeliveredRecords records;
-    const ReleasedInterpreter released;
-    return work();
+    admitRecords();
+    const auto call = [&] {
+        const ReleasedInterpreter released;
+        return work();
+    };
+    try {
+        if constexpr (std::is_void_v<decltype(work())>) {
+            call();
+            deliverRecords();
+        } else {
+            auto result = call();
+            deliverRecords();
+            return result;
+        }
+    } catch (...) {
+        deliverRecords();
+        throw;
+    }
 }
 
 }  // namespace tiomipra::python

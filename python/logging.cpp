@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/text.hpp"
+#include "interpreter.hpp"
 
 namespace tiomipra::python {
 namespace {
@@ -99,16 +100,18 @@ void keepRecords() {
     tevo::log::setSink([](const Record& record) { records.push_back(record); });
 }
 
-DeliveredRecords::DeliveredRecords() {
+void admitRecords() {
     for (Listener& listener : listeners())
-        listener.update();
+        stayAtExit([&] { listener.update(); });
 }
 
-DeliveredRecords::~DeliveredRecords() {
+void deliverRecords() {
     for (const Record& record : std::exchange(records, {})) {
         try {
-            deliver(record);
+            stayAtExit([&] { deliver(record); });
         } catch (py::error_already_set& error) {
+            if (!error.matches(PyExc_Exception))
+                throw;
             error.discard_as_unraisable("tiomipra._logging.deliver");
         } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch)
             // No memory for the record: it is lost, the call is not.

@@ -11,6 +11,7 @@
 #include <thread>
 #include <utility>
 
+#include "interpreter.hpp"
 #include "logging.hpp"
 
 namespace tiomipra::python {
@@ -68,7 +69,8 @@ void Notices::keep() {
 }
 
 void requireNoSignal() {
-    const pybind11::gil_scoped_acquire acquired;
+    std::optional<pybind11::gil_scoped_acquire> acquired;
+    stayAtExit([&] { acquired.emplace(); });
     if (PyErr_CheckSignals() != 0)
         throw pybind11::error_already_set();
 }

@@ -8,6 +8,7 @@ from pathlib import Path
 
 import pytest
 import tiomipra
+from conftest import PHOTOGRAPHS
 
 HERE = Path(__file__).parent
 ROOT = HERE.parent.parent
@@ -17,29 +18,36 @@ def run(*arguments, **options):
     return subprocess.run([sys.executable, *arguments], capture_output=True, text=True, **options)
 
 
-def test_ends_while_threads_work(command_rig):
-    code = """if True:
-        import sys, threading, time, numpy, tiomipra
+@pytest.mark.parametrize("work", [
+    "stereo.compute_disparity(*pair)", "matcher.match(*pair)", "calibrate()",
+    "with contextlib.suppress(ValueError): stereo.window_size = 6"])
+def test_ends_while_threads_work(command_rig, work):
+    code = f"""if True:
+        import contextlib, glob, sys, threading, time, tiomipra
         rig = tiomipra.Rig.load(sys.argv[1])
         stereo = tiomipra.Stereo()
         stereo.set_calibrations(rig.left, rig.right)
-        image = numpy.random.default_rng(0).integers(0, 255, (480, 640), numpy.uint8)
-        def work():
+        matcher = tiomipra.Matcher(rig, preset="fast", range=(0.3, 2))
+        files = [sorted(glob.glob(sys.argv[2] + f"/{{side}}[01]*.jpg")) for side in ("left", "right")]
+        pair = [tiomipra.read_image(names[0]) for names in files]
+        def calibrate():
+            tiomipra.calibrate(*files, corners=(9, 6), square=1.0)
+        def run():
             while True:
-                stereo.compute_disparity(image, image)
+                {work}
         for _ in range(3):
-            threading.Thread(target=work, daemon=True).start()
-        time.sleep(0.2)
+            threading.Thread(target=run, daemon=True).start()
+        time.sleep(0.4)
         print("ending")"""
-    for _ in range(5):
-        ended = run("-c", code, str(command_rig), timeout=60)
+    for _ in range(4):
+        ended = run("-c", code, str(command_rig), str(PHOTOGRAPHS), timeout=60)
         assert (ended.returncode, ended.stdout, ended.stderr) == (0, "ending\n", "")
 
 
-def test_errors_of_opencv_print_nothing():
-    ended = run("-c", "import numpy, tiomipra\n"
-                "try: tiomipra.Stereo().rectify_left(numpy.zeros((0, 0), 'u1'))\n"
-                "except (tiomipra.OpenCVError, ValueError) as error: print('caught')")
+def test_errors_of_opencv_print_nothing(tmp_path):
+    (tmp_path / "broken.yml").write_text("%YAML:1.0\n---\ncameraMatrix: [1\n")
+    ended = run("-c", "import tiomipra\ntry: tiomipra.Calibration.load('broken.yml')\n"
+                "except tiomipra.OpenCVError: print('caught')", cwd=tmp_path)
     assert (ended.stdout, ended.stderr) == ("caught\n", "")
 
 
