@@ -75,7 +75,7 @@ int requireChannels(const py::array& array, const char* name, const ImageRule& r
         (axes == fewestAxes || axes == fewestAxes + 1) &&
         std::all_of(array.shape(), array.shape() + axes, [](auto side) { return side <= INT_MAX; });
     const int channels = isImage && axes > fewestAxes ? static_cast<int>(array.shape(2)) : 1;
-    if (!isImage || !contains(rule.channels, channels))
+    if (!isImage || array.size() == 0 || !contains(rule.channels, channels))
         throw py::value_error(
             fmt::format("{} has shape {}, must be {}", name, shapeOf(array), rule.text));
     return channels;
@@ -135,8 +135,6 @@ BorrowedImage borrowImage(py::handle object, const char* name, const ImageRule& 
         array = py::array::ensure(array, layout);
     const auto rows = static_cast<int>(array.shape(0));
     const auto columns = static_cast<int>(array.shape(1));
-    if (rows == 0 || columns == 0)
-        return {array, cv::Mat(rows, columns, type)};
     const std::size_t step = isPacked(array) ? std::size_t{cv::Mat::AUTO_STEP}
                                              : static_cast<std::size_t>(array.strides(0));
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): a matrix knows no constant elements.
@@ -178,8 +176,10 @@ py::array arrayLike(const BorrowedImage& image, const cv::Mat& matrix) {
 
 cv::Mat copyFloats(py::handle object, const char* name, const char* rule) {
     const py::array array = requireArray(object, name, rule);
+    if (array.size() == 0)
+        return {};
     const int depth = requireDepth(array, name, {{CV_32F, CV_64F}, {}, rule});
-    if (array.ndim() < 1 || array.ndim() > 2)
+    if (array.ndim() < 1 || array.ndim() > 2 || array.size() > INT_MAX)
         throw py::value_error(
             fmt::format("{} has shape {}, must be {}", name, shapeOf(array), rule));
     const py::array packed = py::array::ensure(array, layout);
@@ -187,8 +187,6 @@ cv::Mat copyFloats(py::handle object, const char* name, const char* rule) {
     const int rows = isRow ? 1 : static_cast<int>(array.shape(0));
     const int columns = static_cast<int>(array.shape(isRow ? 0 : 1));
     cv::Mat copy;
-    if (rows == 0 || columns == 0)
-        return copy;
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): a matrix knows no constant elements.
     cv::Mat(rows, columns, depth, const_cast<void*>(packed.data())).convertTo(copy, CV_32F);
     return copy;

@@ -36,8 +36,8 @@ struct BorrowedImage {
 
 // Without a copy if elements of a row follow each other, however far apart the rows are; other
 // layouts, and elements that are not aligned, are copied. Throws `TypeError` for what is no array
-// or has another dtype, and `ValueError` for another shape, each with `name`, what it is, and the
-// rule.
+// or has another dtype, and `ValueError` for another shape or none, each with `name`, what it is,
+// and the rule.
 BorrowedImage borrowImage(py::handle object, const char* name, const ImageRule& rule);
 
 // Throws `ValueError` or `TypeError` unless both have the same rows, columns, channels and type.
@@ -50,7 +50,8 @@ py::array arrayOf(const cv::Mat& matrix);
 py::array arrayLike(const BorrowedImage& image, const cv::Mat& matrix);
 
 // A copy of a matrix of 32-bit floats; those of 64 bits are rounded. Throws as `borrowImage` for
-// anything but a float32 or float64 array with one or two axes; a single one becomes a row.
+// anything but an empty array, or a float32 or float64 one with one or two axes; a single one
+// becomes a row.
 cv::Mat copyFloats(py::handle object, const char* name, const char* rule);
 
 // "a list", "numpy.ndarray of dtype float64", with the right words around.

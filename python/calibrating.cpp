@@ -69,8 +69,8 @@ Board boardOf(const py::dict& values) {
     requireName(patternNames(), pattern, "pattern");
     board.pattern = patternNames().at(pattern);
     const auto [width, height] =
-        pairOf(values["corners"], "corners", "points per row and rows, as in (9, 6)");
-    board.corners = cv::Size2d(width, height);
+        wholePairOf(values["corners"], "corners", "points per row and rows, as in (9, 6)");
+    board.corners = cv::Size(width, height);
     board.square = lengthOf(values["square"], "square");
     board.dictionary = textOf(values["dictionary"], "dictionary");
     requireName(dictionaryNames(), board.dictionary, "dictionary");
@@ -91,7 +91,7 @@ CalibrationTask taskOf(const py::dict& values) {
     task.options.lens = lensNamed(task.lens);
     task.options.alpha = number(values["alpha"], "alpha");
     checkAlpha(task.options.alpha);
-    task.options.rejectAbove = number(values["reject_above"], "reject_above");
+    task.options.rejectAbove = positive(values["reject_above"], "reject_above");
     if (!values["field_of_view"].is_none())
         task.options.wideAngle.fieldOfView = number(values["field_of_view"], "field_of_view");
     checkFieldOfView(task.options.wideAngle.fieldOfView);
@@ -101,7 +101,7 @@ CalibrationTask taskOf(const py::dict& values) {
                            fmt::format("is {}, must be {} or more", maxPairs, minimumPairs));
     task.maxPairs = static_cast<std::size_t>(maxPairs);
     if (!values["fixed_intrinsics"].is_none())
-        task.known = rigOf(values["fixed_intrinsics"]);
+        task.known = rigOf(values["fixed_intrinsics"], "fixed_intrinsics");
     return task;
 }
 

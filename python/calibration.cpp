@@ -122,8 +122,8 @@ void save(const Calibration& calibration, py::handle path) {
 }
 
 Calibration scaleTo(const Calibration& calibration, py::handle width, py::handle height) {
-    const int newWidth = wholeNumber(width, "width");
-    const int newHeight = wholeNumber(height, "height");
+    const int newWidth = sideOf(width, "width");
+    const int newHeight = sideOf(height, "height");
     try {
         return callLibrary([&, copy = calibration] { return copy.scaleTo(newWidth, newHeight); });
     } catch (const std::invalid_argument& error) {
@@ -144,6 +144,12 @@ std::string represent(const Calibration& calibration) {
                        calibration.projectionMatrix.empty() ? ", not rectified" : "");
 }
 
+// Those that are not known are of the type that is assigned.
+py::array arrayOfField(const Calibration& calibration, const MatrixField& field) {
+    const cv::Mat& matrix = calibration.*field.matrix;
+    return arrayOf(matrix.empty() ? cv::Mat(0, 0, CV_32F) : matrix);
+}
+
 // Files may hold matrices of any type, which a copy keeps.
 py::tuple stateOf(const Calibration& calibration) {
     const Calibration copy(calibration);
@@ -151,7 +157,7 @@ py::tuple stateOf(const Calibration& calibration) {
     state.append(copy.width);
     state.append(copy.height);
     for (const MatrixField& field : fields)
-        state.append(arrayOf(copy.*field.matrix));
+        state.append(arrayOfField(copy, field));
     return state;
 }
 
@@ -159,9 +165,12 @@ Calibration fromState(const py::tuple& state) {
     Calibration calibration;
     calibration.width = wholeNumber(state[0], "width");
     calibration.height = wholeNumber(state[1], "height");
-    for (std::size_t i = 0; i < std::size(fields); ++i)
-        calibration.*fields[i].matrix =
-            borrowImage(state[i + 2], fields[i].name, anyMatrix).matrix.clone();
+    for (std::size_t i = 0; i < std::size(fields); ++i) {
+        const py::object matrix = state[i + 2];
+        if (py::len(matrix) != 0)
+            calibration.*fields[i].matrix =
+                borrowImage(matrix, fields[i].name, anyMatrix).matrix.clone();
+    }
     return calibration;
 }
 
@@ -207,7 +216,7 @@ Raises ``TypeError`` and ``ValueError`` for arrays of other types and shapes.)")
     bindSize(type, "height", &Calibration::height);
     for (const MatrixField& field : fields)
         type.def_property(
-            field.name, [&field](const Calibration& self) { return arrayOf(self.*field.matrix); },
+            field.name, [&field](const Calibration& self) { return arrayOfField(self, field); },
             [&field](Calibration& self, py::handle value) { assign(self, field, value); },
             field.doc);
     type.def_static("load", load, py::arg("path"), R"(load(path)

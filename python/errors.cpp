@@ -76,6 +76,21 @@ void translate(std::exception_ptr exception) {
     }
 }
 
+// Throws the error that Python has set, unless it is a `TypeError`.
+void clearTypeError() {
+    if (PyErr_ExceptionMatches(PyExc_TypeError) == 0)
+        throw py::error_already_set();
+    PyErr_Clear();
+}
+
+py::sequence requirePair(py::handle object, const std::string& name, const char* rule) {
+    const bool isPair = PySequence_Check(object.ptr()) != 0 && !py::isinstance<py::str>(object) &&
+                        py::len(object) == 2;
+    if (!isPair)
+        throw py::type_error(fmt::format("{} is {}, must be {}", name, typeName(object), rule));
+    return py::reinterpret_borrow<py::sequence>(object);
+}
+
 }  // namespace
 
 void bindErrors(py::module_& module) {
@@ -97,10 +112,12 @@ void throwOsError(int code, const std::string& reason, const std::string& path) 
 }
 
 int wholeNumber(py::handle object, const std::string& name) {
-    if (PyIndex_Check(object.ptr()) == 0)
+    const auto index = py::reinterpret_steal<py::object>(PyNumber_Index(object.ptr()));
+    if (!index) {
+        clearTypeError();
         throw py::type_error(
             fmt::format("{} is {}, must be a whole number", name, typeName(object)));
-    const auto index = py::reinterpret_steal<py::object>(PyNumber_Index(object.ptr()));
+    }
     int isTooLarge = 0;
     const long value = PyLong_AsLongAndOverflow(index.ptr(), &isTooLarge);
     if (isTooLarge != 0 || value < INT_MIN || value > INT_MAX)
@@ -113,8 +130,33 @@ double number(py::handle object, const std::string& name) {
     const double value = PyFloat_AsDouble(object.ptr());
     if (PyErr_Occurred() == nullptr)
         return value;
-    PyErr_Clear();
+    if (PyErr_ExceptionMatches(PyExc_OverflowError) != 0) {
+        PyErr_Clear();
+        throw py::value_error(fmt::format("{} is too large, must fit 64 bits", name));
+    }
+    clearTypeError();
     throw py::type_error(fmt::format("{} is {}, must be a number", name, typeName(object)));
+}
+
+int sideOf(py::handle object, const std::string& name) {
+    const int side = wholeNumber(object, name);
+    if (side <= 0)
+        throw py::value_error(fmt::format("{} is {}, must be above 0", name, side));
+    return side;
+}
+
+double positive(py::handle object, const std::string& name) {
+    const double value = number(object, name);
+    if (!(value > 0))
+        throw py::value_error(fmt::format("{} is {}, must be above 0", name, value));
+    return value;
+}
+
+bool truthOf(py::handle object, const std::string& name) {
+    if (!py::isinstance<py::bool_>(object))
+        throw py::type_error(
+            fmt::format("{} is {}, must be True or False", name, typeName(object)));
+    return object.cast<bool>();
 }
 
 std::string textOf(py::handle object, const std::string& name) {
@@ -124,20 +166,19 @@ std::string textOf(py::handle object, const std::string& name) {
 }
 
 std::pair<double, double> pairOf(py::handle object, const std::string& name, const char* rule) {
-    const bool isPair = PySequence_Check(object.ptr()) != 0 && !py::isinstance<py::str>(object) &&
-                        py::len(object) == 2;
-    if (!isPair)
-        throw py::type_error(fmt::format("{} is {}, must be {}", name, typeName(object), rule));
-    const auto items = py::reinterpret_borrow<py::sequence>(object);
+    const auto items = requirePair(object, name, rule);
     return {number(items[0], name + "[0]"), number(items[1], name + "[1]")};
+}
+
+std::pair<int, int> wholePairOf(py::handle object, const std::string& name, const char* rule) {
+    const auto items = requirePair(object, name, rule);
+    return {wholeNumber(items[0], name + "[0]"), wholeNumber(items[1], name + "[1]")};
 }
 
 std::string pathOf(py::handle object, const std::string& name) {
     PyObject* bytes = nullptr;
     if (PyUnicode_FSConverter(object.ptr(), &bytes) == 0) {
-        if (PyErr_ExceptionMatches(PyExc_TypeError) == 0)
-            throw py::error_already_set();
-        PyErr_Clear();
+        clearTypeError();
         throw py::type_error(
             fmt::format("{} is {}, must be a str or a path", name, typeName(object)));
     }

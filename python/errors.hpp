@@ -27,14 +27,26 @@ void bindErrors(py::module_& module);
 // A whole number, or one as numpy has it. Throws `TypeError` and `ValueError` that name it.
 int wholeNumber(py::handle object, const std::string& name);
 
-// A number. Throws `TypeError` that names it.
+// A number. Throws `TypeError` and `ValueError` that name it.
 double number(py::handle object, const std::string& name);
+
+// Such a number above 0, of a size say. Throws also `ValueError` for others.
+int sideOf(py::handle object, const std::string& name);
+
+// The same of any number above 0, even infinite.
+double positive(py::handle object, const std::string& name);
+
+// True or False. Throws `TypeError` that names it.
+bool truthOf(py::handle object, const std::string& name);
 
 // A text. Throws `TypeError` that names it.
 std::string textOf(py::handle object, const std::string& name);
 
 // Both numbers of a pair. Throws `TypeError` that names it and the rule, as in "(width, height)".
 std::pair<double, double> pairOf(py::handle object, const std::string& name, const char* rule);
+
+// The same of whole numbers, as `wholeNumber` takes them.
+std::pair<int, int> wholePairOf(py::handle object, const std::string& name, const char* rule);
 
 // The name of a file. Throws `TypeError` that names the argument for what is none.
 std::string pathOf(py::handle object, const std::string& name);

@@ -1,6 +1,9 @@
 // Files of images, disparities and clouds.
 #include <pybind11/stl.h>
 
+#include <algorithm>
+#include <cmath>
+#include <map>
 #include <opencv2/core.hpp>
 #include <optional>
 #include <string>
@@ -20,26 +23,40 @@
 namespace tiomipra::python {
 namespace {
 
-py::array readPixels(py::handle path, bool isAsStored, std::size_t maxPixels) {
+py::array readPixels(py::handle path, py::handle asStored, py::handle maxPixels) {
     const std::string file = pathOf(path, "path");
-    return arrayOf(callLibrary([&] {
-        return readImage(file, isAsStored ? Pixels::asStored : Pixels::eightBit, {maxPixels},
-                         keepNotice);
-    }));
+    const auto pixels = truthOf(asStored, "as_stored") ? Pixels::asStored : Pixels::eightBit;
+    const auto limit = static_cast<std::size_t>(sideOf(maxPixels, "max_pixels"));
+    return arrayOf(callLibrary([&] { return readImage(file, pixels, {limit}, keepNotice); }));
 }
 
-py::array readDisparities(py::handle path, std::optional<double> scale) {
+py::array readDisparities(py::handle path, py::handle divisor) {
     const std::string file = pathOf(path, "path");
+    std::optional<double> scale;
+    if (!divisor.is_none())
+        scale = positive(divisor, "scale");
     return arrayOf(callLibrary([&] { return readDisparity(file, scale, {}, keepNotice); }));
+}
+
+// Throws unless a file of that name holds these pixels without loss.
+void requireFormat(const std::string& file, const BorrowedImage& image) {
+    static const std::map<std::string, std::vector<int>> depths{
+        {".png", {CV_8U, CV_16U}}, {".jpg", {CV_8U}}, {".tiff", {CV_8U, CV_16U, CV_32F}}};
+    const std::string extension = extensionOf(file);
+    const auto held = depths.find(extension);
+    if (held == depths.end())
+        throw SettingError("path",
+                           fmt::format("is {}, must end in .png, .jpg or .tiff", quote(file)));
+    const int depth = image.matrix.depth();
+    if (std::find(held->second.begin(), held->second.end(), depth) == held->second.end())
+        throw py::type_error(fmt::format("image has dtype {}, which {} does not hold",
+                                         std::string(py::str(image.array.dtype())), extension));
 }
 
 void writePixels(py::handle path, py::handle image) {
     const std::string file = pathOf(path, "path");
     const BorrowedImage pixels = borrowImage(image, "image", pairImage);
-    const std::string extension = extensionOf(file);
-    if (extension != ".png" && extension != ".jpg" && extension != ".tiff")
-        throw SettingError("path",
-                           fmt::format("is {}, must end in .png, .jpg or .tiff", quote(file)));
+    requireFormat(file, pixels);
     callLibrary([&] { writeImage(file, pixels.matrix); });
 }
 
@@ -50,6 +67,17 @@ CloudFormat formatOf(const std::string& file) {
     if (extension == ".pcd")
         return CloudFormat::pcd;
     throw SettingError("path", fmt::format("is {}, must end in .ply or .pcd", quote(file)));
+}
+
+// Where points are that are finite and not (0, 0, 0).
+cv::Mat whereMeasured(const cv::Mat& points) {
+    cv::Mat measured(points.size(), CV_8U);
+    std::transform(points.begin<cv::Vec3f>(), points.end<cv::Vec3f>(), measured.begin<uchar>(),
+                   [](const cv::Vec3f& point) {
+                       const double sum = cv::norm(point, cv::NORM_L1);
+                       return static_cast<uchar>(sum > 0 && std::isfinite(sum) ? 1 : 0);
+                   });
+    return measured;
 }
 
 // Points and their colours, of as many rows and columns.
@@ -63,10 +91,14 @@ std::vector<CloudPoint> cloudOf(const cv::Mat& points, const cv::Mat& measured,
 
 py::tuple collect(py::handle points, py::handle measured, py::handle image) {
     const BorrowedImage positions = borrowImage(points, "points", pointsImage);
-    const BorrowedImage mask = borrowImage(measured, "measured", maskImage);
+    std::optional<BorrowedImage> mask;
+    if (!measured.is_none())
+        mask = borrowImage(measured, "measured", maskImage);
     const BorrowedImage colours = borrowImage(image, "image", eightBitImage);
-    const auto cloud =
-        callLibrary([&] { return cloudOf(positions.matrix, mask.matrix, colours.matrix); });
+    const auto cloud = callLibrary([&] {
+        return cloudOf(positions.matrix, mask ? mask->matrix : whereMeasured(positions.matrix),
+                       colours.matrix);
+    });
     const auto count = static_cast<py::ssize_t>(cloud.size());
     py::array_t<float> xyz({count, py::ssize_t{3}});
     py::array_t<unsigned char> rgb({count, py::ssize_t{3}});
@@ -93,11 +125,14 @@ void saveCloud(py::handle path, const py::array_t<float, py::array::c_style>& po
         throw SettingError("points and colours", "must both have the shape (n, 3)");
     const auto place = points.unchecked<2>();
     const auto colour = colours.unchecked<2>();
-    std::vector<CloudPoint> cloud;
-    for (py::ssize_t i = 0; i < place.shape(0); ++i)
-        cloud.push_back(
-            {{place(i, 0), place(i, 1), place(i, 2)}, {colour(i, 2), colour(i, 1), colour(i, 0)}});
-    callLibrary([&] { writeFile(file, encodeCloud(cloud, format, {})); });
+    callLibrary([&] {
+        std::vector<CloudPoint> cloud;
+        cloud.reserve(static_cast<std::size_t>(place.shape(0)));
+        for (py::ssize_t i = 0; i < place.shape(0); ++i)
+            cloud.push_back({{place(i, 0), place(i, 1), place(i, 2)},
+                             {colour(i, 2), colour(i, 1), colour(i, 0)}});
+        writeFile(file, encodeCloud(cloud, format, {}));
+    });
 }
 
 }  // namespace
@@ -121,7 +156,8 @@ damaged, or has more than ``max_pixels`` pixels.)");
 
 Write an image: ``.png`` (uint8, uint16), ``.jpg`` (uint8) or ``.tiff`` (uint8, uint16, float32).
 
-Raises ``OSError`` when that is not possible.)");
+Raises ``OSError`` when that is not possible, ``TypeError`` for a dtype that such a file does not
+hold.)");
     module.def("read_disparity", readDisparities, py::arg("path"), py::arg("scale") = py::none(),
                R"(read_disparity(path, scale=None)
 --

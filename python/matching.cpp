@@ -99,15 +99,15 @@ int scaleOf(py::handle object) {
 }
 
 MatcherSettings settingsOf(py::handle preset, py::handle range, py::handle maxDepth,
-                           py::handle scale, bool wantsConfidence, const py::dict& parameters) {
+                           py::handle scale, py::handle confidence, const py::dict& parameters) {
     MatcherSettings settings;
     applyPreset(settings, preset);
     if (!range.is_none())
         settings.range = rangeOf(range);
     if (!maxDepth.is_none())
-        settings.maxDepth = Length{number(maxDepth, "max_depth"), ""};
+        settings.maxDepth = Length{positive(maxDepth, "max_depth"), ""};
     settings.scale = scaleOf(scale);
-    settings.wantsConfidence = wantsConfidence;
+    settings.wantsConfidence = truthOf(confidence, "confidence");
     for (const auto& [name, value] : parameters) {
         const auto pythonic = name.cast<std::string>();
         std::string key = pythonic;
@@ -131,8 +131,10 @@ class Matcher {
         : _settings(std::move(settings)), _rig(std::move(rig)) {
         if (_rig)
             requireUsable(*_rig);
-        if (!isRangeWanted())
-            makeStereo(_settings, _rig, cv::Size(1 << 15, 1 << 15));
+        MatcherSettings known = _settings;
+        if (isRangeWanted())
+            known.range.reset();
+        makeStereo(known, _rig, cv::Size(1 << 15, 1 << 15));
     }
 
     Measured match(const ImagePairs& pairs) {
@@ -253,9 +255,9 @@ std::string evaluateImages(py::handle disparity, py::handle truth, py::handle ma
 void bindMatching(py::module_& module) {
     py::class_<Matcher>(module, "Matcher")
         .def(py::init([](py::handle rig, py::handle preset, py::handle range, py::handle maxDepth,
-                         py::handle scale, bool wantsConfidence, const py::dict& parameters) {
+                         py::handle scale, py::handle confidence, const py::dict& parameters) {
                  MatcherSettings settings =
-                     settingsOf(preset, range, maxDepth, scale, wantsConfidence, parameters);
+                     settingsOf(preset, range, maxDepth, scale, confidence, parameters);
                  std::optional<Rig> known =
                      rig.is_none() ? std::nullopt : std::optional(rigOf(rig));
                  return callLibrary([&] { return std::make_unique<Matcher>(settings, known); });

@@ -27,12 +27,6 @@ int algorithmOf(const std::string& name, py::handle value) {
     throw py::value_error(fmt::format("{} is {}, {}", name, quote(text), rule));
 }
 
-int flagOf(const std::string& name, py::handle value) {
-    if (!py::isinstance<py::bool_>(value))
-        throw py::type_error(fmt::format("{} is {}, must be True or False", name, typeName(value)));
-    return value.cast<bool>() ? 1 : 0;
-}
-
 }  // namespace
 
 std::string pythonName(std::string_view name) {
@@ -46,7 +40,7 @@ int settingOf(const ParameterDescription& parameter, py::handle value) {
     if (parameter.kind == ParameterDescription::Kind::algorithm)
         return algorithmOf(name, value);
     if (parameter.kind == ParameterDescription::Kind::flag)
-        return flagOf(name, value);
+        return truthOf(value, name) ? 1 : 0;
     return wholeNumber(value, name);
 }
 

@@ -70,8 +70,9 @@ LensKind lensNamed(const std::string& name) {
 
 CameraModel cameraOf(py::handle camera) {
     CameraModel result;
-    const auto [width, height] = pairOf(camera.attr("image_size"), "image_size", "(width, height)");
-    result.imageSize = cv::Size2d(width, height);
+    const auto [width, height] =
+        wholePairOf(camera.attr("image_size"), "image_size", "(width, height)");
+    result.imageSize = cv::Size(width, height);
     const auto matrix = numbersOf(camera.attr("camera_matrix"), "camera_matrix", 9);
     std::copy(matrix.begin(), matrix.end(), result.cameraMatrix.val);
     result.lens.kind = lensNamed(textOf(camera.attr("lens"), "lens"));
@@ -79,11 +80,18 @@ CameraModel cameraOf(py::handle camera) {
     return result;
 }
 
+void checkUnit(const std::optional<std::string>& unit) {
+    if (unit && !isUnit(*unit))
+        throw py::value_error(
+            fmt::format("unit is {}, must be 'm', '' for one of your own, or None", quote(*unit)));
+}
+
 Rig rigOfRectified(py::handle cameras) {
     RectifiedCameras values;
     values.focal = number(cameras.attr("focal_length"), "focal_length");
-    values.baseline = {number(cameras.attr("baseline"), "baseline"),
-                       textOf(cameras.attr("unit"), "unit")};
+    const std::string unit = textOf(cameras.attr("unit"), "unit");
+    checkUnit(unit);
+    values.baseline = {number(cameras.attr("baseline"), "baseline"), unit};
     values.centreOffset = number(cameras.attr("centre_offset"), "centre_offset");
     const py::object centre = cameras.attr("centre");
     if (!centre.is_none()) {
@@ -91,12 +99,6 @@ Rig rigOfRectified(py::handle cameras) {
         values.centre = cv::Point2d(x, y);
     }
     return rectifiedRig(values, anySize);
-}
-
-void checkUnit(const std::optional<std::string>& unit) {
-    if (unit && !isUnit(*unit))
-        throw py::value_error(
-            fmt::format("unit is {}, must be 'm', '' for one of your own, or None", quote(*unit)));
 }
 
 }  // namespace
@@ -108,11 +110,12 @@ const Calibration& calibrationOf(py::handle object, const char* name) {
     return object.cast<const Calibration&>();
 }
 
-Rig rigOf(py::handle object) {
+Rig rigOf(py::handle object, const char* name) {
     if (py::isinstance(object, classOf("RectifiedCameras")))
         return rigOfRectified(object);
     if (!py::isinstance(object, classOf("Rig")))
-        throw py::type_error(fmt::format("rig is {}, must be a tiomipra.Rig", typeName(object)));
+        throw py::type_error(
+            fmt::format("{} is {}, must be a tiomipra.Rig", name, typeName(object)));
     Rig rig;
     rig.left = calibrationOf(object.attr("left"), "left");
     rig.right = calibrationOf(object.attr("right"), "right");

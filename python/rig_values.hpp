@@ -19,7 +19,7 @@ const vision::Calibration& calibrationOf(py::handle object, const char* name);
 
 // What a `tiomipra.Rig` holds, or a `tiomipra.RectifiedCameras`, whose images have any size.
 // Throws `TypeError` for what is neither, and as `rectifiedRig`.
-Rig rigOf(py::handle object);
+Rig rigOf(py::handle object, const char* name = "rig");
 
 // The model of a `tiomipra.Rig`, if it has one. Throws `ValueError` that names what is wrong.
 std::optional<RigModel> givenModelOf(py::handle rig);

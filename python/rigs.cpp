@@ -160,7 +160,7 @@ CheckOutcome checkPairs(const ImagePairs& pairs, const Rig& rig, double maxRowDi
 py::tuple check(py::handle object, py::handle left, py::handle right, py::handle limit,
                 py::handle rotateLeft, py::handle rotateRight) {
     const Rig rig = rigOf(object);
-    const double maxRowDifference = number(limit, "max_row_difference");
+    const double maxRowDifference = positive(limit, "max_row_difference");
     const ImagePairs pairs(left, right, wholeNumber(rotateLeft, "rotate_left"),
                            wholeNumber(rotateRight, "rotate_right"));
     const auto outcome = callLibrary([&] { return checkPairs(pairs, rig, maxRowDifference); });
@@ -180,8 +180,8 @@ py::dict importFiles(const std::vector<py::object>& files, const std::string& fo
                      std::optional<double> alpha, std::optional<double> fieldOfView) {
     ImportSettings settings{format, unit, std::nullopt, cameras, isSwapped, alpha, {}};
     if (!size.is_none()) {
-        const auto [width, height] = pairOf(size, "size", "(width, height)");
-        settings.imageSize = cv::Size2d(width, height);
+        const auto [width, height] = wholePairOf(size, "size", "(width, height)");
+        settings.imageSize = cv::Size(width, height);
     }
     settings.wideAngle.fieldOfView = fieldOfView;
     const auto paths = pathsOf(files, "files");

@@ -26,13 +26,14 @@ using vision::Stereo;
 
 // Matching reads the object only, and may run in several threads at once. Rectifying and computing
 // depths fill the cache of transforms, and so wait for each other. What changes the object waits
-// for all of them.
+// for all of them, and who comes then waits for it: without that, a few threads that match would
+// keep it waiting for ever.
 class SharedStereo {
   public:
     template <typename Work>
     auto read(const Work& work) const {
         return callLibrary([&] {
-            const std::shared_lock lock(_parameters);
+            const std::shared_lock lock = lockForReading();
             return work(_stereo);
         });
     }
@@ -48,6 +49,7 @@ class SharedStereo {
     template <typename Work>
     auto change(const Work& work) {
         return callLibrary([&] {
+            const std::lock_guard turn(_turn);
             const std::lock_guard lock(_parameters);
             return work(_stereo);
         });
@@ -72,8 +74,14 @@ class SharedStereo {
     }
 
   private:
+    std::shared_lock<std::shared_mutex> lockForReading() const {
+        const std::lock_guard turn(_turn);
+        return std::shared_lock(_parameters);
+    }
+
     Stereo _stereo;
     cv::Size _size;
+    mutable std::mutex _turn;
     mutable std::shared_mutex _parameters;
     mutable std::mutex _transforms;
 };
@@ -125,7 +133,7 @@ py::array computeDepth(const SharedStereo& self, py::handle disparity) {
 }
 
 py::dict computeTransforms(const SharedStereo& self, py::handle width, py::handle height) {
-    const cv::Size size(wholeNumber(width, "width"), wholeNumber(height, "height"));
+    const cv::Size size(sideOf(width, "width"), sideOf(height, "height"));
     requireAspectRatio(size, "an image of width and height", self.size());
     const auto transform =
         self.read([&](const Stereo& stereo) { return stereo.computeImageTransforms(size); });
@@ -143,11 +151,12 @@ float maxDepth(const SharedStereo& self) {
 }
 
 void setMaxDepth(SharedStereo& self, py::handle value) {
-    const auto depth = static_cast<float>(number(value, "max_depth"));
+    const double depth = positive(value, "max_depth");
     try {
-        self.change([&](Stereo& stereo) { stereo.setMaxDepth(depth); });
+        self.change([&](Stereo& stereo) { stereo.setMaxDepth(static_cast<float>(depth)); });
     } catch (const std::range_error&) {
-        throw py::value_error(fmt::format("max_depth is {}, must be above 0", depth));
+        throw py::value_error(
+            fmt::format("max_depth is {}, must be above 0 in 32 bits too", depth));
     }
 }
 

@@ -220,6 +220,8 @@ std::vector<RigFormat> importFormats() {
 }
 
 ImportedRig importRig(const std::vector<std::string>& paths, const ImportSettings& settings) {
+    if (paths.empty())
+        throw SettingError("files", "is empty, must name one file at least");
     checkCameras(settings.cameras);
     SourceDocuments documents;
     for (const std::string& path : paths)

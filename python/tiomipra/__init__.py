@@ -4,7 +4,7 @@ From photographs of a chessboard to a point cloud::
 
     import tiomipra
 
-    result = tiomipra.calibrate("left*.jpg", "right*.jpg", corners=(9, 6), square=0.025)
+    result = tiomipra.calibrate("left[01]*.jpg", "right[01]*.jpg", corners=(9, 6), square=0.025)
     matcher = tiomipra.Matcher(result.rig, preset="balanced", range=(0.4, 3.0))
     matcher.match("a.png", "b.png").cloud().save("scene.ply")
 

@@ -163,8 +163,6 @@ def make_cloud(
     columns) or (rows, columns, 3) with blue, green, red. measured: bool, (rows, columns), the points
     that count; unless given, those that are not (0, 0, 0).
     """
-    if measured is None:
-        measured = np.isfinite(points).all(axis=2) & points.any(axis=2)
     return Cloud(*_tiomipra.collect_cloud(points, measured, image))
 
 

@@ -99,7 +99,9 @@ def read_image(
 def write_image(path: StrPath, image: npt.NDArray[Any]) -> None: ...
 def read_disparity(path: StrPath, scale: Optional[float] = None) -> npt.NDArray[np.float32]: ...
 def collect_cloud(
-    points: npt.NDArray[np.float32], measured: npt.NDArray[Any], image: npt.NDArray[np.uint8]
+    points: npt.NDArray[np.float32],
+    measured: Optional[npt.NDArray[Any]],
+    image: npt.NDArray[np.uint8],
 ) -> Tuple[npt.NDArray[np.float32], npt.NDArray[np.uint8]]: ...
 def save_cloud(
     path: StrPath, points: npt.NDArray[np.float32], colours: npt.NDArray[np.uint8]

@@ -52,7 +52,10 @@ def test_calibrations_are_values(rig, command_rig, tmp_path):
     assert doubles != rig.left and doubles.camera_matrix.dtype == np.float64
     assert pickle.loads(pickle.dumps(doubles)) == doubles
     assert rig.left != rig.right and rig.left != 1 and rig.left != tiomipra.Calibration()
-    assert tiomipra.Calibration() == tiomipra.Calibration()
+    for raw in (tiomipra.Calibration(), tiomipra.Calibration(640, 480, np.eye(3))):
+        assert pickle.loads(pickle.dumps(raw)) == raw
+        raw.distortion = raw.distortion
+        assert raw.distortion.shape == (0, 0) and raw.distortion.dtype == np.float32
     with pytest.raises(TypeError, match="unhashable"):
         hash(rig.left)
     assert repr(rig.left).startswith("<Calibration 640x480, focal length 533.7 pixels")
@@ -72,8 +75,9 @@ def test_fields_take_arrays(rig):
                                 (np.eye(3, dtype=int), TypeError, "dtype int64, must be a float32")]:
         with pytest.raises(error, match=words):
             made.camera_matrix = value
-    with pytest.raises(ValueError, match="distortion has shape"):
-        made.distortion = np.zeros(3)
+    for shape in ((3,), (1 << 32,)):
+        with pytest.raises(ValueError, match="distortion has shape"):
+            made.distortion = np.broadcast_to(np.float32(0), shape)
     with pytest.raises(ValueError, match="must fit 32 bits"):
         made.width = 1 << 40
 
@@ -106,6 +110,9 @@ def test_parameters(stereo):
     assert stereo.window_size == 21 and stereo.algorithm == "sgbm"
     for name, value, error, rule in [("window_size", 6, ValueError, "is 6, must be odd, 5 to 255"),
                                      ("window_size", 7.0, TypeError, "must be a whole number"),
+                                     ("window_size", np.array([5, 7]), TypeError, "is of type nd"),
+                                     ("max_depth", 10**400, ValueError, "is too large"),
+                                     ("max_depth", float("nan"), ValueError, "is nan, must be"),
                                      ("algorithm", "xx", ValueError, "must be 'bm' or 'sgbm'"),
                                      ("full_dp", 1, TypeError, "must be True or False"),
                                      ("max_depth", -1, ValueError, "is -1, must be above 0"),
@@ -142,6 +149,26 @@ def test_threads_share_an_object(rig, pair, stereo):
     for thread in threads:
         thread.join()
     assert not failures
+
+
+def test_who_changes_an_object_gets_a_turn(stereo, pair):
+    rectified = stereo.rectify(*pair)
+    stop = threading.Event()
+
+    def work():
+        while not stop.is_set():
+            stereo.compute_disparity(*rectified)
+
+    threads = [threading.Thread(target=work) for _ in range(4)]
+    setter = threading.Thread(target=lambda: setattr(stereo, "uniqueness_ratio", 2))
+    for thread in [*threads, setter]:
+        thread.start()
+    setter.join(10)
+    got_it = not setter.is_alive()
+    stop.set()
+    for thread in [*threads, setter]:
+        thread.join()
+    assert got_it
 
 
 def test_others_run_meanwhile(stereo, pair):
@@ -222,6 +249,21 @@ def test_handlers_may_call_the_library(stereo, pair):
     assert not any(thread.is_alive() for thread in threads)
 
 
+@pytest.mark.filterwarnings("ignore::pytest.PytestUnraisableExceptionWarning")
+def test_handlers_fail_or_interrupt(stereo):
+    """An error of a handler's is told and passed over; what ends the program is raised."""
+    handler = logging.Handler()
+    logger = logging.getLogger("vision.stereo")
+    logger.addHandler(handler)
+    try:
+        for raised, expected in [(OSError, ValueError), (KeyboardInterrupt, KeyboardInterrupt)]:
+            handler.emit = lambda record, error=raised: (_ for _ in ()).throw(error)
+            with pytest.raises(expected):
+                stereo.window_size = 6
+    finally:
+        logger.removeHandler(handler)
+
+
 def resident():
     with open("/proc/self/statm") as statistics:
         return int(statistics.read().split()[1]) * 4096
@@ -240,7 +282,7 @@ def test_no_leaks(rig):
         pickle.loads(pickle.dumps(rig.left)).camera_matrix = np.eye(3)
         with pytest.raises(TypeError):
             stereo.compute_depth(image)
-        with pytest.raises(tiomipra.OpenCVError):
+        with pytest.raises(ValueError):
             stereo.rectify_left(image[:0, :0])
 
     for _ in range(1000):

@@ -92,6 +92,8 @@ def test_exported_rigs_come_back(rig, tmp_path, name):
         tiomipra.export_rig(rig, "none", *files)
     with pytest.raises(ValueError, match="a lens has 5 coefficients"):
         tiomipra.export_rig(rig, "kalibr", files[0])
+    with pytest.raises(ValueError, match="files is empty"):
+        tiomipra.import_rig()
     with pytest.raises(FileNotFoundError) as caught:
         tiomipra.import_rig(tmp_path / "none.yml")
     assert caught.value.filename == str(tmp_path / "none.yml")
@@ -121,6 +123,8 @@ def test_settings_of_matchers(rig, pair, caplog):
             ({"preset": "best"}, ValueError, "preset is 'best', must be one of fast"),
             ({"range": (3.0, 1.0)}, ValueError, r"range is \(3, 1\)"),
             ({"range": 3.0}, TypeError, "range is of type float"),
+            ({"range": "auto", "window_size": 4}, ValueError, "window_size 4"),
+            ({"confidence": "yes"}, TypeError, "confidence is of type str, must be True or False"),
             ({"scale": 3}, ValueError, "scale is 3, must be 1, 2 or 4"),
             ({"median": 7}, ValueError, "median"),
             ({"equalise": "yes"}, TypeError, "equalise is of type str, must be True")]:
@@ -190,6 +194,10 @@ def test_folders_that_can_not_be(rig):
 def test_images(tmp_path, pair):
     tiomipra.write_image(tmp_path / "a.png", pair[0])
     assert same_bits(tiomipra.read_image(tmp_path / "a.png"), pair[0])
+    for name, dtype, error in [("a.jpg", "u2", TypeError), ("a.png", "f4", TypeError),
+                               ("a.gif", "u1", ValueError)]:
+        with pytest.raises(error, match="which .* does not hold|must end in .png"):
+            tiomipra.write_image(tmp_path / name, pair[0].astype(dtype))
     with pytest.raises(FileNotFoundError) as caught:
         tiomipra.read_image(tmp_path / "b.png")
     assert caught.value.filename == str(tmp_path / "b.png")
