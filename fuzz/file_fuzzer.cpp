@@ -25,9 +25,9 @@
 #include <vector>
 
 #include "base/text.hpp"
-#include "files/codec_modules.hpp"
 #include "files/image_codecs.hpp"
 #include "files/input_files.hpp"
+#include "files/modules.hpp"
 #include "files/output_files.hpp"
 #include "files/video_codecs.hpp"
 #include "mutations.hpp"
