@@ -7,6 +7,31 @@
 
 namespace tiomipra::python {
 
+// While it lives, its thread runs the library's code.
+class Work {
+  public:
+    Work();
+    Work(const Work&) = delete;
+    Work& operator=(const Work&) = delete;
+    ~Work();
+};
+
+// Within work: its thread waits for the interpreter.
+class WorkPause {
+  public:
+    WorkPause();
+    WorkPause(const WorkPause&) = delete;
+    WorkPause& operator=(const WorkPause&) = delete;
+    ~WorkPause();
+};
+
+// Has the process wait, once the interpreter has ended, for threads at work, some seconds at most:
+// what they use is taken down next.
+void waitForWorkAtExit();
+
+// Whether work that is done piece by piece should begin no more of them.
+bool isProcessEnding();
+
 // Calls `work`, which waits for the interpreter. When that has ended meanwhile, Python ends the
 // thread by unwinding its stack, whose destructors would then touch the interpreter without having
 // it; the thread stays here instead, until the process is gone.

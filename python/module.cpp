@@ -2,6 +2,7 @@
 #include "base/provenance.hpp"
 #include "bindings.hpp"
 #include "errors.hpp"
+#include "interpreter.hpp"
 #include "logging.hpp"
 #include "shared/matching_kernels.hpp"
 
@@ -15,6 +16,7 @@ PYBIND11_MODULE(_tiomipra, module) {
         "matching_kernels", [] { return vision::describeMatchingKernels(); },
         "matching_kernels()\n--\n\nWhat matches on this machine, in words.");
     keepRecords();
+    waitForWorkAtExit();
     bindErrors(module);
     bindCalibration(module);
     bindStereo(module);

@@ -24,7 +24,7 @@ class FrameQueue {
 
     std::optional<std::pair<std::size_t, Frame>> next() {
         const std::lock_guard lock(_mutex);
-        auto frame = _isClosed ? std::nullopt : _source.next();
+        auto frame = _isClosed || isProcessEnding() ? std::nullopt : _source.next();
         if (!frame)
             return std::nullopt;
         for (std::size_t i = 1; i < _step; ++i)
@@ -70,7 +70,10 @@ void Notices::keep() {
 
 void requireNoSignal() {
     std::optional<pybind11::gil_scoped_acquire> acquired;
-    stayAtExit([&] { acquired.emplace(); });
+    {
+        const WorkPause pause;
+        stayAtExit([&] { acquired.emplace(); });
+    }
     if (PyErr_CheckSignals() != 0)
         throw pybind11::error_already_set();
 }
@@ -82,6 +85,7 @@ void workOnFrames(FrameSource& source, std::size_t step,
     const unsigned count = std::max(1U, std::thread::hardware_concurrency());
     for (unsigned i = 0; i < count; ++i)
         workers.push_back(std::async(std::launch::async, [&] {
+            const Work counted;
             while (const auto next = queue.next())
                 work(next->first, next->second);
         }));
