@@ -25,7 +25,7 @@ class ReleasedInterpreter {
 
   private:
     PyThreadState* _state;
-    std::optional<Work> _work;
+    std::optional<LibraryWork> _work;
 };
 
 // Runs `work` without the interpreter, of which it may touch nothing. A mutex that it takes it

@@ -22,11 +22,11 @@ void waitForWork() {
 
 }  // namespace
 
-Work::Work() {
+LibraryWork::LibraryWork() {
     ++threadsAtWork;
 }
 
-Work::~Work() {
+LibraryWork::~LibraryWork() {
     --threadsAtWork;
 }
 

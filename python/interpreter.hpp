@@ -8,12 +8,12 @@
 namespace tiomipra::python {
 
 // While it lives, its thread runs the library's code.
-class Work {
+class LibraryWork {
   public:
-    Work();
-    Work(const Work&) = delete;
-    Work& operator=(const Work&) = delete;
-    ~Work();
+    LibraryWork();
+    LibraryWork(const LibraryWork&) = delete;
+    LibraryWork& operator=(const LibraryWork&) = delete;
+    ~LibraryWork();
 };
 
 // Within work: its thread waits for the interpreter.

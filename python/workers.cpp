@@ -85,7 +85,7 @@ void workOnFrames(FrameSource& source, std::size_t step,
     const unsigned count = std::max(1U, std::thread::hardware_concurrency());
     for (unsigned i = 0; i < count; ++i)
         workers.push_back(std::async(std::launch::async, [&] {
-            const Work counted;
+            const LibraryWork counted;
             while (const auto next = queue.next())
                 work(next->first, next->second);
         }));
