@@ -1,6 +1,9 @@
 // tiomipra export and tiomipra import, one after the other.
 #include <gmock/gmock.h>
 
+#include <filesystem>
+#include <fstream>
+
 #include "rigs/rig_files.hpp"
 #include "support/sample_pairs.hpp"
 
@@ -24,11 +27,19 @@ TEST(Import, TakesOverWhatWasExportedAndChecksIt) {
     EXPECT_EQ(inspected["unit"], "m");
     EXPECT_EQ(readCalibration(pairs / "in/left.yml"), pairs.rig.left);
 
+    // The page of calibrations that were there before is gone with them, anybody else's is not.
+    const std::string page = pairs / "in/report.html";
+    std::ofstream(page) << "<p>mine";
+    runTiomipra(joined(import, output));
+    EXPECT_TRUE(std::filesystem::exists(page));
+    std::ofstream(page) << "<meta name=\"generator\" content=\"tiomipra 1.0.0\">";
+
     // Without texture there is nothing to check with, and the pictures have the size.
     const RunResult checked = runTiomipra(
         joined(import, output, {"--left", pairs / "left/1.png", "--right", pairs / "right/1.png"}),
         3);
     EXPECT_THAT(checked.out, HasSubstr("baseline 0.00125 m"));
+    EXPECT_FALSE(std::filesystem::exists(page));
     EXPECT_THAT(checked.err, HasSubstr("tiomipra import: "));
 
     runTiomipra(joined(rig, {"ros", "--output", pairs / "one.yaml"}), 2);

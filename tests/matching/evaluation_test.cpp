@@ -71,6 +71,10 @@ TEST(ErrorMap, FindsTheWorstPlaces) {
     EXPECT_EQ(places[0].meanError, 3);
     EXPECT_EQ(places[0].measuredShare, 1);
     EXPECT_EQ((places[1].area & places[0].area).area(), 0);
+    // The rims of a place are none of their own.
+    errors(cv::Rect(30, 50, 40, 40)) = 3;
+    errors(cv::Rect(140, 60, 20, 20)) = 2;
+    EXPECT_EQ(findWorstPlaces(errors, 2)[1].area, cv::Rect(140, 60, 20, 20));
     EXPECT_TRUE(findWorstPlaces(errors * 0, 2).empty());
 }
 
