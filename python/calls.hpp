@@ -4,29 +4,12 @@
 
 #include <pybind11/pybind11.h>
 
-#include <optional>
 #include <type_traits>
 
 #include "interpreter.hpp"
 #include "logging.hpp"
 
 namespace tiomipra::python {
-
-// Lets other threads have the interpreter.
-class ReleasedInterpreter {
-  public:
-    ReleasedInterpreter() : _state(PyEval_SaveThread()) { _work.emplace(); }
-    ReleasedInterpreter(const ReleasedInterpreter&) = delete;
-    ReleasedInterpreter& operator=(const ReleasedInterpreter&) = delete;
-    ~ReleasedInterpreter() {
-        _work.reset();
-        stayAtExit([this] { PyEval_RestoreThread(_state); });
-    }
-
-  private:
-    PyThreadState* _state;
-    std::optional<LibraryWork> _work;
-};
 
 // Runs `work` without the interpreter, of which it may touch nothing. A mutex that it takes it
 // gives back before it ends, so that nobody waits for the interpreter with a mutex in hand. Then

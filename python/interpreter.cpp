@@ -12,6 +12,22 @@ namespace {
 std::atomic<int> threadsAtWork{0};
 std::atomic<bool> isEnding{false};
 
+// Of this thread while it has released the interpreter. What ends the interpreter leaves threads
+// without one: pybind11's `gil_scoped_acquire` looks for it, finds none, makes another, and Python
+// aborts the process. This one only is compared then, and the thread ends.
+thread_local PyThreadState* releasedState = nullptr;
+
+// Counted while the interpreter is in hand, as nothing ends it then.
+void release() {
+    ++threadsAtWork;
+    releasedState = PyEval_SaveThread();
+}
+
+void regain() {
+    --threadsAtWork;
+    stayAtExit([] { PyEval_RestoreThread(releasedState); });
+}
+
 void waitForWork() {
     constexpr auto patience = std::chrono::seconds(10);
     isEnding = true;
@@ -30,12 +46,20 @@ LibraryWork::~LibraryWork() {
     --threadsAtWork;
 }
 
-WorkPause::WorkPause() {
-    --threadsAtWork;
+ReleasedInterpreter::ReleasedInterpreter() {
+    release();
 }
 
-WorkPause::~WorkPause() {
-    ++threadsAtWork;
+ReleasedInterpreter::~ReleasedInterpreter() {
+    regain();
+}
+
+RegainedInterpreter::RegainedInterpreter() {
+    regain();
+}
+
+RegainedInterpreter::~RegainedInterpreter() {
+    release();
 }
 
 bool isProcessEnding() {

@@ -16,13 +16,22 @@ class LibraryWork {
     ~LibraryWork();
 };
 
-// Within work: its thread waits for the interpreter.
-class WorkPause {
+// Lets other threads have the interpreter, for work of this one that touches nothing of it.
+class ReleasedInterpreter {
   public:
-    WorkPause();
-    WorkPause(const WorkPause&) = delete;
-    WorkPause& operator=(const WorkPause&) = delete;
-    ~WorkPause();
+    ReleasedInterpreter();
+    ReleasedInterpreter(const ReleasedInterpreter&) = delete;
+    ReleasedInterpreter& operator=(const ReleasedInterpreter&) = delete;
+    ~ReleasedInterpreter();
+};
+
+// Takes it back for a while, in a thread that has released it.
+class RegainedInterpreter {
+  public:
+    RegainedInterpreter();
+    RegainedInterpreter(const RegainedInterpreter&) = delete;
+    RegainedInterpreter& operator=(const RegainedInterpreter&) = delete;
+    ~RegainedInterpreter();
 };
 
 // Has the process wait, once the interpreter has ended, for threads at work, some seconds at most:

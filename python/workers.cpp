@@ -69,11 +69,7 @@ void Notices::keep() {
 }
 
 void requireNoSignal() {
-    std::optional<pybind11::gil_scoped_acquire> acquired;
-    {
-        const WorkPause pause;
-        stayAtExit([&] { acquired.emplace(); });
-    }
+    const RegainedInterpreter regained;
     if (PyErr_CheckSignals() != 0)
         throw pybind11::error_already_set();
 }
