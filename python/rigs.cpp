@@ -20,6 +20,7 @@
 #include "formats/rig_exporter.hpp"
 #include "formats/rig_importer.hpp"
 #include "image_pairs.hpp"
+#include "pages/former_page.hpp"
 #include "reports/check_report.hpp"
 #include "reports/import_report.hpp"
 #include "reports/rig_report.hpp"
@@ -84,11 +85,13 @@ void saveRig(py::handle folder, py::handle object, const std::string& report,
             {in("report.json"), report.empty() ? reportOn(rig, hashRig(left, right)) : report});
         if (model)
             files.push_back({in("rig.yml"), encodeRigModel(*model)});
-        else
-            removeFile(in("rig.yml"));
         files.push_back({in("right.yml"), right});
         files.push_back({in("left.yml"), left});
         writeTogether(files);
+        // What is about the calibrations that were there before.
+        if (!model)
+            removeFile(in("rig.yml"));
+        removeFormerPage(in("report.html"));
     });
 }
 
@@ -174,16 +177,21 @@ std::vector<std::string> pathsOf(const std::vector<py::object>& items, const cha
     return paths;
 }
 
-py::dict importFiles(const std::vector<py::object>& files, const std::string& format,
-                     const std::string& unit, py::handle size,
-                     const std::vector<std::string>& cameras, bool isSwapped,
-                     std::optional<double> alpha, std::optional<double> fieldOfView) {
-    ImportSettings settings{format, unit, std::nullopt, cameras, isSwapped, alpha, {}};
+py::dict importFiles(const std::vector<py::object>& files, py::handle format, py::handle unit,
+                     py::handle size, const std::vector<py::object>& cameras, py::handle swap,
+                     py::handle alpha, py::handle fieldOfView) {
+    ImportSettings settings;
+    settings.format = textOf(format, "format");
+    settings.unit = textOf(unit, "unit");
+    for (const py::object& camera : cameras)
+        settings.cameras.push_back(textOf(camera, "cameras"));
+    settings.isSwapped = truthOf(swap, "swap");
+    settings.alpha = numberOrNone(alpha, "alpha");
+    settings.wideAngle.fieldOfView = numberOrNone(fieldOfView, "field_of_view");
     if (!size.is_none()) {
         const auto [width, height] = wholePairOf(size, "size", "(width, height)");
         settings.imageSize = cv::Size(width, height);
     }
-    settings.wideAngle.fieldOfView = fieldOfView;
     const auto paths = pathsOf(files, "files");
     const auto imported = callLibrary([&] {
         auto rig = importRig(paths, settings);
@@ -198,7 +206,8 @@ py::dict importFiles(const std::vector<py::object>& files, const std::string& fo
     return describeRig(rig, imported.model);
 }
 
-void exportFiles(py::handle object, const std::string& name, const std::vector<py::object>& paths) {
+void exportFiles(py::handle object, py::handle formatName, const std::vector<py::object>& paths) {
+    const std::string name = textOf(formatName, "format");
     const Rig rig = rigOf(object);
     const auto given = givenModelOf(object);
     const auto files = pathsOf(paths, "files");

@@ -1,19 +1,16 @@
 #include "pages/page.hpp"
 
-#include <fstream>
 #include <string_view>
 
 #include "base/base64.hpp"
 #include "base/provenance.hpp"
 #include "base/text.hpp"
 #include "files/image_files.hpp"
-#include "files/output_files.hpp"
 #include "pages/assets.hpp"
+#include "pages/former_page.hpp"
 
 namespace tiomipra {
 namespace {
-
-constexpr auto generator = "<meta name=\"generator\" content=\"tiomipra ";
 
 std::vector<std::string> scriptsOf(const Page& page) {
     std::vector<std::string> scripts{"page.js",   "elements.js",    "numbers.js",
@@ -75,7 +72,7 @@ void addHead(std::string& html, const Page& page, const std::vector<std::string>
         "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
         "{}{}\">\n"
         "<link rel=\"icon\" href=\"data:,\">\n<title>{}</title>\n<style>{}</style>\n</head>\n",
-        policyFor(scripts), generator, programVersion(), escapeMarkup(page.title),
+        policyFor(scripts), pageMark, programVersion(), escapeMarkup(page.title),
         readAsset("page.css"));
 }
 
@@ -110,15 +107,6 @@ std::string composePage(const Page& page) {
     for (const std::string& script : scripts)
         addScript(html, script);
     return html + "</body>\n</html>\n";
-}
-
-void removePage(const std::string& path) {
-    constexpr std::streamsize longestHead = 16384;
-    std::string start(longestHead, '\0');
-    std::ifstream file(path, std::ios::binary);
-    file.read(start.data(), longestHead);
-    if (start.find(generator) != std::string::npos)
-        removeFile(path);
 }
 
 }  // namespace tiomipra

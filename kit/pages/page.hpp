@@ -38,9 +38,6 @@ struct Page {
 // The bytes of the HTML file.
 std::string composePage(const Page& page);
 
-// Removes the page at `path`, if there is one that was composed here: what it shows is gone.
-void removePage(const std::string& path);
-
 }  // namespace tiomipra
 
 #endif

@@ -16,6 +16,7 @@
 #include "files/protected_files.hpp"
 #include "options/calibrate_options.hpp"
 #include "pages/calibration_page.hpp"
+#include "pages/former_page.hpp"
 #include "reports/calibration_report.hpp"
 #include "reports/pictures.hpp"
 #include "rigs/board_search.hpp"
@@ -269,7 +270,7 @@ nlohmann::ordered_json writeResults(const CalibrateOptions& options, const std::
                       makeCalibrationPage(json, choosePictures(seen, solution, rectifiedPair))});
     publishTogether(files);
     if (options.noReport)
-        removePage(path(pageName));  // of other calibrations
+        removeFormerPage(path(pageName));  // of other calibrations
     return json;
 }
 

@@ -11,7 +11,7 @@
 #include "files/protected_files.hpp"
 #include "options/check_options.hpp"
 #include "options/import_options.hpp"
-#include "pages/page.hpp"
+#include "pages/former_page.hpp"
 #include "reports/import_report.hpp"
 #include "rigs/rig_files.hpp"
 #include "rigs/rig_model_files.hpp"
@@ -85,7 +85,7 @@ nlohmann::ordered_json writeResults(const ImportOptions& options, const Imported
                      {path("rig.yml"), encodeRigModel(rig.model)},
                      {path("right.yml"), right},
                      {path("left.yml"), left}});
-    removePage(path("report.html"));  // of other calibrations
+    removeFormerPage(path("report.html"));  // of other calibrations
     return report;
 }
 
