@@ -138,6 +138,10 @@ double number(py::handle object, const std::string& name) {
     throw py::type_error(fmt::format("{} is {}, must be a number", name, typeName(object)));
 }
 
+std::optional<double> numberOrNone(py::handle object, const std::string& name) {
+    return object.is_none() ? std::nullopt : std::optional(number(object, name));
+}
+
 int sideOf(py::handle object, const std::string& name) {
     const int side = wholeNumber(object, name);
     if (side <= 0)

@@ -4,6 +4,7 @@
 
 #include <pybind11/pybind11.h>
 
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -30,7 +31,10 @@ int wholeNumber(py::handle object, const std::string& name);
 // A number. Throws `TypeError` and `ValueError` that name it.
 double number(py::handle object, const std::string& name);
 
-// Such a number above 0, of a size say. Throws also `ValueError` for others.
+// The same, or None.
+std::optional<double> numberOrNone(py::handle object, const std::string& name);
+
+// A whole number above 0, of a size say. Throws also `ValueError` for others.
 int sideOf(py::handle object, const std::string& name);
 
 // The same of any number above 0, even infinite.

@@ -80,13 +80,29 @@ cv::Mat whereMeasured(const cv::Mat& points) {
     return measured;
 }
 
+// Rows of three values: positions, and red, green, blue.
+struct CloudRows {
+    cv::Mat points;
+    cv::Mat colours;
+};
+
+CloudRows rowsOf(const std::vector<CloudPoint>& cloud) {
+    const auto count = static_cast<int>(cloud.size());
+    CloudRows rows{cv::Mat(count, 3, CV_32F), cv::Mat(count, 3, CV_8U)};
+    for (int i = 0; i < count; ++i) {
+        const auto& [position, colour] = cloud[static_cast<std::size_t>(i)];
+        std::copy(position.val, position.val + 3, rows.points.ptr<float>(i));
+        std::reverse_copy(colour.val, colour.val + 3, rows.colours.ptr(i));
+    }
+    return rows;
+}
+
 // Points and their colours, of as many rows and columns.
-std::vector<CloudPoint> cloudOf(const cv::Mat& points, const cv::Mat& measured,
-                                const cv::Mat& image) {
+CloudRows cloudOf(const cv::Mat& points, const cv::Mat& measured, const cv::Mat& image) {
     if (points.size() != image.size() || points.size() != measured.size())
         throw SettingError("points, measured and image",
                            "must have as many rows and columns as each other");
-    return collectCloud(points, measured, image);
+    return rowsOf(collectCloud(points, measured, image));
 }
 
 py::tuple collect(py::handle points, py::handle measured, py::handle image) {
@@ -95,34 +111,39 @@ py::tuple collect(py::handle points, py::handle measured, py::handle image) {
     if (!measured.is_none())
         mask = borrowImage(measured, "measured", maskImage);
     const BorrowedImage colours = borrowImage(image, "image", eightBitImage);
-    const auto cloud = callLibrary([&] {
+    const auto [xyz, rgb] = callLibrary([&] {
         return cloudOf(positions.matrix, mask ? mask->matrix : whereMeasured(positions.matrix),
                        colours.matrix);
     });
-    const auto count = static_cast<py::ssize_t>(cloud.size());
-    py::array_t<float> xyz({count, py::ssize_t{3}});
-    py::array_t<unsigned char> rgb({count, py::ssize_t{3}});
-    auto place = xyz.mutable_unchecked<2>();
-    auto colour = rgb.mutable_unchecked<2>();
-    for (py::ssize_t i = 0; i < count; ++i) {
-        const CloudPoint& point = cloud[static_cast<std::size_t>(i)];
-        for (int axis = 0; axis < 3; ++axis) {
-            place(i, axis) = point.position[axis];
-            colour(i, axis) = point.colour[2 - axis];
-        }
-    }
-    return py::make_tuple(xyz, rgb);
+    return py::make_tuple(arrayOf(xyz), arrayOf(rgb));
 }
 
-void saveCloud(py::handle path, const py::array_t<float, py::array::c_style>& points,
-               const py::array_t<unsigned char, py::array::c_style>& colours) {
+template <typename Value>
+py::array_t<Value, py::array::c_style> requireRows(py::handle object, const char* name) {
+    const std::string rule =
+        fmt::format("must be of dtype {} and shape (n, 3)",
+                    std::string(py::str(static_cast<py::object>(py::dtype::of<Value>()))));
+    if (!py::isinstance<py::array>(object))
+        throw py::type_error(fmt::format("{} is {}, {}", name, typeName(object), rule));
+    const auto array = py::reinterpret_borrow<py::array>(object);
+    const std::string found =
+        fmt::format("{} has dtype {} and shape {}", name, std::string(py::str(array.dtype())),
+                    std::string(py::str(array.attr("shape"))));
+    if (!py::isinstance<py::array_t<Value>>(object))
+        throw py::type_error(fmt::format("{}, {}", found, rule));
+    if (array.ndim() != 2 || array.shape(1) != 3)
+        throw py::value_error(fmt::format("{}, {}", found, rule));
+    return array;
+}
+
+void saveCloud(py::handle path, py::handle pointRows, py::handle colourRows) {
     const std::string file = pathOf(path, "path");
     const CloudFormat format = formatOf(file);
-    const auto isCloud = [](const py::array& array) {
-        return array.ndim() == 2 && array.shape(1) == 3;
-    };
-    if (!isCloud(points) || !isCloud(colours) || points.shape(0) != colours.shape(0))
-        throw SettingError("points and colours", "must both have the shape (n, 3)");
+    const auto points = requireRows<float>(pointRows, "points");
+    const auto colours = requireRows<std::uint8_t>(colourRows, "colours");
+    if (points.shape(0) != colours.shape(0))
+        throw py::value_error(fmt::format("points has {} rows, colours has {}, must be as many",
+                                          points.shape(0), colours.shape(0)));
     const auto place = points.unchecked<2>();
     const auto colour = colours.unchecked<2>();
     callLibrary([&] {

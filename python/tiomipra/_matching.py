@@ -21,7 +21,7 @@ class Preset:
     """Parameters for people who don't want to know: a few words, and the parameters by name."""
 
     summary: str
-    parameters: Mapping[str, Union[int, bool, str]]
+    parameters: Mapping[str, Any]
 
 
 @dataclass(frozen=True, eq=False)
@@ -116,7 +116,7 @@ class Matcher:
         self._described = f"{rig!r}, preset {preset}, range {range}"
 
     def match(self, left: Image, right: Image) -> Match:
-        """Match a pair of images, files or arrays.
+        """Match a pair of images, files or arrays; not several pairs at once.
 
         Arrays are uint8, uint16 or float32, (rows, columns) or (rows, columns, 3) with blue, green,
         red, of the calibrated size or another of the same aspect ratio. What is not 8 bits is

@@ -65,6 +65,13 @@ class Rig:
     verdict: str = ""
     model: Optional[RigModel] = None
 
+    def __post_init__(self) -> None:
+        for name in ("left", "right"):
+            value = getattr(self, name)
+            if not isinstance(value, Calibration):
+                kind = "None" if value is None else f"of type {type(value).__name__}"
+                raise TypeError(f"{name} is {kind}, must be a Calibration")
+
     @classmethod
     def load(cls, folder: StrPath) -> Rig:
         """Return the rig in a folder with ``left.yml`` and ``right.yml``.
@@ -160,7 +167,10 @@ class CalibrationResult:
         return float(self.report["pairError"])
 
     def save(self, folder: StrPath) -> None:
-        """Write the files that ``tiomipra calibrate`` writes. Raises ``OSError``."""
+        """Write the files that ``tiomipra calibrate`` writes, but for the page ``report.html``.
+
+        ``tiomipra report --calibration FOLDER`` makes it from these. Raises ``OSError``.
+        """
         pictures = [("coverage.png", self.coverage), ("rectified.png", self.rectified)]
         _tiomipra.save_rig(folder, self.rig, self.report_text, pictures)
 
@@ -214,8 +224,8 @@ def calibrate(
     """Calibrate two cameras with pictures of a board.
 
     left, right: as many images of each camera, taken at the same moments: lists of files, a folder,
-    a pattern such as ``"left*.jpg"``, a video, or lists of arrays, uint8, uint16 or float32, (rows,
-    columns) or (rows, columns, 3) with blue, green, red. All processors look for the board.
+    a pattern such as ``"left[01]*.jpg"``, a video, or lists of arrays, uint8, uint16 or float32,
+    (rows, columns) or (rows, columns, 3) with blue, green, red. All processors look for the board.
 
     corners: points per row and rows, as in (9, 6) for 10 x 7 squares. square: side of a square, in
     ``unit``, ``"m"`` or ``""`` for one of your own, in which all lengths then are. pattern:

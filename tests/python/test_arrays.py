@@ -64,6 +64,7 @@ def test_results_own_their_memory(stereo, pair):
     (np.lib.stride_tricks.as_strided(np.zeros(1, np.uint8), (1 << 32, 1), (0, 0)), 0, ValueError,
      r"left has shape \(4294967296, 1\)"),
     (np.zeros((480, 640), ">u2"), 0, TypeError, "left has dtype >u2"),
+    (np.ma.zeros((480, 640), np.uint8), 0, TypeError, "left has a mask, which would be lost"),
     (np.zeros((480, 640), complex), 0, TypeError, "left has dtype complex128"),
     (np.zeros(640, np.uint8), 0, ValueError, r"left has shape \(640,\)"),
     (np.zeros((480, 640, 5), np.uint8), 0, ValueError, r"left has shape \(480, 640, 5\)"),
