@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <iterator>
 #include <system_error>
+#include <utility>
 #include <vision/calibration.hpp>
 
 #include "arrays.hpp"
@@ -150,18 +151,20 @@ py::array arrayOfField(const Calibration& calibration, const MatrixField& field)
     return arrayOf(matrix.empty() ? cv::Mat(0, 0, CV_32F) : matrix);
 }
 
-// Files may hold matrices of any type, which a copy keeps.
-py::tuple stateOf(const Calibration& calibration) {
-    const Calibration copy(calibration);
+// Files may hold matrices of any type, which a copy keeps. Last come the attributes that classes
+// derived in Python have.
+py::tuple stateOf(const py::object& self) {
+    const Calibration copy(self.cast<const Calibration&>());
     py::list state;
     state.append(copy.width);
     state.append(copy.height);
     for (const MatrixField& field : fields)
         state.append(arrayOfField(copy, field));
+    state.append(py::getattr(self, "__dict__", py::dict()));
     return state;
 }
 
-Calibration fromState(const py::tuple& state) {
+std::pair<Calibration, py::dict> fromState(const py::tuple& state) {
     Calibration calibration;
     calibration.width = wholeNumber(state[0], "width");
     calibration.height = wholeNumber(state[1], "height");
@@ -171,7 +174,7 @@ Calibration fromState(const py::tuple& state) {
             calibration.*fields[i].matrix =
                 borrowImage(matrix, fields[i].name, anyMatrix).matrix.clone();
     }
-    return calibration;
+    return {calibration, state[state.size() - 1]};
 }
 
 void bindSize(py::class_<Calibration>& type, const char* name, int Calibration::*side) {
@@ -211,7 +214,9 @@ Raises ``TypeError`` and ``ValueError`` for arrays of other types and shapes.)")
              }),
              py::arg("width") = 0, py::arg("height") = 0, py::arg("camera_matrix") = py::none(),
              py::arg("distortion") = py::none(), py::arg("rectification_matrix") = py::none(),
-             py::arg("projection_matrix") = py::none());
+             py::arg("projection_matrix") = py::none(),
+             "__init__(self, width=0, height=0, camera_matrix=None, distortion=None, "
+             "rectification_matrix=None, projection_matrix=None)\n--\n\n");
     bindSize(type, "width", &Calibration::width);
     bindSize(type, "height", &Calibration::height);
     for (const MatrixField& field : fields)
@@ -246,10 +251,7 @@ Raises ``ValueError`` unless the aspect ratio is the same.)");
         py::is_operator());
     type.attr("__hash__") = py::none();
     type.def("__repr__", represent);
-    type.def("__copy__", [](const Calibration& self) { return Calibration(self); });
-    type.def("__deepcopy__",
-             [](const Calibration& self, const py::dict&) { return Calibration(self); });
-    type.def(py::pickle([](const Calibration& self) { return stateOf(self); },
+    type.def(py::pickle([](const py::object& self) { return stateOf(self); },
                         [](const py::tuple& state) { return fromState(state); }));
 }
 

@@ -121,6 +121,8 @@ MatcherSettings settingsOf(py::handle preset, py::handle range, py::handle maxDe
 struct Measured {
     Match match;
     std::optional<DepthMap> map;
+    cv::Mat disparity;  // not a number where nothing was measured
+    cv::Mat depth;      // likewise, if there is a map
     std::string report;
 };
 
@@ -160,9 +162,12 @@ class Matcher {
     }
 
     Measured measure(const Match& match) const {
-        Measured result{match, std::nullopt, {}};
-        if (_rig)
+        Measured result{match, std::nullopt, {}, {}, {}};
+        result.disparity = markUnmeasured(match.disparity, match.measured, unknown);
+        if (_rig) {
             result.map = computeDepthMap(match, _matcher->stereo());
+            result.depth = markUnmeasured(result.map->depth, result.map->measured, unknown);
+        }
         PairMeasurement measurement =
             result.map ? tiomipra::measure(Quantity::depth, result.map->depth, result.map->reasons)
                        : tiomipra::measure(Quantity::disparity, match.disparity, match.reasons);
@@ -189,15 +194,16 @@ py::dict match(Matcher& self, py::handle left, py::handle right) {
     const Match& found = measured.match;
     py::dict result;
     result["image"] = arrayOf(found.left);
-    result["disparity"] = arrayOf(markUnmeasured(found.disparity, found.measured, unknown));
+    result["disparity"] = arrayOf(measured.disparity);
     result["measured"] = arrayOf(measured.map ? measured.map->measured : found.measured);
     result["reasons"] = arrayOf(measured.map ? measured.map->reasons : found.reasons);
     result["confidence"] =
         found.confidence.empty() ? py::none() : py::object(arrayOf(found.confidence));
-    result["points"] = measured.map ? py::object(arrayOf(measured.map->points)) : py::none();
-    result["depth"] = measured.map ? py::object(arrayOf(markUnmeasured(
-                                         measured.map->depth, measured.map->measured, unknown)))
-                                   : py::none();
+    const auto ofRig = [&](const cv::Mat& image) {
+        return measured.map ? py::object(arrayOf(image)) : py::none();
+    };
+    result["points"] = ofRig(measured.map ? measured.map->points : cv::Mat());
+    result["depth"] = ofRig(measured.depth);
     result["report"] = measured.report;
     return result;
 }

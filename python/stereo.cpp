@@ -220,7 +220,7 @@ Images are taken without a copy if the elements of each row follow each other, a
 rows and columns of larger images; others are copied. What is returned owns its memory. All calls
 run without the interpreter's lock, and one object may be used by several threads.)");
     type.attr("__module__") = "tiomipra";
-    type.def(py::init<>());
+    type.def(py::init<>(), "__init__(self)\n--\n\n");
     type.def(
         "set_calibrations",
         [](SharedStereo& self, py::handle left, py::handle right) {

@@ -37,6 +37,10 @@ def test_the_same_file_as_the_library_writes(rig, command_rig, tmp_path):
     assert (tmp_path / "a.yml").read_bytes() == (command_rig / "left.yml").read_bytes()
 
 
+class Named(tiomipra.Calibration):
+    """A class of the user's own."""
+
+
 def test_calibrations_are_values(rig, command_rig, tmp_path):
     half = rig.left.scale_to(320, 240)
     assert np.array_equal(half.camera_matrix[:2, 2], rig.left.camera_matrix[:2, 2] / 2)
@@ -51,6 +55,10 @@ def test_calibrations_are_values(rig, command_rig, tmp_path):
     doubles = tiomipra.Calibration.load(tmp_path / "doubles.yml")
     assert doubles != rig.left and doubles.camera_matrix.dtype == np.float64
     assert pickle.loads(pickle.dumps(doubles)) == doubles
+    named = Named(width=8)
+    named.name = "port"
+    for other in (pickle.loads(pickle.dumps(named)), copy.copy(named), copy.deepcopy(named)):
+        assert type(other) is Named and (other.width, other.name) == (8, "port")
     assert rig.left != rig.right and rig.left != 1 and rig.left != tiomipra.Calibration()
     for raw in (tiomipra.Calibration(), tiomipra.Calibration(640, 480, np.eye(3))):
         assert pickle.loads(pickle.dumps(raw)) == raw

@@ -79,9 +79,10 @@ def test_help_is_complete():
         assert inspect.getdoc(item), item
     for name in ("rectify", "compute_disparity", "compute_depth", "set_calibrations"):
         assert "self" in inspect.signature(getattr(tiomipra.Stereo, name)).parameters
-    signatures = {"calibrate": "corners", "check": "max_row_difference", "read_image": "as_stored"}
+    signatures = {"Calibration": "width", "calibrate": "corners", "check": "max_row_difference", "read_image": "as_stored"}
     for name, parameter in signatures.items():
         assert parameter in inspect.signature(getattr(tiomipra, name)).parameters
+    assert not inspect.signature(tiomipra.Stereo).parameters
 
 
 def test_notebook(tmp_path):

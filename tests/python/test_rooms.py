@@ -1,6 +1,7 @@
 """Calibrating, checking, importing, matching and evaluating, as the command does it."""
 
 import logging
+import shutil
 import signal
 import threading
 import time
@@ -68,6 +69,42 @@ def test_checks(rig, result):
     assert not swapped and swapped.report["verdict"] == "swapped"
     with pytest.raises(tiomipra.InputError):
         tiomipra.check(rig, np.zeros((480, 640), np.uint8), np.zeros((480, 640), np.uint8))
+
+
+@pytest.mark.parametrize(("call", "error", "words"), [
+    (lambda rig: tiomipra.import_rig("a", format=3), TypeError, "format is of type int, must be"),
+    (lambda rig: tiomipra.import_rig("a", unit=3), TypeError, "unit is of type int, must be a str"),
+    (lambda rig: tiomipra.import_rig("a", cameras=[3]), TypeError, "cameras is of type int"),
+    (lambda rig: tiomipra.import_rig("a", swap=1), TypeError, "swap is of type int, must be True"),
+    (lambda rig: tiomipra.import_rig("a", alpha="x"), TypeError, "alpha is of type str"),
+    (lambda rig: tiomipra.import_rig("a", field_of_view="x"), TypeError, "field_of_view is of"),
+    (lambda rig: tiomipra.export_rig(rig, 3, "a"), TypeError, "format is of type int"),
+    (lambda rig: tiomipra.Rig(rig.left, None), TypeError, "right is None, must be a Calib"),
+    (lambda rig: tiomipra.Cloud(np.zeros((2, 3)), np.zeros((2, 3), np.uint8)).save("a.ply"),
+     TypeError, r"points has dtype float64 and shape \(2, 3\), must be of dtype float32"),
+    (lambda rig: tiomipra.Cloud([], np.zeros((2, 3), np.uint8)).save("a.ply"), TypeError,
+     "points is of type list, must be"),
+    (lambda rig: tiomipra.Cloud(np.zeros((2, 3), np.float32), np.zeros((2, 4), np.uint8))
+     .save("a.ply"), ValueError, r"colours has dtype uint8 and shape \(2, 4\), must be"),
+    (lambda rig: tiomipra.Cloud(np.zeros((2, 3), np.float32), np.zeros((1, 3), np.uint8))
+     .save("a.ply"), ValueError, "points has 2 rows, colours has 1"),
+])
+def test_refused_arguments(rig, call, error, words):
+    with pytest.raises(error, match=words):
+        call(rig)
+
+
+def test_saved_rigs_keep_nothing_of_others(rig, result, command_rig, tmp_path):
+    shutil.copytree(command_rig, tmp_path / "a")
+    tiomipra.Rig(rig.left, rig.right).save(tmp_path / "a")
+    assert not (tmp_path / "a" / "rig.yml").exists()
+    assert not (tmp_path / "a" / "report.html").exists()
+    (tmp_path / "a" / "report.html").write_text("mine")
+    result.save(tmp_path / "a")
+    assert (tmp_path / "a" / "report.html").read_text() == "mine"
+    (tmp_path / "a" / "report.html").unlink()
+    run_command("report", "--calibration", tmp_path / "a")
+    assert (tmp_path / "a" / "report.html").stat().st_size > 1_000_000
 
 
 def test_rigs_mean_something(rig):
@@ -188,7 +225,7 @@ def test_folders_that_can_not_be(rig):
     with pytest.raises(tiomipra.InputError, match="swapped"):
         tiomipra.Matcher(tiomipra.Rig(rig.right, rig.left))
     with pytest.raises(TypeError, match="left is of type int, must be a Calibration"):
-        tiomipra.Matcher(tiomipra.Rig(1, rig.right))
+        tiomipra.Rig(1, rig.right)
 
 
 def test_images(tmp_path, pair):

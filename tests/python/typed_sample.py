@@ -30,6 +30,7 @@ def measure(rig: tiomipra.Rig, image: npt.NDArray[np.uint8]) -> npt.NDArray[np.f
     left, right = stereo.rectify(image, image)
     points = stereo.compute_depth(stereo.compute_disparity(left, right))
     match = tiomipra.Matcher(rig, preset="fast", range=(0.4, 3.0), window_size=9).match(left, right)
+    tiomipra.Matcher(rig, **tiomipra.presets()["fast"].parameters)
     if match.depth is not None:
         match.cloud().save("scene.ply")
     return points
