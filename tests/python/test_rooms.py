@@ -183,6 +183,7 @@ def test_rectified_images(stereo, pair, rig):
     deep = tiomipra.Matcher(cameras, preset="fast", range=(0.3, 2.0)).match(*rectified)
     flat = tiomipra.Matcher(None, preset="fast", disparity_number=144).match(*rectified)
     assert flat.depth is None and deep.depth is not None
+    assert np.array_equal(np.isnan(flat.disparity), ~flat.measured)
     both = deep.measured & flat.measured
     product = (deep.depth * deep.disparity)[both]
     assert np.allclose(product, rig.focal_length * rig.baseline, rtol=1e-4)
@@ -240,7 +241,9 @@ def test_images(tmp_path, pair):
     assert caught.value.filename == str(tmp_path / "b.png")
     with pytest.raises(tiomipra.InputError, match="at most 1000 are accepted"):
         tiomipra.read_image(tmp_path / "a.png", max_pixels=1000)
-    cloud = tiomipra.make_cloud(np.dstack([pair[0]] * 3).astype(np.float32), pair[1])
-    assert len(cloud) == (pair[0] > 0).sum()
+    points, image = np.dstack([*pair, pair[0]]).astype(np.float32), np.dstack([*pair, pair[0] // 2])
+    cloud, counts = tiomipra.make_cloud(points, image), points.any(axis=2)
+    assert same_bits(cloud.points, points[counts])
+    assert same_bits(cloud.colours, image[counts][:, ::-1])
     with pytest.raises(ValueError, match="must end in .ply or .pcd"):
         cloud.save(tmp_path / "cloud.obj")
