@@ -58,7 +58,8 @@ std::string shapeOf(const py::array& array) {
 py::array requireArray(py::handle object, const char* name, const char* rule) {
     if (!py::isinstance<py::array>(object))
         throw py::type_error(fmt::format("{} is {}, must be {}", name, typeName(object), rule));
-    if (py::hasattr(object, "mask"))
+    const bool isPlain = Py_TYPE(object.ptr()) == py::detail::npy_api::get().PyArray_Type_;
+    if (!isPlain && py::hasattr(object, "mask"))
         throw py::type_error(
             fmt::format("{} has a mask, which would be lost, must be {}", name, rule));
     return py::reinterpret_borrow<py::array>(object);

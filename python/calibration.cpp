@@ -154,7 +154,7 @@ py::array arrayOfField(const Calibration& calibration, const MatrixField& field)
 // Files may hold matrices of any type, which a copy keeps. Last come the attributes that classes
 // derived in Python have.
 py::tuple stateOf(const py::object& self) {
-    const Calibration copy(self.cast<const Calibration&>());
+    const auto copy = self.cast<Calibration>();
     py::list state;
     state.append(copy.width);
     state.append(copy.height);

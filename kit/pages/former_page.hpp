@@ -7,7 +7,7 @@
 namespace tiomipra {
 
 // In the head of each page, before the program's version.
-constexpr auto pageMark = "<meta name=\"generator\" content=\"tiomipra ";
+constexpr auto pageMark = R"(<meta name="generator" content="tiomipra )";
 
 // Removes the page at `path`, if there is one that has the mark.
 void removeFormerPage(const std::string& path);
