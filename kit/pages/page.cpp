@@ -77,7 +77,7 @@ void addHead(std::string& html, const Page& page, const std::vector<std::string>
 }
 
 void addBlock(std::string& html, const PageBlock& block) {
-    html += fmt::format("<script type=\"{}\" id=\"block-{}\">", block.type, block.name);
+    html += fmt::format(R"(<script type="{}" id="block-{}">)", block.type, block.name);
     html += toBase64(block.bytes);
     html += "</script>\n";
 }
@@ -100,7 +100,7 @@ std::string composePage(const Page& page) {
     addHead(html, page, scripts);
     html += fmt::format("<body>\n<h1>{}</h1>\n{}{}", escapeMarkup(page.title),
                         readAsset("page.html"), readAsset(page.body));
-    html += "<script type=\"application/json\" id=\"data\">" + dumpForMarkup(page.data);
+    html += R"(<script type="application/json" id="data">)" + dumpForMarkup(page.data);
     html += "</script>\n";
     for (const PageBlock& block : page.blocks)
         addBlock(html, block);
