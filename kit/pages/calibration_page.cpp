@@ -72,11 +72,12 @@ std::string makeCalibrationPage(Json report, const CalibrationPictures& pictures
     return composePage(page);
 }
 
-RemadePage remakeCalibrationPage(const std::string& reportFile, const Rig& rig) {
+RemadePage remakeCalibrationPage(const std::string& reportFile, const Rig& rig,
+                                 std::size_t maxPixels) {
     try {
         const Json report = readReport(reportFile, rig);
         requireViews(report);
-        const CalibrationPictures pictures = readPictures(report, {rig.left, rig.right});
+        const CalibrationPictures pictures = readPictures(report, {rig.left, rig.right}, maxPixels);
         return {makeCalibrationPage(report, pictures), imagesIn(report)};
     } catch (const Json::exception&) {
         throw InputError(quote(reportFile) + " is not the report of a calibration");

@@ -21,8 +21,9 @@ struct RemadePage {
 
 // The same from report.json of exactly this rig, with the pictures that it names, as far as they
 // are still what they were. Throws `InputError` that names the file unless it holds all that the
-// page shows.
-RemadePage remakeCalibrationPage(const std::string& reportFile, const Rig& rig);
+// page shows. Images of more than `maxPixels` are left out.
+RemadePage remakeCalibrationPage(const std::string& reportFile, const Rig& rig,
+                                 std::size_t maxPixels = ImageLimits().maxPixels);
 
 }  // namespace tiomipra
 

@@ -47,7 +47,7 @@ std::string whyNotReadable(const Json& inputs) {
     return "";
 }
 
-FrameArguments framesOf(const Json& inputs, const Json& parameters) {
+FrameArguments framesOf(const Json& inputs, const Json& parameters, std::size_t maxPixels) {
     FrameArguments frames;
     const auto path = [&](std::size_t i) { return inputs.at(i).at("path").get<std::string>(); };
     if (inputs.size() == 1) {
@@ -58,19 +58,20 @@ FrameArguments framesOf(const Json& inputs, const Json& parameters) {
     }
     frames.rotateLeft = parameters.value("rotateLeft", 0);
     frames.rotateRight = parameters.value("rotateRight", 0);
-    frames.limits.acceptsDamaged = parameters.value("acceptDamaged", false);
+    frames.limits = {maxPixels, parameters.value("acceptDamaged", false)};
     return frames;
 }
 
-StereoImages readPair(const Json& inputs, const Json& parameters) {
+StereoImages readPair(const Json& inputs, const Json& parameters, std::size_t maxPixels) {
     const std::string why = whyNotReadable(inputs);
     if (!why.empty())
         throw InputError(why);
     try {
-        return reopenFrames(framesOf(inputs, parameters))->next().value().read();
+        return reopenFrames(framesOf(inputs, parameters, maxPixels))->next().value().read();
     } catch (const InputError&) {
         // What it says names the folder.
-        throw InputError("the images can't be read");
+        throw InputError(
+            fmt::format("the images can't be read (at most {} pixels are accepted)", maxPixels));
     }
 }
 
@@ -90,14 +91,16 @@ PairPictures makeRectifiedPictures(const StereoImages& rectified) {
     return makePictures(rectified, rectifiedWidth);
 }
 
-CalibrationPictures readPictures(const Json& report, const RectifiedRig& rig) {
+CalibrationPictures readPictures(const Json& report, const RectifiedRig& rig,
+                                 std::size_t maxPixels) {
     const auto rectifiedView = report.at("rectifiedView").get<std::size_t>();
     CalibrationPictures pictures;
     pictures.rectified.whyMissing = "there is no such view";
     for (const Json& view : report.at("views")) {
         const bool isRectified = pictures.views.size() == rectifiedView;
         try {
-            const StereoImages images = readPair(view.at("inputs"), report.at("parameters"));
+            const StereoImages images =
+                readPair(view.at("inputs"), report.at("parameters"), maxPixels);
             pictures.views.push_back(makePictures(images));
             if (isRectified)
                 pictures.rectified = makeRectifiedPictures(rectifyPair(rig, images));

@@ -32,9 +32,11 @@ struct CalibrationPictures {
     PairPictures rectified;           // of the view that it names
 };
 
-// The same from the files that `report` names, as far as they are still what they were. Throws
-// `nlohmann::json::exception` unless it is the report of a calibration.
-CalibrationPictures readPictures(const nlohmann::ordered_json& report, const RectifiedRig& rig);
+// The same from the files that `report` names, as far as they are still what they were and have at
+// most `maxPixels` each. Throws `nlohmann::json::exception` unless it is the report of a
+// calibration.
+CalibrationPictures readPictures(const nlohmann::ordered_json& report, const RectifiedRig& rig,
+                                 std::size_t maxPixels);
 
 // Adds "NAME-left" and "NAME-right" to a page, if there are pictures.
 void addPictures(Page& page, const std::string& name, const PairPictures& pictures);

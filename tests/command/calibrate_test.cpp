@@ -122,6 +122,8 @@ TEST_F(Calibrate, WritesAPageThatCanBeMadeAgain) {
     fs::remove(_folder / "rig/report.html");
     runTiomipra(remake);
     EXPECT_TRUE(page() == first);
+    runTiomipra(joined(remake, {"--max-pixels", "307199"}));
+    EXPECT_THAT(page(), HasSubstr("(at most 307199 pixels are accepted)"));
 
     fs::remove(_folder / "left02.jpg");
     fs::copy_file(photograph("right05.jpg"), _folder / "right03.jpg",

@@ -14,7 +14,7 @@ Ending runReport(const ReportOptions& options) {
     const std::string report = path("report.json");
     const std::string output = options.output.empty() ? path("report.html") : options.output;
     const Rig rig = readRig(path("left.yml"), path("right.yml"));
-    const RemadePage page = remakeCalibrationPage(report, rig);
+    const RemadePage page = remakeCalibrationPage(report, rig, options.maxPixels);
     ProtectedFiles inputs({rig.leftFile, rig.rightFile, report});
     inputs.add(page.files);
     inputs.requireOther(output);

@@ -35,15 +35,19 @@ std::pair<std::string, std::string> calibrationFiles(const RigOptions& options) 
     return {options.left, options.right};
 }
 
-void addImageLimits(CLI::App& command, ImageLimits& limits, const std::string& group) {
+void addMaxPixelsOption(CLI::App& command, std::size_t& maxPixels, const std::string& group) {
     constexpr std::size_t most = std::size_t{1} << 30U;  // what OpenCV decodes
     command
-        .add_option("--max-pixels", limits.maxPixels,
+        .add_option("--max-pixels", maxPixels,
                     "Refuse images of more pixels before they are decoded")
         ->check(CLI::Range(std::size_t{1}, most))
         ->type_name("N")
         ->capture_default_str()
         ->group(group);
+}
+
+void addImageLimits(CLI::App& command, ImageLimits& limits, const std::string& group) {
+    addMaxPixelsOption(command, limits.maxPixels, group);
     command
         .add_flag("--accept-damaged", limits.acceptsDamaged,
                   "Take damaged JPEG and TIFF images with what their decoder\nfills in, and warn")

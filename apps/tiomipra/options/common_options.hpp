@@ -32,7 +32,10 @@ void addRigOptions(CLI::App& command, RigOptions& options);
 // The paths of the left and right file. Throws `SettingError` unless `options` name both.
 std::pair<std::string, std::string> calibrationFiles(const RigOptions& options);
 
-// Adds --max-pixels and --accept-damaged to a group of the help.
+// Adds --max-pixels to a group of the help.
+void addMaxPixelsOption(CLI::App& command, std::size_t& maxPixels, const std::string& group);
+
+// The same and --accept-damaged.
 void addImageLimits(CLI::App& command, ImageLimits& limits, const std::string& group);
 
 // Adds --left, --right, --side-by-side, --rotate-left, --rotate-right and the limits.

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "files/image_files.hpp"
+
 namespace CLI {
 class App;
 }
@@ -13,6 +15,7 @@ namespace tiomipra {
 struct ReportOptions {
     std::string folder;
     std::string output;  // "" for report.html in the folder
+    std::size_t maxPixels = ImageLimits().maxPixels;
 };
 
 void addReportOptions(CLI::App& command, ReportOptions& options);
