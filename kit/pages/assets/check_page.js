@@ -56,19 +56,20 @@ class PlacePicture {
                                  "Row differences over the left image of the first pair");
         this.lines = {down: svgElement("path", {class: "vector right"}),
                       up: svgElement("path", {class: "vector left"})};
-        this.svg.append(this.lines.down, this.lines.up, ...this.makeRegions(width, height));
-        byId("places").append(this.svg);
+        const grid = [1, 2].map(i => `M${i * width / 3} 0v${height}M0 ${i * height / 3}h${width}`);
+        this.svg.append(this.lines.down, this.lines.up, svgElement("path", {class: "grid", d: grid.join("")}));
+        byId("places").append(element("div", {class: "view"}, this.svg, this.makeRegions()));
         this.addControls();
         this.draw();
     }
 
-    makeRegions(width, height) {
-        const grid = [1, 2].map(i => `M${i * width / 3} 0v${height}M0 ${i * height / 3}h${width}`);
-        const texts = this.report.rowDifference.regionMedians.flatMap((row, y) => row.map((median, x) =>
-            svgElement("text", {class: "region", "data-region": `${y}-${x}`, "text-anchor": "middle",
-                                x: (x + 0.5) * width / 3, y: (y + 0.5) * height / 3},
-                       median === null ? "too few" : signed(median))));
-        return [svgElement("path", {class: "grid", d: grid.join("")}), ...texts];
+    // Over the picture, so that texts keep their size.
+    makeRegions() {
+        const place = third => `${100 * (third + 0.5) / 3}%`;
+        return svgElement("svg", {class: "overlay"},
+            ...this.report.rowDifference.regionMedians.flatMap((row, y) => row.map((median, x) =>
+                svgElement("text", {"data-region": `${y}-${x}`, x: place(x), y: place(y)},
+                           median === null ? "too few" : signed(median)))));
     }
 
     addControls() {
