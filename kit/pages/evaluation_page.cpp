@@ -1,6 +1,7 @@
 #include "pages/evaluation_page.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <opencv2/imgproc.hpp>
 
@@ -20,7 +21,7 @@ constexpr double largestShownError = 8;  // pixels
 // Whether a disparity is one, as `evaluate` has it.
 cv::Mat knownOf(const cv::Mat& disparity) {
     cv::Mat known;
-    cv::bitwise_and(disparity > 0, disparity < std::numeric_limits<float>::infinity(), known);
+    cv::bitwise_and(disparity > 0, disparity < std::numeric_limits<double>::infinity(), known);
     return known;
 }
 
@@ -49,6 +50,16 @@ Json placesToJson(const cv::Mat& errors) {
     return places;
 }
 
+bool isPictured(const ErrorPictures& pictures) {
+    return !pictures.errors.empty();
+}
+
+// Nothing measured is as bad as can be.
+double shareOfBad(const FileEvaluation& evaluation) {
+    const double share = evaluation.all.amongMeasured.above[2];
+    return std::isfinite(share) ? share : 1;
+}
+
 }  // namespace
 
 ErrorPictures makeErrorPictures(const EvaluatedImages& images) {
@@ -66,7 +77,23 @@ ErrorPictures makeErrorPictures(const EvaluatedImages& images) {
              {"worstPlaces", placesToJson(errors)}},
             encodeShades(images.disparity, measured, low, high),
             encodeShades(images.truth, known, low, high),
-            encodeShades(errors, errors == errors, 0, largestShownError)};
+            encodeShades(errors, errors >= 0, 0, largestShownError)};
+}
+
+void keepWorstPictures(const std::vector<FileEvaluation>& evaluations,
+                       std::vector<ErrorPictures>& pictures) {
+    std::vector<std::size_t> pictured;
+    for (std::size_t i = 0; i < pictures.size(); ++i) {
+        if (isPictured(pictures[i]))
+            pictured.push_back(i);
+    }
+    std::stable_sort(pictured.begin(), pictured.end(), [&](std::size_t a, std::size_t b) {
+        return shareOfBad(evaluations[a]) > shareOfBad(evaluations[b]);
+    });
+    for (std::size_t i = mostPictured; i < pictured.size(); ++i) {
+        ErrorPictures& best = pictures[pictured[i]];
+        best.disparity = best.truth = best.errors = "";
+    }
 }
 
 std::string makeEvaluationPage(Json report, const std::vector<ErrorPictures>& pictures) {
@@ -78,6 +105,9 @@ std::string makeEvaluationPage(Json report, const std::vector<ErrorPictures>& pi
               {}};
     for (std::size_t i = 0; i < pictures.size(); ++i) {
         report["evaluations"][i].update(pictures[i].numbers);
+        report["evaluations"][i]["isPictured"] = isPictured(pictures[i]);
+        if (!isPictured(pictures[i]))
+            continue;
         const auto add = [&](const char* name, const std::string& bytes) {
             page.blocks.push_back({fmt::format("{}-{}", name, i), "image/png", bytes});
         };

@@ -27,9 +27,15 @@ def folder(tmp_path_factory):
     write_pfm(folder / NAME, found)
     write_pfm(folder / "exact.pfm", truth)
     write_pfm(folder / "truth.pfm", truth)
-    run("evaluate", "--disparity", folder / NAME, folder / "exact.pfm", "--ground-truth",
-        folder / "truth.pfm", folder / "truth.pfm", "--report", folder / "report.html")
+    evaluate(folder, ["exact.pfm"], "report.html")
+    evaluate(folder, ["exact.pfm"] * 20, "many.html")
     return folder
+
+
+def evaluate(folder, others, page):
+    files = [NAME, *others]
+    run("evaluate", "--disparity", *[folder / name for name in files], "--ground-truth",
+        *[folder / "truth.pfm"] * len(files), "--report", folder / page)
 
 
 def colour_at(browser, canvas, x, y):
@@ -62,14 +68,40 @@ def test_shows_errors_where_they_are(browser, folder):
         assert colour_at(browser, ("#worst canvas", 2), x, y) == square
 
 
+def choose(browser, index):
+    browser.driver.execute_async_script("""
+        const done = arguments[1], select = document.getElementById("chosen");
+        select.value = arguments[0];
+        new MutationObserver(() => done()).observe(
+            document.getElementById("maps"), {attributes: true});
+        select.dispatchEvent(new Event("change"));""", index)
+
+
 def test_shows_the_chosen_one(browser, folder):
     browser.open(folder / "report.html", width=320, scheme="dark")
     assert browser.overflow() <= 0
-    browser.driver.execute_async_script("""
-        const done = arguments[0], select = document.getElementById("chosen");
-        select.value = "1";
-        new MutationObserver(() => done()).observe(
-            document.getElementById("maps"), {attributes: true});
-        select.dispatchEvent(new Event("change"));""")
+    choose(browser, 1)
     assert colour_at(browser, ("#maps canvas", 0), 10, 10) == [68, 1, 84]
     assert browser.text("#worst") == "There is no place with errors."
+
+
+def test_labels_are_legible_on_a_phone(browser, folder):
+    browser.open(folder / "report.html", width=320)
+    boxes = browser.run("return [...document.querySelectorAll('#histogram text')].slice(-7)"
+                        ".map(label => label.getBoundingClientRect().toJSON())")
+    assert all(box["height"] >= 12 for box in boxes)
+    assert all(one["right"] < other["left"] for one, other in zip(boxes, boxes[1:]))
+    assert boxes[-1]["right"] < 320
+
+
+def test_leaves_out_pictures_of_the_best_of_many(browser, folder):
+    browser.open(folder / "many.html")
+    groups = browser.run("return [...document.querySelectorAll('optgroup')].map(group => group.children.length)")
+    assert groups == [20, 1] and "the worst 20 of these 21," in browser.text("#not-pictured")
+    assert len(browser.cells("#files")) == 21
+    assert colour_at(browser, ("#maps canvas", 0), 50, 70) != [68, 1, 84]
+    choose(browser, 20)
+    assert not browser.find("#pictured").is_displayed()
+    assert int(browser.cells("#histogram-table")[0][1]) == WIDTH * HEIGHT
+    choose(browser, 0)
+    assert browser.find("#pictured").is_displayed()

@@ -69,6 +69,7 @@ void keep(const EvaluatedFiles& files, const Outcome<EvaluatedPair>& outcome,
     const auto& [evaluation, pictures] = std::get<EvaluatedPair>(outcome);
     outcomes.evaluations.push_back(evaluation);
     outcomes.pictures.push_back(pictures);
+    keepWorstPictures(outcomes.evaluations, outcomes.pictures);
     if (!options.maxBad2)
         return;
     const std::string complaint = whyNotGoodEnough(evaluation.all, *options.maxBad2);

@@ -39,8 +39,8 @@ function showHistogram({histogram: {ends, counts}}) {
     const names = counts.map((_, i) => (i < ends.length ? `≤ ${ends[i]}` : `> ${ends[i - 1]}`));
     const shares = counts.map(count => 100 * count / sum);
     byId("histogram").replaceChildren(makeBarChart({
-        title: "Errors of the measured pixels", yTitle: "% of the measured pixels",
-        groups: counts.map((_, i) => ({name: names[i], label: `${names[i]} pixels: ${percent(shares[i])}`,
+        title: "Errors of the measured pixels", yTitle: "% with errors up to so many pixels",
+        groups: counts.map((_, i) => ({name: names[i].replace("≤ ", ""), label: `${names[i]} pixels: ${percent(shares[i])}`,
                                        values: [shares[i]]}))}));
     byId("histogram-table").replaceChildren(makeTable("Errors of the measured pixels",
         ["error, pixels", number("pixels"), number("share")],
@@ -49,9 +49,17 @@ function showHistogram({histogram: {ends, counts}}) {
 
 const mapTitles = {disparity: "Measured disparity", truth: "True disparity", errors: "Error"};
 
-function showMaps(canvases) {
+async function paintMaps(index) {
+    const names = Object.keys(mapTitles);
+    const painted = await Promise.all(names.map(name => paintShades(`${name}-${index}`)));
+    return Object.fromEntries(names.map((name, i) => [name, painted[i]]));
+}
+
+function showMaps({disparityRange: [low, high], largestShownError}, canvases) {
     byId("maps").replaceChildren(...["errors", "truth", "disparity"].map(name => element("figure", {},
         described(canvases[name], mapTitles[name]), element("figcaption", {class: "faint"}, mapTitles[name]))));
+    byId("error-legend").replaceChildren(makeLegend("error (pixels)", 0, largestShownError));
+    byId("disparity-legend").replaceChildren(makeLegend("disparity (pixels)", low, high));
 }
 
 function showWorst({worstPlaces, imageSize, histogram}, canvases) {
@@ -59,7 +67,7 @@ function showWorst({worstPlaces, imageSize, histogram}, canvases) {
         `${i + 1}: ${area[2]} x ${area[3]} pixels from ${area[0]}, ${area[1]}; error ${pixels(meanError, 2)}, ` +
         `${Math.round(100 * measuredShare)} % measured and known`;
     byId("worst").replaceChildren(...worstPlaces.map((place, i) => element("figure", {class: "crops"},
-        ...["disparity", "truth", "errors"].map(name => described(
+        ...(canvases ? ["disparity", "truth", "errors"] : []).map(name => described(
             cropCanvas(canvases[name], place.area, imageSize[0]), `${mapTitles[name]} there`)),
         element("figcaption", {}, captionOf(place, i)))));
     if (worstPlaces.length === 0)
@@ -67,28 +75,39 @@ function showWorst({worstPlaces, imageSize, histogram}, canvases) {
             ? "Nothing could be compared." : "There is no place with errors."));
 }
 
+// Those without pictures have no canvases.
 async function showEvaluation(index) {
     const evaluation = pageData.evaluations[index];
-    const {disparity, groundTruth, disparityRange: [low, high], largestShownError} = evaluation;
+    const {disparity, groundTruth, isPictured} = evaluation;
     byId("chosen-files").textContent = `${disparity} against ${groundTruth}`;
     showNumbers(evaluation);
     showHistogram(evaluation);
-    byId("error-legend").replaceChildren(makeLegend("error (pixels)", 0, largestShownError));
-    byId("disparity-legend").replaceChildren(makeLegend("disparity (pixels)", low, high));
-    const names = Object.keys(mapTitles);
-    const painted = await Promise.all(names.map(name => paintShades(`${name}-${index}`)));
+    const canvases = isPictured ? await paintMaps(index) : null;
     if (index !== Number(byId("chosen").value))
         return;  // Another one was chosen meanwhile.
-    const canvases = Object.fromEntries(names.map((name, i) => [name, painted[i]]));
-    showMaps(canvases);
+    byId("pictured").hidden = !isPictured;
+    if (isPictured)
+        showMaps(evaluation, canvases);
     showWorst(evaluation, canvases);
     byId("maps").dataset.index = index;
 }
 
+// Pictures of very many would make the page too large.
+function groupOptions(options, evaluations) {
+    const those = isWanted => options.filter((_, i) => evaluations[i].isPictured === isWanted);
+    const pictured = those(true);
+    if (pictured.length === options.length)
+        return options;
+    byId("not-pictured").textContent = `Pictures are there of the worst ${pictured.length} of these ` +
+        `${options.length}, those with most of the measured pixels off by more than 2.`;
+    return [element("optgroup", {label: "With pictures"}, ...pictured),
+            element("optgroup", {label: "Numbers alone"}, ...those(false))];
+}
+
 function addChoice(evaluations) {
     const select = byId("chosen");
-    evaluations.forEach(({disparity}, i) => select.append(
-        element("option", {value: i}, `${i + 1}: ${disparity}`)));
+    const options = evaluations.map(({disparity}, i) => element("option", {value: i}, `${i + 1}: ${disparity}`));
+    select.append(...groupOptions(options, evaluations));
     select.addEventListener("change", () => showEvaluation(Number(select.value)));
     byId("choice").hidden = evaluations.length < 2;
 }
@@ -96,6 +115,6 @@ function addChoice(evaluations) {
 showFiles(pageData);
 addChoice(pageData.evaluations);
 showProvenance(pageData);
-showEvaluation(0).then(() => {
+showEvaluation(Number(byId("chosen").value)).then(() => {
     document.documentElement.dataset.ready = "true";
 });
