@@ -16,6 +16,7 @@
 #include "calls.hpp"
 #include "errors.hpp"
 #include "files/image_files.hpp"
+#include "files/own_png.hpp"
 #include "files/output_files.hpp"
 #include "formats/rig_exporter.hpp"
 #include "formats/rig_importer.hpp"
@@ -80,7 +81,7 @@ void saveRig(py::handle folder, py::handle object, const std::string& report,
         const std::string right = encodeCalibration(in("right.yml"), rig.right);
         std::vector<NewFile> files;
         for (const auto& [name, image] : images)
-            files.push_back(newImage(in(name), image.matrix));
+            files.push_back(newOwnPng(in(name), image.matrix));
         files.push_back(
             {in("report.json"), report.empty() ? reportOn(rig, hashRig(left, right)) : report});
         if (model)
@@ -92,6 +93,8 @@ void saveRig(py::handle folder, py::handle object, const std::string& report,
         if (!model)
             removeFile(in("rig.yml"));
         removeFormerPage(in("report.html"));
+        if (images.empty())
+            removeFormerPictures(path);
     });
 }
 

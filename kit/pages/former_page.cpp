@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include "files/output_files.hpp"
+#include "files/own_png.hpp"
 
 namespace tiomipra {
 
@@ -13,6 +14,11 @@ void removeFormerPage(const std::string& path) {
     file.read(start.data(), longestHead);
     if (start.find(pageMark) != std::string::npos)
         removeFile(path);
+}
+
+void removeFormerPictures(const std::string& folder) {
+    for (const char* name : {"coverage.png", "rectified.png"})
+        removeOwnPng(pathIn(folder, name));
 }
 
 }  // namespace tiomipra

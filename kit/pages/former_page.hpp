@@ -1,4 +1,4 @@
-// Pages of results that are gone.
+// Pages and pictures of results that are gone.
 #ifndef TIOMIPRA_PAGES_FORMER_PAGE_HPP
 #define TIOMIPRA_PAGES_FORMER_PAGE_HPP
 
@@ -11,6 +11,9 @@ constexpr auto pageMark = R"(<meta name="generator" content="tiomipra )";
 
 // Removes the page at `path`, if there is one that has the mark.
 void removeFormerPage(const std::string& path);
+
+// Removes the pictures that calibrating leaves in `folder`, as far as they name their maker.
+void removeFormerPictures(const std::string& folder);
 
 }  // namespace tiomipra
 

@@ -102,6 +102,8 @@ TEST_F(Calibrate, ReachesSmallErrorsOnPhotographs) {
     const auto [left, right] = rectifyPair({read("rig/left.yml"), read("rig/right.yml")}, first);
     EXPECT_THAT(readImage(_folder / "rig/rectified.png"), IsSameMatrix(drawRowLines(left, right)));
     EXPECT_FALSE(readImage(_folder / "rig/coverage.png").empty());
+    for (const char* picture : {"rig/coverage.png", "rig/rectified.png"})
+        EXPECT_THAT(readFile(_folder / picture), HasSubstr("Software")) << "known again";
     const RigModel model = readRigModel(_folder / "rig/rig.yml");
     EXPECT_EQ(model.unit, "m");
     EXPECT_TRUE(rectify(model, 1).left == read("rig/left.yml"));

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "files/own_png.hpp"
 #include "rigs/rig_files.hpp"
 #include "support/sample_pairs.hpp"
 
@@ -35,12 +36,17 @@ TEST(Import, TakesOverWhatWasExportedAndChecksIt) {
     std::ofstream(page) << "<meta name=\"generator\" content=\"tiomipra 1.0.0\">";
 
     // Without texture there is nothing to check with, and the pictures have the size.
+    const std::vector<std::string> former{pairs / "in/coverage.png", pairs / "in/rectified.png"};
+    for (const std::string& picture : former)
+        writeTogether({newOwnPng(picture, cv::Mat(8, 8, CV_8UC1))});
     const RunResult checked = runTiomipra(
         joined(import, output, {"--left", pairs / "left/1.png", "--right", pairs / "right/1.png"}),
         3);
     EXPECT_THAT(checked.out, HasSubstr("baseline 0.00125 m"));
     EXPECT_FALSE(std::filesystem::exists(page));
     EXPECT_THAT(checked.err, HasSubstr("tiomipra import: "));
+    for (const std::string& picture : former)
+        EXPECT_FALSE(std::filesystem::exists(picture)) << "one of other calibrations";
 
     runTiomipra(joined(rig, {"ros", "--output", pairs / "one.yaml"}), 2);
     expectRefusal(joined(rig, {"kalibr", "--output", pairs / "chain.yaml"}), 3, "unit of its own");

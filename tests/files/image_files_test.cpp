@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 
+#include <filesystem>
 #include <fstream>
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
@@ -11,6 +12,7 @@
 
 #include "base/errors.hpp"
 #include "files/input_files.hpp"
+#include "files/own_png.hpp"
 #include "support/matrices.hpp"
 #include "support/photographs.hpp"
 #include "support/scratch_folder.hpp"
@@ -53,6 +55,22 @@ TEST(ImageFiles, KeepEveryBitOfTheirFormats) {
     cv::Mat grey;
     cv::cvtColor(colour, grey, cv::COLOR_BGR2GRAY);
     EXPECT_THAT(toGrey(colour), IsSameMatrix(grey));
+}
+
+TEST(OwnPng, AreImagesThatAreRemovedAndNoOthers) {
+    const ScratchFolder folder;
+    const cv::Mat image = makeNoise({17, 11}, CV_8UC3, 5);
+    const NewFile own = newOwnPng(folder.path("own.png"), image);
+    EXPECT_THAT(readImage(folder.write("copy.png", own.bytes)), IsSameMatrix(image));
+    EXPECT_THAT(own.bytes, HasSubstr(std::string("Software\0tiomipra 1.", 20)));
+    folder.write("own.png", own.bytes);
+    folder.write("text.png", own.bytes.substr(41));
+    writeImage(folder.path("other.png"), image);
+    for (const std::string name : {"own.png", "text.png", "other.png", ".", "none.png"})
+        removeOwnPng(folder.path(name));
+    EXPECT_FALSE(std::filesystem::exists(folder.path("own.png")));
+    for (const char* name : {"text.png", "other.png"})
+        EXPECT_TRUE(std::filesystem::exists(folder.path(name))) << name;
 }
 
 TEST(ImageFiles, JpegsAreDecodedAsByOpenCv) {

@@ -27,6 +27,8 @@ def test_calibrates_as_the_command(result, rig, command_rig, tmp_path):
     assert (again.unit, again.verdict, again.left) == ("m", "good", rig.left)
     assert again.model.unit == "m" and np.array_equal(again.model.translation,
                                                       result.rig.model.translation)
+    again.save(tmp_path)
+    assert not list(tmp_path.glob("*.png")), "which are of a calibration"
     arrays = [[tiomipra.read_image(file) for file in photographs(side)]
               for side in ("left", "right")]
     other = tiomipra.calibrate(*arrays, corners=(9, 6), square=0.025, unit="")

@@ -12,7 +12,7 @@
 #include "base/provenance.hpp"
 #include "base/text.hpp"
 #include "commands/commands.hpp"
-#include "files/image_files.hpp"
+#include "files/own_png.hpp"
 #include "files/protected_files.hpp"
 #include "options/calibrate_options.hpp"
 #include "pages/calibration_page.hpp"
@@ -258,8 +258,8 @@ nlohmann::ordered_json writeResults(const CalibrateOptions& options, const std::
         toJson(Provenance{"calibrate", parametersOf(options), hashRig(left, right), std::nullopt});
     json.update(toJson(report));
     std::vector<NewFile> files{
-        newImage(path("coverage.png"), drawCoverage(report)),
-        newImage(path("rectified.png"), drawRowLines(rectifiedPair.left, rectifiedPair.right)),
+        newOwnPng(path("coverage.png"), drawCoverage(report)),
+        newOwnPng(path("rectified.png"), drawRowLines(rectifiedPair.left, rectifiedPair.right)),
         {path("report.json"), dumpJson(json)},
         {path("rig.yml"), encodeRigModel(solution.model)},
         {path("right.yml"), right},

@@ -85,7 +85,9 @@ nlohmann::ordered_json writeResults(const ImportOptions& options, const Imported
                      {path("rig.yml"), encodeRigModel(rig.model)},
                      {path("right.yml"), right},
                      {path("left.yml"), left}});
-    removeFormerPage(path("report.html"));  // of other calibrations
+    // Of other calibrations.
+    removeFormerPage(path("report.html"));
+    removeFormerPictures(options.output);
     return report;
 }
 
