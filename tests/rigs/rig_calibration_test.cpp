@@ -16,6 +16,7 @@
 #include "rigs/calibration_verdict.hpp"
 #include "rigs/fisheye_rays.hpp"
 #include "rigs/rig_model_files.hpp"
+#include "rigs/row_differences.hpp"
 #include "support/rigs.hpp"
 #include "support/synthetic_views.hpp"
 
@@ -180,6 +181,46 @@ TEST(CalibrateRig, FindsWideAngleLensesByItself) {
     options.lens = Lens::fisheye;
     EXPECT_THAT([&] { calibrate(seeBoardAround(wideAngleModel(160), 160), options); },
                 testing::ThrowsMessage<InputError>(HasSubstr("at most 0.000001 (max-residual)")));
+}
+
+// As in images that are turned clockwise by 90 degrees.
+void turn(std::vector<PairDetection>& views, int height) {
+    for (PairDetection& view : views) {
+        for (Detection* camera : {&view.left, &view.right}) {
+            for (cv::Point2f& point : camera->points)
+                point = {static_cast<float>(height - 1) - point.y, point.x};
+        }
+    }
+}
+
+// Rectified they share columns, for which they are to be turned; then rows.
+TEST(CalibrateRig, FindsWideAngleLensesAboveEachOther) {
+    RigModel model = wideAngleModel(140);
+    model.rightFromLeftTranslation = {0.001, 0.06, 0.002};
+    std::vector<PairDetection> views = seeBoardAround(model, 140);
+    RigCalibrationOptions options;
+    options.lens = Lens::fisheye;
+    const RigSolution upright = calibrate(views, options);
+    EXPECT_LT(cv::norm(upright.model.rightFromLeftTranslation - model.rightFromLeftTranslation),
+              2e-4);
+    EXPECT_THAT(judge(upright, views).faults.at(0).remedy, HasSubstr("turn the images of both"));
+    const PointScene scene = makeScene(model, 200);
+    const Matches seen = see(model, scene);
+    const auto left = rectifyPoints(seen.left, upright.rectified.left);
+    const auto right = rectifyPoints(seen.right, upright.rectified.right);
+    const cv::Rect2d image(0, 0, 640, 480);
+    for (std::size_t i = 0; i < scene.size(); ++i) {
+        if (image.contains(left[i]) && image.contains(right[i])) {
+            EXPECT_NEAR(left[i].x, right[i].x, 0.3) << left[i];
+        }
+    }
+
+    turn(views, 480);
+    const RigSolution turned = calibrateRig(views, board, {480, 640}, {});
+    EXPECT_EQ(lensOf(turned.model.left), Lens::fisheye) << turned.lensReason;
+    EXPECT_NEAR(turned.baseline(), upright.baseline(), 2e-4);
+    EXPECT_LT(turned.rowDifferences.p95, 0.5);
+    EXPECT_NE(judge(turned, views).grade, Grade::redo);
 }
 
 // The last lens bends as one of 140 degrees does, and is not mounted straight.
