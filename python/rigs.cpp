@@ -15,9 +15,8 @@
 #include "bindings.hpp"
 #include "calls.hpp"
 #include "errors.hpp"
-#include "files/image_files.hpp"
-#include "files/own_png.hpp"
 #include "files/output_files.hpp"
+#include "files/own_png.hpp"
 #include "formats/rig_exporter.hpp"
 #include "formats/rig_importer.hpp"
 #include "image_pairs.hpp"
@@ -109,9 +108,10 @@ std::vector<std::pair<std::string, std::string>> faultsOf(py::handle object) {
 
 std::string geometryOf(py::handle object) {
     const Rig rig = rigOf(object);
+    const auto model = givenModelOf(object);
     return callLibrary([&] {
         requireUsable(rig);
-        return dumpJson(toJson(describeGeometry(rig.left, rig.right)));
+        return dumpJson(toJson(describeGeometry(rig.left, rig.right, model)));
     });
 }
 

@@ -14,7 +14,6 @@
 #include "reports/pictures.hpp"
 #include "reports/rig_report.hpp"
 #include "reports/view_report.hpp"
-#include "rigs/fisheye_rays.hpp"
 #include "rigs/rectifier.hpp"
 #include "rigs/rig_geometry.hpp"
 #include "rigs/rig_model_files.hpp"
@@ -24,12 +23,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// The pinholes that stand for wide-angle lenses have none of their own.
-FieldOfView fieldOfView(const CameraModel& model, const vision::Calibration& calibration) {
-    return lensOf(model) == Lens::fisheye ? fieldOfViewOf(model)
-                                          : describeCamera(calibration).fieldOfView;
-}
-
 Json lensToJson(const RigSolution& solution) {
     const auto& pinholes = solution.pinholes;
     return {{"model", nameOf(lensOf(solution.model.left))},
@@ -38,12 +31,11 @@ Json lensToJson(const RigSolution& solution) {
             {"pinholeAngleDegrees", pinholes ? Json(pinholes->angle) : Json()}};
 }
 
-Json toJson(const CameraFit& fit, const CameraModel& model,
-            const vision::Calibration& calibration) {
+Json toJson(const CameraFit& fit, const CameraModel& model) {
     return {{"reprojectionError", fit.error},
             {"focalLength", model.cameraMatrix(0, 0)},
             {"focalLengthUncertainty", fit.focalUncertainty},
-            {"fieldOfViewDegrees", toJson(fieldOfView(model, calibration))},
+            {"fieldOfViewDegrees", toJson(describeCamera(model).fieldOfView)},
             {"cameraMatrix", matrixToJson(model.cameraMatrix)},
             {"lensKind", nameOf(model.lens.kind)},
             {"coefficients", model.lens.coefficients}};
@@ -159,9 +151,8 @@ std::string skippedText(const CalibrationReport& report) {
     return text.empty() ? "" : "Left out:\n" + text;
 }
 
-std::string cameraText(const CameraFit& fit, const CameraModel& model,
-                       const vision::Calibration& calibration) {
-    const FieldOfView seen = fieldOfView(model, calibration);
+std::string cameraText(const CameraFit& fit, const CameraModel& model) {
+    const FieldOfView seen = describeCamera(model).fieldOfView;
     const std::string uncertainty =
         fit.focalUncertainty > 0 ? fmt::format(" (+-{:.2f} %)", 100 * fit.focalUncertainty) : "";
     return fmt::format(
@@ -193,9 +184,9 @@ std::string numbersText(const RigSolution& solution) {
         "  pair          {:.3f} pixels\n"
         "Row difference after rectification: {}\n"
         "Baseline: {} {}\n",
-        cameraText(solution.left, solution.model.left, solution.rectified.left),
-        cameraText(solution.right, solution.model.right, solution.rectified.right),
-        solution.pairError, rowsText(solution.rowDifferences), significant(solution.baseline(), 4),
+        cameraText(solution.left, solution.model.left),
+        cameraText(solution.right, solution.model.right), solution.pairError,
+        rowsText(solution.rowDifferences), significant(solution.baseline(), 4),
         unit.empty() ? "(in the unit of the board's squares)" : unit);
 }
 
@@ -285,8 +276,8 @@ Json toJson(const CalibrationReport& report) {
             {"pairsUsed", solution.used.size()},
             {"pairError", solution.pairError},
             {"lens", lensToJson(solution)},
-            {"left", toJson(solution.left, model.left, solution.rectified.left)},
-            {"right", toJson(solution.right, model.right, solution.rectified.right)},
+            {"left", toJson(solution.left, model.left)},
+            {"right", toJson(solution.right, model.right)},
             {"rowDifference", toJson(solution.rowDifferences)},
             {"baseline", solution.baseline()},
             {"unit", model.unit},

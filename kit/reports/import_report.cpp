@@ -16,14 +16,15 @@ nlohmann::ordered_json toJson(const ImportedRig& rig) {
             {"sources", files},
             {"rectificationOfSources", rig.isRectifiedAsFound},
             {"notes", rig.notes},
-            {"rig", toJson(describeGeometry(rig.rectified.left, rig.rectified.right))}};
+            {"rig", toJson(describeGeometry(rig.rectified.left, rig.rectified.right, rig.model))}};
 }
 
 std::string toText(const ImportedRig& rig) {
     std::string text =
         fmt::format("format                                    {}, {}\n", rig.format,
                     rig.isRectifiedAsFound ? "rectified as the files have it" : "rectified anew");
-    text += toText(describeGeometry(rig.rectified.left, rig.rectified.right), rig.model.unit);
+    text += toText(describeGeometry(rig.rectified.left, rig.rectified.right, rig.model),
+                   rig.model.unit);
     for (const std::string& note : rig.notes)
         text += fmt::format("\nnote: {}\n", printable(note));
     return text;

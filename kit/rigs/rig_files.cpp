@@ -17,6 +17,7 @@
 #include "rigs/calibration_verdict.hpp"
 #include "rigs/document_guard.hpp"
 #include "rigs/rig_geometry.hpp"
+#include "rigs/rig_model_files.hpp"
 
 namespace tiomipra {
 namespace {
@@ -55,8 +56,12 @@ void requireKeys(const Calibration& calibration, const std::string& path) {
     }
 }
 
+std::string pathBeside(const Rig& rig, const char* name) {
+    return std::filesystem::path(rig.leftFile).replace_filename(name).string();
+}
+
 std::string reportBeside(const Rig& rig) {
-    return std::filesystem::path(rig.leftFile).replace_filename("report.json").string();
+    return pathBeside(rig, "report.json");
 }
 
 // What the report beside the rig says of it, if there is one on it.
@@ -96,6 +101,16 @@ std::string bytesThrough(const std::string& file, const Calibration& calibration
     return "";
 }
 
+// Both may have been copied from elsewhere.
+bool isSameRig(const RigModel& one, const RigModel& other) {
+    constexpr double tolerance = 1e-4;
+    const cv::Vec3d& translation = one.rightFromLeftTranslation;
+    return one.left.imageSize == other.left.imageSize &&
+           cv::norm(one.rightFromLeftRotation - other.rightFromLeftRotation) < tolerance &&
+           cv::norm(translation - other.rightFromLeftTranslation) <
+               tolerance * cv::norm(translation);
+}
+
 }  // namespace
 
 Calibration readCalibration(const std::string& path) {
@@ -116,6 +131,19 @@ Rig readRig(const std::string& leftFile, const std::string& rightFile) {
     requireUnchanged(files);
     readReport(rig);
     return rig;
+}
+
+std::optional<RigModel> readMeasuredModel(const Rig& rig) {
+    const std::string path = pathBeside(rig, "rig.yml");
+    std::error_code error;
+    if (!std::filesystem::exists(path, error))
+        return std::nullopt;
+    RigModel model = readRigModel(path);
+    if (!isSameRig(model, modelOf({rig.left, rig.right})))
+        throw InputError(
+            fmt::format("{} is of other cameras than {}, must be of the same or missing",
+                        quote(path), quote(rig.leftFile)));
+    return model;
 }
 
 void noteDoubts(const Rig& rig, const FrameArguments& frames, const Notify& notify) {

@@ -11,6 +11,7 @@
 #include "base/notices.hpp"
 #include "files/frame_source.hpp"
 #include "rigs/rectified_cameras.hpp"
+#include "rigs/rig_model.hpp"
 
 namespace tiomipra {
 
@@ -40,6 +41,10 @@ struct Rig {
 // Throws `InputError` as `readCalibration`, and for a report on these files whose unit is none that
 // calibrating writes.
 Rig readRig(const std::string& leftFile, const std::string& rightFile);
+
+// What was measured before the rectification, in rig.yml beside the files; nothing where that is
+// missing. Throws `InputError` as `readRigModel`, and when it is of other cameras.
+std::optional<RigModel> readMeasuredModel(const Rig& rig);
 
 // Tells of a calibration whose verdict was redo, and of images that are turned otherwise than those
 // that the rig was calibrated with.

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <opencv2/core.hpp>
 
+#include "rigs/fisheye_rays.hpp"
+
 namespace tiomipra {
 namespace {
 
@@ -11,14 +13,21 @@ double degreesSeen(double focal, double principal, int extent) {
                      std::atan((extent - 0.5 - principal) / focal));
 }
 
-FieldOfView fieldOfView(const cv::Mat& matrix, const cv::Size& size) {
-    const double fx = matrix.at<float>(0, 0);
-    const double fy = matrix.at<float>(1, 1);
+FieldOfView fieldOfView(const cv::Matx33d& matrix, const cv::Size& size) {
+    const double fx = matrix(0, 0);
+    const double fy = matrix(1, 1);
     FieldOfView result;
-    result.horizontal = degreesSeen(fx, matrix.at<float>(0, 2), size.width);
-    result.vertical = degreesSeen(fy, matrix.at<float>(1, 2), size.height);
+    result.horizontal = degreesSeen(fx, matrix(0, 2), size.width);
+    result.vertical = degreesSeen(fy, matrix(1, 2), size.height);
     result.diagonal = toDegrees(2 * std::atan(std::hypot(size.width / fx, size.height / fy) / 2));
     return result;
+}
+
+CameraGeometry describePinhole(const cv::Matx33d& matrix, const cv::Size& size) {
+    return {size,
+            {matrix(0, 0), matrix(1, 1)},
+            {matrix(0, 2) - (size.width - 1) / 2., matrix(1, 2) - (size.height - 1) / 2.},
+            fieldOfView(matrix, size)};
 }
 
 // 1, 2 and 5 times powers of ten from `low` to `high`.
@@ -70,23 +79,29 @@ cv::Point2d baselineOf(const vision::Calibration& left, const vision::Calibratio
 }
 
 CameraGeometry describeCamera(const vision::Calibration& calibration) {
-    const cv::Mat& matrix = calibration.cameraMatrix;
-    CameraGeometry result;
-    result.size = sizeOf(calibration);
-    result.focal = {matrix.at<float>(0, 0), matrix.at<float>(1, 1)};
-    result.principalOffset = {matrix.at<float>(0, 2) - (calibration.width - 1) / 2.,
-                              matrix.at<float>(1, 2) - (calibration.height - 1) / 2.};
-    result.fieldOfView = fieldOfView(matrix, result.size);
+    return describePinhole(cv::Mat_<double>(calibration.cameraMatrix), sizeOf(calibration));
+}
+
+CameraGeometry describeCamera(const CameraModel& camera) {
+    CameraGeometry result = describePinhole(camera.cameraMatrix, camera.imageSize);
+    if (camera.lens.kind == LensKind::fisheye)
+        result.fieldOfView = fieldOfViewOf(camera);
     return result;
 }
 
-RigGeometry describeGeometry(const vision::Calibration& left, const vision::Calibration& right) {
+RigGeometry describeGeometry(const vision::Calibration& left, const vision::Calibration& right,
+                             const std::optional<RigModel>& measured) {
     RigGeometry geometry;
     geometry.left = describeCamera(left);
     geometry.right = describeCamera(right);
+    if (measured && measured->left.lens.kind == LensKind::fisheye)
+        geometry.left = describeCamera(measured->left);
+    if (measured && measured->right.lens.kind == LensKind::fisheye)
+        geometry.right = describeCamera(measured->right);
     geometry.baseline = baselineOf(left, right).x;
     geometry.rectifiedFocal = left.projectionMatrix.at<float>(0, 0);
-    geometry.rectifiedFieldOfView = fieldOfView(left.projectionMatrix, sizeOf(left));
+    geometry.rectifiedFieldOfView =
+        fieldOfView(cv::Mat_<double>(left.projectionMatrix.colRange(0, 3)), sizeOf(left));
     geometry.disparity = disparityModel(left, right);
     geometry.depthSteps = depthSteps(geometry.disparity, left.width);
     return geometry;

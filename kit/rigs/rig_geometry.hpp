@@ -3,14 +3,16 @@
 #define TIOMIPRA_RIGS_RIG_GEOMETRY_HPP
 
 #include <opencv2/core/types.hpp>
+#include <optional>
 #include <vector>
 #include <vision/calibration.hpp>
 
 #include "rigs/disparity_model.hpp"
+#include "rigs/rig_model.hpp"
 
 namespace tiomipra {
 
-// Angles in degrees that an image shows, lens distortion left aside.
+// Angles in degrees that an image shows; distortion is left aside, but for wide-angle lenses.
 struct FieldOfView {
     double horizontal = 0;
     double vertical = 0;
@@ -53,9 +55,12 @@ cv::Point2d baselineOf(const vision::Calibration& left, const vision::Calibratio
 
 // The numbers of a calibration whose camera matrix is 3x3 `CV_32FC1`.
 CameraGeometry describeCamera(const vision::Calibration& calibration);
+CameraGeometry describeCamera(const CameraModel& camera);
 
-// The numbers of a usable pair.
-RigGeometry describeGeometry(const vision::Calibration& left, const vision::Calibration& right);
+// The numbers of a usable pair. Wide-angle lenses are those of `measured`: the pinholes that stand
+// for them do not show as much.
+RigGeometry describeGeometry(const vision::Calibration& left, const vision::Calibration& right,
+                             const std::optional<RigModel>& measured = std::nullopt);
 
 }  // namespace tiomipra
 

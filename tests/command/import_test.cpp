@@ -6,6 +6,7 @@
 
 #include "files/own_png.hpp"
 #include "rigs/rig_files.hpp"
+#include "rigs/rig_model_files.hpp"
 #include "support/sample_pairs.hpp"
 
 namespace tiomipra::test {
@@ -35,10 +36,10 @@ TEST(Import, TakesOverWhatWasExportedAndChecksIt) {
     EXPECT_TRUE(std::filesystem::exists(page));
     std::ofstream(page) << "<meta name=\"generator\" content=\"tiomipra 1.0.0\">";
 
-    // Without texture there is nothing to check with, and the pictures have the size.
     const std::vector<std::string> former{pairs / "in/coverage.png", pairs / "in/rectified.png"};
     for (const std::string& picture : former)
         writeTogether({newOwnPng(picture, cv::Mat(8, 8, CV_8UC1))});
+    // Without texture there is nothing to check with, and the pictures have the size.
     const RunResult checked = runTiomipra(
         joined(import, output, {"--left", pairs / "left/1.png", "--right", pairs / "right/1.png"}),
         3);
@@ -56,6 +57,29 @@ TEST(Import, TakesOverWhatWasExportedAndChecksIt) {
     expectRefusal(joined(import, {"--alpha", "2"}, output), 2, "--alpha is 2, must be from 0 to 1");
     EXPECT_THAT(runTiomipra({"import", "--format", "list"}).out, HasSubstr("\nkalibr "));
     EXPECT_THAT(runTiomipra({"export", "--format", "list"}).out, HasSubstr("\nros "));
+}
+
+// An equidistant lens shows as many radians as its image is focal lengths wide; the pinhole that
+// stands for it in the calibration would show 106 degrees.
+TEST(Import, TellsWhatWideAngleLensesShow) {
+    const ScratchFolder folder;
+    RigModel model;
+    model.left = {
+        {640, 480}, {240, 0, 319.5, 0, 240, 239.5, 0, 0, 1}, {LensKind::fisheye, {0, 0, 0, 0}}};
+    model.right = model.left;
+    model.rightFromLeftTranslation = {-0.1, 0, 0};
+    folder.write("wide.yml", encodeRigModel(model));
+    const auto report = runForJson({"import", folder / "wide.yml", "--output", folder / "rig"});
+    for (const char* camera : {"left", "right"})
+        EXPECT_NEAR(report["rig"][camera]["fieldOfViewDegrees"]["horizontal"],
+                    640 / 240. * 180 / CV_PI, 1e-9);
+    const Arguments inspect{"inspect", "--calibration", folder / "rig"};
+    EXPECT_EQ(runForJson(inspect)["rig"], report["rig"]);
+    EXPECT_THAT(runTiomipra(inspect).out, HasSubstr("152.8 x 114.6 "));
+
+    model.rightFromLeftTranslation *= 2;
+    folder.write("rig/rig.yml", encodeRigModel(model));
+    EXPECT_THAT(runTiomipra(inspect).err, HasSubstr("rig.yml' is of other cameras than"));
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // tiomipra export: a rig for other programs.
-#include <filesystem>
 #include <iostream>
+#include <optional>
 #include <stdexcept>
 
 #include "base/errors.hpp"
@@ -11,7 +11,6 @@
 #include "formats/rig_exporter.hpp"
 #include "options/import_options.hpp"
 #include "rigs/rig_files.hpp"
-#include "rigs/rig_model_files.hpp"
 #include "runs/publish.hpp"
 
 namespace tiomipra {
@@ -23,30 +22,13 @@ Ending listFormats() {
     return {};
 }
 
-// Both may have been copied from elsewhere.
-bool isSameRig(const RigModel& one, const RigModel& other) {
-    constexpr double tolerance = 1e-4;
-    const cv::Vec3d& translation = one.rightFromLeftTranslation;
-    return one.left.imageSize == other.left.imageSize &&
-           cv::norm(one.rightFromLeftRotation - other.rightFromLeftRotation) < tolerance &&
-           cv::norm(translation - other.rightFromLeftTranslation) <
-               tolerance * cv::norm(translation);
-}
-
 // What was measured, where it was kept; else what the calibrations say.
 RigModel readModelOf(const Rig& rig) {
+    if (std::optional<RigModel> measured = readMeasuredModel(rig))
+        return *measured;
     RigModel shown = modelOf({rig.left, rig.right});
     shown.unit = rig.unit.value_or("");
-    const auto path = std::filesystem::path(rig.leftFile).replace_filename("rig.yml");
-    std::error_code error;
-    if (!std::filesystem::exists(path, error))
-        return shown;
-    RigModel model = readRigModel(path.string());
-    if (!isSameRig(model, shown))
-        throw std::invalid_argument(
-            fmt::format("{} is of other cameras, must be of the same calibration or missing",
-                        quote(path.string())));
-    return model;
+    return shown;
 }
 
 std::vector<std::string> write(const ExportFormat& format, const Rig& rig) {

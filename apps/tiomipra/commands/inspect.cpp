@@ -2,6 +2,7 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 
+#include "base/errors.hpp"
 #include "base/json_text.hpp"
 #include "base/provenance.hpp"
 #include "base/text.hpp"
@@ -12,6 +13,7 @@
 #include "rigs/calibration_verdict.hpp"
 #include "rigs/rig_files.hpp"
 #include "rigs/rig_geometry.hpp"
+#include "runs/progress.hpp"
 
 namespace tiomipra {
 namespace {
@@ -25,6 +27,20 @@ bool isUsable(const Rig& rig, const std::vector<Fault>& faults) {
     return faults.empty() && !isToRedo(rig);
 }
 
+// What else lies beside the calibrations does not make them worse.
+std::optional<RigModel> readModelBeside(const Rig& rig) {
+    try {
+        return readMeasuredModel(rig);
+    } catch (const InputError& error) {
+        sayBesideBar(fmt::format("note: {}", error.what()));
+        return std::nullopt;
+    }
+}
+
+RigGeometry describeGeometry(const Rig& rig) {
+    return describeGeometry(rig.left, rig.right, readModelBeside(rig));
+}
+
 nlohmann::ordered_json makeReport(const Rig& rig, const std::vector<Fault>& faults) {
     auto report = toJson(Provenance{"inspect", std::nullopt, rig.hash, rig.unit});
     report["leftCalibration"] = rig.leftFile;
@@ -34,7 +50,7 @@ nlohmann::ordered_json makeReport(const Rig& rig, const std::vector<Fault>& faul
         report["verdict"] = rig.verdict;
     report["faults"] = toJson(faults);
     if (faults.empty())
-        report["rig"] = toJson(describeGeometry(rig.left, rig.right));
+        report["rig"] = toJson(describeGeometry(rig));
     return report;
 }
 
@@ -47,7 +63,7 @@ std::string makeText(const Rig& rig, const std::vector<Fault>& faults) {
             ? "The pair should not be used: the verdict of report.json on it is redo, and "
               "says why.\nWhat to do: calibrate the rig again.\n"
             : "The pair is usable.\n";
-    return toText(describeGeometry(rig.left, rig.right), rig.unit.value_or("")) + "\n" + end;
+    return toText(describeGeometry(rig), rig.unit.value_or("")) + "\n" + end;
 }
 
 }  // namespace
