@@ -7,6 +7,7 @@
 #include <cctype>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 
 #include "base/errors.hpp"
@@ -42,6 +43,15 @@ std::string readFile(const std::string& path, std::size_t largest,
     if (std::ferror(file.get()) != 0)
         throwUnreadable(path);
     return bytes;
+}
+
+std::string readStart(const std::string& path, std::size_t size) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error))
+        return "";
+    std::string start(size, '\0');
+    std::ifstream(path, std::ios::binary).read(start.data(), static_cast<std::streamsize>(size));
+    return start;
 }
 
 void requireReadable(const std::string& path) {

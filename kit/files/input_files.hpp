@@ -15,6 +15,9 @@ std::string readFile(const std::string& path,
                      std::size_t largest = std::numeric_limits<std::size_t>::max(),
                      const std::function<void(const std::string& start)>& checkStart = {});
 
+// The first `size` bytes of the file `path`, padded with zeros; "" unless it is a regular file.
+std::string readStart(const std::string& path, std::size_t size);
+
 // Throws `InputError` that names the file and the reason, unless the file `path` can be opened.
 // Never waits.
 void requireReadable(const std::string& path);

@@ -3,11 +3,10 @@
 #include <zlib.h>
 
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 
 #include "base/provenance.hpp"
 #include "files/image_files.hpp"
+#include "files/input_files.hpp"
 
 namespace tiomipra {
 namespace {
@@ -34,15 +33,6 @@ std::string chunkThatNamesTheMaker() {
     constexpr std::size_t nameSize = 4;
     return bigEndian(static_cast<std::uint32_t>(text.size() - nameSize)) + text +
            bigEndian(static_cast<std::uint32_t>(sum));
-}
-
-std::string readStart(const std::string& path, std::size_t size) {
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(path, error))
-        return "";
-    std::string start(size, '\0');
-    std::ifstream(path, std::ios::binary).read(start.data(), static_cast<std::streamsize>(size));
-    return start;
 }
 
 }  // namespace

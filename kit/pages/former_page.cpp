@@ -1,18 +1,14 @@
 #include "pages/former_page.hpp"
 
-#include <fstream>
-
+#include "files/input_files.hpp"
 #include "files/output_files.hpp"
 #include "files/own_png.hpp"
 
 namespace tiomipra {
 
 void removeFormerPage(const std::string& path) {
-    constexpr std::streamsize longestHead = 16384;
-    std::string start(longestHead, '\0');
-    std::ifstream file(path, std::ios::binary);
-    file.read(start.data(), longestHead);
-    if (start.find(pageMark) != std::string::npos)
+    constexpr std::size_t longestHead = 16384;
+    if (readStart(path, longestHead).find(pageMark) != std::string::npos)
         removeFile(path);
 }
 
