@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <new>
 #include <optional>
 #include <string>
 
@@ -34,6 +35,7 @@ std::optional<int> depthOf(const py::dtype& type, bool takesBool) {
         case 'f':
             return type.itemsize() == 4   ? std::optional(CV_32F)
                    : type.itemsize() == 8 ? std::optional(CV_64F)
+                   : type.itemsize() == 2 ? std::optional(CV_16F)
                                           : std::nullopt;
         default:
             return std::nullopt;
@@ -41,8 +43,8 @@ std::optional<int> depthOf(const py::dtype& type, bool takesBool) {
 }
 
 const char* dtypeName(int depth) {
-    constexpr const char* names[] = {"uint8", "int8",    "uint16", "int16",
-                                     "int32", "float32", "float64"};
+    constexpr const char* names[] = {"uint8", "int8",    "uint16",  "int16",
+                                     "int32", "float32", "float64", "float16"};
     return names[depth];
 }
 
@@ -89,6 +91,14 @@ bool isPacked(const py::array& array) {
     return (array.flags() & layout) == layout;
 }
 
+// Of an array whose type and shape are known to be right.
+py::array copyPacked(const py::array& array) {
+    py::array packed = py::array::ensure(array, layout);
+    if (!packed)
+        throw std::bad_alloc();
+    return packed;
+}
+
 // Whether the rows are packed, and follow each other at a distance that a matrix can have.
 bool hasPackedRows(const py::array& array) {
     if ((array.flags() & aligned) == 0)
@@ -109,7 +119,7 @@ const ImageRule anyImage{
     {1, 2, 3, 4},
     "an array of uint8, uint16, int16, float32 or float64 of shape (rows, columns) or (rows, "
     "columns, channels) with up to 4 channels"};
-const ImageRule anyMatrix{{CV_8U, CV_8S, CV_16U, CV_16S, CV_32S, CV_32F, CV_64F},
+const ImageRule anyMatrix{{CV_8U, CV_8S, CV_16U, CV_16S, CV_32S, CV_32F, CV_64F, CV_16F},
                           {1, 2, 3, 4},
                           "an array of shape (rows, columns) or (rows, columns, channels)"};
 const ImageRule greyImage{{CV_8U}, {1}, "a uint8 array of shape (rows, columns)"};
@@ -136,7 +146,7 @@ BorrowedImage borrowImage(py::handle object, const char* name, const ImageRule& 
     const int depth = requireDepth(array, name, rule);
     const int type = CV_MAKETYPE(depth, requireChannels(array, name, rule));
     if (!isPacked(array) && !hasPackedRows(array))
-        array = py::array::ensure(array, layout);
+        array = copyPacked(array);
     const auto rows = static_cast<int>(array.shape(0));
     const auto columns = static_cast<int>(array.shape(1));
     const std::size_t step = isPacked(array) ? std::size_t{cv::Mat::AUTO_STEP}
@@ -157,6 +167,8 @@ void requireAlike(const BorrowedImage& left, const BorrowedImage& right) {
 }
 
 py::array arrayOf(const cv::Mat& matrix) {
+    if (matrix.dims > 2)
+        throw py::value_error(fmt::format("a matrix has {} dimensions, must have 2", matrix.dims));
     const auto element = static_cast<py::ssize_t>(matrix.elemSize());
     std::vector<py::ssize_t> shape{matrix.rows, matrix.cols};
     std::vector<py::ssize_t> strides{static_cast<py::ssize_t>(matrix.step[0]), element};
@@ -186,7 +198,7 @@ cv::Mat copyFloats(py::handle object, const char* name, const char* rule) {
     if (array.ndim() < 1 || array.ndim() > 2 || array.size() > INT_MAX)
         throw py::value_error(
             fmt::format("{} has shape {}, must be {}", name, shapeOf(array), rule));
-    const py::array packed = py::array::ensure(array, layout);
+    const py::array packed = copyPacked(array);
     const bool isRow = array.ndim() == 1;
     const int rows = isRow ? 1 : static_cast<int>(array.shape(0));
     const int columns = static_cast<int>(array.shape(isRow ? 0 : 1));

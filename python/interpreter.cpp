@@ -25,7 +25,9 @@ void release() {
 
 void regain() {
     --threadsAtWork;
-    stayAtExit([] { PyEval_RestoreThread(releasedState); });
+    StayAtExit stay;
+    PyEval_RestoreThread(releasedState);
+    stay.end();
 }
 
 void waitForWork() {

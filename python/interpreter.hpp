@@ -2,7 +2,6 @@
 #ifndef TIOMIPRA_PYTHON_INTERPRETER_HPP
 #define TIOMIPRA_PYTHON_INTERPRETER_HPP
 
-#include <cxxabi.h>
 #include <unistd.h>
 
 namespace tiomipra::python {
@@ -41,18 +40,27 @@ void waitForWorkAtExit();
 // Whether work that is done piece by piece should begin no more of them.
 bool isProcessEnding();
 
-// Calls `work`, which waits for the interpreter. When that has ended meanwhile, Python ends the
-// thread by unwinding its stack, whose destructors would then touch the interpreter without having
-// it; the thread stays here instead, until the process is gone.
-template <typename Work>
-auto stayAtExit(const Work& work) {
-    try {
-        return work();
-    } catch (const abi::__forced_unwind&) {
-        while (true)
+// Stands in a scope that waits for the interpreter, or runs Python, and throws nothing itself. When
+// the interpreter has ended meanwhile, Python ends the thread by unwinding its stack, whose
+// destructors would then touch the interpreter without having it; the thread stays here instead,
+// until the process is gone. A `catch` would not do: where another exception is being handled, it
+// ends the process.
+class StayAtExit {
+  public:
+    StayAtExit() = default;
+    StayAtExit(const StayAtExit&) = delete;
+    StayAtExit& operator=(const StayAtExit&) = delete;
+    ~StayAtExit() {
+        while (!_isOver)
             pause();
     }
-}
+
+    // The scope has what it waited for.
+    void end() { _isOver = true; }
+
+  private:
+    bool _isOver = false;
+};
 
 }  // namespace tiomipra::python
 

@@ -52,6 +52,16 @@ int levelNumber(LogLevel level) {
     }
 }
 
+// Below Python's own frames stands nothing here that owns something of it.
+py::object callPython(const py::object& function, const py::tuple& arguments) {
+    StayAtExit stay;
+    PyObject* const result = PyObject_Call(function.ptr(), arguments.ptr(), nullptr);
+    stay.end();
+    if (result == nullptr)
+        throw py::error_already_set();
+    return py::reinterpret_steal<py::object>(result);
+}
+
 // A logger of Python, and what the category of that name admits now. Never destroyed, as the
 // interpreter may be gone by then.
 struct Listener {
@@ -61,7 +71,7 @@ struct Listener {
 
     LogLevel wanted() const {
         for (const auto& [name, most] : levels) {
-            if (isEnabledFor(levelNumber(most)).cast<bool>())
+            if (callPython(isEnabledFor, py::make_tuple(levelNumber(most))).cast<bool>())
                 return most;
         }
         return LogLevel::none;
@@ -81,12 +91,17 @@ std::vector<Listener>& listeners() {
     return *all;
 }
 
+// Of `tiomipra._logging`. Kept, as nothing can be imported any more when the interpreter ends.
+py::object& deliverer() {
+    static auto* const kept = new py::object;
+    return *kept;
+}
+
 void deliver(const Record& record) {
     const auto time = record.time.time_since_epoch();
-    py::module_::import("tiomipra._logging")
-        .attr("deliver")(record.category, levelNumber(record.level),
-                         py::str(printable(record.message)), record.function,
-                         std::chrono::duration<double>(time).count());
+    callPython(deliverer(), py::make_tuple(record.category, levelNumber(record.level),
+                                           py::str(printable(record.message)), record.function,
+                                           std::chrono::duration<double>(time).count()));
 }
 
 }  // namespace
@@ -97,18 +112,19 @@ void keepRecords() {
         tevo::log::setLevel(category, LogLevel::warning);
         listeners().push_back({category, getLogger(category).attr("isEnabledFor")});
     }
+    deliverer() = py::module_::import("tiomipra._logging").attr("deliver");
     tevo::log::setSink([](const Record& record) { records.push_back(record); });
 }
 
 void admitRecords() {
     for (Listener& listener : listeners())
-        stayAtExit([&] { listener.update(); });
+        listener.update();
 }
 
 void deliverRecords() {
     for (const Record& record : std::exchange(records, {})) {
         try {
-            stayAtExit([&] { deliver(record); });
+            deliver(record);
         } catch (py::error_already_set& error) {
             if (!error.matches(PyExc_Exception))
                 throw;

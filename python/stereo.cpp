@@ -1,6 +1,7 @@
 // vision::Stereo, safe for threads.
 #include <fmt/format.h>
 
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <shared_mutex>
@@ -55,32 +56,39 @@ class SharedStereo {
         });
     }
 
-    // Of the calibrations; only for threads that hold the interpreter.
+    // Of the calibrations.
     cv::Size size() const { return _size; }
 
-    // The library stores them also when it throws `std::range_error`.
     void setCalibrations(const Calibration& left, const Calibration& right) {
-        const cv::Size size(left.width, left.height);
-        try {
-            change([left, right](Stereo& stereo) { stereo.setCalibrations(left, right); });
-        } catch (const std::range_error&) {
-            _size = size;
+        const bool isWithin = change([this, left, right](Stereo&) { return store(left, right); });
+        if (!isWithin)
             throw py::value_error(fmt::format(
                 "left and right give points at max_depth, {}, a disparity that must be within the "
                 "width, {}",
-                read([](const Stereo& stereo) { return stereo.getMaxDepth(); }), size.width));
-        }
-        _size = size;
+                read([](const Stereo& stereo) { return stereo.getMaxDepth(); }), left.width));
     }
 
   private:
+    // Whether points at the largest depth have a disparity within the width. The library stores the
+    // calibrations also if they have not.
+    bool store(const Calibration& left, const Calibration& right) {
+        bool isWithin = true;
+        try {
+            _stereo.setCalibrations(left, right);
+        } catch (const std::range_error&) {
+            isWithin = false;
+        }
+        _size = cv::Size(left.width, left.height);
+        return isWithin;
+    }
+
     std::shared_lock<std::shared_mutex> lockForReading() const {
         const std::lock_guard turn(_turn);
         return std::shared_lock(_parameters);
     }
 
     Stereo _stereo;
-    cv::Size _size;
+    std::atomic<cv::Size> _size{cv::Size()};
     mutable std::mutex _turn;
     mutable std::shared_mutex _parameters;
     mutable std::mutex _transforms;

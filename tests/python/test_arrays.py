@@ -82,6 +82,11 @@ def test_refused_arrays(stereo, left, right, error, words):
         stereo.rectify(left, right)
 
 
+def test_copies_that_find_no_memory(stereo):
+    with pytest.raises(MemoryError):
+        stereo.compute_disparity(*[np.broadcast_to(np.uint8(0), (1 << 20, 1 << 20))] * 2)
+
+
 def test_images_beyond_the_matchers(stereo, pair):
     with pytest.raises(TypeError, match="left has dtype float64, must be a uint8 array"):
         stereo.compute_disparity(pair[0].astype(float), pair[1])

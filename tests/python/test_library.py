@@ -54,6 +54,9 @@ def test_calibrations_are_values(rig, command_rig, tmp_path):
     (tmp_path / "doubles.yml").write_text(text)
     doubles = tiomipra.Calibration.load(tmp_path / "doubles.yml")
     assert doubles != rig.left and doubles.camera_matrix.dtype == np.float64
+    (tmp_path / "halves.yml").write_text(text.replace("dt: d", "dt: h"))
+    halves = copy.copy(tiomipra.Calibration.load(tmp_path / "halves.yml")).camera_matrix
+    assert np.array_equal(halves, rig.left.camera_matrix.astype(np.float16))
     assert pickle.loads(pickle.dumps(doubles)) == doubles
     named = Named(width=8)
     named.name = "port"

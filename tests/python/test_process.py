@@ -12,6 +12,7 @@ from conftest import PHOTOGRAPHS
 
 HERE = Path(__file__).parent
 ROOT = HERE.parent.parent
+MALFORMED = "%YAML:1.0\n---\ncameraMatrix: [1\n"
 
 
 def run(*arguments, **options):
@@ -20,10 +21,13 @@ def run(*arguments, **options):
 
 @pytest.mark.parametrize("work", [
     "stereo.compute_disparity(*pair)", "matcher.match(*pair)", "calibrate()",
-    "with contextlib.suppress(ValueError): stereo.window_size = 6"])
-def test_ends_while_threads_work(command_rig, work):
+    "with contextlib.suppress(ValueError): stereo.window_size = 6",
+    "with contextlib.suppress(tiomipra.OpenCVError): tiomipra.Calibration.load(sys.argv[3])"])
+def test_ends_while_threads_work(command_rig, work, tmp_path):
+    (tmp_path / "malformed.yml").write_text(MALFORMED)
     code = f"""if True:
-        import contextlib, glob, sys, threading, time, tiomipra
+        import contextlib, glob, logging, os, sys, threading, time, tiomipra
+        logging.getLogger("vision").addHandler(logging.FileHandler(os.devnull))
         rig = tiomipra.Rig.load(sys.argv[1])
         stereo = tiomipra.Stereo()
         stereo.set_calibrations(rig.left, rig.right)
@@ -40,12 +44,13 @@ def test_ends_while_threads_work(command_rig, work):
         time.sleep(0.4)
         print("ending")"""
     for _ in range(4):
-        ended = run("-c", code, str(command_rig), str(PHOTOGRAPHS), timeout=60)
+        ended = run("-c", code, str(command_rig), str(PHOTOGRAPHS), str(tmp_path / "malformed.yml"),
+                    timeout=60)
         assert (ended.returncode, ended.stdout, ended.stderr) == (0, "ending\n", "")
 
 
 def test_errors_of_opencv_print_nothing(tmp_path):
-    (tmp_path / "broken.yml").write_text("%YAML:1.0\n---\ncameraMatrix: [1\n")
+    (tmp_path / "broken.yml").write_text(MALFORMED)
     ended = run("-c", "import tiomipra\ntry: tiomipra.Calibration.load('broken.yml')\n"
                 "except tiomipra.OpenCVError: print('caught')", cwd=tmp_path)
     assert (ended.stdout, ended.stderr) == ("caught\n", "")
