@@ -2,9 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <numeric>
 #include <opencv2/core.hpp>
-#include <opencv2/core/hal/intrin.hpp>
 #include <opencv2/imgproc.hpp>
+#include <vector>
 
 namespace tiomipra {
 namespace {
@@ -16,13 +20,11 @@ constexpr int radius = windowSize / 2;
 // Of gradients (Sobel), so that a few strong edges do not outweigh the rest.
 constexpr int gradientBound = 31;
 
-// A row of a window is read as one vector, of which the rest does not count.
-constexpr int vectorSize = 16;
-constexpr std::array<uchar, vectorSize> inWindow{255, 255, 255, 255, 255, 255, 255, 255,
-                                                 255, 255, 255, 0,   0,   0,   0,   0};
+// Columns are summed up so many at a time, which compilers do at once.
+constexpr int chunk = 16;
 
-// How far beyond the image windows and vectors reach, at a disparity one beside the nearest.
-constexpr int margin = vectorSize;
+// How far beyond the image windows and chunks reach, at a disparity one beside the nearest.
+constexpr int margin = radius + 1 + chunk;
 
 // Bounded gradients from 0 on, with a margin, `CV_8UC1`.
 cv::Mat boundedGradient(const cv::Mat& image) {
@@ -39,15 +41,20 @@ const uchar* windowAround(const cv::Mat& image, int y, int x) {
     return image.ptr<uchar>(y + margin - radius, x + margin - radius);
 }
 
-// The sum of absolute differences of two windows.
-int sumDifferences(const uchar* left, std::size_t leftStep, const uchar* right,
-                   std::size_t rightStep) {
-    const cv::v_uint8x16 counted = cv::v_load(inWindow.data());
-    unsigned sum = 0;
-    for (int row = 0; row < windowSize; ++row)
-        sum += cv::v_reduce_sad(cv::v_load(left + row * leftStep) & counted,
-                                cv::v_load(right + row * rightStep) & counted);
-    return static_cast<int>(sum);
+// The sums of absolute differences of columns as high as a window, for `count` columns and what is
+// left of the last chunk.
+void sumColumns(const uchar* left, const uchar* right, std::size_t step, int count,
+                std::uint16_t* sums) {
+    for (int first = 0; first < count; first += chunk) {
+        std::array<std::uint16_t, chunk> chunkSums{};
+        for (std::size_t row = 0; row < windowSize; ++row) {
+            for (std::size_t i = 0; i < chunk; ++i) {
+                const std::size_t at = row * step + static_cast<std::size_t>(first) + i;
+                chunkSums[i] += static_cast<std::uint16_t>(std::abs(left[at] - right[at]));
+            }
+        }
+        std::copy(chunkSums.begin(), chunkSums.end(), sums + first);
+    }
 }
 
 // How far the minimum is from the middle one of three neighbouring sums, -0.5 to 0.5.
@@ -56,39 +63,87 @@ double equiangularOffset(int before, int middle, int after) {
     return slope > 0 ? (before - after) / (2. * slope) : 0;
 }
 
-// The pair as it is compared, both with a margin.
-struct Gradients {
-    cv::Mat left;
-    cv::Mat right;
+// From sums of columns to those of `count` windows, the first of which begins with the first
+// column.
+void sumWindows(std::vector<std::uint16_t>& sums, std::size_t count) {
+    int sum = std::accumulate(sums.begin(), sums.begin() + windowSize, 0);
+    for (std::size_t i = 0; i < count; ++i) {
+        const int next = sum + sums[i + windowSize] - sums[i];
+        sums[i] = static_cast<std::uint16_t>(sum);
+        sum = next;
+    }
+}
+
+// Pixels of a row that lie side by side.
+struct Run {
+    int y;
+    int begin, end;
+    int whole;  // the nearest whole disparity of all of them
 };
 
-float refit(const Gradients& gradients, int y, int x, float disparity) {
-    const int columns = gradients.left.cols - 2 * margin;
-    const int whole = cvRound(disparity);
-    const uchar* const left = windowAround(gradients.left, y, x);
-    const auto sumAt = [&](int d) {
-        const int match = std::clamp(x - d, -1, columns);
-        return sumDifferences(left, gradients.left.step, windowAround(gradients.right, y, match),
-                              gradients.right.step);
-    };
-    const int before = sumAt(whole - 1), middle = sumAt(whole), after = sumAt(whole + 1);
-    if (middle > before || middle > after)
-        return disparity;
-    return static_cast<float>(whole + equiangularOffset(before, middle, after));
+// Windows of neighbours that have the same whole disparity share the sums of their columns.
+class RunRefit {
+  public:
+    RunRefit(const cv::Mat& left, const cv::Mat& right)
+        : _left(boundedGradient(left)), _right(boundedGradient(right)) {
+        for (auto& sums : _sums)
+            sums.resize(static_cast<std::size_t>(_left.cols + chunk));
+    }
+
+    // `row` holds the disparities of the row in which the run is.
+    void refit(const Run& run, float* row) {
+        for (int k = 0; k < 3; ++k)
+            sumDifferences(run, run.whole + k - 1, _sums[static_cast<std::size_t>(k)]);
+        for (int x = run.begin; x < run.end; ++x) {
+            const auto i = static_cast<std::size_t>(x - run.begin);
+            const int before = _sums[0][i], middle = _sums[1][i], after = _sums[2][i];
+            if (middle <= before && middle <= after)
+                row[x] = static_cast<float>(run.whole + equiangularOffset(before, middle, after));
+        }
+    }
+
+  private:
+    void sumDifferences(const Run& run, int disparity, std::vector<std::uint16_t>& sums) const {
+        const int count = run.end - run.begin;
+        sumColumns(windowAround(_left, run.y, run.begin),
+                   windowAround(_right, run.y, run.begin - disparity), _left.step,
+                   count + windowSize - 1, sums.data());
+        sumWindows(sums, static_cast<std::size_t>(count));
+    }
+
+    const cv::Mat _left, _right;  // gradients
+    std::array<std::vector<std::uint16_t>, 3> _sums;
+};
+
+constexpr int noDisparity = std::numeric_limits<int>::max();
+
+// The nearest whole disparities of a row, where they are measured and lead to the right image.
+void roundRow(const float* disparity, const uchar* measured, std::vector<int>& wholes) {
+    const int columns = static_cast<int>(wholes.size());
+    for (int x = 0; x < columns; ++x) {
+        const int whole = measured[x] != 0 ? cvRound(disparity[x]) : noDisparity;
+        const bool isWithin = whole <= x && x - whole < columns;
+        wholes[static_cast<std::size_t>(x)] = isWithin ? whole : noDisparity;
+    }
 }
 
 }  // namespace
 
 cv::Mat refitSubpixels(const cv::Mat& disparity, const cv::Mat& measured, const cv::Mat& left,
                        const cv::Mat& right) {
-    const Gradients gradients{boundedGradient(left), boundedGradient(right)};
+    RunRefit runRefit(left, right);
     cv::Mat refitted = disparity.clone();
+    std::vector<int> wholes(static_cast<std::size_t>(disparity.cols));
     for (int y = 0; y < disparity.rows; ++y) {
-        auto* const row = refitted.ptr<float>(y);
-        const auto* const isMeasured = measured.ptr<uchar>(y);
-        for (int x = 0; x < disparity.cols; ++x) {
-            if (isMeasured[x] != 0)
-                row[x] = refit(gradients, y, x, row[x]);
+        roundRow(disparity.ptr<float>(y), measured.ptr<uchar>(y), wholes);
+        for (auto begin = wholes.begin(); begin != wholes.end();) {
+            const auto end =
+                std::find_if(begin, wholes.end(), [&](int whole) { return whole != *begin; });
+            if (*begin != noDisparity)
+                runRefit.refit({y, static_cast<int>(begin - wholes.begin()),
+                                static_cast<int>(end - wholes.begin()), *begin},
+                               refitted.ptr<float>(y));
+            begin = end;
         }
     }
     return refitted;
