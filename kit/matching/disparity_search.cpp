@@ -72,19 +72,22 @@ class BareSearch {
           _wider(widened(stereo, width, _padding.left + _padding.right)) {}
 
     cv::Mat fromLeft(const cv::Mat& left, const cv::Mat& right) const {
-        const cv::Mat wideLeft = pad(left, _padding), wideRight = pad(right, _padding);
-        const cv::Mat disparity =
-            isThreeWay(_stereo, _steps)
-                ? computeThreeWay(_stereo, _adapted, _steps.threeWay, wideLeft, wideRight)
-                : _wider->computeDisparity(wideLeft, wideRight);
-        return withoutPadding(disparity, _padding);
+        return compute(left, right, isThreeWay(_stereo, _steps));
     }
 
     cv::Mat fromRight(const cv::Mat& left, const cv::Mat& right) const {
-        return mirrored(fromLeft(mirrored(right), mirrored(left)));
+        return mirrored(compute(mirrored(right), mirrored(left), isRightThreeWay(_stereo, _steps)));
     }
 
   private:
+    cv::Mat compute(const cv::Mat& left, const cv::Mat& right, bool inThreeWays) const {
+        const cv::Mat wideLeft = pad(left, _padding), wideRight = pad(right, _padding);
+        const cv::Mat disparity =
+            inThreeWays ? computeThreeWay(_stereo, _adapted, _steps.threeWay, wideLeft, wideRight)
+                        : _wider->computeDisparity(wideLeft, wideRight);
+        return withoutPadding(disparity, _padding);
+    }
+
     const Stereo& _stereo;
     const MatchingSteps& _steps;
     const AdaptedParameters _adapted;
@@ -189,12 +192,9 @@ class Search {
         cv::Mat(cv::max(refitted, _adapted.minDisparity)).copyTo(_found.disparity, measured);
     }
 
-    // Disparities whose match is outside of the right image have nothing to agree with there.
     void filter() {
         const double smallest = _adapted.minDisparity;
-        cv::Mat withMatch = _found.disparity.clone();
-        withMatch.setTo(smallest - 1, ~findWithinRight(withMatch));
-        const auto filtered = filterAlongEdges(withMatch, _ofRight, smallest, _images.guide);
+        const auto filtered = filterAlongEdges(_found.disparity, _ofRight, smallest, _images.guide);
         _found.confidence = filtered.confidence;
         // Far from all disparities that count, the filter gives any value.
         const double end = smallest + _adapted.disparityNumber;

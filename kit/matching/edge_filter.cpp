@@ -1,45 +1,48 @@
 #include "matching/edge_filter.hpp"
 
 #include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+#include <vector>
 
 #include "files/modules.hpp"
 #include "matching/edge_filter_module.hpp"
+#include "matching/left_right_check.hpp"
 
 namespace tiomipra {
 namespace {
 
-// 16-bit fixed point as OpenCV's matchers give it; `none` where there is no disparity.
-cv::Mat toFixedPoint(const cv::Mat& disparity, double factor, double smallest, int none) {
-    cv::Mat fixed;
-    disparity.convertTo(fixed, CV_16S, factor);
-    fixed.setTo(none, disparity < smallest);
-    return fixed;
+EdgeSmoother* edgeSmoother() {
+    static const auto smoother =
+        reinterpret_cast<EdgeSmoother*>(findInModule("filters", "tiomipraSmoothAlongEdges"));
+    return smoother;
 }
 
-EdgeFilter* edgeFilter() {
-    static const auto filter =
-        reinterpret_cast<EdgeFilter*>(findInModule("filters", "tiomipraFilterAlongEdges"));
-    return filter;
+// How even `disparity` is around each pixel, from 1 down to 0 beside a jump of some pixels.
+cv::Mat findEvenness(const cv::Mat& disparity) {
+    constexpr double lossByVariance = 0.256;
+    const cv::Size neighbours(3, 3);
+    cv::Mat mean, meanSquare;
+    cv::blur(disparity, mean, neighbours);
+    cv::sqrBoxFilter(disparity, meanSquare, CV_32F, neighbours);
+    return cv::max(1 - lossByVariance * (meanSquare - mean.mul(mean)), 0);
 }
 
 }  // namespace
 
 void loadEdgeFilter() {
-    edgeFilter();
+    edgeSmoother();
 }
 
 FilteredDisparity filterAlongEdges(const cv::Mat& left, const cv::Mat& right, double smallest,
                                    const cv::Mat& image) {
-    // Of two pixels without disparities, one must not take the other for its match, nor one that
-    // has the smallest disparity.
-    constexpr int steps = 16, farOff = 32000;
-    const int none = static_cast<int>((smallest - 3) * steps);
+    constexpr double largestDifference = 1.5;
+    cv::Mat confidence = findEvenness(left);
+    confidence.setTo(0, ~findAgreeing(left, right, smallest, largestDifference));
     FilteredDisparity filtered;
-    cv::Mat disparity;
-    edgeFilter()(toFixedPoint(left, steps, smallest, none),
-                 toFixedPoint(right, -steps, smallest, farOff), image, disparity,
-                 filtered.confidence);
-    disparity.convertTo(filtered.disparity, CV_32F, 1. / steps);
+    confidence.convertTo(filtered.confidence, CV_8U, 255);
+    std::vector<cv::Mat> values{left.mul(confidence), confidence};
+    edgeSmoother()(image, values);
+    filtered.disparity = values[0] / values[1];
     return filtered;
 }
 

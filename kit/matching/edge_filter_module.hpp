@@ -3,13 +3,12 @@
 #define TIOMIPRA_MATCHING_EDGE_FILTER_MODULE_HPP
 
 #include <opencv2/core/mat.hpp>
+#include <vector>
 
 namespace tiomipra {
 
-// `left` and `right` are disparities in sixteenths of a pixel, those of the right image with the
-// opposite sign.
-using EdgeFilter = void(const cv::Mat& left, const cv::Mat& right, const cv::Mat& image,
-                        cv::Mat& disparity, cv::Mat& confidence);
+// Smooths each of `values` (`CV_32FC1`) by weighted least squares, not across edges of `image`.
+using EdgeSmoother = void(const cv::Mat& image, std::vector<cv::Mat>& values);
 
 }  // namespace tiomipra
 

@@ -84,6 +84,7 @@ constexpr auto matchLight = "match-light";
 constexpr auto equalise = "equalise";
 constexpr auto fullWidth = "full-width";
 constexpr auto threeWay = "three-way";
+constexpr auto quickRight = "quick-right";
 constexpr auto leftRightCheck = "left-right-check";
 constexpr auto refit = "refit";
 constexpr auto edgeFilter = "edge-filter";

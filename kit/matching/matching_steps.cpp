@@ -27,6 +27,9 @@ const std::vector<StepParameter> steps{
       UsedBy::semiGlobal,
       {0, 11, 1, "off", "0 (off), or odd, 1 to 11"}},
      &MatchingSteps::threeWay},
+    {{names::quickRight, "Match the right image in five directions all the same: faster",
+      Kind::flag, UsedBy::semiGlobal, onOrOff},
+     &MatchingSteps::quickRight},
     {{names::leftRightCheck,
       "Match from right to left as well, and drop what differs by more than this many pixels",
       Kind::number,
@@ -71,6 +74,10 @@ bool takes(const StepParameter& parameter, int value) {
 
 bool isThreeWay(const vision::Stereo& stereo, const MatchingSteps& steps) {
     return steps.threeWay > 0 && stereo.getStereoAlgorithm() == vision::Stereo::SGBM;
+}
+
+bool isRightThreeWay(const vision::Stereo& stereo, const MatchingSteps& steps) {
+    return isThreeWay(stereo, steps) && steps.quickRight == 0;
 }
 
 bool filtersAlongEdges(const MatchingSteps& steps) {

@@ -17,6 +17,7 @@ struct MatchingSteps {
     int equalise = 0;        // 1: see `equalise`
     int fullWidth = 0;       // 1: match all columns of the left image, see `paddingFor`
     int threeWay = 0;        // side of the block, see `computeThreeWay`
+    int quickRight = 0;      // 1: match the right image without `threeWay`
     int leftRightCheck = 0;  // pixels, see `findAgreeing`
     int refit = 0;           // 1: see `refitSubpixels`
     int edgeFilter = 0;      // 1: see `filterAlongEdges`
@@ -29,6 +30,9 @@ struct MatchingSteps {
 
 // Whether `stereo` is searched over three directions: block matching has none.
 bool isThreeWay(const vision::Stereo& stereo, const MatchingSteps& steps);
+
+// Whether this goes for the right image as well, which some steps match.
+bool isRightThreeWay(const vision::Stereo& stereo, const MatchingSteps& steps);
 
 // Whether they take the disparities of both images and smooth them.
 bool filtersAlongEdges(const MatchingSteps& steps);

@@ -36,7 +36,7 @@ std::uint64_t pixelsOf(const cv::Size& size) {
 // Directions, for which it keeps the costs of all rows.
 bool isInEight(const Stereo& stereo, const MatchingSteps& steps) {
     return stereo.getStereoAlgorithm() == Stereo::SGBM && stereo.getFullDP() &&
-           !isThreeWay(stereo, steps);
+           !isRightThreeWay(stereo, steps);
 }
 
 std::uint64_t semiGlobalCosts(const Stereo& stereo, const MatchingSteps& steps,
@@ -44,7 +44,7 @@ std::uint64_t semiGlobalCosts(const Stereo& stereo, const MatchingSteps& steps,
     constexpr std::uint64_t rowsBesideWindow = 12;
     constexpr std::uint64_t bytesOfCost = 2;
     const auto columns = unsignedOf(matchableColumns(adapted, size.width).size());
-    const int window = isThreeWay(stereo, steps) ? steps.threeWay : adapted.windowSize;
+    const int window = isRightThreeWay(stereo, steps) ? steps.threeWay : adapted.windowSize;
     const std::uint64_t rows = unsignedOf(window) + rowsBesideWindow +
                                (isInEight(stereo, steps) ? 2 * unsignedOf(size.height) : 0);
     return bytesOfCost * rows * columns * unsignedOf(adapted.disparityNumber);

@@ -58,15 +58,16 @@ TEST(MatcherSettings, AreWrittenWithoutWhatFollowsFromTheRig) {
         {rangeOf("2m..inf"), "", "scale = 1\nrange = \"2.0m..inf\"\n"},
         {both, "min-disparity = -20\ndisparity-number = 48\n", "scale = 1\nmax-depth = \"5.0\"\n"}};
     for (const auto& [settings, disparities, depths] : cases)
-        EXPECT_EQ(encodeParameters(*makeStereo(settings, sampleRig()), settings),
-                  "algorithm = \"bm\"\nwindow-size = 21\n" + disparities +
-                      "pre-filter-cap = 45\npre-filter-size = 25\ntexture-threshold = 1\n"
-                      "uniqueness-ratio = 2\nspeckle-window-size = 400\nspeckle-range = 10\n"
-                      "p1 = 3528\np2 = 14112\ndisp12-max-diff = 0\nfull-dp = false\n"
-                      "match-light = false\nequalise = false\nfull-width = false\nthree-way = 0\n"
-                      "left-right-check = 0\nrefit = false\nedge-filter = false\n"
-                      "min-confidence = 0\nfill-gaps = 0\nmedian = 0\n" +
-                      depths);
+        EXPECT_EQ(
+            encodeParameters(*makeStereo(settings, sampleRig()), settings),
+            "algorithm = \"bm\"\nwindow-size = 21\n" + disparities +
+                "pre-filter-cap = 45\npre-filter-size = 25\ntexture-threshold = 1\n"
+                "uniqueness-ratio = 2\nspeckle-window-size = 400\nspeckle-range = 10\n"
+                "p1 = 3528\np2 = 14112\ndisp12-max-diff = 0\nfull-dp = false\n"
+                "match-light = false\nequalise = false\nfull-width = false\nthree-way = 0\n"
+                "quick-right = false\nleft-right-check = 0\nrefit = false\nedge-filter = false\n"
+                "min-confidence = 0\nfill-gaps = 0\nmedian = 0\n" +
+                depths);
 }
 
 }  // namespace

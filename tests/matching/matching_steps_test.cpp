@@ -169,6 +169,26 @@ TEST(FindDisparities, LeftRightCheckDropsWhatOneCameraSees) {
     }
 }
 
+TEST(FindDisparities, QuickRightMatchesTheRightImageInFiveDirections) {
+    const Scene scene = barBeforeWall();
+    Scene exchanged = scene;
+    cv::flip(scene.right, exchanged.left, 1);
+    cv::flip(scene.left, exchanged.right, 1);
+    MatchingSteps fiveDirections, steps;
+    fiveDirections.fullWidth = 1;
+    cv::Mat right;
+    cv::flip(find(exchanged, fiveDirections).disparity, right, 1);
+    steps.threeWay = 3;
+    const cv::Mat left = find(scene, steps).disparity;
+    steps.quickRight = steps.leftRightCheck = 1;
+    const FoundDisparities found = find(scene, steps);
+    EXPECT_EQ(cv::norm(found.disparity, left, cv::NORM_INF), 0);
+    const cv::Mat agreeing = findAgreeing(left, right, 0, 1);
+    EXPECT_EQ(cv::countNonZero((found.reasons == 0) & ~agreeing), 0);
+    EXPECT_EQ(cv::countNonZero((found.reasons == static_cast<int>(Reason::leftRight)) & agreeing),
+              0);
+}
+
 TEST(FindDisparities, UniformWallsAndUnseenPixelsAreNotMeasured) {
     Scene scene = barBeforeWall();
     scene.left.rowRange(0, 60) = 90;
