@@ -42,7 +42,10 @@ FilteredDisparity filterAlongEdges(const cv::Mat& left, const cv::Mat& right, do
     confidence.convertTo(filtered.confidence, CV_8U, 255);
     std::vector<cv::Mat> values{left.mul(confidence), confidence};
     edgeSmoother()(image, values);
-    filtered.disparity = values[0] / values[1];
+    // In sixteenths of a pixel, as the matchers give them.
+    cv::Mat fixed;
+    cv::Mat(values[0] / values[1]).convertTo(fixed, CV_16S, 16);
+    fixed.convertTo(filtered.disparity, CV_32F, 1. / 16);
     return filtered;
 }
 
