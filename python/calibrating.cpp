@@ -3,7 +3,6 @@
 #include <pybind11/stl.h>
 
 #include <algorithm>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 
@@ -111,31 +110,25 @@ std::size_t chooseStep(std::size_t frames, std::size_t maxPairs) {
     return std::max<std::size_t>(1, frames / (5 * maxPairs));
 }
 
+SearchedPair searchFrame(const Frame& frame, const Board& board) {
+    const FileIdentities inputs = frame.identify();
+    SearchedPair pair = searchPair(frame, frame.read(), board);
+    pair.inputs = inputs;
+    return pair;
+}
+
 BoardSearch searchBoards(const ImagePairs& pairs, const CalibrationTask& task, Notices& notices) {
-    std::mutex mutex;
-    std::map<std::size_t, std::function<void(BoardSearch&)>> found;
     const auto source = pairs.open(notices.notify());
     const std::size_t step = chooseStep(source->count(), task.maxPairs);
-    workOnFrames(*source, step, [&](std::size_t number, const Frame& frame) {
-        std::function<void(BoardSearch&)> add;
-        try {
-            const FileIdentities inputs = frame.identify();
-            SearchedPair pair = searchPair(frame, frame.read(), task.board);
-            pair.inputs = inputs;
-            add = [frame, pair](BoardSearch& search) { search.add(frame, pair); };
-        } catch (const FileError&) {
-            throw;
-        } catch (const InputError& error) {
-            add = [frame, why = std::string(error.what())](BoardSearch& search) {
-                search.addFailure(frame, why);
-            };
-        }
-        const std::lock_guard lock(mutex);
-        found[number] = add;
-    });
+    const auto outcomes = collectOutcomes(
+        *source, step, [&](const Frame& frame) { return searchFrame(frame, task.board); });
     BoardSearch search(task.board);
-    for (const auto& [number, add] : found)
-        add(search);
+    for (const auto& [number, outcome] : outcomes) {
+        if (outcome.result)
+            search.add(outcome.frame, *outcome.result);
+        else
+            search.addFailure(outcome.frame, outcome.complaint);
+    }
     search.sort();
     search.requireEnoughPairs(*pairs.open(ignoreNotice));
     search.keepDistinct(task.maxPairs);

@@ -116,26 +116,16 @@ std::string geometryOf(py::handle object) {
 }
 
 MatchCollection matchPairs(const ImagePairs& pairs, const Rig& rig, Notices& notices) {
-    std::mutex mutex;
-    std::map<std::size_t, std::function<void(MatchCollection&)>> found;
     const auto source = pairs.open(notices.notify());
-    workOnFrames(*source, 1, [&](std::size_t number, const Frame& frame) {
-        std::function<void(MatchCollection&)> add;
-        try {
-            add = [frame, pair = matchPair(frame, rig)](MatchCollection& all) {
-                all.add(frame, pair);
-            };
-        } catch (const FileError&) {
-            throw;
-        } catch (const InputError& error) {
-            add = [why = std::string(error.what())](MatchCollection& all) { all.addFailure(why); };
-        }
-        const std::lock_guard lock(mutex);
-        found[number] = add;
-    });
+    const auto outcomes =
+        collectOutcomes(*source, 1, [&](const Frame& frame) { return matchPair(frame, rig); });
     MatchCollection collection;
-    for (const auto& [number, add] : found)
-        add(collection);
+    for (const auto& [number, outcome] : outcomes) {
+        if (outcome.result)
+            collection.add(outcome.frame, *outcome.result);
+        else
+            collection.addFailure(outcome.complaint);
+    }
     collection.requirePairs();
     return collection;
 }

@@ -4,10 +4,14 @@
 
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "base/errors.hpp"
 #include "base/notices.hpp"
 #include "files/frame_source.hpp"
 
@@ -34,6 +38,35 @@ void requireNoSignal();
 // early, and throws, when `work` does, or with `requireNoSignal`. Without the interpreter.
 void workOnFrames(FrameSource& source, std::size_t step,
                   const std::function<void(std::size_t number, const Frame& frame)>& work);
+
+template <typename Result>
+struct FrameOutcome {
+    Frame frame;
+    std::optional<Result> result;
+    std::string complaint;  // why there is none
+};
+
+// What `work` gives for one in `step` frames, by their number among these. A pair that can't be
+// used does not keep the others from it; a file that can't be read does. Throws as `workOnFrames`.
+template <typename Work>
+auto collectOutcomes(FrameSource& source, std::size_t step, const Work& work) {
+    using Result = decltype(work(std::declval<const Frame&>()));
+    std::mutex mutex;
+    std::map<std::size_t, FrameOutcome<Result>> outcomes;
+    workOnFrames(source, step, [&](std::size_t number, const Frame& frame) {
+        FrameOutcome<Result> outcome{frame, std::nullopt, {}};
+        try {
+            outcome.result = work(frame);
+        } catch (const FileError&) {
+            throw;
+        } catch (const InputError& error) {
+            outcome.complaint = error.what();
+        }
+        const std::lock_guard lock(mutex);
+        outcomes.emplace(number, std::move(outcome));
+    });
+    return outcomes;
+}
 
 }  // namespace tiomipra::python
 
