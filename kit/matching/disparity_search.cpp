@@ -69,14 +69,18 @@ class BareSearch {
           _steps(steps),
           _adapted(adaptToWidth(stereo, width)),
           _padding(paddingFor(stereo, steps, _adapted)),
-          _wider(widened(stereo, width, _padding.left + _padding.right)) {}
+          _wider(widened(stereo, width, _padding.left + _padding.right)) {
+        if (isThreeWay(stereo, steps))
+            _wider->setFullDP(false);
+    }
 
     cv::Mat fromLeft(const cv::Mat& left, const cv::Mat& right) const {
         return compute(left, right, isThreeWay(_stereo, _steps));
     }
 
     cv::Mat fromRight(const cv::Mat& left, const cv::Mat& right) const {
-        return mirrored(compute(mirrored(right), mirrored(left), isRightThreeWay(_stereo, _steps)));
+        const bool inThreeWays = isThreeWay(_stereo, _steps) && _steps.quickRight == 0;
+        return mirrored(compute(mirrored(right), mirrored(left), inThreeWays));
     }
 
   private:
@@ -111,7 +115,7 @@ class Search {
     FoundDisparities run() {
         _found.disparity = _matcher.fromLeft(_left, _right);
         const bool isFiltering = filtersAlongEdges(_steps);
-        if (isFiltering || _steps.leftRightCheck > 0)
+        if (matchesRight(_steps))
             _ofRight = _matcher.fromRight(_left, _right);
         rejectMatches();
         if (_steps.refit != 0)

@@ -36,6 +36,7 @@ void loadEdgeFilter() {
 FilteredDisparity filterAlongEdges(const cv::Mat& left, const cv::Mat& right, double smallest,
                                    const cv::Mat& image) {
     constexpr double largestDifference = 1.5;
+    constexpr double leastWeight = 1e-30;  // far above where floats lose digits
     cv::Mat confidence = findEvenness(left);
     confidence.setTo(0, ~findAgreeing(left, right, smallest, largestDifference));
     FilteredDisparity filtered;
@@ -43,9 +44,11 @@ FilteredDisparity filterAlongEdges(const cv::Mat& left, const cv::Mat& right, do
     std::vector<cv::Mat> values{left.mul(confidence), confidence};
     edgeSmoother()(image, values);
     // In sixteenths of a pixel, as the matchers give them.
+    constexpr double steps = 16;
     cv::Mat fixed;
-    cv::Mat(values[0] / values[1]).convertTo(fixed, CV_16S, 16);
-    fixed.convertTo(filtered.disparity, CV_32F, 1. / 16);
+    cv::Mat(values[0] / cv::max(values[1], leastWeight)).convertTo(fixed, CV_16S, steps);
+    fixed.convertTo(filtered.disparity, CV_32F, 1 / steps);
+    filtered.disparity.setTo(smallest - 1, values[1] < leastWeight);
     return filtered;
 }
 

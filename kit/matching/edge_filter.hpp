@@ -11,12 +11,12 @@ namespace tiomipra {
 void loadEdgeFilter();
 
 struct FilteredDisparity {
-    cv::Mat disparity;   // `CV_32FC1`; any value far from all disparities that count
+    cv::Mat disparity;  // `CV_32FC1`; any value, or less than the smallest, far from all that count
     cv::Mat confidence;  // `CV_8UC1`, 0 to 255
 };
 
-// A weighted least squares fit to the disparities of both images that may jump where `image` has an
-// edge (D. Min and others, "Fast global image smoothing based on weighted least squares", IEEE
+// A weighted least squares fit to the disparities of the left image that may jump where `image` has
+// an edge (D. Min and others, "Fast global image smoothing based on weighted least squares", IEEE
 // Transactions on Image Processing, 2014). A disparity counts by its confidence, which is none
 // where left and right differ by more than 1.5 pixels, and little beside jumps.
 //

@@ -69,7 +69,7 @@ std::string doubtColumns(const AdaptedParameters& adapted, int imageWidth) {
 }
 
 std::string doubtDirections(const Stereo& stereo, const MatchingSteps& steps) {
-    return isRightThreeWay(stereo, steps) && stereo.getFullDP()
+    return isThreeWay(stereo, steps) && stereo.getFullDP()
                ? "three-way is on, so that full-dp, eight directions, has no effect"
                : "";
 }
@@ -94,7 +94,8 @@ std::string doubtCosts(const Stereo& stereo, const AdaptedParameters& adapted,
     // OpenCV makes odd and at least 15, plus a quarter of the difference of grey values. Costs of a
     // window are summed up, together with P2, in 16 bits that saturate.
     const std::int64_t pixelCost = 2 * (std::max(stereo.getPreFilterCap(), 15) | 1) + 255 / 4;
-    const bool hasBlock = isRightThreeWay(stereo, steps);
+    const bool hasBlock = isThreeWay(stereo, steps) &&
+                          (!usesWindow(stereo, steps) || steps.threeWay >= adapted.windowSize);
     const std::int64_t side = hasBlock ? steps.threeWay : adapted.windowSize;
     const std::int64_t cost = pixelCost * side * side + adapted.P2;
     constexpr int bound = std::numeric_limits<std::int16_t>::max();

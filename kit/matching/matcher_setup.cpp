@@ -198,7 +198,7 @@ std::vector<std::string> fitToWidth(Stereo& stereo, const MatchingSteps& steps, 
     if (const auto change = fitSpeckleRange(stereo, factor))
         changes.push_back(*change);
     const auto change = fitWindow(stereo, factor);
-    if (change && !isThreeWay(stereo, steps))
+    if (change && usesWindow(stereo, steps))
         changes.push_back(*change);
     return changes;
 }

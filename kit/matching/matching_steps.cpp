@@ -76,8 +76,12 @@ bool isThreeWay(const vision::Stereo& stereo, const MatchingSteps& steps) {
     return steps.threeWay > 0 && stereo.getStereoAlgorithm() == vision::Stereo::SGBM;
 }
 
-bool isRightThreeWay(const vision::Stereo& stereo, const MatchingSteps& steps) {
-    return isThreeWay(stereo, steps) && steps.quickRight == 0;
+bool matchesRight(const MatchingSteps& steps) {
+    return filtersAlongEdges(steps) || steps.leftRightCheck > 0;
+}
+
+bool usesWindow(const vision::Stereo& stereo, const MatchingSteps& steps) {
+    return !isThreeWay(stereo, steps) || (matchesRight(steps) && steps.quickRight != 0);
 }
 
 bool filtersAlongEdges(const MatchingSteps& steps) {

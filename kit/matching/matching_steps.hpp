@@ -31,8 +31,11 @@ struct MatchingSteps {
 // Whether `stereo` is searched over three directions: block matching has none.
 bool isThreeWay(const vision::Stereo& stereo, const MatchingSteps& steps);
 
-// Whether this goes for the right image as well, which some steps match.
-bool isRightThreeWay(const vision::Stereo& stereo, const MatchingSteps& steps);
+// Whether they match the right image as well.
+bool matchesRight(const MatchingSteps& steps);
+
+// Whether an image is matched with the window of `stereo`, and not with the block of three ways.
+bool usesWindow(const vision::Stereo& stereo, const MatchingSteps& steps);
 
 // Whether they take the disparities of both images and smooth them.
 bool filtersAlongEdges(const MatchingSteps& steps);

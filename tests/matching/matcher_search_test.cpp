@@ -106,6 +106,14 @@ TEST(SearchDoubts, WarnOfWhatGoesWellButMeasuresBadly) {
         EXPECT_THAT(doubts(preset.values), IsEmpty()) << preset.name;
     EXPECT_THAT(doubts({{"algorithm", Stereo::SGBM}, {"three-way", 5}, {"full-dp", 1}}),
                 ElementsAre(HasSubstr("full-dp")));
+    std::map<std::string, int> quick{
+        {"algorithm", Stereo::SGBM}, {"three-way", 3}, {"quick-right", 1}};
+    EXPECT_THAT(doubts(quick), IsEmpty()) << "nothing is matched with the window, 21";
+    quick["left-right-check"] = 1;
+    EXPECT_THAT(doubts(quick), ElementsAre(HasSubstr("21^2 * ")));
+    quick["three-way"] = 11;
+    quick.insert({{"window-size", 5}, {"pre-filter-cap", 63}, {"p2", 16000}});
+    EXPECT_THAT(doubts(quick), ElementsAre(HasSubstr("11^2 * ")));
     EXPECT_THAT(doubts({{"algorithm", Stereo::BM}, {"speckle-range", 3}}),
                 ElementsAre(HasSubstr("speckle-range, 3,")));
     EXPECT_THAT(doubts({{"algorithm", Stereo::BM}, {"speckle-range", 4}}), IsEmpty());

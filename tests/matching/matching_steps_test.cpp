@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <numeric>
 #include <opencv2/core.hpp>
@@ -183,6 +185,12 @@ TEST(FindDisparities, QuickRightMatchesTheRightImageInFiveDirections) {
     steps.quickRight = steps.leftRightCheck = 1;
     const FoundDisparities found = find(scene, steps);
     EXPECT_EQ(cv::norm(found.disparity, left, cv::NORM_INF), 0);
+    auto withFullDp = semiGlobal;
+    withFullDp["full-dp"] = 1;
+    const auto stereo = makeStereo(settingsOf(withFullDp), sceneSize);
+    EXPECT_THAT(
+        findDisparities(*stereo, steps, {scene.left, scene.right, {}, {}, scene.left}).reasons,
+        IsSameMatrix(found.reasons));
     const cv::Mat agreeing = findAgreeing(left, right, 0, 1);
     EXPECT_EQ(cv::countNonZero((found.reasons == 0) & ~agreeing), 0);
     EXPECT_EQ(cv::countNonZero((found.reasons == static_cast<int>(Reason::leftRight)) & agreeing),
@@ -296,6 +304,63 @@ TEST(RefitSubpixels, FollowsSlantedPlanes) {
     EXPECT_LT(cv::norm(found(inside), truth(inside), cv::NORM_L1) / inside.area(), 0.08);
     EXPECT_GT(cv::norm(whole(inside), truth(inside), cv::NORM_L1) / inside.area(), 0.2);
     EXPECT_EQ(cv::norm(found.rowRange(0, 10), whole.rowRange(0, 10), cv::NORM_INF), 0);
+}
+
+int clampedAt(const cv::Mat& image, int y, int x) {
+    return image.at<short>(std::clamp(y, 0, image.rows - 1), std::clamp(x, 0, image.cols - 1));
+}
+
+// The fit pixel by pixel, from gradients.
+float plainRefit(const cv::Mat& left, const cv::Mat& right, int y, int x, float disparity) {
+    const int whole = cvRound(disparity);
+    std::array<double, 3> sums{};
+    for (int k = 0; k < 3; ++k)
+        for (int i = y - 5; i <= y + 5; ++i)
+            for (int j = x - 5; j <= x + 5; ++j)
+                sums.at(static_cast<std::size_t>(k)) +=
+                    std::abs(clampedAt(left, i, j) - clampedAt(right, i, j - (whole + k - 1)));
+    const double slope = std::max(sums[0], sums[2]) - sums[1];
+    if (whole > x || x - whole >= left.cols || sums[1] > std::min(sums[0], sums[2]))
+        return disparity;
+    return static_cast<float>(whole + (slope > 0 ? (sums[0] - sums[2]) / (2 * slope) : 0));
+}
+
+// Runs of 1, 16, 17 and 40 pixels from the first to the last column, at positive and negative
+// disparities.
+TEST(RefitSubpixels, IsThatOfEveryPixelAlone) {
+    cv::Mat left, right(40, 93, CV_8UC1), disparity(right.size(), CV_32FC1);
+    cv::GaussianBlur(makeNoise(right.size(), CV_8UC1, 3), left, {5, 5}, 1);
+    for (int y = 0; y < right.rows; ++y) {
+        const int shift = y < 20 ? 8 : -3;
+        for (int x = 0; x < right.cols; ++x) {
+            right.at<uchar>(y, x) = left.at<uchar>(y, std::clamp(x + shift, 0, right.cols - 1));
+            const bool isOff = x == 0 || (x > 16 && x < 34) || x > 74;
+            disparity.at<float>(y, x) = static_cast<float>(shift) + (isOff ? 1.2F : 0.1F);
+        }
+    }
+    cv::Mat measured(right.size(), CV_8UC1, cv::Scalar(255)), gradients[2];
+    measured.at<uchar>(10, 20) = 0;
+    for (int side = 0; side < 2; ++side) {
+        cv::Sobel(side == 0 ? left : right, gradients[side], CV_16S, 1, 0);
+        gradients[side] = cv::max(cv::min(gradients[side], 31), -31);
+    }
+    const cv::Mat found = refitSubpixels(disparity, measured, left, right);
+    cv::Mat expected = disparity.clone();
+    for (int y = 0; y < expected.rows; ++y)
+        for (int x = 0; x < expected.cols; ++x)
+            if (measured.at<uchar>(y, x) != 0)
+                expected.at<float>(y, x) =
+                    plainRefit(gradients[0], gradients[1], y, x, disparity.at<float>(y, x));
+    EXPECT_THAT(found, IsSameMatrix(expected));
+    EXPECT_GT(cv::countNonZero(found != disparity), found.total() / 2);
+}
+
+TEST(EdgeFilter, HasNothingWhereNothingAgrees) {
+    const cv::Mat left(30, 40, CV_32FC1, cv::Scalar(5)), right(30, 40, CV_32FC1, cv::Scalar(12));
+    const auto filtered =
+        filterAlongEdges(left, right, -3000, cv::Mat(30, 40, CV_8UC1, cv::Scalar(80)));
+    EXPECT_EQ(cv::countNonZero(filtered.disparity >= -3000), 0);
+    EXPECT_EQ(cv::countNonZero(filtered.confidence), 0);
 }
 
 TEST(GapFilling, JoinsEndsThatAreNear) {

@@ -34,6 +34,14 @@ TEST(MatcherMemory, IsThatOfTheCosts) {
     // The same columns with 65 more, of which all 640 and one can be matched.
     EXPECT_EQ(memory({{"algorithm", vision::Stereo::SGBM}, {"three-way", 3}}),
               8 * (640 + 65) * 480 + (3 + 12) * 641 * 64 * 2U);
+    std::map<std::string, int> quick{{"algorithm", vision::Stereo::SGBM},
+                                     {"three-way", 3},
+                                     {"quick-right", 1},
+                                     {"window-size", 21},
+                                     {"full-dp", 1}};
+    EXPECT_EQ(memory(quick), 8 * (640 + 65) * 480 + (3 + 12) * 641 * 64 * 2U);
+    quick["left-right-check"] = 1;
+    EXPECT_EQ(memory(quick), 8 * (640 + 65) * 480 + (21 + 12) * 641 * 64 * 2U);
     // At half the size there are 16 disparities less, from 0 to 47, and 273 columns of 320.
     const auto stereo = makeStereo(
         settingsOf({{"algorithm", vision::Stereo::SGBM}, {"disparity-number", 64}}), size);
