@@ -5,6 +5,7 @@
 #include "base/errors.hpp"
 #include "base/text.hpp"
 #include "files/input_files.hpp"
+#include "pages/former_page.hpp"
 
 namespace tiomipra {
 namespace {
@@ -53,7 +54,7 @@ void requireViews(const Json& report) {
 
 // Where the files are is nobody's business who gets the page.
 std::string makeCalibrationPage(Json report, const CalibrationPictures& pictures) {
-    Page page{"Calibration of two cameras",
+    Page page{calibrationTitle,
               "calibration_page.html",
               {"provenance.js", "pairs.js", "views.js", "residuals.js", "boards.js", "rectified.js",
                "calibration_page.js"},

@@ -54,10 +54,10 @@ bool isPictured(const ErrorPictures& pictures) {
     return !pictures.errors.empty();
 }
 
-// Nothing measured is as bad as can be.
+// Where nothing was measured there is nothing to see.
 double shareOfBad(const FileEvaluation& evaluation) {
     const double share = evaluation.all.amongMeasured.above[2];
-    return std::isfinite(share) ? share : 1;
+    return std::isfinite(share) ? share : -1;
 }
 
 }  // namespace

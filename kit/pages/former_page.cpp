@@ -8,7 +8,9 @@ namespace tiomipra {
 
 void removeFormerPage(const std::string& path) {
     constexpr std::size_t longestHead = 16384;
-    if (readStart(path, longestHead).find(pageMark) != std::string::npos)
+    const std::string start = readStart(path, longestHead);
+    const auto has = [&](const std::string& text) { return start.find(text) != std::string::npos; };
+    if (has(pageMark) && has(std::string("<title>") + calibrationTitle))
         removeFile(path);
 }
 

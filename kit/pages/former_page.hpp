@@ -9,7 +9,10 @@ namespace tiomipra {
 // In the head of each page, before the program's version.
 constexpr auto pageMark = R"(<meta name="generator" content="tiomipra )";
 
-// Removes the page at `path`, if there is one that has the mark.
+// Of the page of a calibration.
+constexpr auto calibrationTitle = "Calibration of two cameras";
+
+// Removes the page at `path` if it is one of a calibration.
 void removeFormerPage(const std::string& path);
 
 // Removes the pictures that calibrating leaves in `folder`, as far as they name their maker.

@@ -71,7 +71,7 @@ StereoImages readPair(const Json& inputs, const Json& parameters, std::size_t ma
     } catch (const InputError&) {
         // What it says names the folder.
         throw InputError(
-            fmt::format("the images can't be read (at most {} pixels are accepted)", maxPixels));
+            fmt::format("the images can't be read, or have more than {} pixels", maxPixels));
     }
 }
 

@@ -34,7 +34,11 @@ TEST(Import, TakesOverWhatWasExportedAndChecksIt) {
     std::ofstream(page) << "<p>mine";
     runTiomipra(joined(import, output));
     EXPECT_TRUE(std::filesystem::exists(page));
-    std::ofstream(page) << "<meta name=\"generator\" content=\"tiomipra 1.0.0\">";
+    const std::string mark = "<meta name=\"generator\" content=\"tiomipra 1.0.0\">";
+    std::ofstream(page) << mark << "<title>Check of a calibrated rig</title>";
+    runTiomipra(joined(import, output));
+    EXPECT_TRUE(std::filesystem::exists(page));
+    std::ofstream(page) << mark << "<title>Calibration of two cameras</title>";
 
     const std::vector<std::string> former{pairs / "in/coverage.png", pairs / "in/rectified.png"};
     for (const std::string& picture : former)

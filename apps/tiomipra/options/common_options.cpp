@@ -35,11 +35,10 @@ std::pair<std::string, std::string> calibrationFiles(const RigOptions& options) 
     return {options.left, options.right};
 }
 
-void addMaxPixelsOption(CLI::App& command, std::size_t& maxPixels, const std::string& group) {
+void addMaxPixelsOption(CLI::App& command, std::size_t& maxPixels, const std::string& group,
+                        const std::string& help) {
     constexpr std::size_t most = std::size_t{1} << 30U;  // what OpenCV decodes
-    command
-        .add_option("--max-pixels", maxPixels,
-                    "Refuse images of more pixels before they are decoded")
+    command.add_option("--max-pixels", maxPixels, help)
         ->check(CLI::Range(std::size_t{1}, most))
         ->type_name("N")
         ->capture_default_str()
@@ -47,7 +46,8 @@ void addMaxPixelsOption(CLI::App& command, std::size_t& maxPixels, const std::st
 }
 
 void addImageLimits(CLI::App& command, ImageLimits& limits, const std::string& group) {
-    addMaxPixelsOption(command, limits.maxPixels, group);
+    addMaxPixelsOption(command, limits.maxPixels, group,
+                       "Refuse images of more pixels before they are decoded");
     command
         .add_flag("--accept-damaged", limits.acceptsDamaged,
                   "Take damaged JPEG and TIFF images with what their decoder\nfills in, and warn")

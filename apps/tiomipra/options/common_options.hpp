@@ -33,7 +33,8 @@ void addRigOptions(CLI::App& command, RigOptions& options);
 std::pair<std::string, std::string> calibrationFiles(const RigOptions& options);
 
 // Adds --max-pixels to a group of the help.
-void addMaxPixelsOption(CLI::App& command, std::size_t& maxPixels, const std::string& group);
+void addMaxPixelsOption(CLI::App& command, std::size_t& maxPixels, const std::string& group,
+                        const std::string& help);
 
 // The same and --accept-damaged.
 void addImageLimits(CLI::App& command, ImageLimits& limits, const std::string& group);

@@ -17,7 +17,7 @@ void addReportOptions(CLI::App& command, ReportOptions& options) {
                     "The page, one file that loads nothing (default:\nreport.html in DIR)")
         ->check(complaint<checkPagePath>)
         ->type_name("FILE.html");
-    addMaxPixelsOption(command, options.maxPixels, "Options");
+    addMaxPixelsOption(command, options.maxPixels, "Options", "Show no images of more pixels");
 }
 
 }  // namespace tiomipra
