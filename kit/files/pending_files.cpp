@@ -66,6 +66,14 @@ std::optional<struct stat> statusOf(int folder, const std::string& name) {
     return status;
 }
 
+// Under whatever names they were opened.
+bool isSameFolder(int one, int other) {
+    struct stat first {};
+    struct stat second {};
+    return fstat(one, &first) == 0 && fstat(other, &second) == 0 && first.st_dev == second.st_dev &&
+           first.st_ino == second.st_ino;
+}
+
 // What the group might do is left to it alone; another one may do what all may.
 void keepPermissions(int file, const struct stat& former) {
     constexpr mode_t all = 0777, group = 0070, others = 0007;
@@ -113,6 +121,7 @@ void PendingFiles::add(const std::string& path, std::string_view bytes) {
         writeInPlace(folder, name, bytes, path);
         return;
     }
+    requireNew(folder, name, path);
     // Nobody else may read meanwhile what nobody else might before.
     auto [temporary, file] = createTemporary(folder, former ? 0600 : 0666);
     if (!file.isOpen())
@@ -122,6 +131,15 @@ void PendingFiles::add(const std::string& path, std::string_view bytes) {
     writeAll(descriptor, bytes, path);
     if (former)
         keepPermissions(descriptor, *former);
+}
+
+// One of the two would be lost.
+void PendingFiles::requireNew(int folder, const std::string& name, const std::string& path) const {
+    for (const File& file : _files) {
+        if (file.name == name && isSameFolder(file.folder, folder))
+            throw InputError(fmt::format("{} and {} are the same file, must be two",
+                                         quote(file.path), quote(path)));
+    }
 }
 
 void PendingFiles::publish() {

@@ -26,7 +26,7 @@ class PendingFiles {
     ~PendingFiles();
 
     // Writes `bytes`, which `publish` gives the name `path`. Throws `InputError` that names the
-    // file and the reason, as when the disk is full.
+    // file and the reason, as when the disk is full or it was added before.
     //
     // A symbolic link stays, the file that it leads to is replaced, see `Links::trusted`. A file
     // that is replaced keeps its permissions, owner and group as far as this process may keep them.
@@ -50,6 +50,8 @@ class PendingFiles {
 
     // The folder of `target`, opened; `path` is what was given.
     int folderOf(const std::filesystem::path& target, const std::string& path);
+
+    void requireNew(int folder, const std::string& name, const std::string& path) const;
 
     bool _areSynced;
     std::map<std::string, Descriptor> _folders;

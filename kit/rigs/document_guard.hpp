@@ -8,11 +8,16 @@
 
 namespace tiomipra {
 
-// Calls `read`, which hands the file `path` to OpenCV's parser. Throws `InputError` that names the
-// file: when it can't be opened or is empty, "must be `kind`", and when it is compressed or the
-// parser complains, "is not `kind`" with the parser's words; `kind` as in "a calibration".
+// Whether OpenCV takes all of `path` for the name of the file: it ends names at a '?', gives those
+// that have a line break another format, and takes a digit behind ".gz" for a level.
+bool isPlainName(const std::string& path);
+
+// Calls `read` with a name of the file `path` that OpenCV understands, for its parser. Throws
+// `InputError` that names the file: when it can't be opened or is empty, "must be `kind`", and when
+// it is compressed or the parser complains, "is not `kind`" with the parser's words; `kind` as in
+// "a calibration".
 void readDocument(const std::string& path, const std::string& kind,
-                  const std::function<void()>& read);
+                  const std::function<void(const std::string& name)>& read);
 
 // The document in the file `path`, for what OpenCV's parser survives; else throws as
 // `readDocument`.

@@ -30,10 +30,14 @@ constexpr std::pair<const char*, cv::Mat Calibration::*> matrices[] = {
     {"rectificationMatrix", &Calibration::rectificationMatrix},
     {"projectionMatrix", &Calibration::projectionMatrix}};
 
+[[noreturn]] void refuseCalibration(const std::string& path, const std::string& key,
+                                    const std::string& rule) {
+    throw InputError(fmt::format("{} is not a whole calibration: {} {}", quote(path), key, rule));
+}
+
 void requireKeys(const Calibration& calibration, const std::string& path) {
     const auto complain = [&](const std::string& key, const std::string& rule) {
-        throw InputError(
-            fmt::format("{} is not a whole calibration: {} {}", quote(path), key, rule));
+        refuseCalibration(path, key, rule);
     };
     // No sensor is smaller, and cv::remap takes no images that are larger.
     constexpr int smallest = 8;
@@ -53,6 +57,13 @@ void requireKeys(const Calibration& calibration, const std::string& path) {
         if ((calibration.*matrix).dims > 2)
             complain(key, fmt::format("is {}, must have rows and columns only",
                                       describe(calibration.*matrix)));
+    }
+}
+
+void requireFinite(const Calibration& calibration, const std::string& path) {
+    for (const auto& [key, matrix] : matrices) {
+        if (!cv::checkRange(calibration.*matrix))
+            refuseCalibration(path, key, "must hold finite numbers");
     }
 }
 
@@ -94,11 +105,10 @@ void readReport(Rig& rig) {
 std::string bytesThrough(const std::string& file, const Calibration& calibration) {
     try {
         calibration.save(file);
-        if (readCalibration(file) == calibration)
-            return readFile(file);
-    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): reported by the caller
+    } catch (const cv::Exception&) {
+        return "";
     }
-    return "";
+    return readCalibration(file) == calibration ? readFile(file) : "";
 }
 
 // Both may have been copied from elsewhere.
@@ -115,7 +125,7 @@ bool isSameRig(const RigModel& one, const RigModel& other) {
 
 Calibration readCalibration(const std::string& path) {
     Calibration calibration;
-    readDocument(path, "a calibration", [&] { calibration.load(path); });
+    readDocument(path, "a calibration", [&](const std::string& name) { calibration.load(name); });
     requireKeys(calibration, path);
     return calibration;
 }
@@ -192,6 +202,8 @@ std::string hashRig(const std::string& left, const std::string& right) {
 }
 
 std::string encodeCalibration(const std::string& path, const Calibration& calibration) {
+    requireKeys(calibration, path);
+    requireFinite(calibration, path);
     const PrivateFolder folder;
     std::string bytes = bytesThrough(folder.path() + "/calibration.yml", calibration);
     if (bytes.empty())

@@ -62,7 +62,7 @@ void requireSameAspectRatio(const Rig& rig, const cv::Size& size, const std::str
 
 // The bytes for a file `path` with `calibration`, in YAML. The library only writes files, so that
 // there is one in a private folder for a moment. Throws `InputError` that names `path` when that
-// fails.
+// fails, when a key would be missing, and for numbers that are not finite.
 std::string encodeCalibration(const std::string& path, const vision::Calibration& calibration);
 
 // The hash that a rig has with these bytes in its files: `cat LEFT RIGHT | sha256sum` prints the

@@ -100,6 +100,19 @@ void checkModel(const RigModel& model) {
     checkLens("right", model.right.lens);
 }
 
+std::string whyNoCameraMatrix(const cv::Matx33d& matrix) {
+    const bool isPinhole = matrix(0, 1) == 0 && matrix(1, 0) == 0 && matrix(2, 0) == 0 &&
+                           matrix(2, 1) == 0 && matrix(2, 2) == 1;
+    if (!isPinhole)
+        return "must be fx 0 cx / 0 fy cy / 0 0 1";
+    for (const int i : {0, 1}) {
+        if (!(matrix(i, i) > 0))
+            return fmt::format("has a focal length of {}, must be above 0",
+                               significant(matrix(i, i), 6));
+    }
+    return "";
+}
+
 std::string whyNoRotation(const cv::Matx33d& matrix) {
     constexpr double tolerance = 1e-3;
     const double deviation = cv::norm(matrix * matrix.t(), cv::Matx33d::eye(), cv::NORM_INF);
@@ -110,6 +123,10 @@ std::string whyNoRotation(const cv::Matx33d& matrix) {
         "is not a rotation (its product with its transpose differs from the identity by {}, its "
         "determinant is {})",
         significant(deviation, 6), significant(determinant, 6));
+}
+
+std::string whyNoTranslation(const cv::Vec3d& vector) {
+    return cv::norm(vector) == 0 ? "is 0, must lead from one camera to another" : "";
 }
 
 void checkAlpha(double alpha) {

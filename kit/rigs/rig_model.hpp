@@ -54,9 +54,16 @@ struct RigModel {
 // that its kind does not have.
 void checkModel(const RigModel& model);
 
+// What keeps `matrix` from being that of a pinhole, as in "must be fx 0 cx / ..."; empty if nothing
+// does.
+std::string whyNoCameraMatrix(const cv::Matx33d& matrix);
+
 // What keeps `matrix` from being a rotation, as in "is not a rotation (...)"; empty if nothing
 // does.
 std::string whyNoRotation(const cv::Matx33d& matrix);
+
+// The same of the way from one camera to the other.
+std::string whyNoTranslation(const cv::Vec3d& vector);
 
 // What the library takes: matrices of 32-bit floats.
 struct RectifiedRig {

@@ -105,33 +105,27 @@ cv::Matx<double, rows, columns> readMatx(const Entry& entry) {
     return cv::Matx<double, rows, columns>(numbers.data());
 }
 
+void refuseIf(const Entry& entry, const std::string& complaint) {
+    if (!complaint.empty())
+        refuse(entry, complaint);
+}
+
 cv::Matx33d readCameraMatrix(const Entry& entry) {
     const auto matrix = readMatx<3, 3>(entry);
-    const bool isPinhole = matrix(0, 1) == 0 && matrix(1, 0) == 0 && matrix(2, 0) == 0 &&
-                           matrix(2, 1) == 0 && matrix(2, 2) == 1;
-    if (!isPinhole)
-        refuse(entry, "must be fx 0 cx / 0 fy cy / 0 0 1");
-    for (const int i : {0, 1}) {
-        if (!(matrix(i, i) > 0))
-            refuse(entry, fmt::format("has a focal length of {}, must be above 0",
-                                      significant(matrix(i, i), 6)));
-    }
+    refuseIf(entry, whyNoCameraMatrix(matrix));
     return matrix;
 }
 
 cv::Matx33d readRotation(const Entry& entry) {
     const auto matrix = readMatx<3, 3>(entry);
-    const std::string complaint = whyNoRotation(matrix);
-    if (!complaint.empty())
-        refuse(entry, complaint);
+    refuseIf(entry, whyNoRotation(matrix));
     return matrix;
 }
 
 cv::Vec3d readTranslation(const Entry& entry) {
-    const auto matrix = readMatx<3, 1>(entry);
-    if (cv::norm(matrix) == 0)
-        refuse(entry, "is 0, must lead from one camera to another");
-    return {matrix(0), matrix(1), matrix(2)};
+    const cv::Vec3d vector(readMatx<3, 1>(entry).val);
+    refuseIf(entry, whyNoTranslation(vector));
+    return vector;
 }
 
 LensKind readLensKind(const Entry& entry) {

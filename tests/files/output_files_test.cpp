@@ -82,6 +82,7 @@ TEST(WriteTogether, WritesAllOrNothing) {
     const std::string first = folder.write("first", "former");
     EXPECT_THROW(writeTogether({{first, "new"}, {folder.path("no/folder"), ""}}), InputError);
     EXPECT_EQ(contentsOf(folder), (Contents{{"first", "former"}}));
+    EXPECT_THROW(writeTogether({{first, "new"}, {folder.path("./first"), ""}}), InputError);
     writeTogether({{folder.path("second"), "whole"}, {first, "new"}});
     EXPECT_EQ(contentsOf(folder), (Contents{{"first", "new"}, {"second", "whole"}}));
 }

@@ -10,6 +10,7 @@
 
 #include "base/errors.hpp"
 #include "rigs/calibration_faults.hpp"
+#include "rigs/document_guard.hpp"
 #include "rigs/rig_files.hpp"
 #include "rigs/rig_geometry.hpp"
 #include "rigs/rig_model_files.hpp"
@@ -158,6 +159,26 @@ TEST_F(RigFiles, AreForImagesThatThereAreAndHaveMatricesOfTwoDimensions) {
                     testing::ThrowsMessage<InputError>(
                         HasSubstr("left.yml' is not a whole calibration: " + complaint)));
     }
+}
+
+// OpenCV would read the file `a` for the first.
+TEST_F(RigFiles, HaveAnyName) {
+    const vision::Calibration calibration = makeRig().left;
+    for (const char* name : {"a?b.yml", "line\nbreak.yml", "<?xml"}) {
+        EXPECT_FALSE(isPlainName(name));
+        const std::string path = _folder.write(name, encodeCalibration(name, calibration));
+        EXPECT_EQ(readCalibration(path), calibration);
+    }
+}
+
+TEST_F(RigFiles, AreWrittenWholeOrNotAtAll) {
+    vision::Calibration broken = makeRig().left;
+    broken.cameraMatrix.at<float>(0, 0) = NAN;
+    for (const auto& [calibration, complaint] :
+         {std::pair(broken, "cameraMatrix must hold finite numbers"), {{}, "width is missing"}})
+        EXPECT_THAT([&written = calibration] { encodeCalibration("a.yml", written); },
+                    testing::ThrowsMessage<InputError>(testing::StartsWith(
+                        std::string("'a.yml' is not a whole calibration: ") + complaint)));
 }
 
 // A FIFO without waiting; what is compressed even if it is sound.
