@@ -57,16 +57,6 @@ std::string shapeOf(const py::array& array) {
     return py::str(array.attr("shape"));
 }
 
-py::array requireArray(py::handle object, const char* name, const char* rule) {
-    if (!py::isinstance<py::array>(object))
-        throw py::type_error(fmt::format("{} is {}, must be {}", name, typeName(object), rule));
-    const bool isPlain = Py_TYPE(object.ptr()) == py::detail::npy_api::get().PyArray_Type_;
-    if (!isPlain && py::hasattr(object, "mask"))
-        throw py::type_error(
-            fmt::format("{} has a mask, which would be lost, must be {}", name, rule));
-    return py::reinterpret_borrow<py::array>(object);
-}
-
 int requireDepth(const py::array& array, const char* name, const ImageRule& rule) {
     const auto depth = depthOf(array.dtype(), rule.takesBool);
     if (!depth || !contains(rule.depths, *depth))
@@ -139,6 +129,16 @@ const ImageRule maskImage{{CV_8U}, {1}, "an array of bool or uint8 of shape (row
 std::string typeName(py::handle object) {
     const std::string name = py::str(py::type::handle_of(object).attr("__name__"));
     return object.is_none() ? "None" : fmt::format("of type {}", name);
+}
+
+py::array requireArray(py::handle object, const char* name, const char* rule) {
+    if (!py::isinstance<py::array>(object))
+        throw py::type_error(fmt::format("{} is {}, must be {}", name, typeName(object), rule));
+    const bool isPlain = Py_TYPE(object.ptr()) == py::detail::npy_api::get().PyArray_Type_;
+    if (!isPlain && py::hasattr(object, "mask"))
+        throw py::type_error(
+            fmt::format("{} has a mask, which would be lost, must be {}", name, rule));
+    return py::reinterpret_borrow<py::array>(object);
 }
 
 BorrowedImage borrowImage(py::handle object, const char* name, const ImageRule& rule) {

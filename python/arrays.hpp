@@ -28,6 +28,9 @@ extern const ImageRule pointsImage;    // float32, three channels
 extern const ImageRule eightBitImage;  // uint8, grey or BGR
 extern const ImageRule maskImage;      // uint8 or bool
 
+// Throws `TypeError` with `name` and `rule` for what is no array, or has a mask.
+py::array requireArray(py::handle object, const char* name, const char* rule);
+
 // An argument as a matrix. To be destroyed by a thread that holds the interpreter.
 struct BorrowedImage {
     py::array array;  // owns the memory
@@ -54,7 +57,7 @@ py::array arrayLike(const BorrowedImage& image, const cv::Mat& matrix);
 // becomes a row.
 cv::Mat copyFloats(py::handle object, const char* name, const char* rule);
 
-// "a list", "numpy.ndarray of dtype float64", with the right words around.
+// "None" or "of type list".
 std::string typeName(py::handle object);
 
 }  // namespace tiomipra::python

@@ -16,6 +16,7 @@
 #include "errors.hpp"
 #include "files/descriptor.hpp"
 #include "files/input_files.hpp"
+#include "rigs/document_guard.hpp"
 
 namespace tiomipra::python {
 namespace {
@@ -89,9 +90,18 @@ bool areEqual(const Calibration& one, const Calibration& other) {
     return haveSameShapes(one, other) && one == other;
 }
 
+// OpenCV would open another file.
+std::string plainPathOf(py::handle path) {
+    const std::string file = pathOf(path, "path");
+    if (!isPlainName(file))
+        throw py::value_error(fmt::format(
+            "path is {}, must have no '?', no line break and no digit behind .gz", quote(file)));
+    return file;
+}
+
 // The library takes a file that is not there for an empty record.
 Calibration load(py::handle path) {
-    const std::string file = pathOf(path, "path");
+    const std::string file = plainPathOf(path);
     return callLibrary([&] {
         Calibration calibration;
         if (!file.empty())
@@ -112,7 +122,7 @@ void requireCreatable(const std::string& file) {
 }
 
 void save(const Calibration& calibration, py::handle path) {
-    const std::string file = pathOf(path, "path");
+    const std::string file = plainPathOf(path);
     if (!file.empty())
         requireCreatable(file);
     try {
@@ -230,13 +240,14 @@ Raises ``TypeError`` and ``ValueError`` for arrays of other types and shapes.)")
 The calibration in a file: YAML, XML or JSON, found out from its content.
 
 Keys that are missing give 0 or empty arrays. Raises ``OSError`` for a file that can't be read,
-``OpenCVError`` for one that is malformed.)");
+``OpenCVError`` for one that is malformed, ``ValueError`` for a name with ``?`` or a line break,
+which OpenCV takes for that of another file.)");
     type.def("save", save, py::arg("path"), R"(save(self, path)
 --
 
 Write a file: XML for ``.xml``, JSON for ``.json``, YAML for all else.
 
-Raises ``OSError`` when that is not possible.)");
+Raises ``OSError`` when that is not possible, ``ValueError`` for a name as ``load`` does.)");
     type.def("scale_to", scaleTo, py::arg("width"), py::arg("height"),
              R"(scale_to(self, width, height)
 --

@@ -1,8 +1,8 @@
 #include "errors.hpp"
 
 #include <fmt/format.h>
+#include <pybind11/stl.h>
 
-#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <exception>
@@ -12,6 +12,7 @@
 #include "arrays.hpp"
 #include "base/errors.hpp"
 #include "base/text.hpp"
+#include "parameters.hpp"
 
 namespace tiomipra::python {
 namespace {
@@ -40,24 +41,27 @@ void raiseOsError(int code, const std::string& reason, const std::string& path) 
     PyErr_SetObject(py::type::handle_of(error).ptr(), error.ptr());
 }
 
+// Names of files, which messages hold, may be other than UTF-8.
+void raise(PyObject* type, const std::string& message) {
+    PyErr_SetString(type, printableLines(message).c_str());
+}
+
 void raiseOpenCvError(const cv::Exception& exception) {
     if (exception.code == cv::Error::StsNoMem) {
-        PyErr_SetString(PyExc_MemoryError, exception.what());
+        raise(PyExc_MemoryError, exception.what());
         return;
     }
-    const py::object error = py::reinterpret_borrow<py::object>(openCvError)(exception.what());
+    const py::object error =
+        py::reinterpret_borrow<py::object>(openCvError)(printableLines(exception.what()));
     error.attr("code") = exception.code;
-    error.attr("func") = exception.func;
-    error.attr("err") = exception.err;
+    error.attr("func") = printableLines(exception.func);
+    error.attr("err") = printableLines(exception.err);
     PyErr_SetObject(openCvError, error.ptr());
 }
 
 // Settings are the arguments, and properties, of that name: "window-size" is `window_size`.
 std::string inPython(const SettingError& error) {
-    std::string text = error.what();
-    const auto end = text.begin() + static_cast<std::ptrdiff_t>(error.setting().size());
-    std::replace(text.begin(), end, '-', '_');
-    return text;
+    return pythonName(error.setting()) + std::string(error.what()).substr(error.setting().size());
 }
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): as pybind11 has it.
@@ -68,27 +72,31 @@ void translate(std::exception_ptr exception) {
     } catch (const FileError& error) {
         raiseOsError(error.code(), std::generic_category().message(error.code()), error.path());
     } catch (const InputError& error) {
-        PyErr_SetString(inputError, error.what());
+        raise(inputError, error.what());
     } catch (const SettingError& error) {
-        PyErr_SetString(PyExc_ValueError, inPython(error).c_str());
+        raise(PyExc_ValueError, inPython(error));
     } catch (const cv::Exception& error) {
         raiseOpenCvError(error);
     }
 }
 
-// Throws the error that Python has set, unless it is a `TypeError`.
-void clearTypeError() {
-    if (PyErr_ExceptionMatches(PyExc_TypeError) == 0)
+// Throws the error that Python has set, unless it is a `type`.
+void clearError(PyObject* type) {
+    if (PyErr_ExceptionMatches(type) == 0)
         throw py::error_already_set();
     PyErr_Clear();
 }
 
-py::sequence requirePair(py::handle object, const std::string& name, const char* rule) {
-    const bool isPair = PySequence_Check(object.ptr()) != 0 && !py::isinstance<py::str>(object) &&
-                        py::len(object) == 2;
-    if (!isPair)
+std::vector<py::object> requirePair(py::handle object, const std::string& name, const char* rule) {
+    const auto items = itemsOf(object);
+    if (!items || items->size() != 2)
         throw py::type_error(fmt::format("{} is {}, must be {}", name, typeName(object), rule));
-    return py::reinterpret_borrow<py::sequence>(object);
+    return *items;
+}
+
+// As Python writes it, which is printable.
+std::string literal(py::handle object) {
+    return py::str(py::repr(object));
 }
 
 }  // namespace
@@ -114,7 +122,7 @@ void throwOsError(int code, const std::string& reason, const std::string& path) 
 int wholeNumber(py::handle object, const std::string& name) {
     const auto index = py::reinterpret_steal<py::object>(PyNumber_Index(object.ptr()));
     if (!index) {
-        clearTypeError();
+        clearError(PyExc_TypeError);
         throw py::type_error(
             fmt::format("{} is {}, must be a whole number", name, typeName(object)));
     }
@@ -134,7 +142,7 @@ double number(py::handle object, const std::string& name) {
         PyErr_Clear();
         throw py::value_error(fmt::format("{} is too large, must fit 64 bits", name));
     }
-    clearTypeError();
+    clearError(PyExc_TypeError);
     throw py::type_error(fmt::format("{} is {}, must be a number", name, typeName(object)));
 }
 
@@ -157,7 +165,8 @@ double positive(py::handle object, const std::string& name) {
 }
 
 bool truthOf(py::handle object, const std::string& name) {
-    if (!py::isinstance<py::bool_>(object))
+    if (!py::isinstance<py::bool_>(object) &&
+        !py::isinstance(object, py::module_::import("numpy").attr("bool_")))
         throw py::type_error(
             fmt::format("{} is {}, must be True or False", name, typeName(object)));
     return object.cast<bool>();
@@ -166,7 +175,27 @@ bool truthOf(py::handle object, const std::string& name) {
 std::string textOf(py::handle object, const std::string& name) {
     if (!py::isinstance<py::str>(object))
         throw py::type_error(fmt::format("{} is {}, must be a str", name, typeName(object)));
-    return object.cast<std::string>();
+    py::ssize_t size = 0;
+    const char* const text = PyUnicode_AsUTF8AndSize(object.ptr(), &size);
+    if (text == nullptr) {
+        clearError(PyExc_UnicodeError);
+        throw py::value_error(
+            fmt::format("{} is {}, must have no lone surrogates", name, literal(object)));
+    }
+    return {text, static_cast<std::size_t>(size)};
+}
+
+std::optional<std::vector<py::object>> itemsOf(py::handle object) {
+    const bool isText = py::isinstance<py::str>(object) || py::isinstance<py::bytes>(object) ||
+                        py::isinstance<py::bytearray>(object);
+    if (isText || PySequence_Check(object.ptr()) == 0)
+        return std::nullopt;
+    const auto items = py::reinterpret_steal<py::object>(PySequence_List(object.ptr()));
+    if (!items) {  // an array without axes
+        clearError(PyExc_TypeError);
+        return std::nullopt;
+    }
+    return items.cast<std::vector<py::object>>();
 }
 
 std::pair<double, double> pairOf(py::handle object, const std::string& name, const char* rule) {
@@ -179,14 +208,26 @@ std::pair<int, int> wholePairOf(py::handle object, const std::string& name, cons
     return {wholeNumber(items[0], name + "[0]"), wholeNumber(items[1], name + "[1]")};
 }
 
-std::string pathOf(py::handle object, const std::string& name) {
+std::string pathOf(py::handle object, const std::string& name, const char* rule) {
     PyObject* bytes = nullptr;
-    if (PyUnicode_FSConverter(object.ptr(), &bytes) == 0) {
-        clearTypeError();
-        throw py::type_error(
-            fmt::format("{} is {}, must be a str or a path", name, typeName(object)));
+    if (PyUnicode_FSConverter(object.ptr(), &bytes) != 0)
+        return py::reinterpret_steal<py::bytes>(bytes);
+    if (PyErr_ExceptionMatches(PyExc_ValueError) != 0) {
+        PyErr_Clear();
+        throw py::value_error(
+            fmt::format("{} is {}, must have neither null characters nor lone surrogates", name,
+                        literal(object)));
     }
-    return py::reinterpret_steal<py::bytes>(bytes);
+    clearError(PyExc_TypeError);
+    throw py::type_error(fmt::format("{} is {}, must be {}", name, typeName(object), rule));
+}
+
+std::vector<std::string> pathsOf(const std::vector<py::object>& items, const std::string& name,
+                                 const char* rule) {
+    std::vector<std::string> paths;
+    for (const py::object& item : items)
+        paths.push_back(pathOf(item, name, rule));
+    return paths;
 }
 
 }  // namespace tiomipra::python

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace tiomipra::python {
 
@@ -40,11 +41,14 @@ int sideOf(py::handle object, const std::string& name);
 // The same of any number above 0, even infinite.
 double positive(py::handle object, const std::string& name);
 
-// True or False. Throws `TypeError` that names it.
+// True or False, also those of numpy. Throws `TypeError` that names it.
 bool truthOf(py::handle object, const std::string& name);
 
-// A text. Throws `TypeError` that names it.
+// A text. Throws `TypeError` that names it, and `ValueError` for what UTF-8 does not have.
 std::string textOf(py::handle object, const std::string& name);
+
+// The items of a sequence, an array among them; nothing for text, bytes and what is no sequence.
+std::optional<std::vector<py::object>> itemsOf(py::handle object);
 
 // Both numbers of a pair. Throws `TypeError` that names it and the rule, as in "(width, height)".
 std::pair<double, double> pairOf(py::handle object, const std::string& name, const char* rule);
@@ -52,8 +56,14 @@ std::pair<double, double> pairOf(py::handle object, const std::string& name, con
 // The same of whole numbers, as `wholeNumber` takes them.
 std::pair<int, int> wholePairOf(py::handle object, const std::string& name, const char* rule);
 
-// The name of a file. Throws `TypeError` that names the argument for what is none.
-std::string pathOf(py::handle object, const std::string& name);
+// The name of a file. Throws `TypeError` that names the argument and the rule for what is none, and
+// `ValueError` for characters that no file's name has.
+std::string pathOf(py::handle object, const std::string& name,
+                   const char* rule = "a str or a path");
+
+// The names of several, `name` each.
+std::vector<std::string> pathsOf(const std::vector<py::object>& items, const std::string& name,
+                                 const char* rule = "a str or a path");
 
 }  // namespace tiomipra::python
 

@@ -15,34 +15,35 @@
 namespace tiomipra::python {
 namespace {
 
-// The items of a list or a tuple, or what stands alone.
-std::vector<py::object> itemsOf(py::handle argument) {
-    if (py::isinstance<py::list>(argument) || py::isinstance<py::tuple>(argument))
-        return argument.cast<std::vector<py::object>>();
-    return {py::reinterpret_borrow<py::object>(argument)};
+constexpr auto rule = "a file, an array, or a sequence of files or of arrays";
+
+// The items of a sequence, or what stands alone.
+std::vector<py::object> imagesOf(py::handle argument) {
+    const std::vector<py::object> itself{py::reinterpret_borrow<py::object>(argument)};
+    const bool isImage = py::isinstance<py::array>(argument) || py::hasattr(argument, "__fspath__");
+    return isImage ? itself : itemsOf(argument).value_or(itself);
 }
 
 bool areArrays(const std::vector<py::object>& items) {
-    return !items.empty() && py::isinstance<py::array>(items.front());
+    return py::isinstance<py::array>(items.front());
+}
+
+// One of so many: a single one has the name of the argument.
+std::string nameOfItem(const char* name, std::size_t index, std::size_t count) {
+    return count == 1 ? name : fmt::format("{}[{}]", name, index);
 }
 
 std::vector<BorrowedImage> borrowAll(const std::vector<py::object>& items, const char* name) {
     std::vector<BorrowedImage> images;
-    for (const py::object& item : items) {
-        const std::string itemName =
-            items.size() == 1 ? name : fmt::format("{}[{}]", name, images.size());
-        images.push_back(borrowImage(item, itemName.c_str(), pairImage));
-    }
+    for (const py::object& item : items)
+        images.push_back(
+            borrowImage(item, nameOfItem(name, images.size(), items.size()).c_str(), pairImage));
     return images;
 }
 
-std::vector<std::string> pathsOf(const std::vector<py::object>& items, const char* name) {
-    std::vector<std::string> paths;
-    for (const py::object& item : items)
-        paths.push_back(pathOf(item, name));
-    if (paths.empty())
+void requireAny(const std::vector<py::object>& items, const char* name) {
+    if (items.empty())
         throw py::value_error(fmt::format("{} is empty, must name an image at least", name));
-    return paths;
 }
 
 void checkTurn(int degrees, const char* name) {
@@ -75,8 +76,8 @@ class ArrayFrames : public FrameSource {
             return std::nullopt;
         const std::size_t index = _next++;
         Frame frame{fmt::format("{}", index),
-                    fmt::format("left[{}]", index),
-                    fmt::format("right[{}]", index),
+                    nameOfItem("left", index, _pairs.size()),
+                    nameOfItem("right", index, _pairs.size()),
                     [] { return FileIdentities(); },
                     {}};
         frame.read = [pair = _pairs[index], notify = _notify, left = frame.leftFile,
@@ -105,13 +106,19 @@ ImagePairs::ImagePairs(py::handle left, py::handle right, int rotateLeft, int ro
     checkTurn(rotateRight, "rotate_right");
     _arguments.rotateLeft = rotateLeft;
     _arguments.rotateRight = rotateRight;
-    const auto leftItems = itemsOf(left);
-    const auto rightItems = itemsOf(right);
+    const auto leftItems = imagesOf(left);
+    const auto rightItems = imagesOf(right);
+    requireAny(leftItems, "left");
+    requireAny(rightItems, "right");
     if (!areArrays(leftItems) && !areArrays(rightItems)) {
-        _arguments.left = pathsOf(leftItems, "left");
-        _arguments.right = pathsOf(rightItems, "right");
+        _arguments.left = pathsOf(leftItems, "left", rule);
+        _arguments.right = pathsOf(rightItems, "right", rule);
         return;
     }
+    if (areArrays(leftItems) != areArrays(rightItems))
+        throw py::type_error(fmt::format("left is {}, right is {}, both must be files or arrays",
+                                         typeName(leftItems.front()),
+                                         typeName(rightItems.front())));
     _left = borrowAll(leftItems, "left");
     _right = borrowAll(rightItems, "right");
     if (_left.size() != _right.size())

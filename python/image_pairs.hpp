@@ -14,8 +14,8 @@ namespace tiomipra::python {
 // To be made and destroyed by threads that hold the interpreter, and used without it.
 class ImagePairs {
   public:
-    // `left` and `right`: each an array or a list of arrays, or what `resolveImages` takes, in a
-    // list or alone. Throws `TypeError` and `ValueError` that name the argument.
+    // `left` and `right`: each an array or a sequence of arrays, or what `resolveImages` takes, in
+    // a sequence or alone. Throws `TypeError` and `ValueError` that name the argument.
     ImagePairs(py::handle left, py::handle right, int rotateLeft = 0, int rotateRight = 0);
 
     // From the first pair on. Throws as `openFrames`.

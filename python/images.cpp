@@ -121,18 +121,16 @@ py::tuple collect(py::handle points, py::handle measured, py::handle image) {
 template <typename Value>
 py::array_t<Value, py::array::c_style> requireRows(py::handle object, const char* name) {
     const std::string rule =
-        fmt::format("must be of dtype {} and shape (n, 3)",
+        fmt::format("an array of dtype {} and shape (n, 3)",
                     std::string(py::str(static_cast<py::object>(py::dtype::of<Value>()))));
-    if (!py::isinstance<py::array>(object))
-        throw py::type_error(fmt::format("{} is {}, {}", name, typeName(object), rule));
-    const auto array = py::reinterpret_borrow<py::array>(object);
+    const py::array array = requireArray(object, name, rule.c_str());
     const std::string found =
         fmt::format("{} has dtype {} and shape {}", name, std::string(py::str(array.dtype())),
                     std::string(py::str(array.attr("shape"))));
     if (!py::isinstance<py::array_t<Value>>(object))
-        throw py::type_error(fmt::format("{}, {}", found, rule));
+        throw py::type_error(fmt::format("{}, must be {}", found, rule));
     if (array.ndim() != 2 || array.shape(1) != 3)
-        throw py::value_error(fmt::format("{}, {}", found, rule));
+        throw py::value_error(fmt::format("{}, must be {}", found, rule));
     return array;
 }
 

@@ -77,10 +77,11 @@ void applyPreset(MatcherSettings& settings, py::handle preset) {
 DepthRange rangeOf(py::handle object) {
     DepthRange range;
     if (py::isinstance<py::str>(object)) {
-        range.isAutomatic = object.cast<std::string>() == "auto";
+        const std::string text = textOf(object, "range");
+        range.isAutomatic = text == "auto";
         if (!range.isAutomatic)
-            throw SettingError("range", fmt::format("is {}, must be (nearest, farthest) or 'auto'",
-                                                    quote(object.cast<std::string>())));
+            throw SettingError(
+                "range", fmt::format("is {}, must be (nearest, farthest) or 'auto'", quote(text)));
         return range;
     }
     std::tie(range.nearest, range.farthest) =
@@ -109,10 +110,8 @@ MatcherSettings settingsOf(py::handle preset, py::handle range, py::handle maxDe
     settings.scale = scaleOf(scale);
     settings.wantsConfidence = truthOf(confidence, "confidence");
     for (const auto& [name, value] : parameters) {
-        const auto pythonic = name.cast<std::string>();
-        std::string key = pythonic;
-        std::replace(key.begin(), key.end(), '_', '-');
-        settings.values[key] = valueOf(pythonic, value);
+        const auto parameter = textOf(name, "the name of a parameter");
+        settings.values[kitName(parameter)] = valueOf(parameter, value);
     }
     stepsOf(settings);
     return settings;
@@ -265,7 +264,7 @@ void bindMatching(py::module_& module) {
                  MatcherSettings settings =
                      settingsOf(preset, range, maxDepth, scale, confidence, parameters);
                  std::optional<Rig> known =
-                     rig.is_none() ? std::nullopt : std::optional(rigOf(rig));
+                     rig.is_none() ? std::nullopt : std::optional(rigOrCameras(rig));
                  return callLibrary([&] { return std::make_unique<Matcher>(settings, known); });
              }),
              py::arg("rig"), py::arg("preset"), py::arg("range"), py::arg("max_depth"),

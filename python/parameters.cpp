@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <vision/stereo.hpp>
 
-#include "arrays.hpp"
 #include "base/text.hpp"
 #include "errors.hpp"
 
@@ -16,15 +15,12 @@ namespace {
 using vision::Stereo;
 
 int algorithmOf(const std::string& name, py::handle value) {
-    const std::string rule = "must be 'bm' or 'sgbm'";
-    if (!py::isinstance<py::str>(value))
-        throw py::type_error(fmt::format("{} is {}, {}", name, typeName(value), rule));
-    const auto text = value.cast<std::string>();
+    const auto text = textOf(value, name);
     for (const auto algorithm : {Stereo::BM, Stereo::SGBM}) {
         if (text == nameOf(algorithm))
             return algorithm;
     }
-    throw py::value_error(fmt::format("{} is {}, {}", name, quote(text), rule));
+    throw py::value_error(fmt::format("{} is {}, must be 'bm' or 'sgbm'", name, quote(text)));
 }
 
 }  // namespace
@@ -32,6 +28,12 @@ int algorithmOf(const std::string& name, py::handle value) {
 std::string pythonName(std::string_view name) {
     std::string result(name);
     std::replace(result.begin(), result.end(), '-', '_');
+    return result;
+}
+
+std::string kitName(std::string_view name) {
+    std::string result(name);
+    std::replace(result.begin(), result.end(), '_', '-');
     return result;
 }
 

@@ -15,6 +15,9 @@ namespace py = pybind11;
 
 std::string pythonName(std::string_view name);
 
+// The other way round.
+std::string kitName(std::string_view name);
+
 // "bm" and "sgbm" for an algorithm, a bool for a flag, else a whole number. Throws `TypeError` and
 // `ValueError` that name the parameter.
 int settingOf(const ParameterDescription& parameter, py::handle value);

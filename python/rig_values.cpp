@@ -4,9 +4,11 @@
 #include <pybind11/stl.h>
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 #include "arrays.hpp"
+#include "base/quantities.hpp"
 #include "base/text.hpp"
 #include "errors.hpp"
 #include "rigs/rig_model_files.hpp"
@@ -46,17 +48,38 @@ py::object makeModel(const RigModel& model) {
                                doubles(model.rightFromLeftTranslation.val, {3}), model.unit);
 }
 
-// The numbers of an array, of which there must be `count`, or any if that is 0.
-std::vector<double> numbersOf(py::handle object, const char* name, std::size_t count) {
-    const auto array =
-        py::array_t<double, py::array::c_style | py::array::forcecast>::ensure(object);
-    if (!array)
+void requireClass(py::handle object, const char* className, const std::string& name) {
+    if (!py::isinstance(object, classOf(className)))
         throw py::type_error(
-            fmt::format("{} is {}, must be an array of numbers", name, typeName(object)));
-    const auto size = static_cast<std::size_t>(array.size());
-    if (count != 0 && size != count)
-        throw py::value_error(fmt::format("{} has {} numbers, must have {}", name, size, count));
-    return {array.data(), array.data() + size};
+            fmt::format("{} is {}, must be a tiomipra.{}", name, typeName(object), className));
+}
+
+// A member of an object, with its name in messages.
+struct Member {
+    Member(py::handle object, const std::string& parent, const char* member)
+        : name(fmt::format("{}.{}", parent, member)), value(object.attr(member)) {}
+
+    std::string name;
+    py::object value;
+};
+
+void refuseIf(const Member& member, const std::string& complaint) {
+    if (!complaint.empty())
+        throw py::value_error(fmt::format("{} {}", member.name, complaint));
+}
+
+// The numbers of an array, of which there must be `count`, or any if that is 0.
+std::vector<double> numbersOf(const Member& member, std::size_t count) {
+    const auto array = py::array_t<double, py::array::c_style>::ensure(member.value);
+    if (!array)
+        throw py::type_error(fmt::format("{} is {}, must be an array of numbers", member.name,
+                                         typeName(member.value)));
+    std::vector<double> numbers(array.data(), array.data() + array.size());
+    if (count != 0 && numbers.size() != count)
+        refuseIf(member, fmt::format("has {} numbers, must have {}", numbers.size(), count));
+    if (!std::all_of(numbers.begin(), numbers.end(), [](double x) { return std::isfinite(x); }))
+        refuseIf(member, "must hold finite numbers");
+    return numbers;
 }
 
 LensKind lensNamed(const std::string& name) {
@@ -68,15 +91,21 @@ LensKind lensNamed(const std::string& name) {
         fmt::format("lens is {}, must be radial-tangential or fisheye", quote(name)));
 }
 
-CameraModel cameraOf(py::handle camera) {
+CameraModel cameraOf(const Member& camera) {
+    requireClass(camera.value, "Camera", camera.name);
+    const auto member = [&](const char* name) { return Member(camera.value, camera.name, name); };
     CameraModel result;
-    const auto [width, height] =
-        wholePairOf(camera.attr("image_size"), "image_size", "(width, height)");
+    const Member size = member("image_size");
+    const auto [width, height] = wholePairOf(size.value, size.name, "(width, height)");
     result.imageSize = cv::Size(width, height);
-    const auto matrix = numbersOf(camera.attr("camera_matrix"), "camera_matrix", 9);
-    std::copy(matrix.begin(), matrix.end(), result.cameraMatrix.val);
-    result.lens.kind = lensNamed(textOf(camera.attr("lens"), "lens"));
-    result.lens.coefficients = numbersOf(camera.attr("coefficients"), "coefficients", 0);
+    if (width <= 0 || height <= 0)
+        refuseIf(size, fmt::format("is {}, must be above 0x0", describe(result.imageSize)));
+    const Member matrix = member("camera_matrix");
+    result.cameraMatrix = cv::Matx33d(numbersOf(matrix, 9).data());
+    refuseIf(matrix, whyNoCameraMatrix(result.cameraMatrix));
+    const Member lens = member("lens");
+    result.lens.kind = lensNamed(textOf(lens.value, lens.name));
+    result.lens.coefficients = numbersOf(member("coefficients"), 0);
     return result;
 }
 
@@ -111,16 +140,12 @@ const Calibration& calibrationOf(py::handle object, const char* name) {
 }
 
 Rig rigOf(py::handle object, const char* name) {
-    if (py::isinstance(object, classOf("RectifiedCameras")))
-        return rigOfRectified(object);
-    if (!py::isinstance(object, classOf("Rig")))
-        throw py::type_error(
-            fmt::format("{} is {}, must be a tiomipra.Rig", name, typeName(object)));
+    requireClass(object, "Rig", name);
     Rig rig;
-    rig.left = calibrationOf(object.attr("left"), "left");
-    rig.right = calibrationOf(object.attr("right"), "right");
-    rig.leftFile = "left";
-    rig.rightFile = "right";
+    rig.leftFile = fmt::format("{}.left", name);
+    rig.rightFile = fmt::format("{}.right", name);
+    rig.left = calibrationOf(object.attr("left"), rig.leftFile.c_str());
+    rig.right = calibrationOf(object.attr("right"), rig.rightFile.c_str());
     if (!object.attr("unit").is_none())
         rig.unit = textOf(object.attr("unit"), "unit");
     checkUnit(rig.unit);
@@ -128,18 +153,35 @@ Rig rigOf(py::handle object, const char* name) {
     return rig;
 }
 
+Rig rigOrCameras(py::handle object) {
+    if (py::isinstance(object, classOf("RectifiedCameras")))
+        return rigOfRectified(object);
+    if (!py::isinstance(object, classOf("Rig")))
+        throw py::type_error(
+            fmt::format("rig is {}, must be a tiomipra.Rig, a tiomipra.RectifiedCameras or None",
+                        typeName(object)));
+    return rigOf(object);
+}
+
 std::optional<RigModel> givenModelOf(py::handle rig) {
     const py::object model = rig.attr("model");
     if (model.is_none())
         return std::nullopt;
+    requireClass(model, "RigModel", "model");
+    const auto member = [&](const char* name) { return Member(model, "model", name); };
     RigModel result;
-    result.left = cameraOf(model.attr("left"));
-    result.right = cameraOf(model.attr("right"));
-    const auto rotation = numbersOf(model.attr("rotation"), "rotation", 9);
-    std::copy(rotation.begin(), rotation.end(), result.rightFromLeftRotation.val);
-    const auto translation = numbersOf(model.attr("translation"), "translation", 3);
-    std::copy(translation.begin(), translation.end(), result.rightFromLeftTranslation.val);
-    result.unit = textOf(model.attr("unit"), "unit");
+    result.left = cameraOf(member("left"));
+    result.right = cameraOf(member("right"));
+    const Member rotation = member("rotation");
+    result.rightFromLeftRotation = cv::Matx33d(numbersOf(rotation, 9).data());
+    refuseIf(rotation, whyNoRotation(result.rightFromLeftRotation));
+    const Member translation = member("translation");
+    result.rightFromLeftTranslation = cv::Vec3d(numbersOf(translation, 3).data());
+    refuseIf(translation, whyNoTranslation(result.rightFromLeftTranslation));
+    result.unit = textOf(model.attr("unit"), "model.unit");
+    if (!isUnit(result.unit))
+        throw py::value_error(fmt::format("model.unit is {}, must be {} or empty",
+                                          quote(result.unit), quote(metres)));
     checkModel(result);
     return result;
 }

@@ -17,11 +17,15 @@ namespace py = pybind11;
 // Throws `TypeError` that names the argument for what is no `tiomipra.Calibration`.
 const vision::Calibration& calibrationOf(py::handle object, const char* name);
 
-// What a `tiomipra.Rig` holds, or a `tiomipra.RectifiedCameras`, whose images have any size.
-// Throws `TypeError` for what is neither, and as `rectifiedRig`.
+// What a `tiomipra.Rig` holds. Throws `TypeError` that names the argument for what is none.
 Rig rigOf(py::handle object, const char* name = "rig");
 
-// The model of a `tiomipra.Rig`, if it has one. Throws `ValueError` that names what is wrong.
+// The same, or of a `tiomipra.RectifiedCameras`, whose images have any size: the argument `rig`.
+// Throws `TypeError` for what is neither, and as `rectifiedRig`.
+Rig rigOrCameras(py::handle object);
+
+// The model of a `tiomipra.Rig`, if it has one. Throws `TypeError` and `ValueError` that name what
+// `readRigModel` would not read.
 std::optional<RigModel> givenModelOf(py::handle rig);
 
 // What makes a `tiomipra.Rig`: left, right, unit, verdict and model, by name.

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 #include <pybind11/stl.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -26,6 +27,7 @@
 #include "reports/rig_report.hpp"
 #include "rig_values.hpp"
 #include "rigs/calibration_faults.hpp"
+#include "rigs/calibration_verdict.hpp"
 #include "rigs/feature_matches.hpp"
 #include "rigs/rig_check.hpp"
 #include "rigs/rig_files.hpp"
@@ -45,13 +47,12 @@ std::optional<RigModel> readModelBeside(const std::string& leftFile) {
     return readRigModel(path.string());
 }
 
-py::dict loadRig(py::handle left, py::handle right) {
-    const std::string leftFile = pathOf(left, "left");
-    const std::string rightFile = pathOf(right, "right");
+py::dict loadRig(py::handle folder) {
+    const std::string path = pathOf(folder, "folder");
     const auto [rig, model] = callLibrary([&] {
-        const Rig found = readRig(leftFile, rightFile);
+        const Rig found = readRig(pathIn(path, "left.yml"), pathIn(path, "right.yml"));
         noteDoubts(found, {{}, {}, {}, found.rotateLeft, found.rotateRight}, keepNotice);
-        return std::make_pair(found, readModelBeside(leftFile));
+        return std::make_pair(found, readModelBeside(found.leftFile));
     });
     return describeRig(rig, model);
 }
@@ -64,20 +65,29 @@ std::string reportOn(const Rig& rig, const std::string& hash) {
     return dumpJson(report);
 }
 
+void checkVerdict(const std::string& verdict) {
+    const std::vector<std::string> known{nameOf(Grade::good), nameOf(Grade::usable),
+                                         nameOf(Grade::redo), ""};
+    if (std::find(known.begin(), known.end(), verdict) == known.end())
+        throw py::value_error(fmt::format("verdict is {}, must be {} or empty", quote(verdict),
+                                          joined(std::vector(known.begin(), known.end() - 1))));
+}
+
 // The calibrations last: where they are, all the rest is.
 void saveRig(py::handle folder, py::handle object, const std::string& report,
              const std::vector<std::pair<std::string, py::object>>& pictures) {
     const std::string path = pathOf(folder, "folder");
     const Rig rig = rigOf(object);
+    checkVerdict(rig.verdict);
     const auto model = givenModelOf(object);
     std::vector<std::pair<std::string, BorrowedImage>> images;
     for (const auto& [name, image] : pictures)
         images.emplace_back(name, borrowImage(image, name.c_str(), eightBitImage));
     callLibrary([&] {
-        const OutputFolder output(path, FolderUse{"python", ""});
         const auto in = [&](const std::string& name) { return pathIn(path, name); };
         const std::string left = encodeCalibration(in("left.yml"), rig.left);
         const std::string right = encodeCalibration(in("right.yml"), rig.right);
+        const OutputFolder output(path, FolderUse{"python", ""});
         std::vector<NewFile> files;
         for (const auto& [name, image] : images)
             files.push_back(newOwnPng(in(name), image.matrix));
@@ -163,21 +173,25 @@ py::tuple check(py::handle object, py::handle left, py::handle right, py::handle
     return py::make_tuple(outcome.isCalibrated, dumpJson(outcome.report), outcome.text);
 }
 
-std::vector<std::string> pathsOf(const std::vector<py::object>& items, const char* name) {
-    std::vector<std::string> paths;
-    for (const py::object& item : items)
-        paths.push_back(pathOf(item, name));
-    return paths;
+// The names of left and right, or none.
+std::vector<std::string> camerasOf(py::handle object) {
+    const auto items = itemsOf(object);
+    if (!items)
+        throw py::type_error(
+            fmt::format("cameras is {}, must be two names, left and right", typeName(object)));
+    std::vector<std::string> names;
+    for (const py::object& item : *items)
+        names.push_back(textOf(item, "cameras"));
+    return names;
 }
 
 py::dict importFiles(const std::vector<py::object>& files, py::handle format, py::handle unit,
-                     py::handle size, const std::vector<py::object>& cameras, py::handle swap,
-                     py::handle alpha, py::handle fieldOfView) {
+                     py::handle size, py::handle cameras, py::handle swap, py::handle alpha,
+                     py::handle fieldOfView) {
     ImportSettings settings;
     settings.format = textOf(format, "format");
     settings.unit = textOf(unit, "unit");
-    for (const py::object& camera : cameras)
-        settings.cameras.push_back(textOf(camera, "cameras"));
+    settings.cameras = camerasOf(cameras);
     settings.isSwapped = truthOf(swap, "swap");
     settings.alpha = numberOrNone(alpha, "alpha");
     settings.wideAngle.fieldOfView = numberOrNone(fieldOfView, "field_of_view");
@@ -235,7 +249,7 @@ py::dict formatsOf(bool areExported) {
 }  // namespace
 
 void bindRigs(py::module_& module) {
-    module.def("load_rig", loadRig, py::arg("left"), py::arg("right"));
+    module.def("load_rig", loadRig, py::arg("folder"));
     module.def("save_rig", saveRig, py::arg("folder"), py::arg("rig"), py::arg("report"),
                py::arg("pictures"));
     module.def("find_faults", faultsOf, py::arg("rig"));

@@ -61,6 +61,7 @@ __all__ = [
     "Rig",
     "RigModel",
     "Stereo",
+    "__version__",
     "calibrate",
     "check",
     "evaluate",

@@ -5,7 +5,7 @@ from __future__ import annotations
 import json
 import math
 from dataclasses import dataclass
-from typing import Any, Dict, Mapping, Optional, Tuple, Union
+from typing import Any, Dict, Mapping, Optional, Tuple, Union, overload
 
 import numpy as np
 import numpy.typing as npt
@@ -115,8 +115,14 @@ class Matcher:
         )
         self._described = f"{rig!r}, preset {preset}, range {range}"
 
+    @overload
+    def match(self, left: StrPath, right: StrPath) -> Match: ...
+
+    @overload
+    def match(self, left: npt.NDArray[Any], right: npt.NDArray[Any]) -> Match: ...
+
     def match(self, left: Image, right: Image) -> Match:
-        """Match a pair of images, files or arrays; not several pairs at once.
+        """Match a pair of images, two files or two arrays; not several pairs at once.
 
         Arrays are uint8, uint16 or float32, (rows, columns) or (rows, columns, 3) with blue, green,
         red, of the calibrated size or another of the same aspect ratio. What is not 8 bits is

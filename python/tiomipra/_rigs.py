@@ -6,7 +6,6 @@ import json
 import math
 import os
 from dataclasses import dataclass, field
-from pathlib import Path
 from typing import Any, Dict, List, Mapping, Optional, Sequence, Tuple, Union
 
 import numpy as np
@@ -79,13 +78,16 @@ class Rig:
         Raises ``OSError`` for a file that can't be read, ``InputError`` for one that is no
         calibration.
         """
-        path = Path(folder)
-        return cls(**_tiomipra.load_rig(path / "left.yml", path / "right.yml"))
+        return cls(**_tiomipra.load_rig(folder))
 
     def save(self, folder: StrPath) -> None:
         """Write ``left.yml``, ``right.yml``, ``report.json`` and, with a model, ``rig.yml``.
 
-        The folder is created if it is missing; all files appear together. Raises ``OSError``.
+        The folder is created if it is missing; all files appear together, or none if an error is
+        raised.
+
+        Raises ``OSError``, and what `load` would refuse: ``InputError`` for calibrations that lack
+        something or hold NaN, ``TypeError`` and ``ValueError`` for a unit, a verdict or a model.
         """
         _tiomipra.save_rig(folder, self, "", [])
 
@@ -105,18 +107,27 @@ class Rig:
 
     @property
     def focal_length(self) -> float:
-        """Of the rectified images, in pixels."""
-        return float(self.left.projection_matrix[0, 0])
+        """Of the rectified images, in pixels. Raises ``InputError`` for a rig that is not rectified."""
+        return float(self._projections()[0][0, 0])
 
     @property
     def baseline(self) -> float:
-        """Distance of the cameras, in the unit of lengths."""
-        left, right = self.left.projection_matrix, self.right.projection_matrix
+        """Distance of the cameras, in the unit of lengths. Raises ``InputError`` as `focal_length`."""
+        left, right = self._projections()
         return float((left[0, 3] - right[0, 3]) / right[0, 0])
+
+    def _projections(self) -> Tuple[npt.NDArray[np.floating[Any]], npt.NDArray[np.floating[Any]]]:
+        if not self._is_rectified:
+            raise _tiomipra.InputError("the rig is not rectified: it has no projection matrices")
+        return self.left.projection_matrix, self.right.projection_matrix
+
+    @property
+    def _is_rectified(self) -> bool:
+        return self.left.projection_matrix.shape == self.right.projection_matrix.shape == (3, 4)
 
     def __repr__(self) -> str:
         size = f"{self.left.width}x{self.left.height}"
-        if self.left.projection_matrix.size == 0 or self.right.projection_matrix.size == 0:
+        if not self._is_rectified:
             return f"<Rig {size}, not rectified>"
         baseline = f"{self.baseline:.4g} {self.unit or ''}".strip()
         verdict = f", {self.verdict}" if self.verdict else ""
@@ -223,9 +234,10 @@ def calibrate(
 ) -> CalibrationResult:
     """Calibrate two cameras with pictures of a board.
 
-    left, right: as many images of each camera, taken at the same moments: lists of files, a folder,
-    a pattern such as ``"left[01]*.jpg"``, a video, or lists of arrays, uint8, uint16 or float32,
-    (rows, columns) or (rows, columns, 3) with blue, green, red. All processors look for the board.
+    left, right: as many images of each camera, taken at the same moments: sequences of files, a
+    folder, a pattern such as ``"left[01]*.jpg"``, a video, or sequences of arrays, uint8, uint16 or
+    float32, (rows, columns) or (rows, columns, 3) with blue, green, red; files of both cameras or
+    arrays of both. All processors look for the board.
 
     corners: points per row and rows, as in (9, 6) for 10 x 7 squares. square: side of a square, in
     ``unit``, ``"m"`` or ``""`` for one of your own, in which all lengths then are. pattern:
@@ -295,7 +307,7 @@ def import_rig(
     Raises ``OSError`` for files that can't be read, ``InputError`` for those that can't be right.
     """
     found = _tiomipra.import_rig(
-        list(files), format, unit, size, list(cameras), swap, alpha, field_of_view
+        list(files), format, unit, size, cameras, swap, alpha, field_of_view
     )
     return Rig(**found)
 
@@ -303,7 +315,8 @@ def import_rig(
 def export_rig(rig: Rig, format: str, *files: StrPath) -> None:
     """Write a calibration for another program.
 
-    format: a key of ``export_formats()``. files: as many as the format has, one or two.
+    format: a key of ``export_formats()``. files: as many as the format has, one or two, all
+    different.
 
     Raises ``OSError`` when they can't be written, ``ValueError`` for what the format can't hold.
     """

@@ -2,7 +2,9 @@
 
 import copy
 import logging
+import os
 import pickle
+import shutil
 import threading
 
 import numpy as np
@@ -107,6 +109,14 @@ def test_file_errors(rig, tmp_path):
     assert caught.value.filename == "/dev/full"
     with pytest.raises(ValueError):
         tiomipra.Calibration.load("")
+    for call in (rig.left.save, tiomipra.Calibration.load):
+        for name in ("a?b.yml", "line\nbreak.yml", "a.gz9"):
+            with pytest.raises(ValueError, match="^path is .*, must have no '\\?', no line break"):
+                call(str(tmp_path / name))
+    assert not (tmp_path / "a").exists()
+    shutil.copy(tmp_path / "broken.yml", os.fsencode(tmp_path) + b"/bad\xff.yml")
+    with pytest.raises(tiomipra.OpenCVError, match=r"bad\\xff.yml"):
+        tiomipra.Calibration.load(os.fsencode(tmp_path) + b"/bad\xff.yml")
     with pytest.raises(TypeError, match="path is of type int"):
         tiomipra.Calibration.load(3)
 

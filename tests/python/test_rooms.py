@@ -1,5 +1,8 @@
 """Calibrating, checking, importing, matching and evaluating, as the command does it."""
 
+import collections
+import copy
+import functools
 import logging
 import shutil
 import signal
@@ -73,6 +76,9 @@ def test_checks(rig, result):
         tiomipra.check(rig, np.zeros((480, 640), np.uint8), np.zeros((480, 640), np.uint8))
 
 
+CAMERAS = tiomipra.RectifiedCameras(500.0, 0.1)
+
+
 @pytest.mark.parametrize(("call", "error", "words"), [
     (lambda rig: tiomipra.import_rig("a", format=3), TypeError, "format is of type int, must be"),
     (lambda rig: tiomipra.import_rig("a", unit=3), TypeError, "unit is of type int, must be a str"),
@@ -83,7 +89,19 @@ def test_checks(rig, result):
     (lambda rig: tiomipra.export_rig(rig, 3, "a"), TypeError, "format is of type int"),
     (lambda rig: tiomipra.Rig(rig.left, None), TypeError, "right is None, must be a Calib"),
     (lambda rig: tiomipra.Cloud(np.zeros((2, 3)), np.zeros((2, 3), np.uint8)).save("a.ply"),
-     TypeError, r"points has dtype float64 and shape \(2, 3\), must be of dtype float32"),
+     TypeError, r"points has dtype float64 and shape \(2, 3\), must be an array of dtype float32"),
+    (lambda rig: tiomipra.Cloud(np.ma.zeros((2, 3), np.float32), np.zeros((2, 3), np.uint8))
+     .save("a.ply"), TypeError, "points has a mask, which would be lost"),
+    (lambda rig: tiomipra.import_rig("a", cameras="left"), TypeError, "cameras is of type str"),
+    (lambda rig: tiomipra.import_rig("a", format="\ud800"), ValueError, r"format is '\\ud800', must"),
+    (lambda rig: tiomipra.export_rig(CAMERAS, "ros", "a", "b"), TypeError,
+     "rig is of type RectifiedCameras, must be a tiomipra.Rig$"),
+    (lambda rig: tiomipra.check(CAMERAS, "a", "b"), TypeError, "rig is of type RectifiedCameras"),
+    (lambda rig: tiomipra.export_rig(rig, "ros", "/tmp/a", "/tmp/./a"), ValueError, "same file"),
+    (lambda rig: tiomipra.Rig.load(3), TypeError, "folder is of type int, must be a str or a path"),
+    (lambda rig: tiomipra.read_image("a\0b"), ValueError, r"path is 'a\\x00b', must have neither"),
+    (lambda rig: tiomipra.Rig(tiomipra.Calibration(), rig.right).baseline, tiomipra.InputError,
+     "the rig is not rectified"),
     (lambda rig: tiomipra.Cloud([], np.zeros((2, 3), np.uint8)).save("a.ply"), TypeError,
      "points is of type list, must be"),
     (lambda rig: tiomipra.Cloud(np.zeros((2, 3), np.float32), np.zeros((2, 4), np.uint8))
@@ -107,6 +125,45 @@ def test_saved_rigs_keep_nothing_of_others(rig, result, command_rig, tmp_path):
     (tmp_path / "a" / "report.html").unlink()
     run_command("report", "--calibration", tmp_path / "a")
     assert (tmp_path / "a" / "report.html").stat().st_size > 1_000_000
+
+
+def changed(rig, path, value):
+    """A deep copy of the rig with another value below it, as in "model.left.lens"."""
+    result = copy.deepcopy(rig)
+    *parents, name = path.split(".")
+    setattr(functools.reduce(getattr, parents, result), name, value)
+    return result
+
+
+def test_nothing_is_saved_that_would_not_load(rig, command_rig, tmp_path):
+    shutil.copytree(command_rig, tmp_path / "a")
+    for path, value, error, words in [
+            ("model.unit", "km", ValueError, "is 'km', must be 'm' or empty"),
+            ("model.rotation", np.zeros((3, 3)), ValueError, "not a rotation"),
+            ("model.translation", np.zeros(3), ValueError, "must lead"),
+            ("model.translation", np.full(3, np.nan), ValueError, "must hold finite numbers"),
+            ("model.translation", np.array(["1"] * 3), TypeError, "must be an array of numbers"),
+            ("model.left.camera_matrix", np.ones((3, 3)), ValueError, "must be fx 0 cx"),
+            ("model.right.image_size", (0, -4), ValueError, "is 0x-4, must be above 0x0"),
+            ("model.right", 3, TypeError, "is of type int, must be a tiomipra.Camera"),
+            ("model", 3, TypeError, "is of type int, must be a tiomipra.RigModel"),
+            ("verdict", "splendid", ValueError, "is 'splendid', must be good, usable, redo or empty")]:
+        with pytest.raises(error, match=f"^{path} .*{words}"):
+            changed(rig, path, value).save(tmp_path / "a")
+    for path, value, words in [
+            ("left.width", 7, "width is 7"),
+            ("left.projection_matrix", np.full((3, 4), np.nan), "projectionMatrix must hold finite")]:
+        with pytest.raises(tiomipra.InputError, match=f"left.yml' is not a whole cal.*: {words}"):
+            changed(rig, path, value).save(tmp_path / "a")
+    assert tiomipra.Rig.load(tmp_path / "a").left == rig.left
+    with pytest.raises(ValueError, match="model.translation must hold finite"):
+        tiomipra.export_rig(changed(rig, "model.translation", np.full(3, np.inf)), "opencv", "/tmp/a")
+
+
+def test_rigs_in_folders_of_any_name(rig, tmp_path):
+    for name in ("q?d", "line\nbreak"):
+        rig.save(tmp_path / name)
+        assert tiomipra.Rig.load(tmp_path / name).left == rig.left
 
 
 def test_rigs_mean_something(rig):
@@ -151,8 +208,16 @@ def test_matches_as_the_command(rig, command_rig, pair, tmp_path):
     body = (tmp_path / "cloud.ply").read_bytes().split(b"end_header\n")[1]
     assert (tmp_path / "left13.ply").read_bytes().endswith(b"end_header\n" + body)
     assert len(cloud) == match.measured.sum() == (match.reasons == 0).sum()
-    from_files = matcher.match(PHOTOGRAPHS / "left13.jpg", PHOTOGRAPHS / "right13.jpg")
-    assert same_bits(from_files.depth, match.depth)
+    files = [PHOTOGRAPHS / f"{side}13.jpg" for side in ("left", "right")]
+    for images in (files, [collections.deque([file]) for file in files]):
+        assert same_bits(matcher.match(*images).depth, match.depth)
+    for images, error, words in [
+            ((files[0], pair[1]), TypeError, "left is of type .*Path, right is of type ndarray, both"),
+            ((5, 5), TypeError, "left is of type int, must be a file, an array, or a sequence of"),
+            ((pair[0][:400], pair[1]), ValueError, "^'left' is 640x400, 'right' is 640x480"),
+            ((pair[0][:400], pair[1][:400]), ValueError, "'left' is 640x400, 'rig.left' is for")]:
+        with pytest.raises(error, match=words):
+            matcher.match(*images)
 
 
 def test_settings_of_matchers(rig, pair, caplog):
@@ -162,6 +227,11 @@ def test_settings_of_matchers(rig, pair, caplog):
             ({"preset": "best"}, ValueError, "preset is 'best', must be one of fast"),
             ({"range": (3.0, 1.0)}, ValueError, r"range is \(3, 1\)"),
             ({"range": 3.0}, TypeError, "range is of type float"),
+            ({"range": np.array(3.0)}, TypeError, "range is of type ndarray, must be"),
+            ({"range": b"ab"}, TypeError, "range is of type bytes, must be"),
+            ({"range": "\udcff"}, ValueError, r"range is '\\udcff', must have no lone surrogates"),
+            ({"\ud800": 1}, ValueError, "the name of a parameter is"),
+            ({"preset": "fast", "algorithm": "\ud800"}, ValueError, "algorithm is"),
             ({"range": "auto", "window_size": 4}, ValueError, "window_size 4"),
             ({"confidence": "yes"}, TypeError, "confidence is of type str, must be True or False"),
             ({"scale": 3}, ValueError, "scale is 3, must be 1, 2 or 4"),
@@ -170,7 +240,8 @@ def test_settings_of_matchers(rig, pair, caplog):
         with pytest.raises(error, match=words):
             tiomipra.Matcher(rig, **arguments)
     with caplog.at_level(logging.INFO, "tiomipra"):
-        automatic = tiomipra.Matcher(rig, preset="fast", range="auto", scale=2).match(*pair)
+        automatic = tiomipra.Matcher(rig, preset="fast", range="auto", scale=2,
+                                     equalise=np.False_).match(*pair)
     assert automatic.depth.shape == (240, 320) and "the range found is" in caplog.text
     preset = tiomipra.presets()["fast"].parameters
     assert set(preset) <= set(tiomipra.parameters()) and preset["algorithm"] == "bm"

@@ -13,7 +13,7 @@ def load(folder: Path) -> tiomipra.Rig:
     left: tiomipra.Calibration = rig.left.scale_to(320, 240)
     left.camera_matrix = np.eye(3)
     half: npt.NDArray[np.floating[Any]] = left.camera_matrix
-    print(half.shape, left == rig.left, tiomipra.RigModel.__doc__)
+    print(tiomipra.__version__, half.shape, left == rig.left, tiomipra.RigModel.__doc__)
     return rig
 
 
@@ -31,6 +31,7 @@ def measure(rig: tiomipra.Rig, image: npt.NDArray[np.uint8]) -> npt.NDArray[np.f
     points = stereo.compute_depth(stereo.compute_disparity(left, right))
     match = tiomipra.Matcher(rig, preset="fast", range=(0.4, 3.0), window_size=9).match(left, right)
     tiomipra.Matcher(rig, **tiomipra.presets()["fast"].parameters)
+    tiomipra.Matcher(None).match("left.png", image)  # type: ignore[call-overload]
     if match.depth is not None:
         match.cloud().save("scene.ply")
     return points
