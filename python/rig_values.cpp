@@ -109,18 +109,19 @@ CameraModel cameraOf(const Member& camera) {
     return result;
 }
 
-void checkUnit(const std::optional<std::string>& unit) {
-    if (unit && !isUnit(*unit))
+std::string unitOf(const std::string& name, py::handle value) {
+    std::string unit = textOf(value, name);
+    if (!isUnit(unit))
         throw py::value_error(
-            fmt::format("unit is {}, must be 'm', '' for one of your own, or None", quote(*unit)));
+            fmt::format("{} is {}, must be 'm', or '' for one of your own", name, quote(unit)));
+    return unit;
 }
 
 Rig rigOfRectified(py::handle cameras) {
     RectifiedCameras values;
     values.focal = number(cameras.attr("focal_length"), "focal_length");
-    const std::string unit = textOf(cameras.attr("unit"), "unit");
-    checkUnit(unit);
-    values.baseline = {number(cameras.attr("baseline"), "baseline"), unit};
+    values.baseline = {number(cameras.attr("baseline"), "baseline"),
+                       unitOf("unit", cameras.attr("unit"))};
     values.centreOffset = number(cameras.attr("centre_offset"), "centre_offset");
     const py::object centre = cameras.attr("centre");
     if (!centre.is_none()) {
@@ -147,8 +148,7 @@ Rig rigOf(py::handle object, const char* name) {
     rig.left = calibrationOf(object.attr("left"), rig.leftFile.c_str());
     rig.right = calibrationOf(object.attr("right"), rig.rightFile.c_str());
     if (!object.attr("unit").is_none())
-        rig.unit = textOf(object.attr("unit"), "unit");
-    checkUnit(rig.unit);
+        rig.unit = unitOf("unit", object.attr("unit"));
     rig.verdict = textOf(object.attr("verdict"), "verdict");
     return rig;
 }
@@ -178,10 +178,7 @@ std::optional<RigModel> givenModelOf(py::handle rig) {
     const Member translation = member("translation");
     result.rightFromLeftTranslation = cv::Vec3d(numbersOf(translation, 3).data());
     refuseIf(translation, whyNoTranslation(result.rightFromLeftTranslation));
-    result.unit = textOf(model.attr("unit"), "model.unit");
-    if (!isUnit(result.unit))
-        throw py::value_error(fmt::format("model.unit is {}, must be {} or empty",
-                                          quote(result.unit), quote(metres)));
+    result.unit = unitOf("model.unit", model.attr("unit"));
     checkModel(result);
     return result;
 }

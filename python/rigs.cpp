@@ -66,11 +66,12 @@ std::string reportOn(const Rig& rig, const std::string& hash) {
 }
 
 void checkVerdict(const std::string& verdict) {
-    const std::vector<std::string> known{nameOf(Grade::good), nameOf(Grade::usable),
-                                         nameOf(Grade::redo), ""};
-    if (std::find(known.begin(), known.end(), verdict) == known.end())
-        throw py::value_error(fmt::format("verdict is {}, must be {} or empty", quote(verdict),
-                                          joined(std::vector(known.begin(), known.end() - 1))));
+    std::vector<std::string> known;
+    for (const Grade grade : {Grade::good, Grade::usable, Grade::redo})
+        known.push_back(nameOf(grade));
+    if (!verdict.empty() && std::find(known.begin(), known.end(), verdict) == known.end())
+        throw py::value_error(fmt::format("verdict is {}, must be empty or one of {}",
+                                          quote(verdict), joined(known)));
 }
 
 // The calibrations last: where they are, all the rest is.
