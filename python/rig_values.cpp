@@ -82,13 +82,14 @@ std::vector<double> numbersOf(const Member& member, std::size_t count) {
     return numbers;
 }
 
-LensKind lensNamed(const std::string& name) {
+LensKind lensOf(const Member& member) {
+    const std::string name = textOf(member.value, member.name);
     for (const LensKind kind : {LensKind::radialTangential, LensKind::fisheye}) {
         if (name == nameOf(kind))
             return kind;
     }
     throw py::value_error(
-        fmt::format("lens is {}, must be radial-tangential or fisheye", quote(name)));
+        fmt::format("{} is {}, must be radial-tangential or fisheye", member.name, quote(name)));
 }
 
 CameraModel cameraOf(const Member& camera) {
@@ -103,8 +104,7 @@ CameraModel cameraOf(const Member& camera) {
     const Member matrix = member("camera_matrix");
     result.cameraMatrix = cv::Matx33d(numbersOf(matrix, 9).data());
     refuseIf(matrix, whyNoCameraMatrix(result.cameraMatrix));
-    const Member lens = member("lens");
-    result.lens.kind = lensNamed(textOf(lens.value, lens.name));
+    result.lens.kind = lensOf(member("lens"));
     result.lens.coefficients = numbersOf(member("coefficients"), 0);
     return result;
 }

@@ -144,6 +144,7 @@ def test_nothing_is_saved_that_would_not_load(rig, command_rig, tmp_path):
             ("model.translation", np.array(["1"] * 3), TypeError, "must be an array of numbers"),
             ("model.left.camera_matrix", np.ones((3, 3)), ValueError, "must be fx 0 cx"),
             ("model.right.image_size", (0, -4), ValueError, "is 0x-4, must be above 0x0"),
+            ("model.right.lens", "zoom", ValueError, "is 'zoom', must be radial-tangential or fisheye"),
             ("model.right", 3, TypeError, "is of type int, must be a tiomipra.Camera"),
             ("model", 3, TypeError, "is of type int, must be a tiomipra.RigModel"),
             ("verdict", "splendid", ValueError, "is 'splendid', must be empty or one of good, usable, redo")]:
